@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace MCP {
+
+// One HTTP request as the transport reads it: request line, headers, decoded body.
+// Feeding is incremental so that the reader can hand over each receive as it comes.
+class HttpRequest {
+public:
+    enum ChunkState : int32_t { ReadSize = 0, ReadData = 1, ReadFinalCRLF = 2, Done = 3 };
+
+    std::string method;
+    std::string path;
+    std::map<std::string, std::string> headers;
+    std::vector<char> body;
+    uint64_t contentLength = 0;
+    bool headersComplete = false;
+    bool chunked = false;
+    uint64_t chunkSize = 0;
+    uint64_t chunkRead = 0;
+    int32_t chunkState = ReadSize;
+
+    enum class Progress { NeedMore, Complete, Malformed };
+
+    // Takes the next bytes from the connection. NeedMore asks for another receive;
+    // Complete means the request is whole; Malformed means it can never be read (a
+    // content-length that is not a decimal number or does not fit 64 bits).
+    Progress feed(const char *data, size_t size);
+
+    // Scans the header block (request line and header lines up to, not including, the
+    // blank line) into method, path and headers.
+    void parseHeaderBlock(std::string_view block);
+
+private:
+    Progress startBody();
+    Progress feedBody(const char *data, size_t size);
+    // Runs the chunked decoder over m_raw; true once it reached Done.
+    bool decodeChunks();
+
+    std::string m_head;       // bytes received before the blank line was seen
+    std::string m_raw;        // undecoded chunked stream
+    size_t m_rawPos = 0;
+    bool m_decoderStuck = false;
+};
+
+}  // namespace MCP

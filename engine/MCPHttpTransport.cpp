@@ -1,0 +1,578 @@
+#include "engine/MCPHttpTransport.h"
+
+#include "engine/HttpRequest.h"
+#include "engine/PlatformLog.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <netinet/in.h>
+#include <poll.h>
+#include <pthread.h>
+#include <random>
+#include <sys/eventfd.h>
+#include <sys/random.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <vector>
+
+namespace MCP {
+
+namespace {
+
+struct Hooks {
+    IMCPTransport::MessageHandler handler;
+    LogCallback log;
+    LogMessageType level = LogMessageType::Debug;
+};
+
+// One accepted connection on its way to a worker; fd -1 tells the worker to end.
+struct Job {
+    int fd = -1;
+    std::shared_ptr<const Hooks> hooks;
+};
+
+// A worker thread's mailbox. A mutex and condition variable of its own rather than a
+// semaphore: libstdc++'s semaphores spin with sched_yield before they sleep, which
+// costs the other threads dearly on a machine with few cores.
+struct Worker {
+    std::mutex mutex;
+    std::condition_variable cv;
+    bool posted = false;
+    Job job;
+
+    void post(Job &&next)
+    {
+        {
+            std::lock_guard lock(mutex);
+            job = std::move(next);
+            posted = true;
+        }
+        cv.notify_one();
+    }
+
+    // False when nothing came within the time.
+    bool waitFor(std::chrono::steady_clock::duration timeout)
+    {
+        std::unique_lock lock(mutex);
+        if (!cv.wait_for(lock, timeout, [this] { return posted; }))
+            return false;
+        posted = false;
+        return true;
+    }
+
+    void wait()
+    {
+        std::unique_lock lock(mutex);
+        cv.wait(lock, [this] { return posted; });
+        posted = false;
+    }
+};
+
+// How long a worker without a connection waits for the next one before it ends.
+constexpr auto kWorkerIdleTime = std::chrono::seconds(2);
+
+}  // namespace
+
+// What the accept loop and the workers share with the transport object. Workers hold it
+// by shared pointer, so it outlives the transport if it must.
+struct MCPHttpTransport::Shared {
+    std::atomic<bool> running{false};
+    std::atomic<bool> destroying{false};
+    // Readable once the transport is being destroyed: wakes workers waiting on idle peers.
+    const int wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+
+    std::mutex hooksMutex;
+    std::shared_ptr<const Hooks> hooks = std::make_shared<Hooks>();
+
+    std::mutex connectionsMutex;
+    std::map<std::string, int> pendingConnections;
+
+    // The workers. A connection goes to an idle worker when there is one and to a new
+    // thread otherwise, so no request ever waits for another and their number has no
+    // cap; reusing threads keeps a new connection cheap, and handing the job to one
+    // worker's own mailbox keeps the workers from queueing on a shared lock. A worker
+    // that stays idle for kWorkerIdleTime ends, so the count falls back after a burst.
+    std::mutex poolMutex;
+    std::condition_variable workersGone;
+    std::vector<Worker *> idleWorkers;
+    int workers = 0;
+    bool shuttingDown = false;
+
+    ~Shared()
+    {
+        if (wakeFd >= 0)
+            ::close(wakeFd);
+    }
+
+    std::shared_ptr<const Hooks> currentHooks()
+    {
+        std::lock_guard lock(hooksMutex);
+        return hooks;
+    }
+};
+
+static bool wants(const Hooks &hooks, LogMessageType type)
+{
+    return static_cast<int>(type) <= static_cast<int>(hooks.level);
+}
+
+static void emitLog(const Hooks &hooks, LogMessageType type, int32_t code, const std::string &text)
+{
+    if (!wants(hooks, type))
+        return;
+    if (hooks.log)
+        hooks.log(type, code, text);
+    else
+        PlatformLog::write("[MCPTransport] " + text);
+}
+
+// Writes everything: partial sends are continued, EINTR is retried, and a peer that has
+// gone away gives an error instead of SIGPIPE.
+static bool sendAll(int fd, const std::string &data)
+{
+    const char *p = data.data();
+    size_t left = data.size();
+    while (left > 0) {
+        const ssize_t n = ::send(fd, p, left, MSG_NOSIGNAL);
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        p += n;
+        left -= static_cast<size_t>(n);
+    }
+    return true;
+}
+
+// A random (version 4) UUID in its canonical form. Each worker thread seeds its own
+// generator once from the kernel, so that a connection costs no system call for it; the
+// id only keys the connection and names it in the log.
+static std::string newConnectionId()
+{
+    thread_local std::mt19937_64 generator = [] {
+        uint64_t seed[2] = {0, 0};
+        if (::getrandom(seed, sizeof seed, 0) != static_cast<ssize_t>(sizeof seed)) {
+            seed[0] = static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+            seed[1] = std::hash<std::thread::id>{}(std::this_thread::get_id());
+        }
+        std::seed_seq sequence{seed[0], seed[0] >> 32, seed[1], seed[1] >> 32};
+        return std::mt19937_64(sequence);
+    }();
+    unsigned char bytes[16];
+    const uint64_t high = generator();
+    const uint64_t low = generator();
+    for (int i = 0; i < 8; ++i) {
+        bytes[i] = static_cast<unsigned char>(high >> (8 * i));
+        bytes[8 + i] = static_cast<unsigned char>(low >> (8 * i));
+    }
+    bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // version 4
+    bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // RFC 4122 variant
+    static const char hex[] = "0123456789abcdef";
+    std::string id;
+    id.reserve(36);
+    for (int i = 0; i < 16; ++i) {
+        if (i == 4 || i == 6 || i == 8 || i == 10)
+            id += '-';
+        id += hex[bytes[i] >> 4];
+        id += hex[bytes[i] & 0xF];
+    }
+    return id;
+}
+
+const char *MCPHttpTransport::reasonPhrase(int status)
+{
+    switch (status) {
+    case 202: return "Accepted";
+    case 400: return "Bad Request";
+    case 404: return "Not Found";
+    case 405: return "Method Not Allowed";
+    case 500: return "Internal Server Error";
+    default: return "OK";
+    }
+}
+
+std::string MCPHttpTransport::buildResponse(int status, std::string_view contentType, std::string_view body)
+{
+    std::string out;
+    out.reserve(220 + body.size());
+    out += "HTTP/1.1 ";
+    out += std::to_string(status);
+    out += ' ';
+    out += reasonPhrase(status);
+    out += "\r\nContent-Type: ";
+    out += contentType;
+    out += "\r\nContent-Length: ";
+    out += std::to_string(body.size());
+    out += "\r\nAccess-Control-Allow-Origin: *"
+           "\r\nAccess-Control-Allow-Methods: POST, GET, OPTIONS"
+           "\r\nAccess-Control-Allow-Headers: Content-Type"
+           "\r\nConnection: close\r\n\r\n";
+    out += body;
+    return out;
+}
+
+namespace {
+
+// Waits until the socket has bytes (or news of its peer) or the transport is being
+// destroyed; false in the latter case.
+bool waitReadable(const MCPHttpTransport::Shared &shared, int fd)
+{
+    pollfd fds[2] = {{fd, POLLIN, 0}, {shared.wakeFd, POLLIN, 0}};
+    for (;;) {
+        const int n = ::poll(fds, 2, -1);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return true;  // let the receive report the failure
+        if (fds[1].revents & POLLIN)
+            return false;
+        return true;
+    }
+}
+
+// Reads one request; false when the peer closed or failed before it was whole, the
+// request can never be read, or the transport is going away.
+bool readRequest(const MCPHttpTransport::Shared &shared, int fd, HttpRequest &request)
+{
+    char buffer[8192];
+    for (;;) {
+        size_t want = sizeof buffer;
+        if (request.headersComplete && !request.chunked && request.contentLength > request.body.size())
+            want = static_cast<size_t>(std::min<uint64_t>(want, request.contentLength - request.body.size()));
+        // Mostly the bytes are there already; only an empty socket costs a poll, which
+        // also watches for the transport's destruction.
+        const ssize_t n = ::recv(fd, buffer, want, MSG_DONTWAIT);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            if (!waitReadable(shared, fd))
+                return false;
+            continue;
+        }
+        if (n < 1)
+            return false;
+        switch (request.feed(buffer, static_cast<size_t>(n))) {
+        case HttpRequest::Progress::Complete:
+            return true;
+        case HttpRequest::Progress::Malformed:
+            return false;
+        case HttpRequest::Progress::NeedMore:
+            break;
+        }
+    }
+}
+
+void answer(int fd, int status, std::string_view contentType, std::string_view body)
+{
+    sendAll(fd, MCPHttpTransport::buildResponse(status, contentType, body));
+    ::close(fd);
+}
+
+void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int fd)
+{
+    HttpRequest request;
+    if (!readRequest(shared, fd, request)) {
+        if (!shared.destroying.load())
+            emitLog(hooks, LogMessageType::Critical, 1005, "Failed to read complete HTTP request");
+        ::close(fd);
+        return;
+    }
+    const std::string connectionId = newConnectionId();
+
+    if (request.method == "OPTIONS") {
+        answer(fd, 200, "text/plain", "");
+        return;
+    }
+    if (request.method != "POST" || request.body.empty()) {
+        answer(fd, 405, "application/json", R"({"error":"Method not allowed"})");
+        return;
+    }
+
+    const std::string_view text(request.body.data(), request.body.size());
+    if (wants(hooks, LogMessageType::Debug))
+        emitLog(hooks, LogMessageType::Debug, 0, "Received request body (" + std::to_string(text.size()) + " bytes)");
+    auto message = MCPMessage::parse(text);
+    if (!message) {
+        emitLog(hooks, LogMessageType::Critical, 1006, "Invalid JSON-RPC request. BODY:\n" + std::string(text));
+        answer(fd, 400, "application/json", R"({"error":"Invalid JSON-RPC request"})");
+        return;
+    }
+    if (!hooks.handler) {
+        emitLog(hooks, LogMessageType::Critical, 1007, "No message handler available");
+        answer(fd, 500, "application/json", R"({"error":"No message handler available."})");
+        return;
+    }
+    {
+        std::lock_guard lock(shared.connectionsMutex);
+        if (!shared.running.load()) {
+            // Stopped while this request was being read: nobody will answer it.
+            ::close(fd);
+            return;
+        }
+        shared.pendingConnections.emplace(connectionId, fd);
+    }
+    bool handled = true;
+    try {
+        hooks.handler(connectionId, std::move(message));
+    } catch (...) {
+        // The server answers standard errors itself; anything else that escapes must
+        // not take the process down with this worker.
+        handled = false;
+    }
+
+    // The handler answers through sendResponse before it returns. A request that gets
+    // no response at all (a cancel notification) is acknowledged with 202 and an empty
+    // body, so that its socket does not stay open until stop.
+    int unanswered = -1;
+    {
+        std::lock_guard lock(shared.connectionsMutex);
+        auto it = shared.pendingConnections.find(connectionId);
+        if (it == shared.pendingConnections.end())
+            return;
+        unanswered = it->second;
+        shared.pendingConnections.erase(it);
+    }
+    if (handled)
+        answer(unanswered, 202, "application/json", "");
+    else
+        answer(unanswered, 500, "application/json", R"({"error":"Internal error"})");
+}
+
+}  // namespace
+
+namespace {
+
+void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, Job first)
+{
+    pthread_setname_np(pthread_self(), "mcp.kelvara.wkr");
+    Worker self;
+    Job job = std::move(first);
+    for (;;) {
+        serveConnection(*shared, *job.hooks, job.fd);
+        job = Job{};
+
+        {
+            std::lock_guard lock(shared->poolMutex);
+            if (shared->shuttingDown)
+                break;
+            shared->idleWorkers.push_back(&self);
+        }
+        if (!self.waitFor(kWorkerIdleTime)) {
+            std::unique_lock lock(shared->poolMutex);
+            auto it = std::find(shared->idleWorkers.begin(), shared->idleWorkers.end(), &self);
+            if (it != shared->idleWorkers.end()) {
+                shared->idleWorkers.erase(it);
+                break;  // idle for too long
+            }
+            // Taken by the acceptor just now: its job is on the way.
+            lock.unlock();
+            self.wait();
+        }
+        {
+            std::lock_guard lock(self.mutex);
+            job = std::move(self.job);
+        }
+        if (job.fd < 0)
+            break;  // the transport is going away
+    }
+    std::lock_guard lock(shared->poolMutex);
+    if (--shared->workers == 0)
+        shared->workersGone.notify_all();
+}
+
+void submitJob(const std::shared_ptr<MCPHttpTransport::Shared> &shared, Job &&job)
+{
+    Worker *idle = nullptr;
+    {
+        std::lock_guard lock(shared->poolMutex);
+        if (!shared->idleWorkers.empty()) {
+            idle = shared->idleWorkers.back();
+            shared->idleWorkers.pop_back();
+        } else {
+            ++shared->workers;
+        }
+    }
+    if (idle) {
+        idle->post(std::move(job));
+        return;
+    }
+    try {
+        std::thread(workerLoop, shared, job).detach();
+    } catch (const std::system_error &) {
+        // No thread could be made: this connection is dropped, the listener goes on.
+        emitLog(*job.hooks, LogMessageType::Critical, 1004, "Failed to accept connection");
+        ::close(job.fd);
+        std::lock_guard lock(shared->poolMutex);
+        if (--shared->workers == 0)
+            shared->workersGone.notify_all();
+    }
+}
+
+}  // namespace
+
+MCPHttpTransport::MCPHttpTransport() : m_shared(std::make_shared<Shared>()) {}
+
+MCPHttpTransport::~MCPHttpTransport()
+{
+    stop();
+    // Wake every worker still waiting on its peer, end the idle ones, and wait for all of
+    // them: a worker may be inside the message handler, which points into the owner of
+    // this object.
+    m_shared->destroying.store(true);
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(m_shared->wakeFd, &one, sizeof one);
+    std::unique_lock lock(m_shared->poolMutex);
+    m_shared->shuttingDown = true;
+    for (Worker *idle : m_shared->idleWorkers)
+        idle->post(Job{});
+    m_shared->idleWorkers.clear();
+    m_shared->workersGone.wait(lock, [this] { return m_shared->workers == 0; });
+}
+
+void MCPHttpTransport::setMessageHandler(MessageHandler handler)
+{
+    std::lock_guard lock(m_shared->hooksMutex);
+    auto hooks = std::make_shared<Hooks>(*m_shared->hooks);
+    hooks->handler = std::move(handler);
+    m_shared->hooks = std::move(hooks);
+}
+
+void MCPHttpTransport::setLogCallback(LogCallback callback)
+{
+    std::lock_guard lock(m_shared->hooksMutex);
+    auto hooks = std::make_shared<Hooks>(*m_shared->hooks);
+    hooks->log = std::move(callback);
+    m_shared->hooks = std::move(hooks);
+}
+
+void MCPHttpTransport::setLogLevel(LogMessageType level)
+{
+    std::lock_guard lock(m_shared->hooksMutex);
+    auto hooks = std::make_shared<Hooks>(*m_shared->hooks);
+    hooks->level = level;
+    m_shared->hooks = std::move(hooks);
+}
+
+bool MCPHttpTransport::isRunning() const
+{
+    return m_shared->running.load();
+}
+
+size_t MCPHttpTransport::pendingConnectionCount() const
+{
+    std::lock_guard lock(m_shared->connectionsMutex);
+    return m_shared->pendingConnections.size();
+}
+
+bool MCPHttpTransport::start(int port, bool listenAtAll)
+{
+    std::lock_guard lifecycle(m_lifecycleMutex);
+    if (m_shared->running.load())
+        return false;
+    const auto hooks = m_shared->currentHooks();
+
+    // Close-on-exec: processes that tools start must not inherit the listener.
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        emitLog(*hooks, LogMessageType::Critical, 1001, "Failed to create socket");
+        return false;
+    }
+    const int one = 1;
+    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(listenAtAll ? INADDR_ANY : INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    if (::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) < 0) {
+        emitLog(*hooks, LogMessageType::Critical, 1002, "Failed to bind socket to port " + std::to_string(port));
+        ::close(fd);
+        m_listenSocket = -1;
+        return false;
+    }
+    if (::listen(fd, 10) < 0) {
+        emitLog(*hooks, LogMessageType::Critical, 1003, "Failed to listen on socket");
+        ::close(fd);
+        m_listenSocket = -1;
+        return false;
+    }
+    m_listenSocket = fd;
+    m_port = port;
+    m_shared->running.store(true);
+    emitLog(*hooks, LogMessageType::Info, 0, "MCP HTTP Server started on port " + std::to_string(port));
+    m_acceptThread = std::thread([this, fd] { acceptLoop(fd); });
+    return true;
+}
+
+void MCPHttpTransport::acceptLoop(int listenSocket)
+{
+    pthread_setname_np(pthread_self(), "mcp.kelvara.acc");
+    const std::shared_ptr<Shared> shared = m_shared;
+    while (shared->running.load()) {
+        const int fd = ::accept4(listenSocket, nullptr, nullptr, SOCK_CLOEXEC);
+        const int error = errno;
+        const auto hooks = shared->currentHooks();
+        if (fd < 0) {
+            if (!shared->running.load())
+                break;
+            if (error == EINTR)
+                continue;
+            emitLog(*hooks, LogMessageType::Critical, 1004, "Failed to accept connection");
+            // Out of descriptors or memory: give the system a moment instead of spinning.
+            if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM)
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            continue;
+        }
+        submitJob(shared, Job{fd, hooks});
+    }
+}
+
+void MCPHttpTransport::stop()
+{
+    std::lock_guard lifecycle(m_lifecycleMutex);
+    if (!m_shared->running.exchange(false))
+        return;
+    // shutdown wakes the blocked accept; the descriptor is closed only after the loop
+    // has ended, so its number cannot be reused under the loop's feet.
+    ::shutdown(m_listenSocket, SHUT_RDWR);
+    if (m_acceptThread.joinable())
+        m_acceptThread.join();
+    ::close(m_listenSocket);
+    m_listenSocket = -1;
+
+    const auto hooks = m_shared->currentHooks();
+    std::lock_guard lock(m_shared->connectionsMutex);
+    for (const auto &[id, fd] : m_shared->pendingConnections)
+        ::close(fd);
+    m_shared->pendingConnections.clear();
+    emitLog(*hooks, LogMessageType::Info, 0, "MCP HTTP Server stopped");
+}
+
+void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared_ptr<MCPMessage> message)
+{
+    if (!message)
+        return;
+    // Messages are immutable once handed on, so the text is built before the lock.
+    const std::string response = buildResponse(200, "application/json", message->toString());
+    // The entry leaves the table under the lock, so that stop can no longer close this
+    // socket; the write and the close then happen outside it. Holding the lock across a
+    // loopback write, which runs the receiver's side too, made every other response
+    // wait in line for no gain.
+    int fd = -1;
+    {
+        std::lock_guard lock(m_shared->connectionsMutex);
+        auto it = m_shared->pendingConnections.find(connectionId);
+        if (it == m_shared->pendingConnections.end())
+            return;
+        fd = it->second;
+        m_shared->pendingConnections.erase(it);
+    }
+    sendAll(fd, response);
+    ::close(fd);
+}
+
+}  // namespace MCP

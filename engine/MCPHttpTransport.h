@@ -1,0 +1,69 @@
+#pragma once
+
+#include "engine/IMCPTransport.h"
+#include "engine/LogMessageType.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+
+namespace MCP {
+
+// The engine's HTTP/1.1 listener on raw sockets: one request per connection, one JSON
+// body back, then close. Any path serves; no keep-alive, no stream, no session header.
+//
+// Where the protocol leaves the choice open: a request for which the handler produces no
+// response (a valid cancel notification) is answered "202 Accepted" with an empty body
+// and closed at once; a content-length that is not a decimal number fails the read (code
+// 1005); a request still being read when stop comes is closed without an answer.
+//
+// One thread runs the accept loop; every accepted connection is served by a worker thread
+// of its own at once: an idle one when there is one, a new one otherwise, with no cap, so
+// a slow tool blocks only its own connection. Workers keep the state they need alive
+// through a shared pointer, and the destructor waits until the last of them is gone, so
+// no worker ever touches a dead transport.
+class MCPHttpTransport : public IMCPTransport {
+public:
+    MCPHttpTransport();
+    ~MCPHttpTransport() override;
+
+    MCPHttpTransport(const MCPHttpTransport &) = delete;
+    MCPHttpTransport &operator=(const MCPHttpTransport &) = delete;
+
+    bool start(int port, bool listenAtAll) override;
+    void stop() override;
+    bool isRunning() const override;
+    void setMessageHandler(MessageHandler handler) override;
+    void sendResponse(const std::string &connectionId, std::shared_ptr<MCPMessage> message) override;
+
+    // With no callback, lines go to stderr with the prefix "[MCPTransport] ".
+    void setLogCallback(LogCallback callback);
+    // Lines less severe than this level are neither built nor delivered (default: all).
+    void setLogLevel(LogMessageType level);
+
+    int port() const { return m_port; }
+    // Connections waiting for their response (handed to the handler, not yet answered).
+    size_t pendingConnectionCount() const;
+
+    // The complete response text: status line, the fixed header lines with the CORS
+    // lines and "Connection: close", a blank line, the body.
+    static std::string buildResponse(int status, std::string_view contentType, std::string_view body);
+    static const char *reasonPhrase(int status);
+
+    struct Shared;
+
+private:
+    void acceptLoop(int listenSocket);
+
+    int m_listenSocket = -1;
+    int m_port = 0;
+    std::shared_ptr<Shared> m_shared;
+    std::thread m_acceptThread;
+    std::mutex m_lifecycleMutex;  // start and stop from different threads take turns
+};
+
+}  // namespace MCP

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "engine/IMCPPromptService.h"
+#include "engine/ListChangedNotifier.h"
+
+#include <map>
+#include <mutex>
+
+namespace MCP {
+
+// The prompt registry. Renderers run under the lock; failures come back as the text.
+class MCPPromptService : public IMCPPromptService {
+public:
+    void registerPrompt(const PromptDefinition &definition) override;
+    void unregisterPrompt(const std::string &name) override;
+    void clearPrompts() override;
+    std::string renderPrompt(const std::string &name, const JSONValue &params) override;
+    std::vector<PromptDefinition> listPrompts() override;
+    void setListChangedCallback(std::function<void()> callback) override;
+    void notifyListChanged() override;
+
+    void setMainQueuePoster(MainQueuePoster poster) { m_notifier.setMainQueuePoster(std::move(poster)); }
+    size_t count();
+
+private:
+    std::map<std::string, PromptDefinition> m_prompts;
+    ListChangedNotifier m_notifier;
+    std::mutex m_mutex;
+};
+
+}  // namespace MCP

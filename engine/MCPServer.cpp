@@ -1,0 +1,463 @@
+#include "engine/MCPServer.h"
+
+#include "engine/MCPHttpTransport.h"
+#include "engine/MCPPromptService.h"
+#include "engine/MCPResourceService.h"
+#include "engine/MCPServerMessage.h"
+#include "engine/MCPToolService.h"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+namespace MCP {
+
+namespace {
+
+constexpr const char *kProtocolVersion = "2025-06-18";
+
+std::string idText(uint64_t id)
+{
+    char digits[24];
+    return std::string(digits, std::to_chars(digits, digits + sizeof digits, id).ptr);
+}
+
+// A Number requestId as a decimal integer, truncated to 64 bits (saturating).
+std::string numberIdText(double value)
+{
+    if (value >= 0) {
+        if (value >= 18446744073709551615.0)
+            return idText(std::numeric_limits<uint64_t>::max());
+        return idText(static_cast<uint64_t>(value));
+    }
+    if (value <= -9223372036854775808.0)
+        return std::to_string(std::numeric_limits<int64_t>::min());
+    return std::to_string(static_cast<int64_t>(value));
+}
+
+}  // namespace
+
+MCPServer::MCPServer()
+    : m_toolService(std::make_unique<MCPToolService>()),
+      m_resourceService(std::make_unique<MCPResourceService>()),
+      m_promptService(std::make_unique<MCPPromptService>()),
+      m_transport(std::make_unique<MCPHttpTransport>())
+{
+    setupRoutes();
+}
+
+MCPServer::~MCPServer()
+{
+    stop();
+    // Workers may still be inside a route: the transport waits for them before the
+    // services and the router they use go away.
+    m_transport.reset();
+}
+
+bool MCPServer::logs(LogMessageType type) const
+{
+    return m_logCallback && static_cast<int>(type) <= static_cast<int>(m_logLevel);
+}
+
+void MCPServer::log(LogMessageType type, int32_t code, const std::string &text) const
+{
+    if (logs(type))
+        m_logCallback(type, code, text);
+}
+
+void MCPServer::setLogCallback(LogCallback callback)
+{
+    m_logCallback = std::move(callback);
+    m_transport->setLogCallback(m_logCallback);
+}
+
+void MCPServer::setLogLevel(LogMessageType level)
+{
+    m_logLevel = level;
+    m_transport->setLogLevel(level);
+}
+
+void MCPServer::setMainQueuePoster(MainQueuePoster poster)
+{
+    m_toolService->setMainQueuePoster(poster);
+    m_resourceService->setMainQueuePoster(poster);
+    m_promptService->setMainQueuePoster(std::move(poster));
+}
+
+void MCPServer::addMiddleware(MessageRouter::Middleware middleware)
+{
+    m_router.addMiddleware(std::move(middleware));
+}
+
+IMCPToolService *MCPServer::getToolService() { return m_toolService.get(); }
+IMCPResourceService *MCPServer::getResourceService() { return m_resourceService.get(); }
+IMCPPromptService *MCPServer::getPromptService() { return m_promptService.get(); }
+
+void MCPServer::setConfiguration(const MCPServerConfig &config)
+{
+    m_config.port = config.port;
+    m_config.name = config.name;
+    m_config.title = config.title;
+    m_config.version = config.version;
+    m_config.instructions = config.instructions;
+    m_config.listenAtAll = config.listenAtAll;
+    if (logs(LogMessageType::Info))
+        log(LogMessageType::Info, 0,
+            "MCP Server configured: " + m_config.name + " v" + m_config.version + " on port " + std::to_string(m_config.port));
+}
+
+MCPServerConfig MCPServer::getConfiguration() const { return m_config; }
+void MCPServer::setListenAtAll(bool listenAtAll) { m_config.listenAtAll = listenAtAll; }
+void MCPServer::setServerName(const std::string &name) { m_config.name = name; }
+void MCPServer::setServerVersion(const std::string &version) { m_config.version = version; }
+std::string MCPServer::getServerName() const { return m_config.name; }
+std::string MCPServer::getServerVersion() const { return m_config.version; }
+bool MCPServer::isRunning() const { return m_running; }
+
+bool MCPServer::start(int port, bool listenAtAll)
+{
+    if (m_running) {
+        log(LogMessageType::Warning, 3001, "Server already running");
+        return false;
+    }
+    m_config.port = static_cast<uint16_t>(port);
+    m_config.listenAtAll = listenAtAll;
+    m_transport->setMessageHandler([this](const std::string &connectionId, std::shared_ptr<MCPMessage> message) {
+        handleMessage(connectionId, std::move(message));
+    });
+    if (!m_transport->start(port, listenAtAll)) {
+        log(LogMessageType::Error, 3002, "Failed to start transport layer");
+        return false;
+    }
+    m_running = true;
+    if (logs(LogMessageType::Info)) {
+        log(LogMessageType::Info, 0,
+            "MCP Server '" + m_config.name + "' v" + m_config.version + " started on port " + std::to_string(m_config.port));
+        if (m_config.instructions)
+            log(LogMessageType::Info, 0, "Server instructions: " + *m_config.instructions);
+    }
+    return true;
+}
+
+void MCPServer::stop()
+{
+    if (!m_running)
+        return;
+    m_transport->stop();
+    m_running = false;
+    log(LogMessageType::Info, 0, "MCP Server stopped");
+}
+
+std::shared_ptr<CancellationToken> MCPServer::registerRequest(const std::string &key)
+{
+    auto token = std::make_shared<CancellationToken>();
+    std::lock_guard lock(m_activeRequestsMutex);
+    m_activeRequests.insert_or_assign(key, token);
+    return token;
+}
+
+void MCPServer::unregisterRequest(const std::string &key)
+{
+    std::lock_guard lock(m_activeRequestsMutex);
+    m_activeRequests.erase(key);
+}
+
+bool MCPServer::cancelRequest(const std::string &key)
+{
+    std::lock_guard lock(m_activeRequestsMutex);
+    auto it = m_activeRequests.find(key);
+    if (it == m_activeRequests.end())
+        return false;
+    it->second->cancel();
+    return true;
+}
+
+std::shared_ptr<MCPMessage> MCPServer::process(const std::string &sessionId, std::shared_ptr<MCPMessage> message)
+{
+    MCPContext context{sessionId, message, message->params};
+    if (logs(LogMessageType::Debug)) {
+        log(LogMessageType::Debug, 0, "HTTP-RCV [" + message->method + "]\n" + message->toString());
+        log(LogMessageType::Debug, 0,
+            "Dispatch: \"" + message->method + "\" sid: \"" + sessionId + "\" id: " + idText(message->id));
+    }
+    auto response = m_router.dispatch(context);
+    if (response && logs(LogMessageType::Debug))
+        log(LogMessageType::Debug, 0, "HTTP-RSP [" + message->method + "]\n" + response->toString());
+    return response;
+}
+
+void MCPServer::handleMessage(const std::string &connectionId, std::shared_ptr<MCPMessage> message)
+{
+    if (!message)
+        return;
+    if (auto response = process(connectionId, std::move(message)))
+        m_transport->sendResponse(connectionId, std::move(response));
+}
+
+void MCPServer::setupRoutes()
+{
+    auto bind = [this](std::shared_ptr<MCPMessage> (MCPServer::*route)(const MCPContext &)) {
+        return [this, route](const MCPContext &context) { return (this->*route)(context); };
+    };
+    m_router.addRoute("initialize", bind(&MCPServer::handleInitialize));
+    m_router.addRoute("notifications/initialized", bind(&MCPServer::handleInitialized));
+    m_router.addRoute("ping", bind(&MCPServer::handlePing));
+    m_router.addRoute("notifications/cancelled", bind(&MCPServer::handleCancelled));
+    m_router.addRoute("tools/list", bind(&MCPServer::handleToolsList));
+    m_router.addRoute("tools/call", bind(&MCPServer::handleToolsCall));
+    m_router.addRoute("resources/list", bind(&MCPServer::handleResourcesList));
+    m_router.addRoute("resources/read", bind(&MCPServer::handleResourcesRead));
+    m_router.addRoute("prompts/list", bind(&MCPServer::handlePromptsList));
+    m_router.addRoute("prompts/get", bind(&MCPServer::handlePromptsGet));
+}
+
+// ---- session routes ----
+
+std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &context)
+{
+    log(LogMessageType::Info, 0, "Initialize request received (protocol: 2025-06-18)");
+    JSONValue result;
+    result["protocolVersion"] = JSONValue(kProtocolVersion);
+    JSONValue &info = result["serverInfo"];
+    info["name"] = JSONValue(m_config.name);
+    info["version"] = JSONValue(m_config.version);
+    info["title"] = JSONValue(m_config.title.empty() ? m_config.name : m_config.title);
+
+    JSONValue capabilities = JSONValue(JSONValue::ObjectType{});
+    if (m_toolService->count() > 0)
+        capabilities["tools"]["listChanged"] = JSONValue(true);
+    if (m_resourceService->count() > 0) {
+        capabilities["resources"]["listChanged"] = JSONValue(true);
+        capabilities["resources"]["subscribe"] = JSONValue(true);
+    }
+    if (m_promptService->count() > 0)
+        capabilities["prompts"]["listChanged"] = JSONValue(true);
+    result["capabilities"] = std::move(capabilities);
+    if (m_config.instructions)
+        result["instructions"] = JSONValue(*m_config.instructions);
+    return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+std::shared_ptr<MCPMessage> MCPServer::handleInitialized(const MCPContext &context)
+{
+    log(LogMessageType::Info, 0, "Received notifications/initialized");
+    return MCPServerMessage::createResponse(*context.message, JSONValue(JSONValue::ObjectType{}));
+}
+
+std::shared_ptr<MCPMessage> MCPServer::handlePing(const MCPContext &context)
+{
+    log(LogMessageType::Info, 0, "Ping received");
+    return MCPServerMessage::createResponse(*context.message, JSONValue(JSONValue::ObjectType{}));
+}
+
+std::shared_ptr<MCPMessage> MCPServer::handleCancelled(const MCPContext &context)
+{
+    const JSONValue &params = context.params;
+    if (!params.isObject()) {
+        log(LogMessageType::Error, 3003, "Cancel notification has invalid params");
+        return nullptr;
+    }
+    std::string requestId;
+    const JSONValue *idValue = params.contains("requestId") ? &params.at("requestId") : nullptr;
+    if (idValue && idValue->isString() && !idValue->asString().empty()) {
+        requestId = idValue->asString();
+    } else if (idValue && idValue->isNumber()) {
+        requestId = numberIdText(idValue->asNumber());
+    } else {
+        log(LogMessageType::Warning, 0, "Cancel notification missing or invalid requestId");
+        return nullptr;
+    }
+    std::string reason = "<none>";
+    if (params.contains("reason") && params.at("reason").isString())
+        reason = params.at("reason").asString();
+    log(LogMessageType::Warning, 0, "Cancel received for requestId=" + requestId + " reason=" + reason);
+    if (!cancelRequest(requestId))
+        log(LogMessageType::Info, 0, "Cancel arrived after completion for requestId=" + requestId);
+    return nullptr;
+}
+
+// ---- tools ----
+
+std::shared_ptr<MCPMessage> MCPServer::handleToolsList(const MCPContext &context)
+{
+    const auto tools = m_toolService->listTools();
+    if (logs(LogMessageType::Info))
+        log(LogMessageType::Info, 0, "Tools list requested - count: " + std::to_string(tools.size()));
+    JSONValue::ArrayType list;
+    list.reserve(tools.size());
+    for (const auto &tool : tools)
+        list.push_back(tool.toJSON());
+    JSONValue result;
+    result["tools"] = JSONValue(std::move(list));
+    return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context)
+{
+    const uint64_t id = context.message->id;
+    auto fail = [&](int32_t code, const std::string &text) {
+        log(LogMessageType::Error, 3004, text);
+        return MCPServerMessage::createError(id, text, code);
+    };
+    const JSONValue &params = context.params;
+    if (!params.isObject())
+        return fail(-32604, "Tool call has invalid context parameter");
+    if (!params.contains("name"))
+        return fail(-32614, "Tool call missing 'name' parameter");
+    if (!params.contains("arguments"))
+        return fail(-32624, "Tool call missing 'arguments' parameter");
+    const std::string &name = params.at("name").asString();  // a non-String raises: -32603
+    if (name.empty())
+        return fail(-32625, "Tool name cannot be empty");
+    const auto tool = m_toolService->findTool(name);
+    if (!tool)
+        return fail(-32626, "Could not find tool: " + name);
+
+    JSONValue arguments = params.at("arguments");
+    arguments["sessionId"] = JSONValue(context.sessionId);
+    arguments["name"] = JSONValue(tool->name);
+    if (tool->title && !tool->title->empty())
+        arguments["title"] = JSONValue(*tool->title);
+    if (tool->toolType.empty())
+        return fail(-32627, "Tool object missing 'toolType' parameter");
+    arguments["toolType"] = JSONValue(tool->toolType);
+    if (tool->execHandler.empty())
+        return fail(-32628, "Tool object missing 'execHandler' parameter");
+    arguments["execHandler"] = JSONValue(tool->execHandler);
+    if (tool->execMethod.empty())
+        return fail(-32629, "Tool object missing 'execMethod' parameter");
+    arguments["execMethod"] = JSONValue(tool->execMethod);
+    if (!tool->pluginName.empty())
+        arguments["pluginName"] = JSONValue(tool->pluginName);
+    if (!tool->scriptName.empty())
+        arguments["scriptName"] = JSONValue(tool->scriptName);
+
+    const std::string key = idText(id);
+    const auto token = registerRequest(key);
+    struct Guard {
+        MCPServer *server;
+        const std::string &key;
+        ~Guard() { server->unregisterRequest(key); }
+    } guard{this, key};
+
+    if (token->isCancelled()) {
+        log(LogMessageType::Warning, 0, "Tool call cancelled before execution: " + name);
+        return MCPServerMessage::createError(id, "Request cancelled", -32800);
+    }
+    log(LogMessageType::Info, 0, "Executing tool: " + name);
+    JSONValue result = m_toolService->callTool(name, arguments);
+    if (token->isCancelled()) {
+        log(LogMessageType::Warning, 0, "Tool call cancelled during execution: " + name);
+        return MCPServerMessage::createError(id, "Request cancelled", -32800);
+    }
+    return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+// ---- resources ----
+
+std::shared_ptr<MCPMessage> MCPServer::handleResourcesList(const MCPContext &context)
+{
+    const auto resources = m_resourceService->listResources();
+    if (logs(LogMessageType::Info))
+        log(LogMessageType::Info, 0, "Resources list requested - count: " + std::to_string(resources.size()));
+    JSONValue::ArrayType list;
+    list.reserve(resources.size());
+    for (const auto &resource : resources)
+        list.push_back(resource.toJSON());
+    JSONValue result;
+    result["resources"] = JSONValue(std::move(list));
+    return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &context)
+{
+    const uint64_t id = context.message->id;
+    auto fail = [&](int32_t code, const std::string &text) {
+        log(LogMessageType::Error, 3010, text);
+        return MCPServerMessage::createError(id, text, code);
+    };
+    const JSONValue &params = context.params;
+    if (!params.isObject())
+        return fail(-32730, "Invalid ressource parameters");
+    if (!params.contains("uri"))
+        return fail(-32731, "Resource read missing 'uri' parameter");
+    const JSONValue &uriValue = params.at("uri");
+    if (!uriValue.isString() || uriValue.asString().empty())
+        return fail(-32732, "Resource URL must not be empty");
+    const std::string &uri = uriValue.asString();
+    log(LogMessageType::Info, 0, "Reading resource: " + uri);
+    const auto found = m_resourceService->findResource(uri);
+    if (!found)
+        return fail(-32732, "Resource object for '" + uri + "' not found");
+    const ResourceDefinition resource = m_resourceService->readResource(*found);
+
+    JSONValue content;
+    content["id"] = JSONValue(context.sessionId);
+    content["type"] = JSONValue(resource.type);
+    content["name"] = JSONValue(resource.name);
+    content["description"] = JSONValue(resource.description);
+    content["uri"] = JSONValue(resource.uri);
+    content["mimeType"] = JSONValue(resource.mimeType);
+    content["content"] = JSONValue(resource.data.content);
+
+    JSONValue result;
+    if (resource.type == "template") {
+        result["resourceTemplates"] = JSONValue(JSONValue::ArrayType{std::move(content)});
+    } else {
+        std::string text = content.toString(2);
+        content["text"] = JSONValue(std::move(text));
+        result["contents"] = JSONValue(JSONValue::ArrayType{std::move(content)});
+    }
+    result["status"] = JSONValue("success");
+    return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+// ---- prompts ----
+
+std::shared_ptr<MCPMessage> MCPServer::handlePromptsList(const MCPContext &context)
+{
+    const auto prompts = m_promptService->listPrompts();
+    if (logs(LogMessageType::Info))
+        log(LogMessageType::Info, 0, "Prompts list requested - count: " + std::to_string(prompts.size()));
+    JSONValue::ArrayType list;
+    list.reserve(prompts.size());
+    for (const auto &prompt : prompts)
+        list.push_back(prompt.toJSON());
+    JSONValue result;
+    result["prompts"] = JSONValue(std::move(list));
+    return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+std::shared_ptr<MCPMessage> MCPServer::handlePromptsGet(const MCPContext &context)
+{
+    const uint64_t id = context.message->id;
+    auto fail = [&](int32_t code) {
+        const std::string text = "Prompt name must not be empty";
+        log(LogMessageType::Error, 3011, text);
+        return MCPServerMessage::createError(id, text, code);
+    };
+    const JSONValue &params = context.params;
+    if (params.isArray())
+        return fail(-32602);
+    if (!params.isObject())
+        return fail(-32615);
+    if (!params.contains("name"))
+        return fail(-32613);
+    const JSONValue &nameValue = params.at("name");
+    if (!nameValue.isString() || nameValue.asString().empty())
+        return fail(-32614);
+    const std::string &name = nameValue.asString();
+    log(LogMessageType::Info, 0, "Rendering prompt: " + name);
+    std::string text = m_promptService->renderPrompt(name, params);
+
+    JSONValue message;
+    message["role"] = JSONValue("user");
+    message["content"]["type"] = JSONValue("text");
+    message["content"]["text"] = JSONValue(std::move(text));
+    JSONValue result;
+    result["description"] = JSONValue("Rendered prompt");
+    result["messages"] = JSONValue(JSONValue::ArrayType{std::move(message)});
+    return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+}  // namespace MCP

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "engine/CancellationToken.h"
+#include "engine/IMCPServer.h"
+#include "engine/LogMessageType.h"
+#include "engine/MCPContext.h"
+#include "engine/MessageRouter.h"
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+
+namespace MCP {
+
+class MCPHttpTransport;
+class MCPToolService;
+class MCPResourceService;
+class MCPPromptService;
+
+// The MCP server: owns the transport, the three registries, the router and the table of
+// cancellable tool calls, and turns each request into its response. Every HTTP request
+// stands alone; `initialize` is answered but not required.
+class MCPServer : public IMCPServer {
+public:
+    MCPServer();
+    ~MCPServer() override;
+
+    MCPServer(const MCPServer &) = delete;
+    MCPServer &operator=(const MCPServer &) = delete;
+
+    bool start(int port, bool listenAtAll) override;
+    void stop() override;
+    bool isRunning() const override;
+    IMCPToolService *getToolService() override;
+    IMCPResourceService *getResourceService() override;
+    IMCPPromptService *getPromptService() override;
+    void setConfiguration(const MCPServerConfig &config) override;
+    MCPServerConfig getConfiguration() const override;
+    void setListenAtAll(bool listenAtAll) override;
+    void setServerName(const std::string &name) override;
+    void setServerVersion(const std::string &version) override;
+    std::string getServerName() const override;
+    std::string getServerVersion() const override;
+
+    // Stores the callback and hands a copy to the transport. Called on worker threads.
+    void setLogCallback(LogCallback callback);
+    // Lines less severe than this level are neither built nor delivered (default: all).
+    // A server under load that only wants its warnings skips the per-request text.
+    void setLogLevel(LogMessageType level);
+    // Where list-changed callbacks run; with none set they run on the calling thread.
+    void setMainQueuePoster(MainQueuePoster poster);
+
+    // Middleware must be added before the server starts.
+    void addMiddleware(MessageRouter::Middleware middleware);
+
+    // The transport's message handler: context, log lines, dispatch, response.
+    void handleMessage(const std::string &connectionId, std::shared_ptr<MCPMessage> message);
+    // The same without the transport: gives the response, or an empty pointer for none.
+    std::shared_ptr<MCPMessage> process(const std::string &sessionId, std::shared_ptr<MCPMessage> message);
+
+    MCPHttpTransport &transport() { return *m_transport; }
+
+private:
+    void setupRoutes();
+    bool logs(LogMessageType type) const;
+    void log(LogMessageType type, int32_t code, const std::string &text) const;
+
+    std::shared_ptr<CancellationToken> registerRequest(const std::string &key);
+    void unregisterRequest(const std::string &key);
+    bool cancelRequest(const std::string &key);
+
+    std::shared_ptr<MCPMessage> handleInitialize(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handleInitialized(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handlePing(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handleCancelled(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handleToolsList(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handleToolsCall(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handleResourcesList(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handleResourcesRead(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handlePromptsList(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handlePromptsGet(const MCPContext &context);
+
+    std::unique_ptr<MCPToolService> m_toolService;
+    std::unique_ptr<MCPResourceService> m_resourceService;
+    std::unique_ptr<MCPPromptService> m_promptService;
+    std::unique_ptr<MCPHttpTransport> m_transport;
+    MessageRouter m_router;
+    MCPServerConfig m_config;
+    bool m_running = false;
+    LogCallback m_logCallback;
+    LogMessageType m_logLevel = LogMessageType::Debug;
+    std::unordered_map<std::string, std::shared_ptr<CancellationToken>> m_activeRequests;
+    std::mutex m_activeRequestsMutex;
+};
+
+}  // namespace MCP

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "engine/MCPMessage.h"
+
+namespace MCP {
+
+// What the server produces: responses and errors. Adds no state to MCPMessage.
+class MCPServerMessage : public MCPMessage {
+public:
+    static std::shared_ptr<MCPServerMessage> createResponse(const MCPMessage &request, JSONValue result);
+    static std::shared_ptr<MCPServerMessage> createError(uint64_t id, std::string message, int32_t code);
+};
+
+}  // namespace MCP

@@ -1,0 +1,131 @@
+#pragma once
+
+#include "engine/JSONValue.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The definition records that the three services hold, and their JSON forms as clients
+// see them in "tools/list", "resources/list" and "prompts/list".
+namespace MCP {
+
+// Serves tools and resources alike.
+struct ToolAnnotations {
+    std::vector<std::string> audience;
+    double priority = 0.0;
+    std::string lastModified;
+
+    JSONValue toJSON() const;
+};
+
+struct ToolSchemaPropertyItems {
+    std::string type;
+    std::optional<std::string> properties;  // JSON text of an object
+
+    JSONValue toJSON() const;
+};
+
+struct ToolSchemaProperty {
+    std::string type;
+    std::string description;
+    std::optional<std::string> defaultValue;
+    std::optional<std::string> name;
+    std::optional<ToolSchemaPropertyItems> items;
+
+    JSONValue toJSON() const;
+};
+
+struct ToolSchema {
+    std::string type = "object";
+    std::map<std::string, ToolSchemaProperty> properties;
+    std::optional<std::vector<std::string>> required;
+
+    JSONValue toJSON() const;
+};
+
+// Runs a tool: takes the enriched arguments (an Object) and gives the JSON text of the
+// result object, or nothing when the tool produced no object.
+using ToolHandler = std::function<std::optional<std::string>(const JSONValue &arguments)>;
+
+struct ToolDefinition {
+    std::string name;
+    std::optional<std::string> title;
+    std::string description;
+    std::string execHandler;
+    std::string execMethod;
+    std::string pluginName;
+    std::string toolType;
+    std::string scriptName;
+    ToolAnnotations annotations;
+    ToolSchema inputSchema;
+    ToolSchema outputSchema;
+    ToolHandler handler;
+
+    JSONValue toJSON() const;
+};
+
+struct ResourceMetadata {
+    std::string created;
+    std::string modified;
+    std::string author;
+    std::string version;
+};
+
+struct RelatedResource {
+    std::string resourceId;
+    std::string resourceType;
+    std::string uri;
+};
+
+struct ResourceData {
+    std::string content;
+    std::string format;
+    std::string createdAt;
+    std::string updatedAt;
+    std::string size;
+};
+
+struct ResourceDefinition;
+// Fills in a resource's content: takes the registered definition, gives it back with
+// `data` set.
+using ResourceProvider = std::function<ResourceDefinition(const ResourceDefinition &)>;
+
+struct ResourceDefinition {
+    std::string uri;
+    std::string name;
+    std::string description;
+    std::string mimeType;
+    std::string type;  // "template" changes the shape of "resources/read"
+    ResourceMetadata metadata;
+    std::vector<std::string> contextTags;
+    std::vector<RelatedResource> relatedResources;
+    ToolAnnotations annotations;
+    ResourceProvider provider;
+    ResourceData data;
+
+    JSONValue toJSON() const;
+};
+
+struct PromptArgument {
+    std::string name;
+    std::string description;
+    bool required = false;
+};
+
+// Renders a prompt from the request's params.
+using PromptRenderer = std::function<std::string(const JSONValue &params)>;
+
+struct PromptDefinition {
+    std::string name;
+    std::string description;
+    std::vector<PromptArgument> arguments;
+    std::string template_;  // `template` on the wire
+    PromptRenderer renderer;
+
+    JSONValue toJSON() const;
+};
+
+}  // namespace MCP

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "app/AppError.h"
+#include "engine/MCPTypes.h"
+#include "engine/bridge/MCPServerConfiguration.h"
+
+#include <QHash>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace MCP {
+class MCPServer;
+}
+
+// The one seam between the application layer and the engine: a process-wide object that
+// owns the MCP server for the whole run. It converts configurations given as variant maps
+// into the engine's definitions, wraps the application's callbacks, and delivers the
+// engine's log lines on the Qt main thread, in order.
+class MCPServerBridge {
+public:
+    // Gets the enriched arguments; gives the result's `json` text, or nothing.
+    using ToolHandler = std::function<std::optional<QString>(const QVariantMap &arguments)>;
+    // Gets the resource in its "resources/list" form; gives its content.
+    using ResourceProvider = std::function<QString(const QVariantMap &resource)>;
+    // Gets the request's params; gives the rendered prompt.
+    using PromptRenderer = std::function<QString(const QVariantMap &params)>;
+    // Always called on the Qt main thread.
+    using LogHandler = std::function<void(int type, int code, const QString &message)>;
+
+    // Made on first use and never destroyed, so that no worker or queued log line can
+    // outlive it at process exit.
+    static MCPServerBridge &sharedInstance();
+
+    MCPServerBridge();
+    ~MCPServerBridge();
+    MCPServerBridge(const MCPServerBridge &) = delete;
+    MCPServerBridge &operator=(const MCPServerBridge &) = delete;
+
+    QString serverName() const { return m_serverName; }
+    void setServerName(const QString &name) { m_serverName = name; }
+    QString serverVersion() const { return m_serverVersion; }
+    void setServerVersion(const QString &version) { m_serverVersion = version; }
+
+    void setLogHandler(LogHandler handler);
+    // Engine level to application level: 0 to 4 stay, anything else becomes 3 (Info).
+    static int convertLogType(int type);
+
+    void configureWithConfiguration(const MCPServerConfiguration &configuration);
+    MCPServerConfiguration getConfiguration() const;
+
+    // On failure fills error (when given) with domain "MCPServerBridge", code 1001.
+    bool startOnPort(int port, bool listenAtAll, AppError *error);
+    void stop();
+    bool isRunning() const;
+
+    void resetRegistry();
+    void resetPromotRegistry();
+    void resetResourceRegistry();
+    void resetToolRegistry();
+
+    // Each reads the keys of the configuration that are present; a configuration without
+    // its key field ("name" or "uri") is logged to the system log and registers nothing.
+    void registerTool(const QVariantMap &configuration, ToolHandler handler);
+    void registerResource(const QVariantMap &configuration, ResourceProvider provider);
+    void registerPrompt(const QVariantMap &configuration, PromptRenderer renderer);
+    void unregisterToolWithName(const QString &name);
+    void unregisterResourceWithURI(const QString &uri);
+    void unregisterPromptWithName(const QString &name);
+
+    QStringList listTools() const;
+    QStringList listResources() const;
+    QStringList listPrompts() const;
+
+    MCP::MCPServer &server() { return *m_cppServer; }
+
+    // The conversions of configuration values, public for the tests.
+    static QString cleanToken(const QString &text);
+    static MCP::ToolSchema convertToolSchema(const QVariantMap &schema);
+    static MCP::ToolSchemaProperty convertToolSchemaProperty(const QVariantMap &property);
+    static MCP::ToolAnnotations convertAnnotations(const QVariantMap &annotations);
+    static std::vector<std::string> convertContextTags(const QString &text);
+    static std::vector<MCP::RelatedResource> convertRelatedResources(const QString &text);
+    // The present time as 2025-01-02T03:04:05.678Z (UTC, milliseconds).
+    static QString currentTimestamp();
+
+private:
+    struct LogSink;
+    void setupLogCallback();
+    MCP::ResourceDefinition provideResource(const MCP::ResourceDefinition &definition);
+    std::string renderPrompt(const std::string &name, const MCP::JSONValue &params);
+
+    QString m_serverName = QStringLiteral("Kelvara Server");
+    QString m_serverVersion = QStringLiteral("1.0.0");
+    std::shared_ptr<LogSink> m_logSink;
+    std::unique_ptr<MCP::MCPServer> m_cppServer;
+    mutable std::mutex m_blocksMutex;  // the two tables are read on transport workers
+    QHash<QString, ResourceProvider> m_resourceProviders;
+    QHash<QString, PromptRenderer> m_promptRenderers;
+};

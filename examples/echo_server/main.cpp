@@ -1,0 +1,163 @@
+// echo_server: the MCP engine on its own. Serves one tool `echo` (gives back its `text`
+// argument), one resource and one prompt over HTTP, until SIGINT or SIGTERM.
+//
+//   echo_server --port N [--listen-all] [--verbose]
+
+#include "engine/JSONValue.h"
+#include "engine/MCPServer.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <mutex>
+#include <pthread.h>
+#include <string>
+
+using namespace MCP;
+
+namespace {
+
+const char *kUsage = "usage: echo_server --port N [--listen-all] [--verbose]\n";
+
+// The result object that an MCP client expects: text content for people and the same
+// value as structured content, which the tool's output schema describes.
+std::optional<std::string> echoTool(const JSONValue &arguments)
+{
+    std::string text;
+    if (arguments.contains("text") && arguments.at("text").isString())
+        text = arguments.at("text").asString();
+    JSONValue item;
+    item["type"] = JSONValue("text");
+    item["text"] = JSONValue(text);
+    JSONValue result;
+    result["content"] = JSONValue(JSONValue::ArrayType{item});
+    result["structuredContent"]["text"] = JSONValue(text);
+    return result.toString(0);
+}
+
+void registerEcho(IMCPServer &server)
+{
+    ToolDefinition echo;
+    echo.name = "echo";
+    echo.title = "Echo";
+    echo.description = "Returns the text it is given.";
+    // The router requires where a call goes; this server has a single built-in handler.
+    echo.toolType = "BuiltinTool";
+    echo.execHandler = "echo";
+    echo.execMethod = "echo";
+    echo.annotations.audience = {"user", "assistant"};
+    echo.annotations.priority = 0.9;
+    echo.inputSchema.properties["text"] = ToolSchemaProperty{"string", "The text to echo", std::nullopt, std::nullopt, std::nullopt};
+    echo.inputSchema.required = std::vector<std::string>{"text"};
+    echo.outputSchema.properties["text"] = ToolSchemaProperty{"string", "The same text", std::nullopt, std::nullopt, std::nullopt};
+    echo.outputSchema.required = std::vector<std::string>{"text"};
+    echo.handler = echoTool;
+    server.getToolService()->registerTool(echo);
+
+    ResourceDefinition readme;
+    readme.uri = "echo://readme";
+    readme.name = "readme";
+    readme.description = "What this server does";
+    readme.mimeType = "text/plain";
+    readme.type = "text";
+    readme.metadata = {"", "", "echo_server", "1.0"};
+    readme.data.format = "text/plain";
+    readme.provider = [](const ResourceDefinition &definition) {
+        ResourceDefinition filled = definition;
+        filled.data.content = "echo_server serves the tool 'echo', this resource and the prompt 'greeting'.";
+        filled.data.size = std::to_string(filled.data.content.size());
+        return filled;
+    };
+    server.getResourceService()->registerResource(readme);
+
+    PromptDefinition greeting;
+    greeting.name = "greeting";
+    greeting.description = "Greets someone by name";
+    greeting.arguments = {{"name", "Who to greet", true}};
+    greeting.template_ = "Say hello to {{name}}.";
+    greeting.renderer = [](const JSONValue &params) {
+        std::string name = "world";
+        if (params.contains("arguments") && params.at("arguments").contains("name")
+            && params.at("arguments").at("name").isString())
+            name = params.at("arguments").at("name").asString();
+        return "Say hello to " + name + ".";
+    };
+    server.getPromptService()->registerPrompt(greeting);
+}
+
+}  // namespace
+
+int main(int argc, char **argv)
+{
+    int port = -1;
+    bool listenAll = false;
+    bool verbose = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--port" && i + 1 < argc) {
+            char *end = nullptr;
+            const long value = std::strtol(argv[++i], &end, 10);
+            if (!end || *end != '\0' || value < 1 || value > 65535) {
+                std::fprintf(stderr, "echo_server: invalid port '%s'\n%s", argv[i], kUsage);
+                return 2;
+            }
+            port = static_cast<int>(value);
+        } else if (arg == "--listen-all") {
+            listenAll = true;
+        } else if (arg == "--verbose") {
+            verbose = true;
+        } else if (arg == "--help" || arg == "-h") {
+            std::fputs(kUsage, stdout);
+            return 0;
+        } else {
+            std::fprintf(stderr, "echo_server: unknown argument '%s'\n%s", arg.c_str(), kUsage);
+            return 2;
+        }
+    }
+    if (port < 0) {
+        std::fputs(kUsage, stderr);
+        return 2;
+    }
+
+    // Block the stop signals before any thread starts, so that every thread inherits the
+    // mask and only sigwait below receives them.
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGINT);
+    sigaddset(&stopSignals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+
+    MCPServer server;
+    std::mutex logMutex;
+    server.setLogCallback([&logMutex](LogMessageType type, int32_t code, const std::string &message) {
+        static const char *names[] = {"critical", "error", "warning", "info", "debug"};
+        std::lock_guard lock(logMutex);
+        std::fprintf(stderr, "[%s] %d %s\n", names[static_cast<int>(type)], code, message.c_str());
+    });
+    // Per-request lines cost time under load: by default only warnings and failures are
+    // printed; --verbose prints everything, the traffic included.
+    server.setLogLevel(verbose ? LogMessageType::Debug : LogMessageType::Warning);
+
+    MCPServerConfig config;
+    config.port = static_cast<uint16_t>(port);
+    config.name = "echo_server";
+    config.title = "Echo Server";
+    config.version = "1.0.0";
+    config.instructions = "Call the tool 'echo' with a 'text' argument.";
+    config.listenAtAll = listenAll;
+    server.setConfiguration(config);
+    registerEcho(server);
+
+    if (!server.start(port, listenAll))
+        return 1;
+    std::printf("echo_server listening on %s:%d\n", listenAll ? "0.0.0.0" : "127.0.0.1", port);
+    std::fflush(stdout);
+
+    int signal = 0;
+    sigwait(&stopSignals, &signal);
+    server.stop();
+    std::printf("echo_server stopped\n");
+    return 0;
+}

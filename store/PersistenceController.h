@@ -1,0 +1,39 @@
+#pragma once
+
+#include "store/StoreContext.h"
+
+#include <QObject>
+#include <QString>
+#include <optional>
+
+// Owns the store: one SQLite file, and the one main-thread context `viewContext` through
+// which all code reads and writes. A store that cannot be opened leaves the application
+// running: the context then fails every fetch and save with the reason.
+class PersistenceController : public QObject {
+    Q_OBJECT
+
+public:
+    static inline const QString modelName = QStringLiteral("Kelvara");
+    // Stored as the file's user_version; each later version adds one migration step.
+    static constexpr int schemaVersion = 1;
+
+    // The application's store at AppPaths::storePath(), made on first use (main thread).
+    static PersistenceController *shared();
+
+    // Opens (creating or migrating as needed) the store file at storePath.
+    explicit PersistenceController(const QString &storePath, QObject *parent = nullptr);
+    ~PersistenceController() override;
+
+    StoreContext *viewContext() const { return m_viewContext; }
+    QString storePath() const { return m_storePath; }
+    // Why the store could not be opened, if it could not.
+    std::optional<QString> loadError() const { return m_loadError; }
+
+private:
+    std::optional<QString> open();
+
+    QString m_storePath;
+    QString m_connectionName;
+    std::optional<QString> m_loadError;
+    StoreContext *m_viewContext = nullptr;
+};

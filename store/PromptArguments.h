@@ -1,0 +1,51 @@
+#pragma once
+
+#include "store/StoreRecord.h"
+
+class PromptConfig;
+
+// One argument of a prompt.
+class PromptArguments final : public StoreRecord {
+public:
+    static constexpr StoreEntity staticEntity = StoreEntity::PromptArguments;
+
+    std::optional<QUuid> id() const { return m_v.id; }
+    void setId(std::optional<QUuid> value) { assign(m_v, &Values::id, std::move(value)); }
+    std::optional<QString> name() const { return m_v.name; }
+    void setName(std::optional<QString> value) { assign(m_v, &Values::name, std::move(value)); }
+    std::optional<QString> info() const { return m_v.info; }
+    void setInfo(std::optional<QString> value) { assign(m_v, &Values::info, std::move(value)); }
+    bool required() const { return m_v.required; }
+    void setRequired(bool value) { assign(m_v, &Values::required, value); }
+
+    // The owner; setting it also moves this record into the owner's `arguments`.
+    PromptConfig *promptConfig() const { return m_v.promptConfig; }
+    void setPromptConfig(PromptConfig *owner);
+
+    StoreRecord *ownerRecord() const override;
+
+private:
+    friend class StoreContext;
+    friend class PromptConfig;
+    PromptArguments(StoreContext *context, qint64 key, State state);
+
+    struct Values {
+        std::optional<QUuid> id;
+        std::optional<QString> name;
+        std::optional<QString> info;
+        bool required = false;
+        PromptConfig *promptConfig = nullptr;
+    };
+    Values m_v;
+    std::unique_ptr<Values> m_stored;
+
+    void takeSnapshot() override { keepCopy(m_v, m_stored); }
+    void restoreSnapshot() override { restoreCopy(m_v, m_stored); }
+    void dropSnapshot() override { m_stored.reset(); }
+    QVariantList columnValues() const override;
+    void readColumns(const QSqlQuery &query, int first) override;
+    std::optional<QString> nameValue() const override { return m_v.name; }
+    qsizetype positionInOwner() const override;
+    void removeFromOwner() override;
+    void attachLoaded(StoreRecord *owner) override;
+};

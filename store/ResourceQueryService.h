@@ -1,0 +1,23 @@
+#pragma once
+
+#include "app/AppError.h"
+#include "store/FetchRequest.h"
+
+#include <QList>
+
+class StoreContext;
+class ResourceConfig;
+
+// Read helpers and creation defaults for resources. Holds no state.
+class ResourceQueryService {
+public:
+    // "ResourceConfig" by `name` ascending.
+    static FetchRequest resourcesRequest();
+    static QList<ResourceConfig *> fetchResourceConfigs(StoreContext *context, AppError *error = nullptr);
+
+    // A new resource with its creation defaults, pending in the context.
+    static ResourceConfig *createResourceConfig(StoreContext *context);
+
+    // What readers take for a missing `annPriority`.
+    static constexpr double defaultPriority = 0.9;
+};

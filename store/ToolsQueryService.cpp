@@ -1,0 +1,146 @@
+#include "store/ToolsQueryService.h"
+
+#include "store/CodePointOrder.h"
+#include "store/StoreContext.h"
+#include "store/ToolInSchemaParams.h"
+#include "store/ToolInputSchema.h"
+#include "store/ToolOutSchemeParams.h"
+#include "store/ToolOutputSchema.h"
+#include "store/ToolsConfig.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+
+namespace {
+
+template <class T>
+QList<T *> sortedByType(QList<T *> list)
+{
+    std::stable_sort(list.begin(), list.end(),
+                     [](const T *a, const T *b) { return CodePointOrder::less(a->type(), b->type()); });
+    return list;
+}
+
+template <class T>
+QList<T *> sortedByParameterName(QList<T *> list)
+{
+    std::stable_sort(list.begin(), list.end(), [](const T *a, const T *b) {
+        return CodePointOrder::less(a->parameterName(), b->parameterName());
+    });
+    return list;
+}
+
+template <class T>
+void setParameterDefaults(T *param)
+{
+    param->setId(QUuid::createUuid());
+    param->setParameterName(QStringLiteral(""));
+    param->setParameterType(QStringLiteral("string"));
+    param->setParameterDescription(QStringLiteral(""));
+    param->setDefaultValue(QStringLiteral(""));
+    param->setItems(QStringLiteral(""));
+    param->setItemType(QStringLiteral("string"));
+}
+
+template <class Schema>
+void setSchemaDefaults(Schema *schema)
+{
+    schema->setId(QUuid::createUuid());
+    schema->setType(QStringLiteral("object"));
+    schema->setRequiredParams(QStringLiteral(""));
+}
+
+}  // namespace
+
+FetchRequest ToolsQueryService::toolsRequest()
+{
+    FetchRequest request = FetchRequest::forEntity(StoreEntity::ToolsConfig);
+    request.sortByName = true;
+    request.relationshipKeyPathsForPrefetching = {QStringLiteral("inputSchemas"), QStringLiteral("outputSchmas")};
+    return request;
+}
+
+QList<ToolsConfig *> ToolsQueryService::fetchTools(StoreContext *context, AppError *error)
+{
+    return context->fetch<ToolsConfig>(toolsRequest(), error);
+}
+
+QList<ToolInputSchema *> ToolsQueryService::sortedInputSchemas(const ToolsConfig *tool)
+{
+    return tool ? sortedByType(tool->inputSchemas()) : QList<ToolInputSchema *>();
+}
+
+QList<ToolOutputSchema *> ToolsQueryService::sortedOutputSchemas(const ToolsConfig *tool)
+{
+    return tool ? sortedByType(tool->outputSchmas()) : QList<ToolOutputSchema *>();
+}
+
+QList<ToolInSchemaParams *> ToolsQueryService::sortedProperties(const ToolInputSchema *schema)
+{
+    return schema ? sortedByParameterName(schema->properties()) : QList<ToolInSchemaParams *>();
+}
+
+QList<ToolOutSchemeParams *> ToolsQueryService::sortedProperties(const ToolOutputSchema *schema)
+{
+    return schema ? sortedByParameterName(schema->properties()) : QList<ToolOutSchemeParams *>();
+}
+
+QStringList ToolsQueryService::requiredParamNames(const std::optional<QString> &requiredParams)
+{
+    QStringList names;
+    if (!requiredParams)
+        return names;
+    for (const QString &part : requiredParams->split(QLatin1Char(','))) {
+        const QString name = part.trimmed();
+        if (!name.isEmpty())
+            names.append(name);
+    }
+    return names;
+}
+
+bool ToolsQueryService::hasItems(const std::optional<QString> &itemType)
+{
+    return itemType && !itemType->isEmpty() && !itemType->contains(QLatin1String("null"));
+}
+
+ToolsConfig *ToolsQueryService::createTool(StoreContext *context, qsizetype listedTools)
+{
+    auto *tool = context->insert<ToolsConfig>();
+    tool->setId(QUuid::createUuid());
+    tool->setName(QCoreApplication::translate("Kelvara", "New Tool #%1").arg(listedTools + 1));
+    tool->setToolDescription(QCoreApplication::translate("Kelvara", "Description for new tool"));
+    tool->setToolType(QStringLiteral("BuiltinTool"));
+    tool->setMethodName(QStringLiteral("listFiles"));
+    return tool;
+}
+
+ToolInputSchema *ToolsQueryService::createInputSchema(StoreContext *context)
+{
+    auto *schema = context->insert<ToolInputSchema>();
+    setSchemaDefaults(schema);
+    schema->addPropertiesObject(createInSchemaParams(context));
+    return schema;
+}
+
+ToolOutputSchema *ToolsQueryService::createOutputSchema(StoreContext *context)
+{
+    auto *schema = context->insert<ToolOutputSchema>();
+    setSchemaDefaults(schema);
+    schema->addPropertiesObject(createOutSchemeParams(context));
+    return schema;
+}
+
+ToolInSchemaParams *ToolsQueryService::createInSchemaParams(StoreContext *context)
+{
+    auto *param = context->insert<ToolInSchemaParams>();
+    setParameterDefaults(param);
+    return param;
+}
+
+ToolOutSchemeParams *ToolsQueryService::createOutSchemeParams(StoreContext *context)
+{
+    auto *param = context->insert<ToolOutSchemeParams>();
+    setParameterDefaults(param);
+    return param;
+}

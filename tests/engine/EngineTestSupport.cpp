@@ -1,0 +1,182 @@
+#include "EngineTestSupport.h"
+
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace EngineTest {
+
+int freePort()
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = 0;
+    ::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
+    socklen_t length = sizeof address;
+    ::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length);
+    ::close(fd);
+    return ntohs(address.sin_port);
+}
+
+int connectTo(int port)
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    if (::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) < 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+std::string readAll(int fd)
+{
+    std::string out;
+    char buffer[4096];
+    for (;;) {
+        const ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
+        if (n <= 0)
+            break;
+        out.append(buffer, static_cast<size_t>(n));
+    }
+    return out;
+}
+
+std::string roundTrip(int port, std::string_view raw)
+{
+    const int fd = connectTo(port);
+    if (fd < 0)
+        return {};
+    size_t done = 0;
+    while (done < raw.size()) {
+        const ssize_t n = ::send(fd, raw.data() + done, raw.size() - done, MSG_NOSIGNAL);
+        if (n <= 0)
+            break;
+        done += static_cast<size_t>(n);
+    }
+    std::string reply = readAll(fd);
+    ::close(fd);
+    return reply;
+}
+
+HttpReply parseReply(const std::string &raw)
+{
+    HttpReply reply;
+    const size_t end = raw.find("\r\n\r\n");
+    if (end == std::string::npos)
+        return reply;
+    reply.head = raw.substr(0, end + 4);
+    reply.body = raw.substr(end + 4);
+    if (raw.starts_with("HTTP/1.1 ") && raw.size() >= 12)
+        reply.status = std::stoi(raw.substr(9, 3));
+    return reply;
+}
+
+HttpReply post(int port, std::string_view body)
+{
+    std::string raw = "POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\nContent-Length: "
+        + std::to_string(body.size()) + "\r\n\r\n";
+    raw += body;
+    return parseReply(roundTrip(port, raw));
+}
+
+int openDescriptorCount()
+{
+    int count = 0;
+    if (DIR *dir = ::opendir("/proc/self/fd")) {
+        while (const dirent *entry = ::readdir(dir))
+            if (entry->d_name[0] != '.')
+                ++count;
+        ::closedir(dir);
+    }
+    return count - 1;  // the directory stream itself
+}
+
+int threadCount()
+{
+    int count = 0;
+    if (DIR *dir = ::opendir("/proc/self/task")) {
+        while (const dirent *entry = ::readdir(dir))
+            if (entry->d_name[0] != '.')
+                ++count;
+        ::closedir(dir);
+    }
+    return count;
+}
+
+bool waitFor(const std::function<bool()> &pred, std::chrono::milliseconds timeout)
+{
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!pred()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+MCP::LogCallback LogRecorder::callback()
+{
+    return [this](MCP::LogMessageType type, int32_t code, const std::string &text) {
+        std::lock_guard lock(m_mutex);
+        m_lines.push_back({type, code, text});
+    };
+}
+
+std::vector<LogRecorder::Line> LogRecorder::lines() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_lines;
+}
+
+bool LogRecorder::contains(int32_t code, std::string_view text) const
+{
+    std::lock_guard lock(m_mutex);
+    for (const auto &line : m_lines)
+        if (line.code == code && line.text == text)
+            return true;
+    return false;
+}
+
+bool LogRecorder::waitFor(int32_t code, std::string_view text, std::chrono::milliseconds timeout) const
+{
+    return EngineTest::waitFor([&] { return contains(code, text); }, timeout);
+}
+
+int LogRecorder::count(int32_t code) const
+{
+    std::lock_guard lock(m_mutex);
+    int n = 0;
+    for (const auto &line : m_lines)
+        n += line.code == code;
+    return n;
+}
+
+void LogRecorder::clear()
+{
+    std::lock_guard lock(m_mutex);
+    m_lines.clear();
+}
+
+void Latch::open()
+{
+    std::lock_guard lock(m_mutex);
+    m_open = true;
+    m_cv.notify_all();
+}
+
+bool Latch::wait(std::chrono::milliseconds timeout)
+{
+    std::unique_lock lock(m_mutex);
+    return m_cv.wait_for(lock, timeout, [this] { return m_open; });
+}
+
+}  // namespace EngineTest

@@ -1,0 +1,249 @@
+#include "EngineTestSupport.h"
+
+#include "engine/MCPHttpTransport.h"
+#include "engine/MCPServerMessage.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace MCP;
+using namespace EngineTest;
+
+namespace {
+
+const std::string kCorsAndClose = "Access-Control-Allow-Origin: *\r\n"
+                                  "Access-Control-Allow-Methods: POST, GET, OPTIONS\r\n"
+                                  "Access-Control-Allow-Headers: Content-Type\r\n"
+                                  "Connection: close\r\n\r\n";
+
+// A transport whose handler answers every request with {"echo": method} at once.
+class TransportTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        transport.setLogCallback(log.callback());
+        transport.setMessageHandler([this](const std::string &id, std::shared_ptr<MCPMessage> message) {
+            ++handled;
+            JSONValue result;
+            result["echo"] = JSONValue(message->method);
+            transport.sendResponse(id, MCPServerMessage::createResponse(*message, result));
+        });
+        port = freePort();
+        ASSERT_TRUE(transport.start(port, false));
+    }
+
+    LogRecorder log;
+    MCPHttpTransport transport;
+    std::atomic<int> handled{0};
+    int port = 0;
+};
+
+}  // namespace
+
+TEST(MCPHttpTransportStatic, ResponseTextIsExact)
+{
+    EXPECT_EQ(MCPHttpTransport::buildResponse(405, "application/json", R"({"error":"Method not allowed"})"),
+              "HTTP/1.1 405 Method Not Allowed\r\nContent-Type: application/json\r\nContent-Length: 30\r\n"
+                  + kCorsAndClose + R"({"error":"Method not allowed"})");
+    EXPECT_STREQ(MCPHttpTransport::reasonPhrase(200), "OK");
+    EXPECT_STREQ(MCPHttpTransport::reasonPhrase(400), "Bad Request");
+    EXPECT_STREQ(MCPHttpTransport::reasonPhrase(404), "Not Found");
+    EXPECT_STREQ(MCPHttpTransport::reasonPhrase(500), "Internal Server Error");
+    EXPECT_STREQ(MCPHttpTransport::reasonPhrase(301), "OK");
+}
+
+TEST_F(TransportTest, PostGetsTheHandlersResponse)
+{
+    const HttpReply reply = post(port, R"({"jsonrpc":"2.0","id":9,"method":"ping"})");
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_EQ(reply.head, "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: "
+                              + std::to_string(reply.body.size()) + "\r\n" + kCorsAndClose);
+    EXPECT_EQ(reply.body, "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 9,\n  \"result\": {\n      \"echo\": \"ping\"\n    }\n}");
+    EXPECT_TRUE(log.contains(0, "Received request body (40 bytes)"));
+    EXPECT_EQ(transport.pendingConnectionCount(), 0u);
+}
+
+TEST_F(TransportTest, MethodsOtherThanPostWithABody)
+{
+    const HttpReply options = parseReply(roundTrip(port, "OPTIONS /any HTTP/1.1\r\n\r\n"));
+    EXPECT_EQ(options.head, "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 0\r\n" + kCorsAndClose);
+    EXPECT_EQ(options.body, "");
+
+    const std::string notAllowed = "HTTP/1.1 405 Method Not Allowed\r\nContent-Type: application/json\r\n"
+                                   "Content-Length: 30\r\n" + kCorsAndClose + R"({"error":"Method not allowed"})";
+    EXPECT_EQ(roundTrip(port, "GET / HTTP/1.1\r\nHost: x\r\n\r\n"), notAllowed);
+    EXPECT_EQ(roundTrip(port, "post / HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}"), notAllowed);
+    EXPECT_EQ(roundTrip(port, "POST / HTTP/1.1\r\nContent-Length: 0\r\n\r\n"), notAllowed);
+    EXPECT_EQ(roundTrip(port, "\r\n"), notAllowed);
+    EXPECT_EQ(handled.load(), 0);
+}
+
+TEST_F(TransportTest, InvalidJSONGets400AndTheBodyInTheLog)
+{
+    const HttpReply reply = parseReply(roundTrip(port, "POST /whatever HTTP/1.1\r\nContent-Length: 8\r\n\r\nnot json"));
+    EXPECT_EQ(reply.status, 400);
+    EXPECT_EQ(reply.body, R"({"error":"Invalid JSON-RPC request"})");
+    EXPECT_TRUE(log.contains(1006, "Invalid JSON-RPC request. BODY:\nnot json"));
+    EXPECT_EQ(post(port, R"([{"method":"ping"}])").status, 400);
+}
+
+TEST_F(TransportTest, ChunkedAndBothLengthHeaders)
+{
+    const std::string body = R"({"method":"tools/list","id":1})";
+    std::string raw = "POST / HTTP/1.1\r\nTRANSFER-ENCODING: chunked\r\nContent-Length: 5\r\n\r\n";
+    raw += "a\r\n" + body.substr(0, 10) + "\r\n";
+    char size[16];
+    snprintf(size, sizeof size, "%zx", body.size() - 10);
+    raw += std::string(size) + "\r\n" + body.substr(10) + "\r\n0\r\n\r\n";
+    const HttpReply reply = parseReply(roundTrip(port, raw));
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_NE(reply.body.find("\"echo\": \"tools/list\""), std::string::npos);
+}
+
+TEST_F(TransportTest, BodyArrivingInSlowPieces)
+{
+    const int fd = connectTo(port);
+    ASSERT_GE(fd, 0);
+    const std::string body = R"({"method":"ping","id":2})";
+    const std::string head = "POST / HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
+    ASSERT_GT(::send(fd, head.data(), head.size(), MSG_NOSIGNAL), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ASSERT_GT(::send(fd, "\r\n", 2, MSG_NOSIGNAL), 0);
+    for (char c : body) {
+        ASSERT_EQ(::send(fd, &c, 1, MSG_NOSIGNAL), 1);
+    }
+    const HttpReply reply = parseReply(readAll(fd));
+    ::close(fd);
+    EXPECT_EQ(reply.status, 200);
+}
+
+TEST_F(TransportTest, FailedReadsAreLoggedAndAnsweredWithNothing)
+{
+    // Connect and close at once; half a request; a malformed length.
+    ::close(connectTo(port));
+    const int half = connectTo(port);
+    const std::string partial = "POST / HTTP/1.1\r\nContent-Length: 100\r\n\r\n{\"partial";
+    ASSERT_GT(::send(half, partial.data(), partial.size(), MSG_NOSIGNAL), 0);
+    ::shutdown(half, SHUT_WR);
+    EXPECT_EQ(readAll(half), "");
+    ::close(half);
+    EXPECT_EQ(roundTrip(port, "POST / HTTP/1.1\r\nContent-Length: ten\r\n\r\n{}"), "");
+    EXPECT_TRUE(waitFor([&] { return log.count(1005) >= 3; }));
+    EXPECT_TRUE(log.waitFor(1005, "Failed to read complete HTTP request"));
+    EXPECT_TRUE(transport.isRunning());
+    EXPECT_EQ(post(port, R"({"method":"ping"})").status, 200);
+}
+
+TEST_F(TransportTest, NoResponseIsAcknowledgedWith202)
+{
+    transport.setMessageHandler([](const std::string &, std::shared_ptr<MCPMessage>) {});
+    const HttpReply reply = post(port, R"({"method":"notifications/cancelled"})");
+    EXPECT_EQ(reply.head, "HTTP/1.1 202 Accepted\r\nContent-Type: application/json\r\nContent-Length: 0\r\n" + kCorsAndClose);
+    EXPECT_EQ(transport.pendingConnectionCount(), 0u);
+}
+
+TEST_F(TransportTest, MissingHandlerGives500)
+{
+    transport.setMessageHandler(nullptr);
+    const HttpReply reply = post(port, R"({"method":"ping"})");
+    EXPECT_EQ(reply.status, 500);
+    EXPECT_EQ(reply.body, R"({"error":"No message handler available."})");
+    EXPECT_TRUE(log.contains(1007, "No message handler available"));
+}
+
+TEST_F(TransportTest, StartStopAndPortInUse)
+{
+    EXPECT_FALSE(transport.start(port, false));  // already running, no log line
+    EXPECT_FALSE(log.contains(1002, "Failed to bind socket to port " + std::to_string(port)));
+
+    LogRecorder secondLog;  // outlives the transport, which logs when it stops
+    MCPHttpTransport second;
+    second.setLogCallback(secondLog.callback());
+    EXPECT_FALSE(second.start(port, false));
+    EXPECT_TRUE(secondLog.contains(1002, "Failed to bind socket to port " + std::to_string(port)));
+    const int other = freePort();
+    EXPECT_TRUE(second.start(other, false));
+    EXPECT_TRUE(secondLog.contains(0, "MCP HTTP Server started on port " + std::to_string(other)));
+
+    transport.stop();
+    EXPECT_FALSE(transport.isRunning());
+    EXPECT_TRUE(log.contains(0, "MCP HTTP Server stopped"));
+    EXPECT_EQ(connectTo(port), -1);
+    // A stopped transport starts again on a new socket.
+    EXPECT_TRUE(transport.start(port, false));
+    EXPECT_EQ(post(port, R"({"method":"ping"})").status, 200);
+}
+
+TEST_F(TransportTest, PeerThatVanishesBeforeTheAnswer)
+{
+    Latch release;
+    transport.setMessageHandler([&](const std::string &id, std::shared_ptr<MCPMessage> message) {
+        release.wait();
+        // A large response to a closed peer: the write fails, the process lives on.
+        JSONValue result;
+        result["blob"] = JSONValue(std::string(1 << 20, 'x'));
+        transport.sendResponse(id, MCPServerMessage::createResponse(*message, result));
+        ++handled;
+    });
+    const int fd = connectTo(port);
+    const std::string raw = "POST / HTTP/1.1\r\nContent-Length: 15\r\n\r\n{\"method\":\"go\"}";
+    ASSERT_GT(::send(fd, raw.data(), raw.size(), MSG_NOSIGNAL), 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    ::close(fd);
+    release.open();
+    EXPECT_TRUE(waitFor([&] { return handled.load() == 1; }));
+    EXPECT_EQ(transport.pendingConnectionCount(), 0u);
+}
+
+TEST_F(TransportTest, StopDuringAHandlerClosesTheSocketAndTheLateResponseGoesNowhere)
+{
+    Latch entered;
+    Latch release;
+    std::atomic<bool> sent{false};
+    transport.setMessageHandler([&](const std::string &id, std::shared_ptr<MCPMessage> message) {
+        entered.open();
+        release.wait();
+        transport.sendResponse(id, MCPServerMessage::createResponse(*message, JSONValue(1)));
+        sent = true;
+    });
+    const int fd = connectTo(port);
+    const std::string raw = "POST / HTTP/1.1\r\nContent-Length: 15\r\n\r\n{\"method\":\"go\"}";
+    ASSERT_GT(::send(fd, raw.data(), raw.size(), MSG_NOSIGNAL), 0);
+    ASSERT_TRUE(entered.wait());
+    EXPECT_EQ(transport.pendingConnectionCount(), 1u);
+    transport.stop();
+    EXPECT_EQ(transport.pendingConnectionCount(), 0u);
+    EXPECT_EQ(readAll(fd), "");  // closed by stop, without an answer
+    ::close(fd);
+    release.open();
+    EXPECT_TRUE(waitFor([&] { return sent.load(); }));
+}
+
+TEST(MCPHttpTransportLifetime, DestructorWaitsForWorkersAndWakesIdleReaders)
+{
+    std::atomic<bool> finished{false};
+    const int port = freePort();
+    int idle = -1;
+    {
+        MCPHttpTransport transport;
+        transport.setLogCallback([](LogMessageType, int32_t, const std::string &) {});
+        transport.setMessageHandler([&](const std::string &id, std::shared_ptr<MCPMessage> message) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            transport.sendResponse(id, MCPServerMessage::createResponse(*message, JSONValue(1)));
+            finished = true;
+        });
+        ASSERT_TRUE(transport.start(port, false));
+        idle = connectTo(port);  // never sends a byte
+        const int busy = connectTo(port);
+        const std::string raw = "POST / HTTP/1.1\r\nContent-Length: 15\r\n\r\n{\"method\":\"go\"}";
+        ASSERT_GT(::send(busy, raw.data(), raw.size(), MSG_NOSIGNAL), 0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        ::close(busy);
+    }
+    EXPECT_TRUE(finished.load());
+    EXPECT_EQ(readAll(idle), "");
+    ::close(idle);
+}

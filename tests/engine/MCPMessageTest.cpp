@@ -1,0 +1,119 @@
+#include "engine/MCPMessage.h"
+#include "engine/MCPServerMessage.h"
+
+#include <gtest/gtest.h>
+
+using MCP::JSONValue;
+using MCP::MCPMessage;
+using MCP::MCPServerMessage;
+
+TEST(MCPMessageTest, ResponseWithEmptyObjectResult)
+{
+    MCPMessage request;
+    request.method = "ping";
+    request.id = 7;
+    auto response = MCPServerMessage::createResponse(request, JSONValue(JSONValue::ObjectType{}));
+    EXPECT_EQ(response->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 7,\n  \"result\": {}\n}");
+    EXPECT_EQ(response->method, "ping");
+}
+
+TEST(MCPMessageTest, ResponseParamsAndResultIndentDeeperThanTheEnvelope)
+{
+    MCPMessage request;
+    request.id = 0;
+    JSONValue result;
+    result["b"] = JSONValue(2);
+    result["a"] = JSONValue(JSONValue::ArrayType{JSONValue("x")});
+    auto response = MCPServerMessage::createResponse(request, result);
+    EXPECT_EQ(response->toString(),
+              "{\n"
+              "  \"jsonrpc\": \"2.0\",\n"
+              "  \"id\": 0,\n"
+              "  \"result\": {\n"
+              "      \"a\": [\n"
+              "        \"x\"\n"
+              "      ],\n"
+              "      \"b\": 2\n"
+              "    }\n"
+              "}");
+}
+
+TEST(MCPMessageTest, ResponseWithNullResultCarriesNeitherResultNorError)
+{
+    MCPMessage request;
+    request.id = 3;
+    EXPECT_EQ(MCPServerMessage::createResponse(request, JSONValue())->toString(),
+              "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 3\n}");
+}
+
+TEST(MCPMessageTest, ErrorHasCodeAndEscapedMessageOnly)
+{
+    auto error = MCPServerMessage::createError(0, "Method not found: a\"b", -32601);
+    EXPECT_EQ(error->toString(),
+              "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 0,\n  \"error\": {\n    \"code\": -32601,\n"
+              "    \"message\": \"Method not found: a\\\"b\"\n  }\n}");
+    EXPECT_EQ(error->method, "");
+
+    MCPMessage bare;
+    bare.type = MCPMessage::MessageType::Error;
+    bare.id = 1;
+    EXPECT_EQ(bare.toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 1\n}");
+}
+
+TEST(MCPMessageTest, RequestPrintsIdOnlyWhenNonZeroAndParamsOnlyWhenNotEmpty)
+{
+    MCPMessage request;
+    request.method = "tools/list";
+    EXPECT_EQ(request.toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"method\": \"tools/list\"\n}");
+    request.id = 12;
+    request.params["x"] = JSONValue(true);
+    EXPECT_EQ(request.toString(),
+              "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 12,\n  \"method\": \"tools/list\",\n"
+              "  \"params\": {\n      \"x\": true\n    }\n}");
+    request.params = JSONValue(true);  // a Bool counts as empty
+    EXPECT_EQ(request.toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 12,\n  \"method\": \"tools/list\"\n}");
+}
+
+TEST(MCPMessageTest, ParseReadsMethodIdAndParams)
+{
+    auto message = MCPMessage::parse(R"({"jsonrpc":"2.0","id":42,"method":"tools/call","params":{"name":"x"}})");
+    ASSERT_TRUE(message);
+    EXPECT_EQ(message->type, MCPMessage::MessageType::Request);
+    EXPECT_EQ(message->method, "tools/call");
+    EXPECT_EQ(message->id, 42u);
+    EXPECT_EQ(message->params.at("name").asString(), "x");
+
+    // No jsonrpc member, no id, no params, no method: still a request.
+    auto bare = MCPMessage::parse("{}");
+    ASSERT_TRUE(bare);
+    EXPECT_EQ(bare->method, "");
+    EXPECT_EQ(bare->id, 0u);
+    EXPECT_TRUE(bare->params.isNull());
+
+    auto notification = MCPMessage::parse(R"({"method":"notifications/initialized","params":null})");
+    ASSERT_TRUE(notification);
+    EXPECT_EQ(notification->type, MCPMessage::MessageType::Request);
+    EXPECT_TRUE(notification->params.isNull());
+}
+
+TEST(MCPMessageTest, LargeIdsKeepAllSixtyFourBits)
+{
+    auto message = MCPMessage::parse(R"({"id": 18446744073709551615, "method": "ping"})");
+    ASSERT_TRUE(message);
+    EXPECT_EQ(message->id, 18446744073709551615ull);
+    EXPECT_EQ(MCPMessage::parse(R"({"id": 9007199254740993})")->id, 9007199254740993ull);
+    // Outside the id model.
+    EXPECT_EQ(MCPMessage::parse(R"({"id": 99999999999999999999999})")->id, 18446744073709551615ull);
+    EXPECT_EQ(MCPMessage::parse(R"({"id": -5})")->id, 0u);
+    EXPECT_EQ(MCPMessage::parse(R"({"id": 7.9})")->id, 7u);
+    EXPECT_EQ(MCPMessage::parse(R"({"id": 1e3})")->id, 1000u);
+    EXPECT_EQ(MCPMessage::parse(R"({"id": "12"})")->id, 0u);
+    EXPECT_EQ(MCPMessage::parse(R"({"id": null})")->id, 0u);
+}
+
+TEST(MCPMessageTest, ParseGivesEmptyPointerForNonObjectsAndBadMethods)
+{
+    for (const char *text : {"", "not json", "[]", R"([{"method":"ping"}])", "1", "\"ping\"", "null",
+                             R"({"method": 5})", R"({"method": null})", R"({"method": ["a"]})", "{\"a\":1"})
+        EXPECT_FALSE(MCPMessage::parse(text)) << text;
+}

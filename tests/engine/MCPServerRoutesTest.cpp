@@ -1,0 +1,377 @@
+#include "EngineTestSupport.h"
+
+#include "engine/MCPServer.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <thread>
+
+using namespace MCP;
+using namespace EngineTest;
+
+namespace {
+
+ToolDefinition makeTool(const std::string &name, ToolHandler handler)
+{
+    ToolDefinition tool;
+    tool.name = name;
+    tool.toolType = "BuiltinTool";
+    tool.execHandler = "handler";
+    tool.execMethod = "method";
+    tool.handler = std::move(handler);
+    return tool;
+}
+
+class RoutesTest : public ::testing::Test {
+protected:
+    void SetUp() override { server.setLogCallback(log.callback()); }
+
+    std::shared_ptr<MCPMessage> call(const std::string &body, const std::string &sid = "sid-1")
+    {
+        auto message = MCPMessage::parse(body);
+        EXPECT_TRUE(message) << body;
+        return message ? server.process(sid, message) : nullptr;
+    }
+
+    // Expects an Error with the code and text, and the log line when a log code is given.
+    void expectError(const std::string &body, int32_t code, const std::string &text, int32_t logCode = -1)
+    {
+        auto response = call(body);
+        ASSERT_TRUE(response) << body;
+        EXPECT_EQ(response->type, MCPMessage::MessageType::Error) << body;
+        EXPECT_EQ(response->errorCode, code) << body;
+        EXPECT_EQ(response->errorMessage.value_or("<none>"), text) << body;
+        if (logCode >= 0) {
+            EXPECT_TRUE(log.contains(logCode, text)) << text;
+        }
+    }
+
+    LogRecorder log;
+    MCPServer server;
+};
+
+}  // namespace
+
+TEST_F(RoutesTest, InitializeReflectsRegistrationsAndConfiguration)
+{
+    auto response = call(R"({"id":1,"method":"initialize","params":{"protocolVersion":"1999-01-01"}})");
+    ASSERT_TRUE(response);
+    const JSONValue &result = response->result;
+    EXPECT_EQ(result.at("protocolVersion").asString(), "2025-06-18");
+    EXPECT_EQ(result.at("serverInfo").at("name").asString(), "kelvara");
+    EXPECT_EQ(result.at("serverInfo").at("title").asString(), "Kelvara Server");
+    EXPECT_EQ(result.at("serverInfo").at("version").asString(), "1.0.1");
+    EXPECT_EQ(result.at("capabilities").toString(0), "{}");
+    EXPECT_EQ(result.at("instructions").asString(), "Kelvara Server");
+    EXPECT_TRUE(log.contains(0, "Initialize request received (protocol: 2025-06-18)"));
+
+    MCPServerConfig config;
+    config.name = "n";
+    config.title = "";
+    config.version = "2";
+    config.instructions.reset();
+    config.port = 1234;
+    server.setConfiguration(config);
+    EXPECT_TRUE(log.contains(0, "MCP Server configured: n v2 on port 1234"));
+    server.getToolService()->registerTool(makeTool("t", nullptr));
+    ResourceDefinition resource;
+    resource.uri = "u";
+    server.getResourceService()->registerResource(resource);
+    PromptDefinition prompt;
+    prompt.name = "p";
+    server.getPromptService()->registerPrompt(prompt);
+
+    auto second = call(R"({"id":2,"method":"initialize"})");
+    const JSONValue &again = second->result;
+    EXPECT_EQ(again.at("serverInfo").at("title").asString(), "n");
+    EXPECT_FALSE(again.contains("instructions"));
+    EXPECT_EQ(again.at("capabilities").toString(0),
+              "{\n  \"prompts\": {\n    \"listChanged\": true\n  },\n"
+              "  \"resources\": {\n    \"listChanged\": true,\n    \"subscribe\": true\n  },\n"
+              "  \"tools\": {\n    \"listChanged\": true\n  }\n}");
+}
+
+TEST_F(RoutesTest, SessionRoutesAndUnknownMethods)
+{
+    auto initialized = call(R"({"jsonrpc":"2.0","method":"notifications/initialized"})");
+    EXPECT_EQ(initialized->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 0,\n  \"result\": {}\n}");
+    EXPECT_TRUE(log.contains(0, "Received notifications/initialized"));
+    EXPECT_EQ(call(R"({"id":5,"method":"ping"})")->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 5,\n  \"result\": {}\n}");
+    EXPECT_TRUE(log.contains(0, "Ping received"));
+
+    expectError(R"({"method":"resources/templates/list"})", -32601, "Method not found: resources/templates/list");
+    expectError(R"({"params":{}})", -32601, "Method not found: ");
+    EXPECT_EQ(call(R"({"method":"nope"})")->id, 0u);
+}
+
+TEST_F(RoutesTest, TrafficLogLines)
+{
+    call(R"({"id":3,"method":"ping"})", "abc");
+    EXPECT_TRUE(log.contains(0, "HTTP-RCV [ping]\n{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 3,\n  \"method\": \"ping\"\n}"));
+    EXPECT_TRUE(log.contains(0, "Dispatch: \"ping\" sid: \"abc\" id: 3"));
+    EXPECT_TRUE(log.contains(0, "HTTP-RSP [ping]\n{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 3,\n  \"result\": {}\n}"));
+
+    // With a higher threshold the per-request lines are not even built.
+    log.clear();
+    server.setLogLevel(LogMessageType::Info);
+    call(R"({"id":4,"method":"ping"})");
+    EXPECT_EQ(log.lines().size(), 1u);
+    EXPECT_TRUE(log.contains(0, "Ping received"));
+}
+
+TEST_F(RoutesTest, MiddlewareRefusal)
+{
+    server.addMiddleware([](const std::string &method, const JSONValue &) { return method.compare("ping") != 0; });
+    expectError(R"({"id":8,"method":"ping"})", -32000, "Middleware rejected request");
+    EXPECT_EQ(call(R"({"id":8,"method":"tools/list"})")->type, MCPMessage::MessageType::Response);
+}
+
+TEST_F(RoutesTest, ToolCallValidation)
+{
+    server.getToolService()->registerTool(makeTool("ok", [](const JSONValue &) { return std::string("{}"); }));
+    ToolDefinition bare;
+    bare.name = "bare";
+    server.getToolService()->registerTool(bare);
+    ToolDefinition noHandler = makeTool("noHandler", nullptr);
+    noHandler.execHandler = "";
+    server.getToolService()->registerTool(noHandler);
+    ToolDefinition noMethod = makeTool("noMethod", nullptr);
+    noMethod.execMethod = "";
+    server.getToolService()->registerTool(noMethod);
+
+    const std::string head = R"({"id":1,"method":"tools/call","params":)";
+    expectError(head + "[1]}", -32604, "Tool call has invalid context parameter", 3004);
+    expectError(R"({"id":1,"method":"tools/call"})", -32604, "Tool call has invalid context parameter", 3004);
+    expectError(head + R"({"arguments":{}}})", -32614, "Tool call missing 'name' parameter", 3004);
+    expectError(head + R"({"name":"ok"}})", -32624, "Tool call missing 'arguments' parameter", 3004);
+    expectError(head + R"({"name":5,"arguments":{}}})", -32603, "Internal error: std::get: wrong index for variant");
+    expectError(head + R"({"name":"","arguments":{}}})", -32625, "Tool name cannot be empty", 3004);
+    expectError(head + R"({"name":"zz","arguments":{}}})", -32626, "Could not find tool: zz", 3004);
+    expectError(head + R"({"name":"bare","arguments":{}}})", -32627, "Tool object missing 'toolType' parameter", 3004);
+    expectError(head + R"({"name":"noHandler","arguments":{}}})", -32628, "Tool object missing 'execHandler' parameter", 3004);
+    expectError(head + R"({"name":"noMethod","arguments":{}}})", -32629, "Tool object missing 'execMethod' parameter", 3004);
+
+    auto fine = call(head + R"({"name":"ok","arguments":{}}})");
+    EXPECT_EQ(fine->type, MCPMessage::MessageType::Response);
+    EXPECT_TRUE(log.contains(0, "Executing tool: ok"));
+}
+
+TEST_F(RoutesTest, ToolCallEnrichesTheArguments)
+{
+    JSONValue seen;
+    ToolDefinition tool = makeTool("t", [&](const JSONValue &arguments) {
+        seen = arguments;
+        return std::string("{\"ok\": true}");
+    });
+    tool.title = "Title";
+    tool.pluginName = "plug";
+    server.getToolService()->registerTool(tool);
+
+    call(R"({"id":1,"method":"tools/call","params":{"name":"t","arguments":{"sessionId":"x","name":"y","k":1}}})", "S");
+    EXPECT_EQ(seen.at("sessionId").asString(), "S");
+    EXPECT_EQ(seen.at("name").asString(), "t");
+    EXPECT_EQ(seen.at("title").asString(), "Title");
+    EXPECT_EQ(seen.at("toolType").asString(), "BuiltinTool");
+    EXPECT_EQ(seen.at("execHandler").asString(), "handler");
+    EXPECT_EQ(seen.at("execMethod").asString(), "method");
+    EXPECT_EQ(seen.at("pluginName").asString(), "plug");
+    EXPECT_FALSE(seen.contains("scriptName"));
+    EXPECT_DOUBLE_EQ(seen.at("k").asNumber(), 1);
+
+    // A string in place of the arguments gives way to an Object of the enriched keys.
+    call(R"({"id":2,"method":"tools/call","params":{"name":"t","arguments":"text"}})");
+    ASSERT_TRUE(seen.isObject());
+    EXPECT_EQ(seen.asObject().size(), 7u);
+}
+
+TEST_F(RoutesTest, ToolResultsOfAnyShape)
+{
+    std::string answer;
+    bool none = false;
+    bool raise = false;
+    server.getToolService()->registerTool(makeTool("t", [&](const JSONValue &) -> std::optional<std::string> {
+        if (raise)
+            throw std::runtime_error("boom");
+        if (none)
+            return std::nullopt;
+        return answer;
+    }));
+    const std::string request = R"({"id":6,"method":"tools/call","params":{"name":"t","arguments":{}}})";
+
+    answer = "42";
+    EXPECT_EQ(call(request)->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 6,\n  \"result\": 42\n}");
+    answer = "null";
+    EXPECT_EQ(call(request)->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 6\n}");
+    answer = "{not json";
+    EXPECT_EQ(call(request)->result.at("error").asString().rfind("Tool execution failed: JSON parsing failed: ", 0), 0u);
+    none = true;
+    EXPECT_EQ(call(request)->result.at("error").asString(), "Tool does not response any JSON object");
+    raise = true;
+    EXPECT_EQ(call(request)->result.at("error").asString(), "Tool execution failed: boom");
+    EXPECT_EQ(server.getToolService()->callTool("missing", JSONValue()).at("error").asString(), "Tool not found: missing");
+}
+
+TEST_F(RoutesTest, ToolsListShapesEveryTool)
+{
+    ToolDefinition tool = makeTool("b", nullptr);
+    tool.inputSchema.properties["list"].type = "array";
+    tool.inputSchema.properties["list"].defaultValue = R"(["a", "b"])";
+    server.getToolService()->registerTool(tool);
+    server.getToolService()->registerTool(makeTool("a", nullptr));
+    auto response = call(R"({"id":1,"method":"tools/list"})");
+    const auto &tools = response->result.at("tools").asArray();
+    ASSERT_EQ(tools.size(), 2u);
+    EXPECT_EQ(tools[0].at("name").asString(), "a");
+    EXPECT_EQ(tools[1].at("inputSchema").at("properties").at("list").at("default").asArray().size(), 2u);
+    EXPECT_EQ(tools[1].at("execHandler").asString(), "handler");
+    EXPECT_TRUE(log.contains(0, "Tools list requested - count: 2"));
+}
+
+TEST_F(RoutesTest, ResourceRoutes)
+{
+    ResourceDefinition plain;
+    plain.uri = "file:///a.txt";
+    plain.name = "a";
+    plain.type = "text";
+    plain.mimeType = "text/plain";
+    plain.provider = [](const ResourceDefinition &definition) {
+        ResourceDefinition filled = definition;
+        filled.data.content = "hello";
+        return filled;
+    };
+    ResourceDefinition templated = plain;
+    templated.uri = "file:///{name}";
+    templated.type = "template";
+    ResourceDefinition failing = plain;
+    failing.uri = "file:///bad";
+    failing.provider = [](const ResourceDefinition &) -> ResourceDefinition { throw std::runtime_error("disk gone"); };
+    for (const auto &resource : {plain, templated, failing})
+        server.getResourceService()->registerResource(resource);
+
+    const std::string head = R"({"id":1,"method":"resources/read","params":)";
+    expectError(head + "3}", -32730, "Invalid ressource parameters", 3010);
+    expectError(head + "{}}", -32731, "Resource read missing 'uri' parameter", 3010);
+    expectError(head + R"({"uri":""}})", -32732, "Resource URL must not be empty", 3010);
+    expectError(head + R"({"uri":7}})", -32732, "Resource URL must not be empty", 3010);
+    expectError(head + R"({"uri":"file:///zz"}})", -32732, "Resource object for 'file:///zz' not found", 3010);
+
+    auto read = call(head + R"({"uri":"file:///a.txt"}})", "S1");
+    const JSONValue &content = read->result.at("contents").asArray().at(0);
+    EXPECT_EQ(read->result.at("status").asString(), "success");
+    EXPECT_EQ(content.at("id").asString(), "S1");
+    EXPECT_EQ(content.at("content").asString(), "hello");
+    EXPECT_EQ(content.at("text").asString(),
+              "{\n      \"content\": \"hello\",\n      \"description\": \"\",\n      \"id\": \"S1\",\n"
+              "      \"mimeType\": \"text/plain\",\n      \"name\": \"a\",\n      \"type\": \"text\",\n"
+              "      \"uri\": \"file:///a.txt\"\n    }");
+    EXPECT_TRUE(log.contains(0, "Reading resource: file:///a.txt"));
+
+    auto templ = call(head + R"({"uri":"file:///{name}"}})");
+    EXPECT_FALSE(templ->result.contains("contents"));
+    EXPECT_FALSE(templ->result.at("resourceTemplates").asArray().at(0).contains("text"));
+
+    auto failed = call(head + R"({"uri":"file:///bad"}})");
+    EXPECT_EQ(failed->result.at("status").asString(), "success");
+    const JSONValue &failedContent = failed->result.at("contents").asArray().at(0);
+    EXPECT_EQ(failedContent.at("content").asString(), "Error reading resource: disk gone");
+    EXPECT_EQ(failedContent.at("mimeType").asString(), "text/plain");
+
+    auto list = call(R"({"id":2,"method":"resources/list"})");
+    EXPECT_EQ(list->result.at("resources").asArray().size(), 3u);
+    EXPECT_TRUE(log.contains(0, "Resources list requested - count: 3"));
+}
+
+TEST_F(RoutesTest, PromptRoutes)
+{
+    PromptDefinition prompt;
+    prompt.name = "greet";
+    prompt.description = "d";
+    prompt.arguments = {{"who", "whom", true}};
+    prompt.template_ = "Hi {{who}}";
+    prompt.renderer = [](const JSONValue &params) { return "Hi " + params.at("arguments").at("who").asString(); };
+    server.getPromptService()->registerPrompt(prompt);
+    PromptDefinition broken;
+    broken.name = "broken";
+    broken.renderer = [](const JSONValue &) -> std::string { throw std::runtime_error("bad template"); };
+    server.getPromptService()->registerPrompt(broken);
+
+    const std::string head = R"({"id":1,"method":"prompts/get","params":)";
+    const std::string text = "Prompt name must not be empty";
+    expectError(head + "[]}", -32602, text, 3011);
+    expectError(head + "\"x\"}", -32615, text, 3011);
+    expectError(R"({"id":1,"method":"prompts/get"})", -32615, text, 3011);
+    expectError(head + "{}}", -32613, text, 3011);
+    expectError(head + R"({"name":""}})", -32614, text, 3011);
+    expectError(head + R"({"name":1}})", -32614, text, 3011);
+
+    auto rendered = call(head + R"({"name":"greet","arguments":{"who":"Ada"}}})");
+    EXPECT_EQ(rendered->result.toString(0),
+              "{\n  \"description\": \"Rendered prompt\",\n  \"messages\": [\n    {\n      \"content\": {\n"
+              "        \"text\": \"Hi Ada\",\n        \"type\": \"text\"\n      },\n      \"role\": \"user\"\n    }\n  ]\n}");
+    EXPECT_TRUE(log.contains(0, "Rendering prompt: greet"));
+    auto message = [&](const std::string &body) {
+        return call(body)->result.at("messages").asArray().at(0).at("content").at("text").asString();
+    };
+    EXPECT_EQ(message(head + R"({"name":"nope"}})"), "Prompt not found: nope");
+    EXPECT_EQ(message(head + R"({"name":"broken"}})"), "Error rendering prompt: bad template");
+
+    auto list = call(R"({"id":2,"method":"prompts/list"})");
+    const JSONValue &first = list->result.at("prompts").asArray().at(1);
+    EXPECT_EQ(first.at("template").asString(), "Hi {{who}}");
+    EXPECT_TRUE(first.at("arguments").asArray().at(0).at("required").asBool());
+    EXPECT_TRUE(log.contains(0, "Prompts list requested - count: 2"));
+}
+
+TEST_F(RoutesTest, CancelNotificationsNeverAnswer)
+{
+    EXPECT_FALSE(call(R"({"method":"notifications/cancelled","params":[1]})"));
+    EXPECT_TRUE(log.contains(3003, "Cancel notification has invalid params"));
+    EXPECT_FALSE(call(R"({"method":"notifications/cancelled","params":{"requestId":""}})"));
+    EXPECT_FALSE(call(R"({"method":"notifications/cancelled","params":{"requestId":true}})"));
+    EXPECT_TRUE(log.contains(0, "Cancel notification missing or invalid requestId"));
+    EXPECT_FALSE(call(R"({"method":"notifications/cancelled","params":{"requestId":12,"reason":"user"}})"));
+    EXPECT_TRUE(log.contains(0, "Cancel received for requestId=12 reason=user"));
+    EXPECT_TRUE(log.contains(0, "Cancel arrived after completion for requestId=12"));
+    EXPECT_FALSE(call(R"({"method":"notifications/cancelled","params":{"requestId":"abc","reason":5}})"));
+    EXPECT_TRUE(log.contains(0, "Cancel received for requestId=abc reason=<none>"));
+}
+
+TEST_F(RoutesTest, StartTwiceAndTransportFailure)
+{
+    const int port = freePort();
+    ASSERT_TRUE(server.start(port, false));
+    EXPECT_TRUE(log.contains(0, "MCP Server 'kelvara' v1.0.1 started on port " + std::to_string(port)));
+    EXPECT_TRUE(log.contains(0, "Server instructions: Kelvara Server"));
+    EXPECT_FALSE(server.start(port, false));
+    EXPECT_TRUE(log.contains(3001, "Server already running"));
+    EXPECT_TRUE(server.isRunning());
+
+    LogRecorder otherLog;
+    MCPServer other;
+    other.setLogCallback(otherLog.callback());
+    EXPECT_FALSE(other.start(port, false));
+    EXPECT_TRUE(otherLog.contains(3002, "Failed to start transport layer"));
+    EXPECT_TRUE(otherLog.contains(1002, "Failed to bind socket to port " + std::to_string(port)));
+
+    server.stop();
+    EXPECT_TRUE(log.contains(0, "MCP Server stopped"));
+    EXPECT_FALSE(server.isRunning());
+}
+
+TEST_F(RoutesTest, ListChangedRunsOnTheMainQueue)
+{
+    std::vector<std::function<void()>> queue;
+    int calls = 0;
+    server.getToolService()->setListChangedCallback([&] { ++calls; });
+    server.getToolService()->registerTool(makeTool("x", nullptr));
+    EXPECT_EQ(calls, 1);  // no main queue: at once
+    server.setMainQueuePoster([&](std::function<void()> fn) { queue.push_back(std::move(fn)); });
+    server.getToolService()->unregisterTool("x");
+    server.getToolService()->clearTools();
+    EXPECT_EQ(calls, 1);
+    ASSERT_EQ(queue.size(), 2u);
+    for (auto &fn : queue)
+        fn();
+    EXPECT_EQ(calls, 3);
+}

@@ -1,0 +1,87 @@
+#!/usr/bin/env node
+// A command-line MCP client on the official TypeScript SDK, for end-to-end tests.
+//
+//   node mcp-client.mjs URL SCENARIO
+//
+// SCENARIO is JSON text, or @path to a file holding it: an array of steps, each one of
+//   {"op": "initialize"}                        connect; the result is what the server said
+//   {"op": "listTools"} | {"op": "listResources"} | {"op": "listPrompts"} | {"op": "ping"}
+//   {"op": "callTool", "name": "...", "arguments": {...}}
+//   {"op": "readResource", "uri": "..."}
+//   {"op": "getPrompt", "name": "...", "arguments": {...}}
+// A step other than "initialize" connects first when not yet connected.
+//
+// Prints one JSON document: {"results": [{"op", "result"} or {"op", "error"}, ...]}.
+// Exits 0 when every step succeeded, 1 when a step failed, 2 on bad usage.
+
+import { readFileSync } from 'node:fs';
+import { Client } from '@modelcontextprotocol/sdk/client/index.js';
+import { StreamableHTTPClientTransport } from '@modelcontextprotocol/sdk/client/streamableHttp.js';
+
+function usage(message) {
+  process.stderr.write(`mcp-client: ${message}\nusage: node mcp-client.mjs URL SCENARIO|@FILE\n`);
+  process.exit(2);
+}
+
+export async function runScenario(url, steps) {
+  const client = new Client({ name: 'kelvara-interop', version: '1.0.0' });
+  let connected = false;
+  const connect = async () => {
+    if (connected) return;
+    await client.connect(new StreamableHTTPClientTransport(new URL(url)));
+    connected = true;
+  };
+  const results = [];
+  for (const step of steps) {
+    try {
+      let result;
+      switch (step.op) {
+        case 'initialize':
+          await connect();
+          result = {
+            serverInfo: client.getServerVersion(),
+            capabilities: client.getServerCapabilities(),
+            instructions: client.getInstructions(),
+          };
+          break;
+        case 'listTools': await connect(); result = await client.listTools(); break;
+        case 'listResources': await connect(); result = await client.listResources(); break;
+        case 'listPrompts': await connect(); result = await client.listPrompts(); break;
+        case 'ping': await connect(); result = await client.ping(); break;
+        case 'callTool':
+          await connect();
+          result = await client.callTool({ name: step.name, arguments: step.arguments ?? {} });
+          break;
+        case 'readResource': await connect(); result = await client.readResource({ uri: step.uri }); break;
+        case 'getPrompt':
+          await connect();
+          result = await client.getPrompt({ name: step.name, arguments: step.arguments ?? {} });
+          break;
+        default:
+          throw new Error(`unknown op '${step.op}'`);
+      }
+      results.push({ op: step.op, result });
+    } catch (error) {
+      results.push({ op: step.op, error: String(error?.message ?? error) });
+    }
+  }
+  if (connected) await client.close();
+  return { results };
+}
+
+const isMain = process.argv[1] && import.meta.url === new URL(`file://${process.argv[1]}`).href;
+if (isMain) {
+  const [url, scenarioArg] = process.argv.slice(2);
+  if (!url || !scenarioArg) usage('missing arguments');
+  let steps;
+  try {
+    const text = scenarioArg.startsWith('@') ? readFileSync(scenarioArg.slice(1), 'utf8') : scenarioArg;
+    steps = JSON.parse(text);
+  } catch (error) {
+    usage(`cannot read the scenario: ${error.message}`);
+  }
+  if (!Array.isArray(steps)) usage('the scenario must be a JSON array of steps');
+  const output = await runScenario(url, steps);
+  process.stdout.write(JSON.stringify(output, null, 2) + '\n');
+  process.exit(output.results.every((r) => !('error' in r)) ? 0 : 1);
+}

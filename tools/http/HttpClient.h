@@ -1,0 +1,56 @@
+#pragma once
+
+#include "app/AppError.h"
+#include "tools/http/HttpClientResult.h"
+#include "tools/http/HttpRequest.h"
+
+#include <QString>
+#include <optional>
+
+// A small blocking HTTP client for code that runs a tool (scripts through the host object,
+// plug-in bridges, link resources). Every operation blocks the calling thread until the
+// exchange is over; concurrent calls on one client are fine.
+//
+// Each transfer is its own libcurl easy handle: nothing persists between requests (no
+// cookie engine, no cache, no connection reuse), and libcurl takes the proxy from the
+// environment (http_proxy, https_proxy, no_proxy, all_proxy).
+//
+// Time-outs follow the model of a URL session. The request time-out (timeoutInterval, which
+// each request copies when it is built) is how long a transfer may go without any data
+// moving: it is libcurl's connect time-out, and an idle watch in the progress callback ends
+// a transfer whose byte counts have stood still that long. The resource time-out, fixed at
+// creation to four times the initial timeoutInterval, caps the whole transfer
+// (CURLOPT_TIMEOUT_MS). Both surface as the error "The request timed out.".
+//
+// Each "JSON" argument is a text holding a JSON object; an empty or null text counts as none.
+class HttpClient
+{
+public:
+    explicit HttpClient(double timeoutInterval = 30.0);
+
+    // The process-wide client, made on first use.
+    static HttpClient &shared();
+
+    // Plain fields, set once after creation.
+    double timeoutInterval;
+    bool verboseLogging = false;
+
+    // The session's cap on a whole transfer, in seconds.
+    double resourceTimeoutInterval() const { return m_resourceTimeoutInterval; }
+
+    // When the request can't be built, the error goes to error and into the result as well.
+    HttpClientResult get(const QString &url, const QString &query = {}, AppError *error = nullptr);
+    HttpClientResult post(const QString &url, const QString &body, const QString &headersJSON = {},
+                          AppError *error = nullptr);
+    HttpClientResult request(const QString &method, const QString &url, const QString &body,
+                             const QString &paramsJSON, const QString &headersJSON, AppError *error = nullptr);
+    // Writes the response body to destination, which is replaced only after a 2xx answer.
+    bool downloadFile(const QString &url, const QString &destination, AppError *error = nullptr);
+
+    std::optional<HttpRequest> buildRequest(const QString &method, const QString &url, const QString &body,
+                                            const QString &paramsJSON, const QString &headersJSON, AppError *error);
+    HttpClientResult executeRequest(const HttpRequest &request);
+
+private:
+    double m_resourceTimeoutInterval;
+};
