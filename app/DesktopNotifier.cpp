@@ -1,0 +1,50 @@
+#include "app/DesktopNotifier.h"
+
+#include "app/AppPaths.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <atomic>
+
+namespace {
+
+const QString kService = QStringLiteral("org.freedesktop.Notifications");
+const QString kPath = QStringLiteral("/org/freedesktop/Notifications");
+
+std::atomic<DesktopNotifier *> g_override{nullptr};
+
+}  // namespace
+
+DesktopNotifier::~DesktopNotifier() = default;
+
+DesktopNotifier *DesktopNotifier::shared()
+{
+    if (DesktopNotifier *notifier = g_override.load())
+        return notifier;
+    static DesktopNotifier instance;
+    return &instance;
+}
+
+void DesktopNotifier::setShared(DesktopNotifier *notifier)
+{
+    g_override.store(notifier);
+}
+
+void DesktopNotifier::notify(const QString &title, const QString &body, const QString &actionLabel)
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return;
+    QDBusMessage message = QDBusMessage::createMethodCall(kService, kPath, kService, QStringLiteral("Notify"));
+    QStringList actions;
+    if (!actionLabel.isEmpty())
+        actions << QStringLiteral("default") << actionLabel;
+    // An empty subtitle, the default sound (the server's own) and no badge: the body is the whole message.
+    message << AppPaths::displayName() << uint(0) << QStringLiteral("kelvara") << title << body << actions
+            << QVariantMap() << int(-1);
+    // Sent without waiting; the error reply of a bus without a notification service is dropped.
+    bus.call(message, QDBus::NoBlock);
+}

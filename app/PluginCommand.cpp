@@ -1,0 +1,204 @@
+#include "app/PluginCommand.h"
+
+#include "tools/plugins/PluginController.h"
+#include "tools/plugins/PluginTexts.h"
+#include "tools/plugins/ToolDiscoveryService.h"
+#include "tools/security/BookmarkController.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QTextStream>
+#include <QUrl>
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+QString absolutePlugin(const QString &path)
+{
+    QString absolute = QFileInfo(path).absoluteFilePath();
+    while (absolute.size() > 1 && absolute.endsWith(QLatin1Char('/')))
+        absolute.chop(1);
+    return absolute;
+}
+
+// The controller raises its alerts queued on its thread; they arrive here.
+std::optional<QString> takeAlert(PluginController *controller)
+{
+    QCoreApplication::processEvents();
+    if (!controller->shouldShowAlert())
+        return std::nullopt;
+    const QString text = controller->alertTitle() + QStringLiteral(": ") + controller->alertMessage();
+    controller->setShouldShowAlert(false);
+    return text;
+}
+
+}  // namespace
+
+bool PluginCommand::isYes(const QString &answer)
+{
+    const QString word = answer.trimmed().toLower();
+    return word == QLatin1String("y") || word == QLatin1String("yes");
+}
+
+QString PluginCommand::describe(const Plugin &plugin)
+{
+    QString text = PluginTexts::approvalTitle + QStringLiteral("\n\n") + PluginTexts::approvalInformation +
+                   QLatin1Char('\n');
+    auto row = [&text](const char *label, const QString &value) {
+        text += QStringLiteral("  %1 %2\n").arg(QString::fromLatin1(label).leftJustified(14), value);
+    };
+    const PluginDescriptor d = plugin.toolDescriptor.value_or(PluginDescriptor{});
+    row("Name:", plugin.displayName());
+    row("Version:", d.version);
+    row("Author:", d.author);
+    row("Description:", d.toolDescription);
+    row("Identifier:", d.toolIdentifier);
+    row("Entry point:", d.toolEntryPoint);
+    row("ABI version:", QString::number(d.abiVersion));
+    row("Tool version:", QString::number(d.toolVersion));
+    row("Path:", plugin.path);
+    row("Capabilities:", d.capabilitiesJSON.isEmpty() ? PluginTexts::noCapabilities : d.capabilitiesJSON);
+    return text;
+}
+
+int PluginCommand::add(PluginController *controller, const QString &path, bool assumeYes, QTextStream &in,
+                       QTextStream &out, QTextStream &err)
+{
+    const QString file = absolutePlugin(path);
+    controller->addPlugin(QUrl::fromLocalFile(file));
+    if (const std::optional<QString> alert = takeAlert(controller)) {
+        err << "kelvara plugin add: " << *alert << Qt::endl;
+        return 1;
+    }
+    const std::optional<Plugin> pending = controller->pendingPlugin();
+    if (!pending) {
+        err << "kelvara plugin add: '" << file << "' could not be loaded as a plugin" << Qt::endl;
+        return 1;
+    }
+
+    out << describe(*pending) << '\n' << PluginTexts::inProcessWarning << "\n\n";
+    if (!assumeYes) {
+        out << PluginTexts::approveButton << "? [y/N] " << Qt::flush;
+        const QString answer = in.readLine();
+        // A terminal echoes the typed line break; piped input does not.
+        if (!::isatty(STDIN_FILENO))
+            out << '\n';
+        if (!isYes(answer)) {
+            controller->deny();
+            err << "kelvara plugin add: registration denied; nothing was registered" << Qt::endl;
+            return 1;
+        }
+    }
+    controller->approve();
+    if (const std::optional<QString> alert = takeAlert(controller)) {
+        err << "kelvara plugin add: " << *alert << Qt::endl;
+        return 1;
+    }
+    if (!controller->plugin(pending->id)) {
+        err << "kelvara plugin add: '" << pending->displayName() << "' was not registered" << Qt::endl;
+        return 1;
+    }
+    out << "Registered plugin: " << pending->displayName() << " (" << pending->path << ")\n"
+        << "It is disabled. Enable it for a run in the window's Plugin Manager, or with\n"
+        << "  kelvara serve --enable-plugin " << pending->path << Qt::endl;
+    return 0;
+}
+
+int PluginCommand::list(PluginController *controller, QTextStream &out)
+{
+    const QList<Plugin> plugins = controller->plugins();
+    if (plugins.isEmpty()) {
+        out << PluginTexts::noPlugins << Qt::endl;
+        return 0;
+    }
+    for (const Plugin &plugin : plugins) {
+        const QString version = plugin.toolDescriptor ? plugin.toolDescriptor->version : QString();
+        out << plugin.displayName() << '\t' << version << '\t' << plugin.path << '\n';
+    }
+    out << Qt::flush;
+    return 0;
+}
+
+std::optional<QString> PluginCommand::enableForRun(PluginController *controller, const QString &path, QString *reason)
+{
+    auto fail = [reason](const QString &text) -> std::optional<QString> {
+        if (reason)
+            *reason = text;
+        return std::nullopt;
+    };
+    const QString file = absolutePlugin(path);
+    if (!QFileInfo::exists(file))
+        return fail(QStringLiteral("Plugin file not found: ") + file);
+    const int type = PluginController::pluginTypeForExtension(file);
+    if (type == CustomToolHandler::Framework)
+        return fail(QStringLiteral("Unknown plugin type: ") + PluginController::extensionOf(file));
+
+    // Which registered plug-in the file stands for: the name in its descriptor.
+    QString name;
+    {
+        AppError error;
+        const std::unique_ptr<CustomToolHandler> probe = controller->bridge().loadPlugin(file, type, &error);
+        if (!probe || !probe->getToolDescriptor())
+            return fail(QStringLiteral("Failed to load plugin: ") + ToolDiscoveryService::failureDescription(error));
+        name = probe->getToolDescriptor()->name;
+    }
+    const std::optional<Plugin> registered = controller->pluginNamed(name);
+    if (!registered)
+        return fail(QStringLiteral("the plugin '%1' (%2) is not registered; approve it in the Plugin Manager or run "
+                                   "'kelvara plugin add %2' first")
+                        .arg(name, file));
+
+    controller->enablePlugin(*registered, QUrl::fromLocalFile(file));
+    if (const std::optional<QString> alert = takeAlert(controller))
+        return fail(*alert);
+    const std::optional<Plugin> now = controller->plugin(registered->id);
+    if (!now || !now->isEnabled)
+        return fail(QStringLiteral("the plugin '%1' could not be enabled").arg(name));
+    return name;
+}
+
+int PluginCommand::main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    app.setApplicationName(QStringLiteral("Kelvara"));
+    QTextStream in(stdin);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+
+    const QStringList arguments = app.arguments().mid(2);
+    auto usage = [&err](const QString &problem) {
+        err << "kelvara plugin: " << problem << "\nTry 'kelvara plugin --help'." << Qt::endl;
+        return 2;
+    };
+    if (arguments.isEmpty())
+        return usage(QStringLiteral("a command is needed: add or list"));
+    if (arguments.contains(QLatin1String("-h")) || arguments.contains(QLatin1String("--help"))) {
+        out << usageText << Qt::flush;
+        return 0;
+    }
+
+    const QString command = arguments.first();
+    if (command == QLatin1String("list")) {
+        if (arguments.size() > 1)
+            return usage(QStringLiteral("unknown argument '%1'").arg(arguments.at(1)));
+        return list(PluginController::shared(), out);
+    }
+    if (command != QLatin1String("add"))
+        return usage(QStringLiteral("unknown command '%1'").arg(command));
+
+    bool assumeYes = false;
+    QStringList paths;
+    for (const QString &argument : arguments.mid(1)) {
+        if (argument == QLatin1String("--yes") || argument == QLatin1String("-y"))
+            assumeYes = true;
+        else if (argument.startsWith(QLatin1Char('-')) && argument.size() > 1)
+            return usage(QStringLiteral("unknown argument '%1'").arg(argument));
+        else
+            paths.append(argument);
+    }
+    if (paths.size() != 1)
+        return usage(QStringLiteral("add needs exactly one plugin file"));
+    return add(PluginController::shared(), paths.first(), assumeYes, in, out, err);
+}

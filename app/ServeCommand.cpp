@@ -1,0 +1,292 @@
+#include "app/ServeCommand.h"
+
+#include "app/PluginCommand.h"
+
+#include "diagnostics/LogController.h"
+#include "diagnostics/LogEntry.h"
+#include "store/ConfigurationController.h"
+#include "store/PersistenceController.h"
+#include "store/ServerConfig.h"
+#include "store/ServerConfigController.h"
+#include "tools/plugins/PluginController.h"
+#include "tools/router/MCPServer.h"
+
+#include <QCoreApplication>
+#include <QMetaObject>
+#include <QFileInfo>
+#include <QSocketNotifier>
+#include <QThreadPool>
+#include <QTimer>
+
+#include <csignal>
+#include <cstdio>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+int g_signalPipe[2] = {-1, -1};
+
+void onSignal(int)
+{
+    const char byte = 1;
+    // Only async-signal-safe work here: the event loop picks the byte up.
+    [[maybe_unused]] const ssize_t written = ::write(g_signalPipe[1], &byte, 1);
+}
+
+void printLine(std::FILE *stream, const QString &line)
+{
+    const QByteArray bytes = line.toLocal8Bit();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
+    std::fputc('\n', stream);
+    std::fflush(stream);
+}
+
+bool installSignalHandlers()
+{
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, g_signalPipe) != 0)
+        return false;
+    struct sigaction action = {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    return ::sigaction(SIGINT, &action, nullptr) == 0 && ::sigaction(SIGTERM, &action, nullptr) == 0;
+}
+
+// Drives one run: start, then wait for a signal to stop; the exit code comes from how it ended.
+class ServeSession : public QObject {
+public:
+    ServeSession(ServerConfigController *controller, QObject *parent = nullptr)
+        : QObject(parent), m_controller(controller)
+    {
+        connect(controller, &ServerConfigController::serverStatusMessageChanged, this, &ServeSession::statusChanged);
+        connect(controller, &AbstractController::shouldShowAlertChanged, this, [this] {
+            // The failure of a start is printed once, from its status; other alerts here.
+            if (m_controller->shouldShowAlert() && !m_controller->alertMessage().startsWith(
+                                                       ServerConfigController::statusFailedPrefix))
+                printLine(stderr, m_controller->alertTitle() + QStringLiteral(": ") + m_controller->alertMessage());
+            m_controller->setShouldShowAlert(false);
+        });
+    }
+
+    bool stopRequested() const { return m_stopRequested; }
+
+    void signalled()
+    {
+        if (m_stopRequested)
+            return;
+        m_stopRequested = true;
+        if (m_controller->isServerRunning())
+            m_controller->stop();
+        else if (!m_controller->isStarting())
+            finish(0);
+        // While starting, the stop follows once the start has ended.
+    }
+
+private:
+    void statusChanged()
+    {
+        const QString status = m_controller->serverStatusMessage();
+        printLine(stdout, status);
+        if (status == ServerConfigController::statusRunning) {
+            if (ServerConfig *config = m_controller->serverConfig()) {
+                const QString host = m_controller->listenAtAll() ? QStringLiteral("0.0.0.0") : QStringLiteral("127.0.0.1");
+                printLine(stdout, QStringLiteral("Serving on http://%1:%2/ (SIGINT or SIGTERM stops the server)")
+                                      .arg(host)
+                                      .arg(config->port()));
+            }
+            if (m_stopRequested)
+                m_controller->stop();
+        } else if (status.startsWith(ServerConfigController::statusFailedPrefix)) {
+            printLine(stderr, status);
+            finish(1);
+        } else if (status == ServerConfigController::statusStopped && m_stopRequested) {
+            finish(0);
+        }
+    }
+
+    // Waits for the engine's stop on the thread pool, lets queued log lines through, and ends.
+    void finish(int code)
+    {
+        auto *poll = new QTimer(this);
+        poll->setInterval(20);
+        connect(poll, &QTimer::timeout, this, [poll, code] {
+            if (QThreadPool::globalInstance()->activeThreadCount() > 0)
+                return;
+            poll->stop();
+            QTimer::singleShot(0, qApp, [code] { QCoreApplication::exit(code); });
+        });
+        poll->start();
+    }
+
+    ServerConfigController *m_controller;
+    bool m_stopRequested = false;
+};
+
+}  // namespace
+
+std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &arguments, QString *error)
+{
+    Options options;
+    auto fail = [error](const QString &message) -> std::optional<Options> {
+        if (error)
+            *error = message;
+        return std::nullopt;
+    };
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
+        auto valueOf = [&](const QString &name) -> std::optional<QString> {
+            if (argument.startsWith(name + QLatin1Char('=')))
+                return argument.mid(name.size() + 1);
+            if (i + 1 >= arguments.size())
+                return std::nullopt;
+            return arguments.at(++i);
+        };
+        if (argument == QLatin1String("-h") || argument == QLatin1String("--help")) {
+            options.help = true;
+        } else if (argument == QLatin1String("--port") || argument.startsWith(QLatin1String("--port="))) {
+            const auto value = valueOf(QStringLiteral("--port"));
+            if (!value)
+                return fail(QStringLiteral("--port needs a number"));
+            options.port = *value;
+        } else if (argument == QLatin1String("--listen-all")) {
+            options.listenAtAll = true;
+        } else if (argument == QLatin1String("--loopback")) {
+            options.listenAtAll = false;
+        } else if (argument == QLatin1String("--import") || argument.startsWith(QLatin1String("--import="))) {
+            const auto value = valueOf(QStringLiteral("--import"));
+            if (!value || value->isEmpty())
+                return fail(QStringLiteral("--import needs a folder"));
+            options.importFolders.append(*value);
+        } else if (argument == QLatin1String("--import-builtin")) {
+            options.importBuiltin = true;
+        } else if (argument == QLatin1String("--enable-plugin") || argument.startsWith(QLatin1String("--enable-plugin="))) {
+            const auto value = valueOf(QStringLiteral("--enable-plugin"));
+            if (!value || value->isEmpty())
+                return fail(QStringLiteral("--enable-plugin needs a plugin file"));
+            options.enablePlugins.append(*value);
+        } else {
+            return fail(QStringLiteral("unknown argument '%1'").arg(argument));
+        }
+    }
+    return options;
+}
+
+int ServeCommand::main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    app.setApplicationName(QStringLiteral("Kelvara"));
+
+    QString usageError;
+    const std::optional<Options> options = parse(app.arguments().mid(2), &usageError);
+    if (!options) {
+        printLine(stderr, QStringLiteral("kelvara serve: ") + usageError);
+        printLine(stderr, QStringLiteral("Try 'kelvara serve --help'."));
+        return 2;
+    }
+    if (options->help) {
+        std::fputs(usageText.toLocal8Bit().constData(), stdout);
+        return 0;
+    }
+    if (options->port && !ServerConfigController::parsePort(*options->port)) {
+        printLine(stderr, QStringLiteral("kelvara serve: ") + ServerConfigController::invalidPortText);
+        return 2;
+    }
+    for (const QString &folder : options->importFolders) {
+        if (!QFileInfo(folder).isDir()) {
+            printLine(stderr, QStringLiteral("kelvara serve: '%1' is not a folder").arg(folder));
+            return 2;
+        }
+    }
+
+    PersistenceController *store = PersistenceController::shared();
+    if (const std::optional<QString> failure = store->loadError()) {
+        printLine(stderr, QStringLiteral("kelvara serve: the store '%1' could not be opened: %2")
+                              .arg(store->storePath(), *failure));
+        return 1;
+    }
+
+    // Every log line is printed as the log export writes it, and kept in the log as well.
+    LogController *logger = LogController::shared();
+    const LogController::LogHandler keep = logger->logHandler();
+    logger->setLogHandler([keep](MCPLogMessageType level, int code, const QString &message) {
+        printLine(stdout, LogEntry::make(message, code, level).exportLine());
+        if (keep)
+            keep(level, code, message);
+    });
+
+    MCPServer &router = MCPServer::shared();
+    ConfigurationController *configuration = ConfigurationController::shared();
+    auto report = [](const QString &source, const std::optional<ImportResult> &result, const ImportError &error) {
+        if (!result) {
+            printLine(stderr, QStringLiteral("kelvara serve: import of %1 failed: %2").arg(source, error.description()));
+            return false;
+        }
+        printLine(stdout, ConfigurationController::importSummary(*result) + QStringLiteral(" (") + source +
+                              QLatin1Char(')'));
+        for (const QString &line : result->allErrors())
+            printLine(stderr, line);
+        return true;
+    };
+    if (options->importBuiltin) {
+        ImportError error;
+        if (!report(configuration->builtinRoot(), configuration->importBuiltinConfiguration(nullptr, &error), error))
+            return 1;
+    }
+    for (const QString &folder : options->importFolders) {
+        ImportError error;
+        if (!report(folder, configuration->importConfiguration(folder, nullptr, &error), error))
+            return 1;
+    }
+
+    // Every plug-in starts disabled; naming its file here is the user's confirmation.
+    for (const QString &file : options->enablePlugins) {
+        QString reason;
+        const std::optional<QString> name = PluginCommand::enableForRun(PluginController::shared(), file, &reason);
+        if (!name) {
+            printLine(stderr, QStringLiteral("kelvara serve: ") + reason);
+            return 1;
+        }
+        printLine(stdout, QStringLiteral("Enabled plugin: %1 (%2)").arg(*name, file));
+    }
+
+    if (!installSignalHandlers()) {
+        printLine(stderr, QStringLiteral("kelvara serve: cannot install the signal handlers"));
+        return 1;
+    }
+    // The controller queues its first sync now; the options are applied after it, so that
+    // the sync's reading of the stored flag does not undo --listen-all or --loopback.
+    ServerConfigController controller(store->viewContext(), configuration, &router);
+    ServeSession session(&controller);
+    QSocketNotifier notifier(g_signalPipe[0], QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, &session, [&session] {
+        char byte = 0;
+        [[maybe_unused]] const ssize_t got = ::read(g_signalPipe[0], &byte, 1);
+        session.signalled();
+    });
+
+    const Options chosen = *options;
+    QMetaObject::invokeMethod(
+        &controller,
+        [&controller, &session, chosen] {
+            if (session.stopRequested())
+                return;
+            if (!controller.serverConfig()) {
+                printLine(stderr,
+                          QStringLiteral("kelvara serve: the server configuration could not be read from the store"));
+                QCoreApplication::exit(1);
+                return;
+            }
+            if (chosen.port)
+                controller.setPort(*chosen.port);
+            if (chosen.listenAtAll)
+                controller.setListenAtAll(*chosen.listenAtAll);
+            controller.updateUnsaved(false);
+            controller.start();
+        },
+        Qt::QueuedConnection);
+    const int code = app.exec();
+    ::signal(SIGINT, SIG_DFL);
+    ::signal(SIGTERM, SIG_DFL);
+    return code;
+}

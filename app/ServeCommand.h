@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+// `kelvara serve`: Kelvara's MCP server without the window. It opens the store, imports
+// the bundles asked for, and runs exactly the Start pipeline of the server screen. Log
+// lines go to standard output in the form of the log export, each status message on a
+// line of its own; SIGINT or SIGTERM stops the server and ends with exit code 0. A start
+// that fails ends with exit code 1 and its text on standard error; bad usage with 2.
+class ServeCommand {
+public:
+    struct Options {
+        std::optional<QString> port;     // stored as the server's port, as the window's field does
+        std::optional<bool> listenAtAll;  // stored as the bind flag
+        QStringList importFolders;        // user bundles, in order
+        bool importBuiltin = false;       // the built-in bundle, before the folders
+        QStringList enablePlugins;        // plug-in files the user confirms for this run
+        bool help = false;
+    };
+
+    static inline const QString usageText = QStringLiteral(
+        "Usage: kelvara serve [options]\n"
+        "\n"
+        "Runs Kelvara's MCP server without the window, for MCP clients and automated checks.\n"
+        "It opens the store, imports the bundles asked for, then starts the server exactly as\n"
+        "the Start button does: clear the log, save, export every tool, resource and prompt to\n"
+        "the exported bundle and register it with the server, listen. Log lines and status\n"
+        "messages are printed to standard output. SIGINT (Ctrl+C) or SIGTERM stops the server\n"
+        "and exits with 0. A start that fails (port taken, a record that cannot be exported)\n"
+        "exits with 1 and the reason on standard error; bad usage exits with 2.\n"
+        "\n"
+        "Options:\n"
+        "  --port N          listen on port N and store it as the server's port, as the\n"
+        "                    window's port field does (a number from -32768 to 32767)\n"
+        "  --listen-all      listen on all interfaces (0.0.0.0) and store that choice\n"
+        "  --loopback        listen on 127.0.0.1 only and store that choice\n"
+        "  --import DIR      import the configuration bundle in DIR (its Tools, Resources\n"
+        "                    and Prompts folders) before starting; may be given more than once\n"
+        "  --import-builtin  import the built-in configuration bundle before starting\n"
+        "  --enable-plugin PATH\n"
+        "                    enable the registered native plug-in whose file PATH is, for\n"
+        "                    this run: naming the file here is your confirmation, as picking\n"
+        "                    it in the window's enable wizard is. It must be registered\n"
+        "                    already (Plugin Manager, or 'kelvara plugin add PATH'). May be\n"
+        "                    given more than once. An enabled plug-in runs inside Kelvara's\n"
+        "                    own process with your user rights\n"
+        "  -h, --help        show this help and exit\n"
+        "\n"
+        "Without --port, --listen-all or --loopback the stored settings apply (port 8888 and\n"
+        "loopback on a fresh store). Imports append records and never replace them: importing\n"
+        "the same bundle on every start duplicates its records. The store and the settings\n"
+        "live under $XDG_DATA_HOME/Kelvara and $XDG_CONFIG_HOME/Kelvara. As in the window, a\n"
+        "desktop notification follows the start and the stop when a notification service runs.\n");
+
+    // Reads the arguments after "serve". On bad usage gives nothing and sets error.
+    static std::optional<Options> parse(const QStringList &arguments, QString *error);
+
+    // Runs the whole command on a QCoreApplication of its own; argv[1] is "serve".
+    static int main(int argc, char **argv);
+};

@@ -1,0 +1,31 @@
+// The `kelvara` executable: `kelvara serve ...` runs the MCP server without the window;
+// anything else opens the desktop application.
+#include "app/PluginCommand.h"
+#include "app/ServeCommand.h"
+#include "views/app/DesktopApp.h"
+
+#include <cstdio>
+#include <cstring>
+
+static const char kUsage[] =
+    "Usage: kelvara [--new-window] [FILE|URL...]\n"
+    "       kelvara serve [options]\n"
+    "       kelvara plugin add PATH [--yes] | list\n"
+    "\n"
+    "Without a command Kelvara opens its window (--new-window opens a further window in a\n"
+    "Kelvara that already runs). \"kelvara serve\" runs the MCP server headless; see\n"
+    "\"kelvara serve --help\". \"kelvara plugin\" registers native plug-ins; see\n"
+    "\"kelvara plugin --help\".\n";
+
+int main(int argc, char **argv)
+{
+    if (argc > 1 && std::strcmp(argv[1], "serve") == 0)
+        return ServeCommand::main(argc, argv);
+    if (argc > 1 && std::strcmp(argv[1], "plugin") == 0)
+        return PluginCommand::main(argc, argv);
+    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    return runDesktop(argc, argv);
+}

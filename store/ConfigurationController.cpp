@@ -1,0 +1,529 @@
+#include "store/ConfigurationController.h"
+
+#include "app/AppPaths.h"
+#include "diagnostics/LogController.h"
+#include "engine/bridge/MCPServerBridge.h"
+#include "store/AbstractController.h"
+#include "store/PersistenceController.h"
+#include "store/PromptArguments.h"
+#include "store/PromptConfig.h"
+#include "store/PromptQueryService.h"
+#include "store/ResourceConfig.h"
+#include "store/ResourceQueryService.h"
+#include "store/StoreContext.h"
+#include "store/ToolInSchemaParams.h"
+#include "store/ToolInputSchema.h"
+#include "store/ToolOutSchemeParams.h"
+#include "store/ToolOutputSchema.h"
+#include "store/ToolsConfig.h"
+#include "store/ToolsQueryService.h"
+#include "tools/router/MCPServer.h"
+#include "tools/security/BookmarkController.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QMetaObject>
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <QUrl>
+#include <QUuid>
+
+namespace {
+
+// Folds the parameters of a tool's input or output schemas into one file schema.
+template <class Schema>
+std::optional<JSONToolSchema> mergeSchemas(const QList<Schema *> &schemas, const QString &missingName,
+                                           ExportError *error)
+{
+    JSONToolSchema merged;
+    merged.type = QStringLiteral("object");
+    QStringList required;
+    for (const Schema *schema : schemas) {
+        for (const auto *param : ToolsQueryService::sortedProperties(schema)) {
+            const std::optional<QString> name = param->parameterName();
+            if (!name || name->isEmpty()) {
+                if (error)
+                    *error = ExportError::invalidConfig(missingName);
+                return std::nullopt;
+            }
+            JSONToolSchemaProperty property;
+            property.type = param->parameterType().value_or(QStringLiteral("string"));
+            property.schemaDescription = param->parameterDescription().value_or(QString());
+            property.defaultValue = param->defaultValue();
+            property.name = *name;
+            if (ToolsQueryService::hasItems(param->itemType()))
+                property.items = JSONToolSchemaPropertyItems{*param->itemType(), param->items()};
+            merged.properties.insert(*name, property);
+        }
+        // A later schema's list replaces an earlier one.
+        if (const std::optional<QString> names = schema->requiredParams(); names && !names->isEmpty())
+            required = ToolsQueryService::requiredParamNames(names);
+    }
+    if (!required.isEmpty())
+        merged.required = required;
+    return merged;
+}
+
+template <class SchemaRecord, class ParamRecord>
+void insertSchema(StoreContext *context, ToolsConfig *tool, const JSONToolSchema &schema,
+                  void (ToolsConfig::*addSchema)(SchemaRecord *))
+{
+    auto *record = context->insert<SchemaRecord>();
+    record->setId(QUuid::createUuid());
+    record->setType(schema.type);
+    if (schema.required)
+        record->setRequiredParams(schema.required->join(QStringLiteral(", ")));
+    (tool->*addSchema)(record);
+    for (auto it = schema.properties.cbegin(); it != schema.properties.cend(); ++it) {
+        const JSONToolSchemaProperty &property = it.value();
+        auto *param = context->insert<ParamRecord>();
+        param->setId(QUuid::createUuid());
+        param->setParameterName(it.key());
+        param->setParameterType(property.type);
+        param->setParameterDescription(property.schemaDescription);
+        param->setDefaultValue(property.defaultValue.value_or(QString()));
+        if (property.items) {
+            param->setItemType(property.items->type);
+            param->setItems(property.items->content.value_or(QString()));
+        } else {
+            param->setItemType(QStringLiteral("null"));
+            param->setItems(QString());
+        }
+        record->addPropertiesObject(param);
+    }
+}
+
+QString directoryURLText(const QString &path)
+{
+    return QUrl::fromLocalFile(QDir::cleanPath(path) + QLatin1Char('/')).toString();
+}
+
+}  // namespace
+
+ConfigurationController *ConfigurationController::shared()
+{
+    static ConfigurationController *instance = nullptr;
+    if (!instance) {
+        // Without a data location there is no place for the exported bundle.
+        const bool hasDataLocation = !QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).isEmpty();
+        instance = new ConfigurationController(PersistenceController::shared()->viewContext(), &MCPServer::shared(),
+                                               hasDataLocation ? AppPaths::preferencesDir() : QString(),
+                                               AppPaths::builtinConfigurationDir(), QCoreApplication::instance());
+    }
+    return instance;
+}
+
+ConfigurationController::ConfigurationController(StoreContext *context, MCPServer *router, QString exportRoot,
+                                                 QString builtinRoot, QObject *parent)
+    : QObject(parent),
+      m_context(context),
+      m_router(router),
+      m_logger(router->logger()),
+      m_exportRoot(std::move(exportRoot)),
+      m_builtinRoot(std::move(builtinRoot))
+{
+}
+
+ConfigurationController::~ConfigurationController() = default;
+
+QString ConfigurationController::folderName(Directory directory)
+{
+    switch (directory) {
+    case Directory::tools:
+        return QStringLiteral("Tools");
+    case Directory::resources:
+        return QStringLiteral("Resources");
+    case Directory::prompts:
+        break;
+    }
+    return QStringLiteral("Prompts");
+}
+
+QString ConfigurationController::fileName(const std::optional<QString> &name, const QString &fallback)
+{
+    static const QString separators = QStringLiteral("/\\:*?\"<>|");
+    QString result;
+    const QString source = name.value_or(fallback);
+    result.reserve(source.size() + 5);
+    for (const QChar c : source)
+        result += separators.contains(c) ? QChar(u'_') : c;
+    return result.toLower() + QStringLiteral(".json");
+}
+
+QStringList ConfigurationController::splitList(const QString &text)
+{
+    QStringList items;
+    for (const QString &part : text.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        const QString item = part.trimmed();
+        if (!item.isEmpty())
+            items.append(item);
+    }
+    return items;
+}
+
+QString ConfigurationController::importSummary(const ImportResult &result)
+{
+    return QStringLiteral("Import complete \u2014 %1 tools, %2 resources, %3 prompts imported.")
+        .arg(result.importedTools)
+        .arg(result.importedResources)
+        .arg(result.importedPrompts);
+}
+
+// ---- conversions ----
+
+std::optional<JSONToolConfig> ConfigurationController::toolConfig(const ToolsConfig *tool, ExportError *error)
+{
+    JSONToolConfig config;
+    config.name = tool->name().value_or(QString());
+    config.title = tool->title();
+    config.toolDescription = tool->toolDescription().value_or(QString());
+    config.execHandler = tool->handlerName().value_or(QString());
+    config.execMethod = tool->methodName().value_or(QString());
+    config.pluginName = tool->pluginName().value_or(QString());
+    config.toolType = tool->toolType().value_or(QString());
+    config.scriptName = tool->scriptFileName().value_or(QString());
+    config.annotations = JSONAnnotations::exportDefaults();
+    auto input = mergeSchemas(ToolsQueryService::sortedInputSchemas(tool),
+                              QStringLiteral("Parameter input schema name missing."), error);
+    if (!input)
+        return std::nullopt;
+    auto output = mergeSchemas(ToolsQueryService::sortedOutputSchemas(tool),
+                               QStringLiteral("Parameter output schema name missing."), error);
+    if (!output)
+        return std::nullopt;
+    config.inputSchema = *input;
+    config.outputSchema = *output;
+    return config;
+}
+
+JSONResourceConfig ConfigurationController::resourceConfig(const ResourceConfig *resource)
+{
+    JSONResourceConfig config;
+    const std::optional<QUrl> uri = resource->uri();
+    config.uri = uri ? uri->toString(QUrl::FullyEncoded) : QString();
+    config.name = resource->name().value_or(QString());
+    config.resourceDescription = resource->resourceDescription().value_or(QString());
+    config.mimeType = resource->mimeType().value_or(QString());
+    config.type = resource->type().value_or(QString());
+    config.contextTags = resource->contextTags().value_or(QString());
+    config.relatedResources = resource->relatedResources().value_or(QString());
+    const std::optional<QString> audience = resource->annAudience();
+    config.annotations.audience =
+        audience ? splitList(*audience) : QStringList{QStringLiteral("user"), QStringLiteral("assistant")};
+    config.annotations.priority = resource->annPriority().value_or(ResourceQueryService::defaultPriority);
+    config.annotations.lastModified = JSONAnnotations::currentTimestamp();
+    return config;
+}
+
+JSONPromptConfig ConfigurationController::promptConfig(const PromptConfig *prompt)
+{
+    JSONPromptConfig config;
+    config.name = prompt->name().value_or(QString());
+    config.promptDescription = prompt->promptDescription().value_or(QString());
+    config.templateText = prompt->templateText().value_or(QString());
+    for (const PromptArguments *argument : PromptQueryService::sortedArguments(prompt))
+        config.arguments.append(JSONPromptArgument{argument->name().value_or(QString()),
+                                                   argument->info().value_or(QString()), argument->required()});
+    return config;
+}
+
+// ---- export ----
+
+void ConfigurationController::logFailure(const QString &text)
+{
+    m_logger->log(text, -1, MCPLogMessageType::Info);
+}
+
+std::optional<ExportResult> ConfigurationController::exportConfiguration(ExportError *error)
+{
+    auto failWith = [error](const ExportError &e) -> std::optional<ExportResult> {
+        if (error)
+            *error = e;
+        return std::nullopt;
+    };
+    if (m_exportRoot.isEmpty())
+        return failWith(ExportError::invalidPath(QStringLiteral("Unable to get app sandbox library directory")));
+
+    const QDir root(m_exportRoot);
+    for (Directory directory : m_subdirectories) {
+        const QString path = root.filePath(folderName(directory));
+        const QFileInfo info(path);
+        // A link is removed itself, never what it points to.
+        const bool removed = info.isSymLink() || info.isFile() ? QFile::remove(path)
+                             : info.exists()                   ? QDir(path).removeRecursively()
+                                                               : true;
+        if (!removed)
+            return failWith(ExportError::unknown(QStringLiteral("Could not remove the folder '%1'.").arg(path)));
+    }
+    for (Directory directory : m_subdirectories) {
+        const QString path = root.filePath(folderName(directory));
+        if (!QDir().mkpath(path))
+            return failWith(ExportError::unknown(QStringLiteral("Could not create the folder '%1'.").arg(path)));
+    }
+
+    // From here on the engine holds only what this export registers.
+    m_router->bridge()->resetRegistry();
+
+    ExportResult result;
+    AppError fetchError;
+    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(m_context, &fetchError);
+    if (fetchError.code != 0)
+        return failWith(ExportError::unknown(fetchError.description));
+    exportKind(tools, root.filePath(folderName(Directory::tools)), QStringLiteral("tool"), QStringLiteral("tool"),
+               result.exportedTools, result.toolsErrors,
+               [](const ToolsConfig *tool, ExportError *e) { return toolConfig(tool, e); });
+
+    const QList<ResourceConfig *> resources = ResourceQueryService::fetchResourceConfigs(m_context, &fetchError);
+    if (fetchError.code != 0)
+        return failWith(ExportError::unknown(fetchError.description));
+    exportKind(resources, root.filePath(folderName(Directory::resources)), QStringLiteral("Resource"),
+               QStringLiteral("resource"), result.exportedResources, result.resourcesErrors,
+               [](const ResourceConfig *resource, ExportError *) {
+                   return std::optional<JSONResourceConfig>(resourceConfig(resource));
+               });
+
+    const QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(m_context, &fetchError);
+    if (fetchError.code != 0)
+        return failWith(ExportError::unknown(fetchError.description));
+    exportKind(prompts, root.filePath(folderName(Directory::prompts)), QStringLiteral("prompt"),
+               QStringLiteral("prompt"), result.exportedPrompts, result.promptsErrors,
+               [](const PromptConfig *prompt, ExportError *) {
+                   return std::optional<JSONPromptConfig>(promptConfig(prompt));
+               });
+    return result;
+}
+
+void ConfigurationController::registerRecord(const JSONToolConfig &config)
+{
+    MCPServer *router = m_router;
+    // The handler keeps its own copy of the record for as long as the tool is registered.
+    m_router->bridge()->registerTool(config.toVariant(), [router, config](const QVariantMap &arguments) {
+        return std::optional<QString>(router->handleToolCall(arguments, config).json());
+    });
+}
+
+void ConfigurationController::registerRecord(const JSONResourceConfig &config)
+{
+    MCPServer *router = m_router;
+    m_router->bridge()->registerResource(config.toVariant(),
+                                         [router](const QVariantMap &resource) { return router->handleResource(resource); });
+}
+
+void ConfigurationController::registerRecord(const JSONPromptConfig &config)
+{
+    MCPServer *router = m_router;
+    m_router->bridge()->registerPrompt(config.toVariant(),
+                                       [router](const QVariantMap &params) { return router->handlePrompt(params); });
+}
+
+template <class Record, class Convert>
+void ConfigurationController::exportKind(const QList<Record *> &records, const QString &folder,
+                                         const QString &fallback, const QString &kindWord, int &count,
+                                         QStringList &errors, Convert convert)
+{
+    for (Record *record : records) {
+        ExportError error;
+        auto config = convert(record, &error);
+        if (config) {
+            const QString path = QDir(folder).filePath(fileName(record->name(), fallback));
+            const QByteArray data = QJsonDocument(config->toJson()).toJson(QJsonDocument::Indented);
+            if (data.isEmpty()) {
+                error = ExportError::encodingFailed(QStringLiteral("The record could not be written as JSON."));
+                config.reset();
+            } else {
+                QSaveFile file(path);
+                if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
+                    error = ExportError::writeFailed(QStringLiteral("'%1': %2").arg(path, file.errorString()));
+                    config.reset();
+                }
+            }
+        }
+        if (!config) {
+            const QString text = QStringLiteral("Failed to export %1 '%2': %3")
+                                     .arg(kindWord, record->name().value_or(QStringLiteral("unknown")),
+                                          error.description());
+            errors.append(text);
+            logFailure(text);
+            continue;
+        }
+        registerRecord(*config);
+        ++count;
+    }
+}
+
+// ---- import ----
+
+std::optional<ImportResult> ConfigurationController::importBuiltinConfiguration(AbstractController *controller,
+                                                                                ImportError *error)
+{
+    if (m_builtinRoot.isEmpty() || !QFileInfo(m_builtinRoot).isDir()) {
+        if (error)
+            *error = ImportError::invalidBundle(QStringLiteral("The built-in configuration was not found at '%1'.")
+                                                    .arg(m_builtinRoot));
+        return std::nullopt;
+    }
+    return importBundle(m_builtinRoot, controller, error);
+}
+
+std::optional<ImportResult> ConfigurationController::importConfiguration(const QString &folder,
+                                                                         AbstractController *controller,
+                                                                         ImportError *error)
+{
+    BookmarkController *scopes = BookmarkController::shared();
+    const QUrl url = QUrl::fromLocalFile(folder);
+    // A scope that was already open (a stored choice) stays open afterwards.
+    const bool wasOpen = scopes->isAccessActive(url);
+    if (!scopes->startAccess(url)) {
+        if (error)
+            *error = ImportError::invalidPath(QStringLiteral("Cannot access the selected directory."));
+        return std::nullopt;
+    }
+    std::optional<ImportResult> result = importBundle(folder, controller, error);
+    if (!wasOpen)
+        scopes->stopAccess(url);
+    return result;
+}
+
+std::optional<ImportResult> ConfigurationController::importBundle(const QString &root, AbstractController *controller,
+                                                                  ImportError *error)
+{
+    ImportResult result;
+    if (!importKind(Directory::tools, root, result.importedTools, result.toolsErrors, error) ||
+        !importKind(Directory::resources, root, result.importedResources, result.resourcesErrors, error) ||
+        !importKind(Directory::prompts, root, result.importedPrompts, result.promptsErrors, error))
+        return std::nullopt;
+    if (controller)
+        QMetaObject::invokeMethod(controller, [controller] { controller->reload(); }, Qt::QueuedConnection);
+    return result;
+}
+
+bool ConfigurationController::importKind(Directory directory, const QString &root, int &count, QStringList &errors,
+                                         ImportError *error)
+{
+    const QString folder = QDir(root).filePath(folderName(directory));
+    if (!QFileInfo(folder).isDir()) {
+        count = 0;
+        errors = QStringList{folderName(directory) + QStringLiteral(" directory not found: ") + directoryURLText(folder)};
+        return true;
+    }
+    const QDir dir(folder);
+    if (!dir.isReadable()) {
+        if (error)
+            *error = ImportError::readFailed(QStringLiteral("The folder '%1' cannot be listed.").arg(folder));
+        return false;
+    }
+    const QFileInfoList entries =
+        dir.entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDir::Name);
+    static const QHash<Directory, QString> kindWords{{Directory::tools, QStringLiteral("tool")},
+                                                     {Directory::resources, QStringLiteral("resource")},
+                                                     {Directory::prompts, QStringLiteral("prompt")}};
+    for (const QFileInfo &entry : entries) {
+        // Only "json" exactly: "x.JSON" is passed over without a word.
+        if (entry.suffix() != QLatin1String("json"))
+            continue;
+        ImportError fileError;
+        bool ok = false;
+        QFile file(entry.filePath());
+        if (entry.isDir() || !file.open(QIODevice::ReadOnly)) {
+            fileError = ImportError::readFailed(entry.isDir() ? QStringLiteral("Is a directory") : file.errorString());
+        } else {
+            const QByteArray data = file.readAll();
+            QString reason;
+            ok = true;
+            if (directory == Directory::tools) {
+                if (auto config = JSONToolConfig::fromJsonData(data, &reason))
+                    insertTool(*config, root);
+                else
+                    ok = false;
+            } else if (directory == Directory::resources) {
+                if (auto config = JSONResourceConfig::fromJsonData(data, &reason))
+                    insertResource(*config);
+                else
+                    ok = false;
+            } else {
+                if (auto config = JSONPromptConfig::fromJsonData(data, &reason))
+                    insertPrompt(*config);
+                else
+                    ok = false;
+            }
+            if (!ok) {
+                fileError = ImportError::decodingFailed(reason);
+            } else {
+                // Each file is saved by itself; a failed save leaves its records pending.
+                AppError saveError;
+                if (!m_context->save(&saveError)) {
+                    ok = false;
+                    fileError = ImportError::saveFailed(saveError.description);
+                }
+            }
+        }
+        if (!ok) {
+            const QString text = QStringLiteral("Failed to import %1 from '%2': %3")
+                                     .arg(kindWords.value(directory), entry.fileName(), fileError.description());
+            errors.append(text);
+            logFailure(text);
+            continue;
+        }
+        ++count;
+    }
+    return true;
+}
+
+void ConfigurationController::insertTool(const JSONToolConfig &config, const QString &root)
+{
+    auto *tool = m_context->insert<ToolsConfig>();
+    tool->setId(QUuid::createUuid());
+    tool->setName(config.name);
+    tool->setToolDescription(config.toolDescription);
+    tool->setMethodName(config.execMethod);
+    tool->setHandlerName(config.execHandler);
+    tool->setToolType(config.toolType);
+    tool->setPluginName(config.pluginName);
+    // A bundle travels as a folder, so a script named relative to it is found beside it.
+    QString scriptName = config.scriptName;
+    if (!scriptName.isEmpty() && QDir::isRelativePath(scriptName))
+        scriptName = QDir::cleanPath(QDir(root).absoluteFilePath(scriptName));
+    tool->setScriptFileName(scriptName);
+    tool->setTitle(config.title);
+    insertSchema<ToolInputSchema, ToolInSchemaParams>(m_context, tool, config.inputSchema,
+                                                      &ToolsConfig::addInputSchemasObject);
+    insertSchema<ToolOutputSchema, ToolOutSchemeParams>(m_context, tool, config.outputSchema,
+                                                        &ToolsConfig::addOutputSchmasObject);
+}
+
+void ConfigurationController::insertResource(const JSONResourceConfig &config)
+{
+    auto *resource = m_context->insert<ResourceConfig>();
+    resource->setId(QUuid::createUuid());
+    resource->setName(config.name);
+    resource->setResourceDescription(config.resourceDescription);
+    const QUrl uri(config.uri, QUrl::StrictMode);
+    if (!config.uri.isEmpty() && uri.isValid())
+        resource->setUri(uri);
+    resource->setMimeType(config.mimeType);
+    resource->setType(config.type);
+    resource->setContextTags(config.contextTags);
+    resource->setRelatedResources(config.relatedResources);
+    resource->setAnnAudience(config.annotations.audience.join(QStringLiteral(", ")));
+    resource->setAnnPriority(config.annotations.priority);
+}
+
+void ConfigurationController::insertPrompt(const JSONPromptConfig &config)
+{
+    auto *prompt = m_context->insert<PromptConfig>();
+    prompt->setId(QUuid::createUuid());
+    prompt->setName(config.name);
+    prompt->setPromptDescription(config.promptDescription);
+    prompt->setTemplateText(config.templateText);
+    for (const JSONPromptArgument &argument : config.arguments) {
+        auto *record = m_context->insert<PromptArguments>();
+        record->setId(QUuid::createUuid());
+        record->setName(argument.name);
+        record->setInfo(argument.argumentDescription);
+        record->setRequired(argument.required);
+        prompt->addArgumentsObject(record);
+    }
+}

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "store/ExportError.h"
+#include "store/ExportResult.h"
+#include "store/ImportError.h"
+#include "store/ImportResult.h"
+#include "tools/router/JSONPromptConfig.h"
+#include "tools/router/JSONResourceConfig.h"
+#include "tools/router/JSONToolConfig.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <optional>
+
+class AbstractController;
+class BookmarkController;
+class LogController;
+class MCPServer;
+class PromptConfig;
+class ResourceConfig;
+class StoreContext;
+class ToolsConfig;
+
+// Turns the store into a configuration bundle (three folders of JSON files, "Tools",
+// "Resources" and "Prompts") and back.
+//
+// Export wipes and rewrites the exported bundle and, at the same time, publishes every
+// written record to the engine: the registry is reset once the folders are ready, and each
+// record is registered with the bridge, its handler, provider or renderer leading to the
+// router. Import appends the records of a bundle to the store; it never deletes and never
+// merges, so a folder imported twice gives every record twice.
+//
+// Main thread only: it works on the store's one context.
+class ConfigurationController : public QObject {
+    Q_OBJECT
+
+public:
+    enum class Directory { tools, resources, prompts };
+
+    // Over the shared store, router and log; exports to AppPaths::preferencesDir() and
+    // imports the built-in bundle from AppPaths::builtinConfigurationDir().
+    static ConfigurationController *shared();
+
+    // exportRoot empty: export fails with invalidPath.
+    ConfigurationController(StoreContext *context, MCPServer *router, QString exportRoot, QString builtinRoot,
+                            QObject *parent = nullptr);
+    ~ConfigurationController() override;
+
+    QString exportRoot() const { return m_exportRoot; }
+    QString builtinRoot() const { return m_builtinRoot; }
+    // tools, resources, prompts.
+    const QList<Directory> &subdirectories() const { return m_subdirectories; }
+    static QString folderName(Directory directory);
+
+    // Nothing on a failure that ended the whole export (error tells which); per-record
+    // failures are in the result's lists and the log.
+    std::optional<ExportResult> exportConfiguration(ExportError *error = nullptr);
+    // Both imports reload the given controller's list afterwards.
+    std::optional<ImportResult> importBuiltinConfiguration(AbstractController *controller = nullptr,
+                                                           ImportError *error = nullptr);
+    // The user's folder, inside an opened security scope. A scope that cannot be opened
+    // gives invalidPath "Cannot access the selected directory.".
+    std::optional<ImportResult> importConfiguration(const QString &folder, AbstractController *controller = nullptr,
+                                                    ImportError *error = nullptr);
+
+    // The file name of a record: its name (or the fallback) split at / \ : * ? " < > |,
+    // joined with "_", lower-cased, with ".json".
+    static QString fileName(const std::optional<QString> &name, const QString &fallback);
+
+    // The in-memory forms of store records, as export writes them. A tool fails with
+    // invalidConfig when a schema parameter has no name.
+    static std::optional<JSONToolConfig> toolConfig(const ToolsConfig *tool, ExportError *error = nullptr);
+    static JSONResourceConfig resourceConfig(const ResourceConfig *resource);
+    static JSONPromptConfig promptConfig(const PromptConfig *prompt);
+    // "a, b ,,c" gives a, b, c.
+    static QStringList splitList(const QString &text);
+
+    // The texts the menus show.
+    static inline const QString exportCompletedText = QStringLiteral(
+        "Export completed, MCP server updated, and configuration written to the application support directory.");
+    static inline const QString importCompleteText = QStringLiteral("Import complete");
+    // "Import complete — 2 tools, 1 resources, 0 prompts imported."
+    static QString importSummary(const ImportResult &result);
+
+private:
+    template <class Record, class Convert>
+    void exportKind(const QList<Record *> &records, const QString &folder, const QString &fallback,
+                    const QString &kindWord, int &count, QStringList &errors, Convert convert);
+    void registerRecord(const JSONToolConfig &config);
+    void registerRecord(const JSONResourceConfig &config);
+    void registerRecord(const JSONPromptConfig &config);
+    std::optional<ImportResult> importBundle(const QString &root, AbstractController *controller, ImportError *error);
+    // Imports one kind; false when listing the folder failed (the whole import ends).
+    bool importKind(Directory directory, const QString &root, int &count, QStringList &errors, ImportError *error);
+    void importFile(Directory directory, const QString &root, const QString &path);
+    void insertTool(const JSONToolConfig &config, const QString &root);
+    void insertResource(const JSONResourceConfig &config);
+    void insertPrompt(const JSONPromptConfig &config);
+    void logFailure(const QString &text);
+
+    StoreContext *m_context;
+    MCPServer *m_router;
+    LogController *m_logger;
+    QString m_exportRoot;
+    QString m_builtinRoot;
+    QList<Directory> m_subdirectories{Directory::tools, Directory::resources, Directory::prompts};
+};

@@ -1,0 +1,142 @@
+#pragma once
+
+#include "store/AbstractController.h"
+
+#include <QString>
+#include <optional>
+
+class BookmarkController;
+class ConfigurationController;
+class DesktopNotifier;
+class FileAccessHandler;
+class LogController;
+class MCPServer;
+class PluginController;
+class ServerConfig;
+class StoreContext;
+
+// The controller of the server screen, and the only place from which the engine is
+// started and stopped. It edits the single ServerConfig row and the bind flag; Start runs
+// a fixed pipeline: clear the log, save pending changes, export the configuration (which
+// registers every tool, resource and prompt with the engine) and open the listener.
+//
+// Main thread only. The engine's stop alone runs on the global thread pool.
+class ServerConfigController : public AbstractController {
+    Q_OBJECT
+    Q_PROPERTY(bool hasUnsavedChanges READ hasUnsavedChanges NOTIFY hasUnsavedChangesChanged)
+    Q_PROPERTY(bool isServerRunning READ isServerRunning NOTIFY isServerRunningChanged)
+    Q_PROPERTY(QString serverStatusMessage READ serverStatusMessage NOTIFY serverStatusMessageChanged)
+    Q_PROPERTY(bool isStarting READ isStarting NOTIFY isStartingChanged)
+    Q_PROPERTY(bool listenAtAll READ listenAtAll WRITE setListenAtAll NOTIFY listenAtAllChanged)
+    Q_PROPERTY(bool canStart READ canStart NOTIFY changed)
+
+public:
+    // The user default behind the bind flag; absent reads as false.
+    static inline const QString listenAllDefaultsKey = QStringLiteral("mcp.server.listen.all");
+
+    static inline const QString statusStopped = QStringLiteral("MCP Server stopped");
+    static inline const QString statusStarting = QStringLiteral("Starting MCP Server...");
+    static inline const QString statusExporting = QStringLiteral("Exporting configurations...");
+    static inline const QString statusCreating = QStringLiteral("Creating server...");
+    static inline const QString statusStartingServer = QStringLiteral("Starting server...");
+    static inline const QString statusRunning = QStringLiteral("MCP Server running");
+    static inline const QString statusStopping = QStringLiteral("Stopping MCP Server...");
+    static inline const QString statusFailedPrefix = QStringLiteral("Failed to start MCP Server: ");
+
+    static inline const QString saveFailedText = QStringLiteral("Failed to save configuration. Please check your settings.");
+    static inline const QString invalidPortText = QStringLiteral("Invalid port number.");
+
+    // The process-wide controller over the shared store, export and router.
+    static ServerConfigController *shared();
+
+    // Subscribes to the context and its own channels, and queues sync().
+    ServerConfigController(StoreContext *context, ConfigurationController *exportService, MCPServer *router,
+                           QObject *parent = nullptr);
+    ~ServerConfigController() override;
+
+    ServerConfig *serverConfig() const { return m_serverConfig; }
+    bool hasUnsavedChanges() const { return m_hasUnsavedChanges; }
+    bool isServerRunning() const { return m_isServerRunning; }
+    QString serverStatusMessage() const { return m_serverStatusMessage; }
+    bool isStarting() const { return m_isStarting; }
+    bool listenAtAll() const { return m_listenAtAll; }
+    // The toggle "Listen all interfaces:": marks the screen unsaved; the default is written
+    // only by save().
+    void setListenAtAll(bool value);
+
+    StoreContext *context() const { return m_context; }
+    ConfigurationController *exportService() const { return m_exportService; }
+    LogController *logController() const { return m_logController; }
+    MCPServer *router() const { return m_router; }
+
+    // hasUnsavedChanges while the server is not running.
+    bool canSave() const override;
+    // Not running, not starting, nothing unsaved.
+    bool canStart() const;
+
+    // Reloads the row, the running state, the status line and the flag.
+    void sync();
+    // sync() as a later step on the main thread, as the screen asks for it when it appears.
+    void queueSync();
+    // Saves the context, then writes the flag's default. A failure raises the alert
+    // "Failed to save configuration. Please check your settings." and keeps the changes.
+    bool save();
+    // Drops pending changes, queues sync(), restores the flag from the default.
+    void revert();
+    // The start pipeline; nothing while running (or already starting).
+    void start();
+    // The stop sequence; nothing unless running.
+    void stop();
+    // Validates and stores the port. Anything but a decimal signed 16-bit integer (with an
+    // optional sign) raises the alert "Invalid port number." and keeps the stored port.
+    void setPort(const QString &text);
+    // hasUnsavedChanges = the context's hasChanges or force.
+    void updateUnsaved(bool force);
+
+    // The value setPort() accepts for text, if any.
+    static std::optional<qint16> parsePort(const QString &text);
+    // Where the start and stop notifications go; nullptr for DesktopNotifier::shared().
+    void setNotifier(DesktopNotifier *notifier) { m_notifier = notifier; }
+
+signals:
+    // The screen's event channels.
+    void saveButtonTapped();
+    void revertButtonTapped();
+    void startButtonTapped();
+    void stopButtonTapped();
+
+    void serverConfigChanged();
+    void hasUnsavedChangesChanged();
+    void isServerRunningChanged();
+    void serverStatusMessageChanged();
+    void isStartingChanged();
+    void listenAtAllChanged();
+
+private:
+    void runStartPipeline();
+    void failStart(const QString &description);
+    void postNotification();
+    void setServerConfig(ServerConfig *config);
+    void setHasUnsavedChanges(bool value);
+    void setServerRunning(bool value);
+    void setStatus(const QString &text);
+    void setStarting(bool value);
+    void applyListenAtAll(bool value);
+    static bool storedListenAtAll();
+
+    StoreContext *m_context;
+    ConfigurationController *m_exportService;
+    MCPServer *m_router;
+    LogController *m_logController;
+    BookmarkController *m_scManager;
+    FileAccessHandler *m_fileHandler;
+    PluginController *m_etController;
+    DesktopNotifier *m_notifier = nullptr;
+
+    ServerConfig *m_serverConfig = nullptr;
+    bool m_hasUnsavedChanges = false;
+    bool m_isServerRunning = false;
+    QString m_serverStatusMessage;
+    bool m_isStarting = false;
+    bool m_listenAtAll = false;
+};

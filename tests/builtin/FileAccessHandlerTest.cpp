@@ -1,0 +1,246 @@
+#include "app/UserDefaults.h"
+#include "tests/support/TestSupport.h"
+#include "tools/builtin/FileAccessHandler.h"
+#include "tools/security/BookmarkController.h"
+
+#include <gtest/gtest.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonObject>
+
+namespace {
+
+void writeBytes(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+QByteArray readBytes(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void setModified(const QString &path, const QDateTime &when)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    ASSERT_TRUE(file.setFileTime(when, QFileDevice::FileModificationTime));
+}
+
+QJsonValue field(const JSONToolResult &result, const QString &key)
+{
+    return result.structuredContent.value(key).toJson();
+}
+
+QStringList names(const JSONToolResult &result, const QString &key = QStringLiteral("relative_path"))
+{
+    QStringList list;
+    for (const QJsonValue &file : field(result, QStringLiteral("files")).toArray())
+        list << file.toObject().value(key).toString();
+    return list;
+}
+
+class FileAccessHandlerTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        auto defaults = UserDefaults::standard();
+        defaults->remove(BookmarkController::bookmarkDataKey);
+        defaults->remove(BookmarkController::bookmarkInfoKey);
+        scopes = std::make_unique<BookmarkController>();
+        handler = std::make_unique<FileAccessHandler>(scopes.get());
+
+        root = TestSupport::makeTempDir(QStringLiteral("files"));
+        writeBytes(root + "/a.txt", "aaaa");
+        writeBytes(root + "/notes.md", "# notes\n");
+        writeBytes(root + "/test_one.js", "1");
+        writeBytes(root + "/.hidden", "h");
+        writeBytes(root + "/sub/c.TXT", "cc");
+        writeBytes(root + "/sub/deep/d.txt", "ddddddddd");
+        QDir().mkpath(root + "/empty");
+    }
+
+    JSONToolResult list(const QVariantMap &extra) const
+    {
+        QVariantMap params{{"project_path", root}};
+        for (auto it = extra.cbegin(); it != extra.cend(); ++it)
+            params.insert(it.key(), it.value());
+        return handler->listFiles(params);
+    }
+
+    std::unique_ptr<BookmarkController> scopes;
+    std::unique_ptr<FileAccessHandler> handler;
+    QString root;
+};
+
+TEST_F(FileAccessHandlerTest, RecursiveListingWalksEverythingAndCountsFolders)
+{
+    const JSONToolResult result = list({});
+    EXPECT_TRUE(field(result, "success").toBool());
+    EXPECT_EQ(names(result), (QStringList{".hidden", "a.txt", "notes.md", "sub/c.TXT", "sub/deep/d.txt", "test_one.js"}));
+    EXPECT_EQ(field(result, "total_files").toInt(), 6);
+    EXPECT_EQ(field(result, "directories").toInt(), 3);  // empty, sub, sub/deep
+
+    const QJsonObject deep = field(result, "files").toArray().at(4).toObject();
+    EXPECT_EQ(deep.value("path").toString(), root + "/sub/deep/d.txt");
+    EXPECT_EQ(deep.value("name").toString(), "d.txt");
+    EXPECT_EQ(deep.value("size").toInteger(), 9);
+    EXPECT_EQ(deep.value("modified").toString(), deep.value("last_modified").toString());
+    EXPECT_TRUE(QDateTime::fromString(deep.value("modified").toString(), Qt::ISODate).isValid());
+    ASSERT_EQ(result.content.size(), 1);
+    const QStringList lines = result.content.first().text.split('\n');
+    ASSERT_EQ(lines.size(), 6);
+    EXPECT_EQ(lines.at(4), QStringList({root + "/sub/deep/d.txt", "sub/deep/d.txt", "d.txt", "9",
+                                        deep.value("modified").toString(), deep.value("modified").toString()})
+                               .join(", "));
+}
+
+TEST_F(FileAccessHandlerTest, FlatListingTakesFoldersLikeFilesAndReportsOneDirectory)
+{
+    const JSONToolResult result = list({{"recursive", false}});
+    EXPECT_EQ(names(result), (QStringList{".hidden", "a.txt", "empty", "notes.md", "sub", "test_one.js"}));
+    EXPECT_EQ(field(result, "directories").toInt(), 1);
+    // A value of another JSON type counts as absent: recursive again.
+    EXPECT_EQ(field(list({{"recursive", "false"}}), "directories").toInt(), 3);
+}
+
+TEST_F(FileAccessHandlerTest, PatternsMatchCaseInsensitivelyWithOrWithoutDotAndByStar)
+{
+    EXPECT_EQ(names(list({{"extensions", QVariantList{".TXT"}}})), (QStringList{"a.txt", "sub/c.TXT", "sub/deep/d.txt"}));
+    EXPECT_EQ(names(list({{"extensions", QVariantList{" txt\n", 7, ""}}})), (QStringList{"a.txt", "sub/c.TXT", "sub/deep/d.txt"}));
+    EXPECT_EQ(names(list({{"extensions", QVariantList{"TEST_*"}}})), QStringList{"test_one.js"});
+    EXPECT_EQ(names(list({{"extensions", QVariantList{"*.md", "*.py"}}})), QStringList{"notes.md"});
+    EXPECT_EQ(names(list({{"extensions", QVariantList{"*"}}})).size(), 6);
+
+    EXPECT_TRUE(FileAccessHandler::matchesPatterns("aba", {"a*a"}));
+    EXPECT_FALSE(FileAccessHandler::matchesPatterns("a", {"a*a"}));
+    EXPECT_FALSE(FileAccessHandler::matchesPatterns("anything", {"**"}));
+    EXPECT_TRUE(FileAccessHandler::matchesPatterns("Makefile", {}));
+}
+
+TEST_F(FileAccessHandlerTest, NothingLeftGivesTheErrorResultWithItsFields)
+{
+    const JSONToolResult result = list({{"extensions", QVariantList{"pdf"}}});
+    EXPECT_FALSE(field(result, "success").toBool());
+    EXPECT_EQ(field(result, "error_message").toString(), "No files or directories found");
+    EXPECT_EQ(result.content.first().text, "Error -1 No files or directories found");
+    EXPECT_EQ(field(result, "project_path").toString(), root);
+    EXPECT_EQ(field(result, "total_files").toInt(-1), 0);
+    EXPECT_EQ(field(result, "directories").toInt(-1), 0);
+    EXPECT_EQ(field(result, "files").toArray().size(), 0);
+
+    const JSONToolResult missing = handler->listFiles({{"project_path", 42}});
+    EXPECT_EQ(field(missing, "error_message").toString(), "Tool parameter 'project_path' must not be empty.");
+
+    const JSONToolResult notThere = handler->listFiles({{"project_path", root + "/nope"}, {"recursive", false}});
+    EXPECT_FALSE(field(notThere, "success").toBool());
+    EXPECT_TRUE(field(notThere, "error_message").toString().contains("No such file or directory"));
+    EXPECT_EQ(field(handler->listFiles({{"project_path", root + "/nope"}}), "error_message").toString(),
+              "No files or directories found");
+}
+
+TEST_F(FileAccessHandlerTest, SortWordsAreExactAndTrailingBlanksAreOnlyEchoed)
+{
+    setModified(root + "/a.txt", QDateTime::currentDateTimeUtc().addDays(-1));
+    setModified(root + "/notes.md", QDateTime::currentDateTimeUtc().addDays(-3));
+    setModified(root + "/test_one.js", QDateTime::currentDateTimeUtc().addDays(-2));
+    const QVariantMap flatFiles{{"recursive", false}, {"extensions", QVariantList{"txt", "md", "js"}}};
+
+    QVariantMap bySize = flatFiles;
+    bySize.insert("sort", "size");
+    EXPECT_EQ(names(list(bySize)), (QStringList{"test_one.js", "a.txt", "notes.md"}));
+    QVariantMap byDate = flatFiles;
+    byDate.insert("sort", "date");
+    EXPECT_EQ(names(list(byDate)), (QStringList{"notes.md", "test_one.js", "a.txt"}));
+    QVariantMap capitals = flatFiles;
+    capitals.insert("sort", "SIZE");
+    EXPECT_EQ(names(list(capitals)), (QStringList{"a.txt", "notes.md", "test_one.js"}));
+
+    const JSONToolResult blank = handler->listFiles({{"project_path", root + "/sub  "}});
+    EXPECT_TRUE(field(blank, "success").toBool());
+    EXPECT_EQ(field(blank, "project_path").toString(), root + "/sub  ");
+    EXPECT_EQ(names(blank, "path"), (QStringList{root + "/sub/c.TXT", root + "/sub/deep/d.txt"}));
+}
+
+TEST_F(FileAccessHandlerTest, ReadFileCountsLinesAndBytesAndRefusesBrokenText)
+{
+    writeBytes(root + "/empty.txt", "");
+    const JSONToolResult empty = handler->readFile({{"file_path", "  " + root + "/empty.txt\n"}});
+    EXPECT_TRUE(field(empty, "success").toBool());
+    EXPECT_EQ(field(empty, "line_count").toInt(), 1);
+    EXPECT_EQ(field(empty, "size").toInt(-1), 0);
+    EXPECT_EQ(field(empty, "content").toString(), "");
+    EXPECT_EQ(field(empty, "file_path").toString(), root + "/empty.txt");
+
+    writeBytes(root + "/crlf.txt", "one\r\ntwo\nthr\xc3\xa9\xe2\x80\xa8");
+    const JSONToolResult crlf = handler->readFile({{"file_path", root + "/crlf.txt"}});
+    EXPECT_EQ(field(crlf, "line_count").toInt(), 5);
+    EXPECT_EQ(field(crlf, "size").toInt(), 17);
+    EXPECT_EQ(field(crlf, "encoding").toString(), "UTF-8");
+    EXPECT_EQ(crlf.content.first().text, QString::fromUtf8("one\r\ntwo\nthr\xc3\xa9\xe2\x80\xa8"));
+
+    writeBytes(root + "/latin1.txt", "caf\xe9");
+    const JSONToolResult broken = handler->readFile({{"file_path", root + "/latin1.txt"}});
+    EXPECT_FALSE(field(broken, "success").toBool());
+    EXPECT_TRUE(broken.content.first().text.startsWith("Failed to read file: "));
+    EXPECT_EQ(field(broken, "line_count").toInt(-1), 0);
+    EXPECT_EQ(field(broken, "content").toString("x"), "");
+
+    const JSONToolResult missing = handler->readFile({{"file_path", root + "/none.txt"}});
+    EXPECT_EQ(missing.content.first().text, "File '" + root + "/none.txt' does not exist.");
+    EXPECT_EQ(field(missing, "error").toString(), missing.content.first().text);
+}
+
+TEST_F(FileAccessHandlerTest, WriteFileKeepsOneBackupOfThePreviousText)
+{
+    const QString path = root + "/out.txt";
+    const JSONToolResult first = handler->writeFile({{"file_path", path}, {"content", QString::fromUtf8("caf\xc3\xa9")}});
+    EXPECT_TRUE(field(first, "success").toBool());
+    EXPECT_EQ(first.content.first().text, "File saved successfully");
+    EXPECT_EQ(field(first, "message").toString(), "File saved successfully");
+    EXPECT_EQ(field(first, "bytes_written").toInt(), 5);
+    EXPECT_FALSE(QFileInfo::exists(path + ".backup"));
+
+    handler->writeFile({{"file_path", path}, {"content", "second"}});
+    EXPECT_EQ(readBytes(path + ".backup"), QByteArray("caf\xc3\xa9"));
+    handler->writeFile({{"file_path", path}, {"content", "third"}});
+    EXPECT_EQ(readBytes(path + ".backup"), QByteArray("second"));
+    EXPECT_EQ(readBytes(path), QByteArray("third"));
+
+    const QString nowhere = root + "/no/such/folder/x.txt";
+    const JSONToolResult failed = handler->writeFile({{"file_path", nowhere}, {"content", "x"}});
+    EXPECT_FALSE(field(failed, "success").toBool());
+    EXPECT_TRUE(failed.content.first().text.startsWith("Failed to write file: "));
+    EXPECT_EQ(field(failed, "message").toString(), "Failed to write file: " + nowhere);
+    EXPECT_EQ(field(failed, "bytes_written").toInt(-1), 0);
+    EXPECT_EQ(field(failed, "file_path").toString(), nowhere);
+
+    EXPECT_EQ(field(handler->writeFile({{"file_path", path}, {"content", ""}}), "error_message").toString(),
+              "Tool parameter 'content' must not be empty.");
+}
+
+TEST_F(FileAccessHandlerTest, EveryOperationIsBracketedByTheScopeOfItsFolder)
+{
+    ASSERT_TRUE(scopes->addBookmark(QUrl::fromLocalFile(root)));
+    handler->readFile({{"file_path", root + "/a.txt"}});
+    handler->writeFile({{"file_path", root + "/a.txt"}, {"content", "new"}});
+    writeBytes(root + "/broken.txt", "caf\xe9");
+    handler->readFile({{"file_path", root + "/broken.txt"}});  // an error path closes too
+    EXPECT_EQ(scopes->findBookmark(QUrl::fromLocalFile(root))->accessCount, 6);
+    list({{"recursive", false}});
+    EXPECT_EQ(scopes->findBookmark(QUrl::fromLocalFile(root))->accessCount, 8);
+    // A path with no stored choice looks up nothing and opens nothing.
+    handler->readFile({{"file_path", root + "/missing.txt"}});
+    EXPECT_EQ(scopes->findBookmark(QUrl::fromLocalFile(root))->accessCount, 8);
+    EXPECT_EQ(scopes->activeAccessCount(), 0);
+}
+
+}  // namespace

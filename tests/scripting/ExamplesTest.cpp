@@ -1,0 +1,141 @@
+#include "app/AppPaths.h"
+#include "tests/http/TestHttpServer.h"
+#include "tests/scripting/ScriptTestFixture.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QStandardPaths>
+
+namespace {
+
+// The example tool scripts of the ToolSDK, called the way their bundle entries call them.
+class ExamplesTest : public ScriptTestFixture {
+protected:
+    static void SetUpTestSuite()
+    {
+        qputenv("no_proxy", "127.0.0.1,localhost");
+        qputenv("NO_PROXY", "127.0.0.1,localhost");
+    }
+
+    JSONToolResult example(const QString &script, const QString &handler, const QJsonObject &params)
+    {
+        const QString path = AppPaths::toolSdkDir() + QStringLiteral("/Scripts/examples/") + script;
+        EXPECT_TRUE(QFileInfo::exists(path)) << path.toStdString();
+        return PluginController::shared()->callScript(QUuid::createUuid().toString(QUuid::WithoutBraces), path, handler,
+                                                      QString::fromUtf8(QJsonDocument(params).toJson()));
+    }
+
+    static bool succeeded(const JSONToolResult &result) { return field(result, QStringLiteral("success")).toBool(); }
+};
+
+TEST_F(ExamplesTest, NotesAddListReadAndDelete)
+{
+    const QString notes = folder + QStringLiteral("/my notes");
+    auto notesCall = [&](QJsonObject params) {
+        params.insert(QStringLiteral("folder"), notes);
+        return example(QStringLiteral("notes.js"), QStringLiteral("notes"), params);
+    };
+    EXPECT_EQ(field(notesCall({{"action", "list"}}), "count").toInt(-1), 0);
+
+    const JSONToolResult added = notesCall({{"action", "add"}, {"note", "Shopping: list"}, {"text", "milk\nbread"}});
+    ASSERT_TRUE(succeeded(added)) << text(added).toStdString();
+    EXPECT_EQ(field(added, "path").toString(), notes + QStringLiteral("/Shopping_ list.txt"));
+    ASSERT_TRUE(succeeded(notesCall({{"action", "add"}, {"note", "Ideas"}, {"text", "more tests"}})));
+    // A hidden file beside the notes is no note.
+    QFile hidden(notes + QStringLiteral("/.hidden.txt"));
+    ASSERT_TRUE(hidden.open(QIODevice::WriteOnly));
+    hidden.close();
+
+    const JSONToolResult listed = notesCall({{"action", "list"}});
+    EXPECT_EQ(field(listed, "notes").toArray(), (QJsonArray{"Ideas", "Shopping_ list"}));
+    EXPECT_EQ(text(notesCall({{"action", "read"}, {"note", "Shopping: list"}})), QStringLiteral("milk\nbread"));
+
+    EXPECT_TRUE(succeeded(notesCall({{"action", "delete"}, {"note", "Ideas"}})));
+    const JSONToolResult gone = notesCall({{"action", "read"}, {"note", "Ideas"}});
+    EXPECT_FALSE(succeeded(gone));
+    EXPECT_EQ(text(gone), QStringLiteral("There is no note 'Ideas'."));
+    EXPECT_FALSE(succeeded(notesCall({{"action", "rename"}})));
+}
+
+TEST_F(ExamplesTest, FetchJsonSummarisesPicksAndReportsFailures)
+{
+    TestHttpServer server([](const TestHttpServer::Request &request) {
+        TestHttpServer::Response response;
+        response.headers = {{"content-type", "application/json"}};
+        if (request.target.startsWith("/missing")) {
+            response.status = 404;
+            response.body = "{}";
+        } else if (request.target.startsWith("/text")) {
+            response.body = "plain words";
+        } else {
+            response.body = "{\"items\":[{\"name\":\"first\"},{\"name\":\"second\"}],\"total\":2,\"query\":\""
+                            + request.target + "\"}";
+        }
+        return response;
+    });
+    const QString base = server.url(QStringLiteral(""));
+    auto fetch = [&](QJsonObject params) { return example("fetch_json.js", "fetchJson", params); };
+
+    const JSONToolResult summary = fetch({{"url", base + "/data"}, {"query", QJsonObject{{"page", 2}}}});
+    ASSERT_TRUE(succeeded(summary)) << text(summary).toStdString();
+    EXPECT_EQ(field(summary, "status_code").toInt(), 200);
+    EXPECT_EQ(field(summary, "content_type").toString(), QStringLiteral("application/json"));
+    EXPECT_EQ(field(summary, "kind").toString(), QStringLiteral("object"));
+    EXPECT_EQ(field(summary, "keys").toArray(), (QJsonArray{"items", "total", "query"}));
+    EXPECT_TRUE(text(summary).contains(QStringLiteral("array of 2 items (object)"))) << text(summary).toStdString();
+    EXPECT_EQ(server.requests().first().target, QByteArray("/data?page=2"));
+
+    const JSONToolResult picked = fetch({{"url", base + "/data"}, {"pick", "items.1.name"}});
+    EXPECT_EQ(text(picked), QStringLiteral("second"));
+
+    const JSONToolResult missing = fetch({{"url", base + "/missing"}});
+    EXPECT_FALSE(succeeded(missing));
+    EXPECT_EQ(field(missing, "status_code").toInt(), 404);
+    EXPECT_TRUE(text(missing).endsWith(QStringLiteral("failed: HTTP 404"))) << text(missing).toStdString();
+    EXPECT_TRUE(text(fetch({{"url", base + "/text"}})).contains(QStringLiteral("is no JSON")));
+}
+
+TEST_F(ExamplesTest, SystemInfoNamesTheKernel)
+{
+    const JSONToolResult info = example("system_info.js", "systemInfo", {});
+    ASSERT_TRUE(succeeded(info)) << text(info).toStdString();
+    EXPECT_TRUE(field(info, "kernel").toString().startsWith(QStringLiteral("Linux "))) << text(info).toStdString();
+    EXPECT_GT(field(info, "uptime_seconds").toInt(), 0);
+    EXPECT_EQ(field(info, "temp_path").toString(), QDir::tempPath());
+    EXPECT_FALSE(field(info, "temp_free").toString().isEmpty());
+}
+
+TEST_F(ExamplesTest, GitLogListsTheLatestCommits)
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("git")).isEmpty())
+        GTEST_SKIP() << "git is not installed";
+    const QString repository = folder + QStringLiteral("/repo");
+    QDir().mkpath(repository);
+    auto git = [&](const QStringList &arguments) {
+        QProcess process;
+        process.setWorkingDirectory(repository);
+        process.start(QStringLiteral("git"), QStringList{"-c", "user.name=Ada Tester", "-c", "user.email=ada@example.org",
+                                                         "-c", "commit.gpgsign=false"} + arguments);
+        ASSERT_TRUE(process.waitForFinished(20000));
+        ASSERT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+    };
+    git({"init", "-q"});
+    git({"commit", "-q", "--allow-empty", "-m", "First step"});
+    git({"commit", "-q", "--allow-empty", "-m", "Second\tstep"});
+
+    const JSONToolResult latest = example("git_log.js", "gitLog", {{"folder", repository}, {"count", 1}});
+    ASSERT_TRUE(succeeded(latest)) << text(latest).toStdString();
+    const QJsonArray commits = field(latest, "commits").toArray();
+    ASSERT_EQ(commits.size(), 1);
+    EXPECT_EQ(commits[0].toObject()["subject"].toString(), QStringLiteral("Second\tstep"));
+    EXPECT_EQ(commits[0].toObject()["author"].toString(), QStringLiteral("Ada Tester"));
+    EXPECT_EQ(field(example("git_log.js", "gitLog", {{"folder", repository}}), "count").toInt(), 2);
+
+    const JSONToolResult notARepository = example("git_log.js", "gitLog", {{"folder", folder + QStringLiteral("/none")}});
+    EXPECT_FALSE(succeeded(notARepository));
+    EXPECT_TRUE(text(notARepository).startsWith(QStringLiteral("git log failed in "))) << text(notARepository).toStdString();
+}
+
+}  // namespace

@@ -1,0 +1,274 @@
+#include "app/AppPaths.h"
+#include "tests/scripting/ScriptTestFixture.h"
+#include "tools/scripting/PluginScripting.h"
+#include "tools/scripting/ScriptContextManager.h"
+
+#include <QFileInfo>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using PluginScriptingTest = ScriptTestFixture;
+
+TEST_F(PluginScriptingTest, ResultObjectBecomesTextAndStructuredContent)
+{
+    const JSONToolResult result = run(R"JS(
+        function toolEntry(sid, handlerName, jsonParams) {
+            var p = JSON.parse(jsonParams);
+            return JSON.stringify({ text: handlerName + ':' + p.name + ':' + (sid.length > 0), extra: 'ignored' });
+        })JS",
+                                      QStringLiteral("{\n    \"name\": \"Ada\"\n}"));
+    EXPECT_EQ(text(result), QStringLiteral("handler:Ada:true"));
+    ASSERT_EQ(result.content.first().type, QStringLiteral("text"));
+    EXPECT_EQ(result.structuredContent.keys(), (QStringList{"error", "success"}));
+    EXPECT_EQ(field(result, "error").toString("x"), QString());
+    EXPECT_TRUE(field(result, "success").toBool());
+}
+
+TEST_F(PluginScriptingTest, ErrorSuccessAndMetadataFollowTheirPrecedence)
+{
+    auto result = [&](const char *object) {
+        return run(QStringLiteral("function toolEntry() { return JSON.stringify(%1); }").arg(QString::fromUtf8(object)));
+    };
+    const JSONToolResult failed = result(R"({"text":"t","error":"x"})");
+    EXPECT_FALSE(field(failed, "success").toBool(true));
+    EXPECT_EQ(field(failed, "error").toString(), "x");
+
+    EXPECT_TRUE(field(result(R"({"text":"t","error":"x","success":true})"), "success").toBool());
+
+    const JSONToolResult blank = result(R"({"text":"t","error":"  \n "})");
+    EXPECT_TRUE(field(blank, "success").toBool());
+    EXPECT_EQ(field(blank, "error").toString(), "  \n ");
+
+    const JSONToolResult meta = result(R"({"text":"t","success":true,"metadata":{"success":false,"rows":3,"error":"m"}})");
+    EXPECT_FALSE(field(meta, "success").toBool(true));
+    EXPECT_EQ(field(meta, "rows").toInt(), 3);
+    EXPECT_EQ(field(meta, "error").toString(), "m");
+
+    EXPECT_TRUE(field(result(R"({"text":"t","metadata":[1,2]})"), "success").toBool());
+}
+
+TEST_F(PluginScriptingTest, ResultsThatAreNoObjectOrLackTextGiveTheirCodes)
+{
+    const JSONToolResult undefinedReturn = run("function toolEntry() { }");
+    EXPECT_EQ(text(undefinedReturn), "Error 1400 [Script] Invalid JSON result");
+    EXPECT_EQ(field(undefinedReturn, "error_code").toInt(), 1400);
+    EXPECT_FALSE(field(undefinedReturn, "success").toBool(true));
+
+    EXPECT_EQ(field(run("function toolEntry() { return '[1,2]'; }"), "error_code").toInt(), 1400);
+    EXPECT_EQ(field(run("function toolEntry() { return {text: 'not a string'}; }"), "error_code").toInt(), 1400);
+
+    const JSONToolResult noText = run(R"JS(function toolEntry() { return '{"error":"x"}'; })JS");
+    EXPECT_EQ(text(noText), "Error 1401 [Script] Result object missing attribute 'text'");
+    EXPECT_EQ(field(noText, "error_message").toString(), "[Script] Result object missing attribute 'text'");
+    EXPECT_FALSE(text(noText).contains("x\""));
+}
+
+TEST_F(PluginScriptingTest, EmptyReturnWithoutResultFailsAndClearsTheContext)
+{
+    const QString sid = QStringLiteral("empty-return");
+    const JSONToolResult result = call(writeScript("function toolEntry() { return ''; }"), "{}", sid);
+    EXPECT_EQ(text(result), "Error -1 [Script] Script must return a JSON result structure");
+    EXPECT_FALSE(ScriptContextManager::shared()->hasContext(sid));
+    bool cleared = false;
+    for (const auto &line : linesWithCode(-1))
+        cleared |= line.message == "[Script] Cleared context for session: " + sid;
+    EXPECT_TRUE(cleared);
+}
+
+TEST_F(PluginScriptingTest, SetToolResultWinsOverTheReturnValueAndTheLastCallWins)
+{
+    const JSONToolResult kept = run(R"JS(
+        function toolEntry() {
+            Kelvara.setToolResult(JSON.stringify({text: 'first'}));
+            Kelvara.setToolResult(JSON.stringify({text: 'second', error: 'bad'}));
+            return 'this is not JSON';
+        })JS");
+    EXPECT_EQ(text(kept), "second");
+    EXPECT_FALSE(field(kept, "success").toBool(true));
+}
+
+TEST_F(PluginScriptingTest, ExceptionsAreLoggedWithMessageAndStack)
+{
+    const JSONToolResult thrown = run(R"JS(
+        function inner() { throw new Error('boom'); }
+        function toolEntry() { inner(); })JS");
+    EXPECT_EQ(field(thrown, "error_code").toInt(), 1400);
+    const auto errors = linesWithCode(500);
+    ASSERT_EQ(errors.size(), 1);
+    EXPECT_EQ(errors.first().level, MCPLogMessageType::Error);
+    EXPECT_TRUE(errors.first().message.startsWith("[Script] Error: boom\n"));
+    EXPECT_TRUE(errors.first().message.contains("inner@"));
+}
+
+TEST_F(PluginScriptingTest, SyntaxErrorIsLoggedAndLeavesTheSessionsContextForItsNextCall)
+{
+    const QString sid = QStringLiteral("syntax-error");
+    const JSONToolResult broken = call(writeScript("function toolEntry( {", "broken.js"), "{}", sid);
+    EXPECT_EQ(text(broken), "Error -1 [Script] Script must define 'toolEntry' function");
+    const auto errors = linesWithCode(500);
+    ASSERT_EQ(errors.size(), 1);
+    EXPECT_TRUE(errors.first().message.startsWith("[Script] SyntaxError"));
+    EXPECT_TRUE(errors.first().message.endsWith("\n"));  // no stack for a syntax error
+    EXPECT_TRUE(ScriptContextManager::shared()->hasContext(sid));
+
+    // The next call of the session finds the old globals, then clears the context.
+    const JSONToolResult next = call(writeScript(R"JS(
+        var leftover = typeof stdOut;
+        function toolEntry() { return JSON.stringify({text: leftover}); })JS", "fine.js"), "{}", sid);
+    EXPECT_EQ(text(next), "object");
+    EXPECT_FALSE(ScriptContextManager::shared()->hasContext(sid));
+}
+
+TEST_F(PluginScriptingTest, MissingFileAndMissingEntryPointSayWhatIsWrong)
+{
+    const QString missing = folder + "/absent.js";
+    EXPECT_EQ(text(call(missing)), "Error -1 [Script] Failed to load script file: " + missing);
+    const auto notFound = linesWithCode(404);
+    ASSERT_EQ(notFound.size(), 1);
+    EXPECT_EQ(notFound.first().message, "[Script] Script file not found: " + missing);
+
+    QFile latin1(folder + "/latin1.js");
+    ASSERT_TRUE(latin1.open(QIODevice::WriteOnly));
+    latin1.write("// caf\xe9\n");
+    latin1.close();
+    EXPECT_EQ(text(call(folder + "/latin1.js")), "Error -1 [Script] Failed to load script file: " + folder + "/latin1.js");
+    EXPECT_EQ(linesWithCode(500).size(), 1);  // "Error reading file at", then "not found" too
+    EXPECT_EQ(linesWithCode(404).size(), 2);
+
+    EXPECT_EQ(text(run("var toolEntry;")), "Error -1 [Script] Script must define 'toolEntry' function");
+    EXPECT_EQ(text(run("var toolEntry = 42;")), "Error -1 [Script] Script must return a JSON result structure");
+}
+
+TEST_F(PluginScriptingTest, ModuleDirKeepsApostrophesAndTakesBackslashesAsEscapes)
+{
+    const QString quoted = folder + "/it's here";
+    const JSONToolResult result = call(writeScript(
+        "function toolEntry() { return JSON.stringify({text: __moduleDir}); }", "tool.js", quoted));
+    EXPECT_EQ(text(result), quoted);
+    EXPECT_EQ(QDir::currentPath(), quoted);  // the process now stands in the script's folder
+
+    const QString slashed = folder + "/back\\slash";
+    EXPECT_EQ(text(call(writeScript("function toolEntry() { return JSON.stringify({text: __moduleDir}); }", "tool.js",
+                                    slashed))),
+              folder + "/backslash");
+    EXPECT_EQ(PluginScripting::moduleDirDeclaration("/a'b"), "var __moduleDir = '/a\\'b';");
+}
+
+TEST_F(PluginScriptingTest, EveryCallSeesTheFileAsItIsNow)
+{
+    const QString path = writeScript("function toolEntry() { return JSON.stringify({text: 'one'}); }", "edited.js");
+    EXPECT_EQ(text(call(path)), "one");
+    EXPECT_EQ(text(call(path)), "one");
+    writeScript(QString::fromUtf8("function toolEntry() { return JSON.stringify({text: 'zw\xc3\xb6lf'}); }"), "edited.js");
+    EXPECT_EQ(text(call(path)), QString::fromUtf8("zw\xc3\xb6lf"));
+    writeScript("var toolEntry = function () { return JSON.stringify({text: 'two'}); };", "edited.js");
+    EXPECT_EQ(text(call(path)), "two");
+}
+
+TEST_F(PluginScriptingTest, RelativePathNamesAScriptInTheApplicationsContainer)
+{
+    const QString container = AppPaths::dataDir();
+    writeScript("function toolEntry() { return JSON.stringify({text: __moduleDir}); }", "relative.js", container + "/Scripts");
+    QDir::setCurrent(folder);  // wherever the last call left the process
+    EXPECT_EQ(text(call("Scripts/relative.js")), container + "/Scripts");
+    EXPECT_EQ(text(call("Scripts/absent.js")), "Error -1 [Script] Failed to load script file: " + container + "/Scripts/absent.js");
+}
+
+TEST_F(PluginScriptingTest, ConsoleAndLogReachTheLogWithTheirLevelsAndCodes)
+{
+    run(R"JS(
+        console.log('top level');
+        function toolEntry() {
+            console.error({toString: function () { return 'obj'; }});
+            console.warn('w');
+            console.debug(5);
+            Kelvara.log('WARNING', 77, 'loud');
+            Kelvara.log('chatty', 78, 'plain');
+            var detached = Kelvara.log;
+            detached('error', 79, 'nowhere');
+            return JSON.stringify({text: typeof stdOut + typeof stdErr + stdOut.length});
+        })JS");
+    auto only = [&](int code) {
+        const auto found = linesWithCode(code);
+        EXPECT_EQ(found.size(), 1) << code;
+        return found.isEmpty() ? Line{MCPLogMessageType::Critical, 0, QString()} : found.first();
+    };
+    bool topLevel = false;
+    for (const auto &line : linesWithCode(-1))
+        topLevel |= line.message == "top level" && line.level == MCPLogMessageType::Info;
+    EXPECT_TRUE(topLevel);
+    EXPECT_EQ(only(-2).message, "obj");
+    EXPECT_EQ(only(-2).level, MCPLogMessageType::Error);
+    EXPECT_EQ(only(-3).level, MCPLogMessageType::Warning);
+    EXPECT_EQ(only(-4).message, "5");
+    EXPECT_EQ(only(-4).level, MCPLogMessageType::Debug);
+    EXPECT_EQ(only(77).level, MCPLogMessageType::Warning);
+    EXPECT_EQ(only(78).level, MCPLogMessageType::Info);
+    EXPECT_TRUE(linesWithCode(79).isEmpty());
+}
+
+TEST_F(PluginScriptingTest, MissingPreprocessorFailsAndLeavesTheContext)
+{
+    const QString emptyResources = TestSupport::makeTempDir("no-resources");
+    const QByteArray previous = qgetenv("KELVARA_RESOURCES");
+    qputenv("KELVARA_RESOURCES", emptyResources.toUtf8());
+    const JSONToolResult result = call(writeScript("function toolEntry() { return '{\"text\":\"t\"}'; }"), "{}", "no-bootstrap");
+    qputenv("KELVARA_RESOURCES", previous);
+    EXPECT_EQ(text(result), "Error -1 [Script] Failed to load pre-processor from bundle");
+    EXPECT_TRUE(ScriptContextManager::shared()->hasContext("no-bootstrap"));
+    ScriptContextManager::shared()->clearContext("no-bootstrap");
+    ASSERT_EQ(linesWithCode(500).size(), 1);
+    EXPECT_TRUE(linesWithCode(500).first().message.startsWith("[Script] Error reading bundle script " + emptyResources + ": "));
+}
+
+TEST_F(PluginScriptingTest, CallsOnManyThreadsRunSideBySideAndKeepTheirOwnResults)
+{
+    const QString path = writeScript(R"JS(
+        function toolEntry(sid, handlerName, jsonParams) {
+            var p = JSON.parse(jsonParams), sum = 0;
+            for (var i = 0; i < 2000; i++) { sum += i % 7; }
+            return JSON.stringify({text: sid, metadata: {n: p.n, sum: sum}});
+        })JS");
+    constexpr int threads = 8;
+    constexpr int callsPerThread = 25;
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t) {
+        workers.emplace_back([&, t] {
+            for (int i = 0; i < callsPerThread; ++i) {
+                const QString sid = QStringLiteral("worker-%1-%2").arg(t).arg(i);
+                const int n = t * 1000 + i;
+                const JSONToolResult result = PluginController::shared()->callScript(
+                    sid, path, QStringLiteral("h"), QStringLiteral("{\"n\": %1}").arg(n));
+                if (text(result) != sid || field(result, "n").toInt() != n || field(result, "sum").toInt() != 5995)
+                    ++wrong;
+            }
+        });
+    }
+    for (auto &worker : workers)
+        worker.join();
+    EXPECT_EQ(wrong.load(), 0);
+
+    // Calls of one session that overlap share its context and still all end with a result.
+    std::atomic<int> failed{0};
+    workers.clear();
+    for (int t = 0; t < 4; ++t) {
+        workers.emplace_back([&] {
+            for (int i = 0; i < 10; ++i) {
+                const JSONToolResult result = PluginController::shared()->callScript("shared", path, "h", "{\"n\": 1}");
+                if (!field(result, "success").toBool())
+                    ++failed;
+            }
+        });
+    }
+    for (auto &worker : workers)
+        worker.join();
+    EXPECT_EQ(failed.load(), 0);
+    EXPECT_FALSE(ScriptContextManager::shared()->hasContext("shared"));
+}
+
+}  // namespace

@@ -1,0 +1,282 @@
+#include "app/DesktopNotifier.h"
+#include "app/UserDefaults.h"
+#include "store/ServerConfig.h"
+#include "store/ServerConfigController.h"
+#include "tests/config/ConfigTestFixture.h"
+
+#include <QSignalSpy>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <QThreadPool>
+
+using Param = ConfigTestParam;
+
+namespace {
+
+// Holds a loopback port for as long as it lives.
+class PortHolder {
+public:
+    explicit PortHolder(int port)
+    {
+        m_fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(quint16(port));
+        m_bound = ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 && ::listen(m_fd, 1) == 0;
+    }
+    ~PortHolder() { ::close(m_fd); }
+    bool bound() const { return m_bound; }
+
+private:
+    int m_fd = -1;
+    bool m_bound = false;
+};
+
+class RecordingNotifier : public DesktopNotifier {
+public:
+    void notify(const QString &title, const QString &body, const QString &) override { shown.append({title, body}); }
+    QList<QPair<QString, QString>> shown;
+};
+
+}  // namespace
+
+class ServerConfigControllerTest : public ConfigTestFixture {
+protected:
+    void SetUp() override
+    {
+        ConfigTestFixture::SetUp();
+        UserDefaults::standard()->remove(ServerConfigController::listenAllDefaultsKey);
+        server = std::make_unique<ServerConfigController>(context, controller.get(), router.get());
+        server->setNotifier(&notifier);
+        ASSERT_TRUE(TestSupport::waitUntil([&] { return server->serverConfig() != nullptr; }));
+        // A fresh store has its row pending: save it, as the screen's user would.
+        ASSERT_TRUE(server->save());
+        statuses.clear();
+        connect();
+    }
+
+    void TearDown() override
+    {
+        if (bridge.isRunning())
+            bridge.stop();
+        QThreadPool::globalInstance()->waitForDone();
+        server.reset();
+        ConfigTestFixture::TearDown();
+    }
+
+    void connect()
+    {
+        QObject::connect(server.get(), &ServerConfigController::serverStatusMessageChanged, server.get(),
+                         [this] { statuses.append(server->serverStatusMessage()); });
+    }
+
+    void usePort(int port)
+    {
+        server->setPort(QString::number(port));
+        ASSERT_EQ(server->serverConfig()->port(), port);
+    }
+
+    // Starts and waits until the pipeline has ended one way or the other.
+    void startAndWait()
+    {
+        server->start();
+        ASSERT_TRUE(TestSupport::waitUntil([&] {
+            return !server->isStarting() &&
+                   (server->isServerRunning() ||
+                    server->serverStatusMessage().startsWith(ServerConfigController::statusFailedPrefix));
+        }));
+        TestSupport::spin(20);
+    }
+
+    static int freeTestPort()
+    {
+        // The row stores a signed 16-bit port.
+        for (int attempt = 0; attempt < 50; ++attempt) {
+            const int port = TestSupport::freePort();
+            if (port <= 32767)
+                return port;
+        }
+        for (int port = 20000; port < 32000; ++port)
+            if (PortHolder(port).bound())
+                return port;
+        return 0;
+    }
+
+    RecordingNotifier notifier;
+    std::unique_ptr<ServerConfigController> server;
+    QStringList statuses;
+};
+
+TEST_F(ServerConfigControllerTest, PortTextsOutsideASigned16BitIntegerAreRefused)
+{
+    const qint16 stored = server->serverConfig()->port();
+    EXPECT_EQ(stored, 8888);
+    for (const char *text : {"32768", "70000", "", "80a", " 80", "-32769", "0x50"}) {
+        server->setShouldShowAlert(false);
+        server->setPort(QString::fromLatin1(text));
+        ASSERT_TRUE(TestSupport::waitUntil([&] { return server->shouldShowAlert(); })) << text;
+        EXPECT_EQ(server->alertTitle(), QStringLiteral("Error"));
+        EXPECT_EQ(server->alertMessage(), QStringLiteral("Invalid port number.")) << text;
+        EXPECT_EQ(server->serverConfig()->port(), stored) << text;
+    }
+    server->setShouldShowAlert(false);
+
+    // The same value marks nothing unsaved.
+    server->setPort(QStringLiteral("8888"));
+    TestSupport::spin(20);
+    EXPECT_FALSE(server->hasUnsavedChanges());
+
+    server->setPort(QStringLiteral("32767"));
+    EXPECT_EQ(server->serverConfig()->port(), 32767);
+    EXPECT_TRUE(server->hasUnsavedChanges());
+    EXPECT_FALSE(server->canStart());
+    EXPECT_TRUE(server->canSave());
+    server->setPort(QStringLiteral("-5"));
+    EXPECT_EQ(server->serverConfig()->port(), -5);
+    server->setPort(QStringLiteral("+80"));
+    EXPECT_EQ(server->serverConfig()->port(), 80);
+    TestSupport::spin(20);
+    EXPECT_FALSE(server->shouldShowAlert());
+}
+
+TEST_F(ServerConfigControllerTest, TheBindFlagIsUnsavedUntilSavedAndRevertRestoresIt)
+{
+    EXPECT_FALSE(server->listenAtAll());
+    server->setListenAtAll(true);
+    EXPECT_TRUE(server->hasUnsavedChanges());
+    EXPECT_FALSE(context->hasChanges());
+    server->revert();
+    EXPECT_FALSE(server->listenAtAll());
+    EXPECT_FALSE(server->hasUnsavedChanges());
+
+    server->setListenAtAll(true);
+    ASSERT_TRUE(server->save());
+    EXPECT_TRUE(UserDefaults::standard()->value(ServerConfigController::listenAllDefaultsKey).toBool());
+    EXPECT_FALSE(server->hasUnsavedChanges());
+}
+
+TEST_F(ServerConfigControllerTest, StartExportsServesAndStopStops)
+{
+    addTool(QStringLiteral("reader"));
+    save();
+    const int port = freeTestPort();
+    ASSERT_NE(port, 0);
+    usePort(port);
+    // An entry of the log itself (the fixture only listens to the lines).
+    previousHandler(MCPLogMessageType::Info, -1, QStringLiteral("before the start"));
+    ASSERT_TRUE(TestSupport::waitUntil([] { return !LogController::shared()->logEntries().isEmpty(); }));
+
+    // Unsaved changes are saved first.
+    startAndWait();
+    EXPECT_TRUE(server->isServerRunning());
+    EXPECT_TRUE(bridge.isRunning());
+    EXPECT_FALSE(context->hasChanges());
+    EXPECT_EQ(statuses, (QStringList{ServerConfigController::statusStarting, ServerConfigController::statusExporting,
+                                     ServerConfigController::statusCreating, ServerConfigController::statusStartingServer,
+                                     ServerConfigController::statusRunning}));
+    EXPECT_EQ(bridge.listTools(), QStringList{QStringLiteral("reader")});
+    EXPECT_TRUE(QFileInfo::exists(bundleFile(QStringLiteral("Tools"), QStringLiteral("reader.json"))));
+    ASSERT_EQ(notifier.shown.size(), 1);
+    EXPECT_EQ(notifier.shown.first(), qMakePair(QStringLiteral("Kelvara"), ServerConfigController::statusRunning));
+    EXPECT_FALSE(server->canSave());
+    EXPECT_FALSE(server->canStart());
+    // The start cleared the log, so only this attempt's lines are left.
+    EXPECT_TRUE(LogController::shared()->logEntries().isEmpty());
+
+    // A second start while running does nothing.
+    statuses.clear();
+    server->start();
+    TestSupport::spin(30);
+    EXPECT_TRUE(statuses.isEmpty());
+
+    server->stop();
+    EXPECT_EQ(server->serverStatusMessage(), ServerConfigController::statusStopping);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !server->isServerRunning(); }));
+    EXPECT_EQ(server->serverStatusMessage(), ServerConfigController::statusStopped);
+    QThreadPool::globalInstance()->waitForDone();
+    EXPECT_FALSE(bridge.isRunning());
+    ASSERT_EQ(notifier.shown.size(), 2);
+    EXPECT_EQ(notifier.shown.last().second, ServerConfigController::statusStopped);
+}
+
+TEST_F(ServerConfigControllerTest, OneFailingToolExportKeepsTheServerFromStarting)
+{
+    addTool(QStringLiteral("broken"), {{Param{QString()}}});
+    addTool(QStringLiteral("fine"));
+    addPrompt(QStringLiteral("hello"));
+    save();
+    usePort(freeTestPort());
+    ASSERT_TRUE(server->save());
+
+    startAndWait();
+    const QString expected = QStringLiteral(
+        "Failed to start MCP Server: The operation couldn\u2019t be completed. (MCPError -32605: Unable to save server "
+        "configuration)");
+    EXPECT_EQ(server->serverStatusMessage(), expected);
+    EXPECT_FALSE(server->isServerRunning());
+    EXPECT_FALSE(bridge.isRunning());
+    EXPECT_FALSE(server->isStarting());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return server->shouldShowAlert(); }));
+    EXPECT_EQ(server->alertMessage(), expected);
+    // The other records were written and registered all the same.
+    EXPECT_EQ(bridge.listTools(), QStringList{QStringLiteral("fine")});
+    EXPECT_EQ(bridge.listPrompts(), QStringList{QStringLiteral("hello")});
+    EXPECT_TRUE(notifier.shown.isEmpty());
+
+    // The failure survives a sync; a later start replaces it.
+    server->sync();
+    EXPECT_EQ(server->serverStatusMessage(), expected);
+    server->start();
+    EXPECT_EQ(server->serverStatusMessage(), ServerConfigController::statusStarting);
+    startAndWait();
+}
+
+TEST_F(ServerConfigControllerTest, APortInUseFailsWithTheBridgesError)
+{
+    const int port = freeTestPort();
+    PortHolder taken(port);
+    ASSERT_TRUE(taken.bound());
+    usePort(port);
+    ASSERT_TRUE(server->save());
+    startAndWait();
+    EXPECT_EQ(server->serverStatusMessage(), QStringLiteral("Failed to start MCP Server: Failed to start MCP server"));
+    EXPECT_FALSE(server->isServerRunning());
+}
+
+// A separate fixture: these cases look at the very first sync, before any save.
+class ServerConfigFirstSyncTest : public ConfigTestFixture {
+protected:
+    void TearDown() override
+    {
+        server.reset();
+        ConfigTestFixture::TearDown();
+    }
+    std::unique_ptr<ServerConfigController> server;
+};
+
+TEST_F(ServerConfigFirstSyncTest, AFreshStoresDefaultRowIsWrittenSoStartIsOffered)
+{
+    server = std::make_unique<ServerConfigController>(context, controller.get(), router.get());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return server->serverConfig() != nullptr; }));
+    TestSupport::spin(20);
+    EXPECT_FALSE(context->hasChanges());
+    EXPECT_FALSE(server->hasUnsavedChanges());
+    EXPECT_TRUE(server->canStart());
+    EXPECT_EQ(server->serverConfig()->port(), 8888);
+    EXPECT_FALSE(server->serverConfig()->isInserted());
+}
+
+TEST_F(ServerConfigFirstSyncTest, SomebodyElsesPendingEditsAreNotSavedByTheFirstSync)
+{
+    auto *resource = context->insert<ResourceConfig>();
+    resource->setName(QStringLiteral("pending"));
+    server = std::make_unique<ServerConfigController>(context, controller.get(), router.get());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return server->serverConfig() != nullptr; }));
+    TestSupport::spin(20);
+    EXPECT_TRUE(resource->isInserted());
+    EXPECT_TRUE(server->serverConfig()->isInserted());
+    EXPECT_TRUE(server->hasUnsavedChanges());
+    EXPECT_FALSE(server->canStart());
+}

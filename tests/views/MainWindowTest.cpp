@@ -1,0 +1,217 @@
+#include "app/AppLaunchState.h"
+#include "app/MenuVisibility.h"
+#include "app/UserDefaults.h"
+#include "store/AbstractController.h"
+#include "tests/support/TestSupport.h"
+#include "tests/views/ViewsTestSupport.h"
+#include "views/about/AboutView.h"
+#include "views/app/AppMainWindow.h"
+#include "views/app/AppMenuBar.h"
+#include "views/app/BuiltinFeatures.h"
+#include "views/app/DestinationScreen.h"
+#include "views/app/DestinationScreenRegistry.h"
+#include "views/app/EmptyStateScreen.h"
+#include "views/app/NewAppWindow.h"
+#include "views/app/SplashScreenView.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QDesktopServices>
+#include <QListWidget>
+#include <QMenu>
+#include <QScreen>
+#include <QTest>
+
+using namespace ViewsTestSupport;
+
+namespace {
+
+class MainWindowTest : public ::testing::Test {
+protected:
+    void TearDown() override
+    {
+        closeAllWindows();
+        AppMainWindow::setLaunchFinishedHandler(nullptr);
+    }
+};
+
+// The launch runs once per process; CTest runs every test in a process of its own.
+TEST_F(MainWindowTest, FreshStartShowsTheLaunchSheetThenTheStoredDestination)
+{
+    if (AppLaunchState::shared()->launchFinished())
+        GTEST_SKIP() << "needs a process in which no window has launched yet";
+    UserDefaults::standard()->setValue(QStringLiteral("menuSelection"), QStringLiteral("menuPromptConfig"));
+    int questions = 0;
+    AppMainWindow::setLaunchFinishedHandler([&](AppMainWindow *) { ++questions; });
+
+    auto *window = new AppMainWindow;
+    window->show();
+    ASSERT_TRUE(window->isShowingSplashScreen());
+    ASSERT_NE(window->splash(), nullptr);
+    EXPECT_EQ(window->splash()->titleText(), "Load application");
+    EXPECT_EQ(window->splash()->messageText(), "Waiting...");
+    EXPECT_EQ(window->splash()->percentText(), "10%");
+    EXPECT_EQ(window->currentScreen(), nullptr);  // the content stays empty behind the sheet
+    EXPECT_FALSE(window->sidebar()->isEnabled());
+
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return window->splash()->percentText() == "100%"; }));
+    EXPECT_EQ(window->splash()->messageText(), "Done");
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return window->destination().has_value(); }));
+    EXPECT_FALSE(window->isShowingSplashScreen());
+    EXPECT_TRUE(window->sidebar()->isEnabled());
+    EXPECT_EQ(window->destination(), MenuDestination::menuPromptConfig);
+    EXPECT_EQ(window->sidebar()->currentRow(), 1);
+    EXPECT_EQ(MenuVisibility::shared()->activeDestination(), MenuDestination::menuPromptConfig);
+    auto *empty = qobject_cast<EmptyStateScreen *>(window->currentScreen());
+    ASSERT_NE(empty, nullptr);
+    EXPECT_EQ(empty->destination(), MenuDestination::menuPromptConfig);
+    EXPECT_EQ(questions, 1);
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return MenuVisibility::shared()->appWindowId() == window->windowNumber(); }));
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return window->splash()->isHidden(); }));
+
+    // A window opened now shows no sheet, asks nothing and goes straight to its destination.
+    AppMainWindow *second = NewAppWindow::open(MenuDestination::menuToolConfig);
+    EXPECT_FALSE(second->isShowingSplashScreen());
+    EXPECT_EQ(second->splash(), nullptr);
+    EXPECT_EQ(second->destination(), MenuDestination::menuToolConfig);
+    EXPECT_EQ(second->windowTitle(), QStringLiteral("Kelvara — Tools"));
+    EXPECT_EQ(second->size(), QSize(1024, 720).boundedTo(second->screen()->availableGeometry().size()));
+    EXPECT_EQ(AppMainWindow::frontWindow(), second);
+    TestSupport::spin(50);
+    EXPECT_EQ(questions, 1);
+}
+
+TEST_F(MainWindowTest, SidebarAndViewMenuNavigateAndTheSidebarStoresTheChoice)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuAbout);
+    EXPECT_NE(qobject_cast<AboutView *>(window->currentScreen()), nullptr);
+
+    window->sidebar()->setCurrentRow(3);
+    EXPECT_EQ(window->destination(), MenuDestination::menuToolConfig);
+    EXPECT_EQ(UserDefaults::standard()->value(QStringLiteral("menuSelection")).toString(), "menuToolConfig");
+    EXPECT_EQ(MenuVisibility::shared()->activeDestination(), MenuDestination::menuToolConfig);
+
+    window->appMenuBar()->action(MenuCommand::ShowServer)->trigger();
+    EXPECT_EQ(window->destination(), MenuDestination::menuServerConfig);
+    EXPECT_EQ(window->sidebar()->currentRow(), 0);
+    window->appMenuBar()->action(MenuCommand::About)->trigger();
+    EXPECT_EQ(window->destination(), MenuDestination::menuAbout);
+
+    // The keyboard: Alt+6 shows the plug-ins.
+    QApplication::setActiveWindow(window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    QTest::keyClick(window, Qt::Key_6, Qt::AltModifier);
+    EXPECT_EQ(window->destination(), MenuDestination::menuPluginManager);
+
+    // Each screen is made once and kept.
+    DestinationScreen *plugins = window->currentScreen();
+    window->navigate(MenuDestination::menuAbout);
+    window->navigate(MenuDestination::menuPluginManager);
+    EXPECT_EQ(window->currentScreen(), plugins);
+    EXPECT_EQ(window->sidebar()->count(), 8);
+    EXPECT_EQ(window->sidebar()->item(6)->text(), "AI Chat");
+    EXPECT_FALSE(window->sidebar()->item(0)->icon().pixmap(20, 20).isNull());
+}
+
+class FakeController : public AbstractController {
+public:
+    bool add = true;
+    int copies = 0;
+    bool canAdd() const override { return add; }
+    bool canCopy() const override { return true; }
+    void copySelectedItem() override { ++copies; }
+};
+
+class FakeScreen : public DestinationScreen {
+public:
+    explicit FakeScreen(QWidget *parent) : DestinationScreen(parent) {}
+    FakeController controller;
+    int newItems = 0;
+    AbstractController *activeController() const override { return const_cast<FakeController *>(&controller); }
+    bool handlesCommand(MenuCommand c) const override { return c == MenuCommand::NewItem; }
+    void performCommand(MenuCommand c) override { newItems += c == MenuCommand::NewItem; }
+};
+
+TEST_F(MainWindowTest, MenusOfferWhatTheDestinationsScreenCanDo)
+{
+    QList<FakeScreen *> made;
+    for (MenuDestination d : {MenuDestination::menuToolConfig, MenuDestination::menuPluginManager}) {
+        DestinationScreenRegistry::registerScreen(d, [&made](QWidget *parent) {
+            made.append(new FakeScreen(parent));
+            return made.last();
+        });
+    }
+    AppMainWindow *window = launchedWindow(MenuDestination::menuServerConfig);
+    AppMenuBar *menus = window->appMenuBar();
+    QAction *newItem = menus->action(MenuCommand::NewItem);
+    QAction *duplicate = menus->action(MenuCommand::Duplicate);
+
+    // The server screen is not built here: nothing to add, nothing to duplicate, no editor.
+    EXPECT_FALSE(newItem->isVisible());
+    EXPECT_FALSE(duplicate->isVisible());
+    EXPECT_FALSE(menus->menu(MenuGroup::Edit)->menuAction()->isVisible());
+    EXPECT_FALSE(menus->menu(MenuGroup::Script)->menuAction()->isVisible());
+    EXPECT_TRUE(menus->menu(MenuGroup::View)->menuAction()->isVisible());
+
+    window->navigate(MenuDestination::menuToolConfig);
+    EXPECT_TRUE(newItem->isVisible());
+    EXPECT_TRUE(newItem->isEnabled());
+    EXPECT_EQ(newItem->text(), "New Tool");
+    EXPECT_EQ(newItem->shortcut(), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N));
+    EXPECT_TRUE(duplicate->isVisible());
+    EXPECT_FALSE(menus->action(MenuCommand::Find)->isVisible());
+    newItem->trigger();
+    ASSERT_EQ(made.size(), 1);
+    EXPECT_EQ(made.first()->newItems, 1);
+    duplicate->trigger();
+    EXPECT_EQ(made.first()->controller.copies, 1);
+
+    // The controller's answer reaches the menu as soon as it announces a change.
+    made.first()->controller.add = false;
+    made.first()->controller.notifyChange();
+    EXPECT_FALSE(newItem->isEnabled());
+
+    window->navigate(MenuDestination::menuPluginManager);
+    EXPECT_EQ(newItem->text(), "Add Plugin");
+    EXPECT_FALSE(duplicate->isVisible());
+    window->navigate(MenuDestination::menuAbout);
+    EXPECT_FALSE(newItem->isVisible());
+    EXPECT_FALSE(duplicate->isVisible());
+
+    // New Window appears once registered and opens on the front window's destination.
+    EXPECT_FALSE(menus->action(MenuCommand::NewWindow)->isVisible());
+    BuiltinFeatures::registerAll();
+    EXPECT_TRUE(menus->action(MenuCommand::NewWindow)->isVisible());
+    window->navigate(MenuDestination::menuToolConfig);
+    menus->action(MenuCommand::NewWindow)->trigger();
+    AppMainWindow *opened = NewAppWindow::lastWindow();
+    ASSERT_NE(opened, nullptr);
+    EXPECT_NE(opened, window);
+    EXPECT_EQ(opened->destination(), MenuDestination::menuToolConfig);
+    EXPECT_EQ(AppMainWindow::windows().size(), 2);
+
+    for (MenuDestination d : {MenuDestination::menuToolConfig, MenuDestination::menuPluginManager})
+        DestinationScreenRegistry::unregisterScreen(d);
+}
+
+TEST_F(MainWindowTest, HelpPagesOpenInTheBrowser)
+{
+    UrlCatcher browser;  // no browser in a test: file URLs come here instead
+    QDesktopServices::setUrlHandler(QStringLiteral("file"), &browser, "open");
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = launchedWindow(MenuDestination::menuAbout);
+    AppMenuBar *menus = window->appMenuBar();
+    EXPECT_EQ(menus->action(MenuCommand::HelpOverview)->text(), "Kelvara - Overview");
+    menus->action(MenuCommand::HelpOverview)->trigger();
+    menus->action(MenuCommand::HelpGetStarted)->trigger();
+    QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
+    ASSERT_EQ(browser.urls.size(), 2);
+    EXPECT_TRUE(browser.urls.at(0).toLocalFile().endsWith(QStringLiteral("/help/index.html")));
+    EXPECT_TRUE(browser.urls.at(1).toLocalFile().endsWith(QStringLiteral("/help/getstarted.html")));
+    EXPECT_FALSE(BuiltinFeatures::openHelpPage(QStringLiteral("missing.html")));
+    // Onboarding is not part of this build, so its item is not offered.
+    EXPECT_FALSE(menus->action(MenuCommand::ShowOnboarding)->isVisible());
+}
+
+}  // namespace

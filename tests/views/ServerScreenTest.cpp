@@ -1,0 +1,175 @@
+#include "app/UserDefaults.h"
+#include "diagnostics/LogController.h"
+#include "store/ServerConfig.h"
+#include "store/ServerConfigController.h"
+#include "tests/support/TestSupport.h"
+#include "tests/views/ViewsTestSupport.h"
+#include "views/app/AppMainWindow.h"
+#include "views/app/BuiltinFeatures.h"
+#include "views/log/LogListModel.h"
+#include "views/log/LogPaneView.h"
+#include "views/server/ServerConfigView.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace ViewsTestSupport;
+
+namespace {
+
+// A free port the port field accepts (the field takes signed 16-bit numbers).
+int freeLowPort()
+{
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        const int port = 20000 + int(QRandomGenerator::global()->bounded(12000));
+        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr{};
+        addr.sin_family = AF_INET;
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        addr.sin_port = htons(uint16_t(port));
+        const bool free = ::bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0;
+        ::close(fd);
+        if (free)
+            return port;
+    }
+    return 0;
+}
+
+class ServerScreenTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        UserDefaults::standard()->setValue(QStringLiteral("serverView.VSplitViewPos"), 200);
+        BuiltinFeatures::registerAll();
+        window = launchedWindow(MenuDestination::menuServerConfig);
+        window->resize(1000, 700);
+        view = qobject_cast<ServerConfigView *>(window->currentScreen());
+        ASSERT_NE(view, nullptr);
+        controller = view->controller();
+        ASSERT_TRUE(TestSupport::waitUntil([&] { return controller->serverConfig() != nullptr; }));
+    }
+    void TearDown() override
+    {
+        if (controller->isServerRunning()) {
+            view->stopButton()->click();
+            TestSupport::waitUntil([&] { return !controller->isServerRunning(); });
+        }
+        closeAllWindows();
+    }
+    void closeAlert(const QString &expectedText)
+    {
+        ASSERT_TRUE(TestSupport::waitUntil([] { return openMessageBox() != nullptr; }));
+        EXPECT_EQ(openMessageBox()->informativeText(), expectedText);
+        openMessageBox()->accept();
+        TestSupport::waitUntil([] { return openMessageBox() == nullptr; });
+    }
+    void typePort(const QString &text)
+    {
+        view->portField()->setText(text);
+        emit view->portField()->editingFinished();
+    }
+
+    AppMainWindow *window = nullptr;
+    ServerConfigView *view = nullptr;
+    ServerConfigController *controller = nullptr;
+};
+
+TEST_F(ServerScreenTest, StartsAndStopsFromTheScreenWithItsStatusWords)
+{
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view->statusLabel()->text() == "MCP Server stopped"; }));
+    EXPECT_EQ(view->startButton()->text(), QStringLiteral("Start server  ") + QKeySequence(Qt::CTRL | Qt::Key_R).toString(QKeySequence::NativeText));
+    EXPECT_EQ(view->portField()->text(), "8888");
+    EXPECT_EQ(view->addressLabel()->text(), "http://127.0.0.1:8888");
+    // A fresh store's row is made on the screen's first look and waits for a save.
+    TestSupport::spin(50);
+    EXPECT_FALSE(view->stopButton()->isEnabled());
+    if (controller->hasUnsavedChanges()) {
+        EXPECT_TRUE(view->saveButton()->isEnabled());
+        EXPECT_FALSE(view->startButton()->isEnabled());
+        EXPECT_TRUE(view->revertButton()->isEnabled());
+    }
+
+    const int port = freeLowPort();
+    ASSERT_GT(port, 0);
+    typePort(QString::number(port));
+    view->saveButton()->click();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view->startButton()->isEnabled(); }));
+
+    controller->logController()->log(QStringLiteral("before the start"), 0, MCPLogMessageType::Info);
+    QApplication::setActiveWindow(window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+    QTest::keyClick(window, Qt::Key_R, Qt::ControlModifier);  // the button's shortcut
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view->statusLabel()->text() == "MCP Server running"; }, 10000));
+    EXPECT_TRUE(view->stopButton()->isEnabled());
+    EXPECT_FALSE(view->startButton()->isEnabled());
+    EXPECT_EQ(view->addressLabel()->text(), QStringLiteral("http://127.0.0.1:%1").arg(port));
+    // The start cleared the log; the pane shows this start's lines only.
+    LogListModel *lines = view->logPane()->model();
+    EXPECT_TRUE(TestSupport::waitUntil([&] {
+        bool old = false;
+        for (int row = 0; row < lines->rowCount(); ++row)
+            old = old || lines->entryAt(row).message == "before the start";
+        return lines->rowCount() > 0 && !old;
+    }));
+
+    view->copyAddress();
+    EXPECT_EQ(QApplication::clipboard()->text(), QStringLiteral("http://127.0.0.1:%1").arg(port));
+
+    view->stopButton()->click();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view->statusLabel()->text() == "MCP Server stopped"; }));
+    EXPECT_TRUE(view->startButton()->isEnabled());
+}
+
+TEST_F(ServerScreenTest, RefusedPortAndTheBindToggleAndRevert)
+{
+    TestSupport::spin(50);  // the first sync and the notice of its new row
+    if (controller->hasUnsavedChanges())
+        view->saveButton()->click();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+    const QString stored = QString::number(controller->serverConfig()->port());
+    typePort(QStringLiteral("70000"));
+    closeAlert(QStringLiteral("Invalid port number."));
+    EXPECT_EQ(view->portField()->text(), stored);
+    EXPECT_FALSE(controller->hasUnsavedChanges());
+
+    view->listenAllToggle()->click();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view->revertButton()->isEnabled(); }));
+    EXPECT_EQ(view->addressLabel()->text(), "http://0.0.0.0:" + stored);
+    EXPECT_FALSE(view->startButton()->isEnabled());
+    view->revertButton()->click();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !view->revertButton()->isEnabled(); }));
+    EXPECT_FALSE(view->listenAllToggle()->isChecked());
+    EXPECT_EQ(view->addressLabel()->text(), "http://127.0.0.1:" + stored);
+
+    // Field edits reach the row and are dropped again by Revert.
+    auto *name = view->findChild<QLineEdit *>(QStringLiteral("serverName"));
+    name->setText(QString());
+    QTest::keyClicks(name, QStringLiteral("Renamed"));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view->saveButton()->isEnabled(); }));
+    view->revertButton()->click();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return name->text() != "Renamed"; }));
+}
+
+TEST_F(ServerScreenTest, LogPaneKeepsItsStoredHeight)
+{
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view->logPane()->height() > 0; }));
+    EXPECT_NEAR(view->logPane()->height(), 200, 2);
+    // The whole pane lies inside the window.
+    const QPoint bottom = view->logPane()->mapTo(window, QPoint(0, view->logPane()->height()));
+    EXPECT_LE(bottom.y(), window->height()) << window->height() << " " << view->height() << " " << window->centralWidget()->height();
+    EXPECT_EQ(view->logPane()->objectName(), "logView");
+}
+
+}  // namespace

@@ -1,0 +1,179 @@
+#include "app/MenuCommandDispatcher.h"
+#include "tests/support/TestSupport.h"
+#include "tests/views/ViewsTestSupport.h"
+#include "tools/security/BookmarkController.h"
+#include "tools/security/OpenPanelPresenter.h"
+#include "views/about/AboutView.h"
+#include "views/app/BuiltinFeatures.h"
+#include "views/app/StartupQuestions.h"
+#include "views/settings/AppSettingsWindow.h"
+#include "views/settings/BookmarkSetupView.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QClipboard>
+#include <QFileInfo>
+#include <QLabel>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTableWidget>
+
+using namespace ViewsTestSupport;
+
+namespace {
+
+class AnsweringPanel : public OpenPanelPresenter {
+public:
+    QUrl answer;
+    QList<OpenPanelRequest> requests;
+    void present(const OpenPanelRequest &request, std::function<void(const QUrl &)> completion) override
+    {
+        requests.append(request);
+        completion(answer);
+    }
+};
+
+class SettingsAboutTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        BookmarkController *bookmarks = BookmarkController::shared();
+        for (const BookmarkInfo &info : bookmarks->bookmarks())
+            bookmarks->removeBookmark(info.url);
+        bookmarks->setOpenPanelPresenter(&panel);
+    }
+    void TearDown() override
+    {
+        BookmarkController::shared()->setOpenPanelPresenter(nullptr);
+        closeAllWindows();
+    }
+    template <typename T>
+    static T *button(QWidget *root, const char *name)
+    {
+        return root->findChild<T *>(QString::fromLatin1(name));
+    }
+
+    AnsweringPanel panel;
+};
+
+TEST_F(SettingsAboutTest, SettingsWindowIsOneWindowWithTheSectionsOfTheBuild)
+{
+    BuiltinFeatures::registerAll();
+    AppSettingsWindow *settings = AppSettingsWindow::showSettings();
+    EXPECT_EQ(settings->windowTitle(), "Kelvara - Settings");
+    ASSERT_EQ(settings->tabs()->count(), 1);  // the script editor's section is not built yet
+    EXPECT_EQ(settings->tabs()->tabText(0), "Security Scopes");
+    EXPECT_NE(settings->findChild<BookmarkSetupView *>(), nullptr);
+    EXPECT_EQ(AppSettingsWindow::showSettings(), settings);
+    EXPECT_EQ(AppSettingsWindow::current(), settings);
+    settings->close();
+    EXPECT_TRUE(TestSupport::waitUntil([] { return AppSettingsWindow::current() == nullptr; }));
+}
+
+TEST_F(SettingsAboutTest, SecurityScopesSheetReviewsAddsAndDropsLocations)
+{
+    const QString kept = TestSupport::makeTempDir(QStringLiteral("kept"));
+    const QString dropped = TestSupport::makeTempDir(QStringLiteral("dropped"));
+    BookmarkController *bookmarks = BookmarkController::shared();
+    ASSERT_TRUE(bookmarks->addBookmark(QUrl::fromLocalFile(kept)));
+    ASSERT_TRUE(bookmarks->addBookmark(QUrl::fromLocalFile(dropped)));
+
+    AboutView about;
+    about.show();
+    QDialog *sheet = about.openSecurityScopesSheet();
+    auto *view = sheet->findChild<BookmarkSetupView *>();
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(button<QLabel>(view, "bookmarkHeading")->text(), "Kelvara - Security Bookmark Setup");
+    EXPECT_TRUE(button<QLabel>(view, "bookmarkIntroduction")->text().endsWith("from main menu 'Settings'."));
+    EXPECT_FALSE(button<QPushButton>(view, "bookmarkFinishButton")->isVisible());
+    button<QPushButton>(view, "bookmarkNextButton")->click();
+    QTableWidget *table = view->table();
+    ASSERT_EQ(table->rowCount(), 2);
+    EXPECT_TRUE(button<QPushButton>(view, "bookmarkFinishButton")->isVisible());
+
+    // Untick one, add a third through the panel.
+    int droppedRow = table->item(0, 2)->text() == dropped ? 0 : 1;
+    table->item(droppedRow, 0)->setCheckState(Qt::Unchecked);
+    EXPECT_EQ(view->statusLabel()->text(), "You have unsaved changes");
+    const QString added = TestSupport::makeTempDir(QStringLiteral("added"));
+    panel.answer = QUrl::fromLocalFile(added);
+    button<QPushButton>(view, "bookmarkAddButton")->click();
+    ASSERT_EQ(panel.requests.size(), 1);
+    EXPECT_EQ(panel.requests.first().message, "Add file or directory resource");
+    ASSERT_EQ(table->rowCount(), 3);
+    button<QPushButton>(view, "bookmarkAddButton")->click();  // the same place is not listed twice
+    EXPECT_EQ(table->rowCount(), 3);
+
+    button<QPushButton>(view, "bookmarkFinishButton")->click();
+    EXPECT_TRUE(bookmarks->findBookmark(QUrl::fromLocalFile(kept)).has_value());
+    EXPECT_TRUE(bookmarks->findBookmark(QUrl::fromLocalFile(added)).has_value());
+    EXPECT_FALSE(bookmarks->findBookmark(QUrl::fromLocalFile(dropped)).has_value());
+    EXPECT_TRUE(QFileInfo::exists(dropped));  // the folder itself is not touched
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return about.sheet() == nullptr; }));
+}
+
+TEST_F(SettingsAboutTest, EmptyListSaysSoAndRemovingRowsMarksChanges)
+{
+    BuiltinFeatures::registerAll();
+    AppSettingsWindow *settings = AppSettingsWindow::showSettings();
+    auto *view = settings->findChild<BookmarkSetupView *>();
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(view->statusLabel()->text(), "No files selected");
+    panel.answer = QUrl::fromLocalFile(TestSupport::makeTempDir());
+    button<QPushButton>(view, "bookmarkAddButton")->click();
+    ASSERT_EQ(view->table()->rowCount(), 1);
+    view->table()->selectRow(0);
+    button<QPushButton>(view, "bookmarkRemoveButton")->click();
+    EXPECT_EQ(view->table()->rowCount(), 0);
+    EXPECT_EQ(view->statusLabel()->text(), "No files selected");
+}
+
+TEST_F(SettingsAboutTest, AboutShowsItselfAndOffersImportOnceTheFeatureIsThere)
+{
+    AboutView about;
+    EXPECT_EQ(about.findChild<QLabel *>(QStringLiteral("aboutName"))->text(), "Kelvara");
+    EXPECT_TRUE(about.findChild<QLabel *>(QStringLiteral("aboutVersion"))->text().contains(QStringLiteral(KELVARA_VERSION)));
+    about.show();
+
+    MenuCommandDispatcher *menus = MenuCommandDispatcher::shared();
+    const bool hadImport = menus->hasHandler(MenuCommand::ImportConfiguration);
+    menus->unregisterHandler(MenuCommand::ImportConfiguration);
+    EXPECT_FALSE(about.importButton()->isVisible());
+    std::optional<MenuCommandContext> asked;
+    menus->registerHandler(MenuCommand::ImportConfiguration, [&](const MenuCommandContext &c) { asked = c; });
+    EXPECT_TRUE(about.importButton()->isVisible());
+    EXPECT_EQ(about.importButton()->text(), "Import configuration");
+    about.importButton()->click();
+    ASSERT_TRUE(asked.has_value());
+    EXPECT_EQ(asked->controller, nullptr);  // no list to reload from here
+    menus->unregisterHandler(MenuCommand::ImportConfiguration);
+    if (hadImport)
+        BuiltinFeatures::registerAll();
+
+    QDialog *privacy = about.openPrivacySheet();
+    EXPECT_EQ(privacy->windowTitle(), "Privacy");
+}
+
+TEST_F(SettingsAboutTest, HomeFolderNoticeCopiesItsCommand)
+{
+    HomeFolderAccessNotice notice;
+    notice.title = QStringLiteral("Home Folder Access Required");
+    notice.text = QStringLiteral("text");
+    notice.confirmButton = QStringLiteral("Copy Command");
+    notice.cancelButton = QStringLiteral("Cancel");
+    notice.command = QStringLiteral("chmod u+rwx '/home/someone'");
+    QWidget parent;
+    parent.show();
+    QMessageBox *box = StartupQuestions::showHomeFolderNotice(&parent, notice);
+    EXPECT_EQ(box->windowTitle(), "Home Folder Access Required");
+    QAbstractButton *copy = nullptr;
+    for (QAbstractButton *b : box->buttons())
+        if (b->text() == "Copy Command")
+            copy = b;
+    ASSERT_NE(copy, nullptr);
+    copy->click();
+    EXPECT_EQ(QApplication::clipboard()->text(), notice.command);
+}
+
+}  // namespace

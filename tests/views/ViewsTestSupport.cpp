@@ -1,0 +1,37 @@
+#include "tests/views/ViewsTestSupport.h"
+
+#include "app/AppLaunchState.h"
+#include "tests/support/TestSupport.h"
+#include "views/app/AppMainWindow.h"
+
+#include <QApplication>
+
+namespace ViewsTestSupport {
+
+AppMainWindow *launchedWindow(std::optional<MenuDestination> destination)
+{
+    auto *window = new AppMainWindow(destination);
+    window->show();
+    TestSupport::waitUntil([&] { return AppLaunchState::shared()->launchFinished() && window->destination(); }, 5000);
+    return window;
+}
+
+void closeAllWindows()
+{
+    for (QWidget *widget : QApplication::topLevelWidgets()) {
+        widget->close();
+        widget->deleteLater();
+    }
+    TestSupport::spin(20);
+}
+
+QMessageBox *openMessageBox()
+{
+    for (QWidget *widget : QApplication::topLevelWidgets()) {
+        if (auto *box = qobject_cast<QMessageBox *>(widget); box && box->isVisible())
+            return box;
+    }
+    return nullptr;
+}
+
+}  // namespace ViewsTestSupport

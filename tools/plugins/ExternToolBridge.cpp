@@ -1,0 +1,180 @@
+#include "tools/plugins/ExternToolBridge.h"
+
+#include "app/SystemLog.h"
+
+#include <QFileInfo>
+#include <new>
+
+ExternToolBridge::ExternToolBridge() : m_httpClient(30.0)
+{
+    m_httpClient.verboseLogging = false;
+}
+
+QString ExternToolBridge::httpGet(const QString &url, const QString &queryJSON)
+{
+    SystemLog::write(QStringLiteral("[ExternToolBridge::httpGet] url=%1").arg(url));
+    return m_httpClient.get(url, queryJSON).toJSONString();
+}
+
+QString ExternToolBridge::httpPost(const QString &url, const QString &body, const QString &headersJSON)
+{
+    SystemLog::write(QStringLiteral("[ExternToolBridge::httpPost] url=%1").arg(url));
+    return m_httpClient.post(url, body, headersJSON).toJSONString();
+}
+
+QString ExternToolBridge::httpRequest(const QString &method, const QString &url, const QString &body,
+                                      const QString &paramsJSON, const QString &headersJSON)
+{
+    SystemLog::write(QStringLiteral("[ExternToolBridge::httpRequest] method=%1 url=%2").arg(method, url));
+    return m_httpClient.request(method, url, body, paramsJSON, headersJSON).toJSONString();
+}
+
+bool ExternToolBridge::downloadFile(const QString &url, const QString &destination)
+{
+    SystemLog::write(QStringLiteral("[ExternToolBridge::downloadFile] url=%1 dest=%2").arg(url, destination));
+    AppError error;
+    if (!m_httpClient.downloadFile(url, destination, &error)) {
+        SystemLog::write(QStringLiteral("[ExternToolBridge::downloadFile] Failed: %1").arg(error.description));
+        return false;
+    }
+    return true;
+}
+
+// ---- Native plug-ins ----
+
+namespace {
+
+AppError bridgeError(int code, const QString &description)
+{
+    return AppError{ExternToolBridge::errorDomain, code, description};
+}
+
+void setError(AppError *cell, const AppError &error)
+{
+    if (cell)
+        *cell = error;
+}
+
+// Makes and loads one handler; nothing on failure, with the cause in error where there is one.
+std::unique_ptr<CustomToolHandler> makeAndLoad(const QString &path, int pluginType, AppError *error)
+{
+    std::unique_ptr<CustomToolHandler> handler(new (std::nothrow) CustomToolHandler);
+    if (!handler) {
+        setError(error, bridgeError(16, QStringLiteral("Could not allocate CustomToolHandler")));
+        return nullptr;
+    }
+    if (!handler->loadToolAtPath(path, pluginType, error))
+        return nullptr;
+    return handler;
+}
+
+}  // namespace
+
+std::unique_ptr<CustomToolHandler> ExternToolBridge::loadPlugin(const QString &path, int pluginType, AppError *error)
+{
+    if (path.isEmpty()) {
+        setError(error, bridgeError(116, QStringLiteral("Invalid path or bookmark path parameter")));
+        return nullptr;
+    }
+    std::unique_ptr<CustomToolHandler> handler = makeAndLoad(path, pluginType, error);
+    if (!handler)
+        SystemLog::write(QStringLiteral("[ExternToolBridge::loadPlugin] Failed to load custom plugin"));
+    return handler;
+}
+
+ToolDiscoveryService::Handler ExternToolBridge::registerPlugin(const QString &path, int pluginType, AppError *error)
+{
+    if (path.isEmpty()) {
+        setError(error, bridgeError(116, QStringLiteral("Invalid path or bookmark path parameter")));
+        return nullptr;
+    }
+    ToolDiscoveryService::Handler handler = makeAndLoad(path, pluginType, error);
+    if (!handler) {
+        SystemLog::write(QStringLiteral("[ExternToolBridge::registerPlugin] Failed to load custom plugin"));
+        return nullptr;
+    }
+    m_discoveryService.addHandler(handler);
+    return handler;
+}
+
+void ExternToolBridge::unloadPlugin(const QString &name, AppError *error)
+{
+    if (name.isEmpty()) {
+        setError(error, bridgeError(116, QStringLiteral("Invalid 'name' parameter")));
+        return;
+    }
+    if (const ToolDiscoveryService::Handler handler = m_discoveryService.findHandler(name)) {
+        SystemLog::write(QStringLiteral("[ExternToolBridge::unloadPlugin] Unloading plugin: %1").arg(name));
+        handler->unloadPlugin();
+    }
+}
+
+ToolDiscoveryService::Handler ExternToolBridge::findPlugin(const QString &name, AppError *error) const
+{
+    if (name.isEmpty()) {
+        setError(error, bridgeError(116, QStringLiteral("Invalid 'name' parameter")));
+        return nullptr;
+    }
+    return m_discoveryService.findHandler(name);
+}
+
+void ExternToolBridge::startPluginDiscoveryAtPath(const QString &path)
+{
+    m_discoveryService.startDiscoveryAtPath(path);
+}
+
+void ExternToolBridge::startPluginDiscoveryWithBookmarks(const QVariantList &plugins)
+{
+    SystemLog::write(QStringLiteral("[ExternToolBridge::startPluginDiscoveryWithBookmarks] Processing %1 plugins")
+                         .arg(plugins.size()));
+    for (const ToolDiscoveryService::Handler &handler : m_discoveryService.availableTools()) {
+        handler->unloadPlugin();
+        m_discoveryService.removeHandler(handler);
+    }
+    qsizetype loaded = 0;
+    for (const QVariant &info : plugins) {
+        QString path;
+        QString bookmarkPath;
+        int type = 0;
+        if (!ToolDiscoveryService::readPluginInfo(info, &path, &type, &bookmarkPath)) {
+            SystemLog::write(QStringLiteral("[ExternToolBridge] Invalid plugin info dictionary"));
+            continue;
+        }
+        const QString name = QFileInfo(path).fileName();
+        SystemLog::write(QStringLiteral("[ExternToolBridge] Loading plugin: %1 (type: %2)").arg(name).arg(type));
+        AppError error;
+        ToolDiscoveryService::Handler handler = makeAndLoad(bookmarkPath, type, &error);
+        if (!handler) {
+            SystemLog::write(QStringLiteral("[ExternToolBridge] Failed to load plugin %1: %2")
+                                 .arg(name, ToolDiscoveryService::failureDescription(error)));
+            continue;
+        }
+        m_discoveryService.addHandler(handler);
+        ++loaded;
+        SystemLog::write(QStringLiteral("[ExternToolBridge] Successfully loaded plugin: %1").arg(handler->toolDescriptor()->name));
+    }
+    SystemLog::write(QStringLiteral("[ExternToolBridge::startPluginDiscoveryWithBookmarks] Discovery complete. Loaded %1 tools")
+                         .arg(loaded));
+}
+
+ToolDiscoveryService::Handler ExternToolBridge::registerPluginWithBookmark(const QString &path,
+                                                                           const QString &bookmarkPath, int pluginType,
+                                                                           AppError *error)
+{
+    if (path.isEmpty() || bookmarkPath.isEmpty()) {
+        setError(error, bridgeError(116, QStringLiteral("Invalid path or bookmark path parameter")));
+        return nullptr;
+    }
+    SystemLog::write(QStringLiteral("[ExternToolBridge::registerPluginWithBookmark] Loading: %1 via bookmark: %2")
+                         .arg(path, bookmarkPath));
+    ToolDiscoveryService::Handler handler = makeAndLoad(bookmarkPath, pluginType, error);
+    if (!handler) {
+        SystemLog::write(QStringLiteral("[ExternToolBridge::registerPluginWithBookmark] Failed to load plugin at %1")
+                             .arg(bookmarkPath));
+        return nullptr;
+    }
+    m_discoveryService.addHandler(handler);
+    SystemLog::write(QStringLiteral("[ExternToolBridge::registerPluginWithBookmark] Successfully registered: %1")
+                         .arg(handler->toolDescriptor()->name));
+    return handler;
+}

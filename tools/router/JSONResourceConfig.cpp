@@ -1,0 +1,74 @@
+#include "tools/router/JSONResourceConfig.h"
+
+#include "tools/router/JSONFieldReader.h"
+
+namespace {
+const QString kUri = QStringLiteral("uri");
+const QString kName = QStringLiteral("name");
+const QString kDescription = QStringLiteral("description");
+const QString kMimeType = QStringLiteral("mimeType");
+const QString kType = QStringLiteral("type");
+const QString kContextTags = QStringLiteral("contextTags");
+const QString kRelatedResources = QStringLiteral("relatedResources");
+const QString kAnnotations = QStringLiteral("annotations");
+}  // namespace
+
+QJsonObject JSONResourceConfig::toJson() const
+{
+    return QJsonObject{{kUri, uri},
+                       {kName, name},
+                       {kDescription, resourceDescription},
+                       {kMimeType, mimeType},
+                       {kType, type},
+                       {kContextTags, contextTags},
+                       {kRelatedResources, relatedResources},
+                       {kAnnotations, annotations.toJson()}};
+}
+
+QVariantMap JSONResourceConfig::toVariant() const
+{
+    return QVariantMap{{kUri, uri},
+                       {kName, name},
+                       {kDescription, resourceDescription},
+                       {kMimeType, mimeType},
+                       {kType, type},
+                       {kContextTags, contextTags},
+                       {kRelatedResources, relatedResources},
+                       {kAnnotations, annotations.toVariant()}};
+}
+
+QVariant JSONResourceConfig::value(const QString &key) const
+{
+    return toVariant().value(key);
+}
+
+std::optional<JSONResourceConfig> JSONResourceConfig::fromJson(const QJsonObject &object, QString *error)
+{
+    JSONFieldReader reader(object);
+    JSONResourceConfig config;
+    config.uri = reader.string(kUri, true).value_or(QString());
+    config.name = reader.string(kName, true).value_or(QString());
+    config.resourceDescription = reader.string(kDescription, true).value_or(QString());
+    config.mimeType = reader.string(kMimeType, true).value_or(QString());
+    config.type = reader.string(kType, true).value_or(QString());
+    config.contextTags = reader.string(kContextTags, true).value_or(QString());
+    config.relatedResources = reader.string(kRelatedResources, true).value_or(QString());
+    if (const auto annotations = reader.object(kAnnotations, true)) {
+        if (auto decoded = JSONAnnotations::fromJson(*annotations, reader, kAnnotations))
+            config.annotations = *decoded;
+    }
+    if (!reader.ok()) {
+        if (error)
+            *error = reader.error();
+        return std::nullopt;
+    }
+    return config;
+}
+
+std::optional<JSONResourceConfig> JSONResourceConfig::fromJsonData(const QByteArray &data, QString *error)
+{
+    const auto object = JSONFieldReader::parseObject(data, error);
+    if (!object)
+        return std::nullopt;
+    return fromJson(*object, error);
+}

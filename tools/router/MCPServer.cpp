@@ -1,0 +1,318 @@
+#include "tools/router/MCPServer.h"
+
+#include "app/MainThread.h"
+#include "diagnostics/LogController.h"
+#include "engine/bridge/MCPServerBridge.h"
+#include "tools/builtin/FileAccessHandler.h"
+#include "tools/plugins/ExternToolBridge.h"
+#include "tools/plugins/PluginController.h"
+#include "tools/router/BuiltinToolTable.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPointer>
+#include <QUrl>
+
+#include <cstdio>
+
+namespace {
+
+const QString kSessionId = QStringLiteral("sessionId");
+const QString kName = QStringLiteral("name");
+const QString kToolType = QStringLiteral("toolType");
+const QString kExecHandler = QStringLiteral("execHandler");
+const QString kExecMethod = QStringLiteral("execMethod");
+const QString kPluginName = QStringLiteral("pluginName");
+const QString kScriptName = QStringLiteral("scriptName");
+const QString kArguments = QStringLiteral("arguments");
+const QString kFilePath = QStringLiteral("file_path");
+const QString kContent = QStringLiteral("content");
+
+// The value under key when it is a non-empty string.
+std::optional<QString> nonEmptyString(const QVariantMap &map, const QString &key)
+{
+    const QVariant value = map.value(key);
+    if (value.typeId() != QMetaType::QString)
+        return std::nullopt;
+    QString text = value.toString();
+    if (text.isEmpty())
+        return std::nullopt;
+    return text;
+}
+
+bool isMap(const QVariant &value)
+{
+    return value.typeId() == QMetaType::QVariantMap || value.typeId() == QMetaType::QVariantHash;
+}
+
+// A readable dump of a dictionary for the log.
+QString describe(const QVariantMap &map)
+{
+    return QString::fromUtf8(QJsonDocument(QJsonObject::fromVariantMap(map)).toJson(QJsonDocument::Indented)).trimmed();
+}
+
+QJsonValue neutralValue(const QString &type)
+{
+    if (type == QLatin1String("boolean"))
+        return false;
+    if (type == QLatin1String("number") || type == QLatin1String("integer"))
+        return 0;
+    if (type == QLatin1String("array"))
+        return QJsonArray();
+    if (type == QLatin1String("object"))
+        return QJsonObject();
+    return QString();
+}
+
+}  // namespace
+
+MCPServer &MCPServer::shared()
+{
+    static MCPServer *instance =
+        new MCPServer(LogController::shared(), &MCPServerBridge::sharedInstance(), PluginController::shared());
+    return *instance;
+}
+
+MCPServer::MCPServer(LogController *logger, MCPServerBridge *bridge, PluginController *toolController)
+    : m_logger(logger),
+      m_bridge(bridge),
+      m_toolController(toolController),
+      m_alive(std::make_shared<std::atomic<bool>>(true))
+{
+    // The bridge calls this on the main thread. Once the router is gone the lines go to
+    // standard output instead of the log.
+    QPointer<LogController> weakLogger(logger);
+    m_bridge->setLogHandler([alive = m_alive, weakLogger](int type, int code, const QString &message) {
+        if (alive->load() && weakLogger) {
+            if (const LogController::LogHandler handler = weakLogger->logHandler())
+                handler(static_cast<MCPLogMessageType>(type), code, message);
+            return;
+        }
+        std::fputs(message.toLocal8Bit().constData(), stdout);
+        std::fputc('\n', stdout);
+        std::fflush(stdout);
+    });
+}
+
+MCPServer::~MCPServer()
+{
+    m_alive->store(false);
+}
+
+ExternToolBridge &MCPServer::httpBridge()
+{
+    std::call_once(m_httpBridgeOnce, [this] { m_httpBridge = std::make_unique<ExternToolBridge>(); });
+    return *m_httpBridge;
+}
+
+JSONToolResult MCPServer::fail(const QString &message, MCPLogMessageType level)
+{
+    return m_logger->toolError(message, -1, level);
+}
+
+// ---- tools ----
+
+JSONToolResult MCPServer::handleToolCall(const QVariantMap &arguments, const JSONToolConfig &config)
+{
+    JSONToolResult result = route(arguments, config);
+    // Every result, failures included, carries the members its output schema promises.
+    applyOutputSchema(result, config.outputSchema);
+    return result;
+}
+
+JSONToolResult MCPServer::route(const QVariantMap &arguments, const JSONToolConfig &config)
+{
+    Q_UNUSED(config)
+    // The engine checks these too; a caller that skips the engine (the chat client) does not.
+    if (!nonEmptyString(arguments, kSessionId))
+        return fail(QStringLiteral("Custom tool sessionId must not be empty"), MCPLogMessageType::Error);
+    const std::optional<QString> name = nonEmptyString(arguments, kName);
+    if (!name)
+        return fail(QStringLiteral("Custom tool name must not be empty"), MCPLogMessageType::Error);
+    const std::optional<QString> toolType = nonEmptyString(arguments, kToolType);
+    if (!toolType)
+        return fail(QStringLiteral("Custom tool type must not be empty"), MCPLogMessageType::Error);
+    const std::optional<QString> execMethod = nonEmptyString(arguments, kExecMethod);
+    if (!execMethod)
+        return fail(QStringLiteral("Custom tool execMethod must not be empty"), MCPLogMessageType::Error);
+
+    if (*toolType == QLatin1String("BuiltinTool"))
+        return callBuiltin(*name, *execMethod, arguments);
+    if (*toolType == QLatin1String("CustomTool")) {
+        if (!nonEmptyString(arguments, kExecHandler))
+            return fail(QStringLiteral("Custom tool handler name must not be empty"), MCPLogMessageType::Error);
+        return callPlugin(arguments);
+    }
+    if (*toolType == QLatin1String("ScriptTool")) {
+        if (!nonEmptyString(arguments, kExecHandler))
+            return fail(QStringLiteral("Script tool handler name must not be empty"), MCPLogMessageType::Error);
+        return callScript(arguments);
+    }
+    return fail(QStringLiteral("No handler for '%1::%2' of type '%3' available.").arg(*name, *execMethod, *toolType),
+                MCPLogMessageType::Error);
+}
+
+std::optional<QVariantMap> MCPServer::effectiveParameters(const QVariantMap &arguments)
+{
+    const auto it = arguments.constFind(kArguments);
+    if (it == arguments.constEnd())
+        return arguments;
+    if (!isMap(it.value()))
+        return std::nullopt;
+    return it.value().toMap();
+}
+
+JSONToolResult MCPServer::callBuiltin(const QString &name, const QString &execMethod, const QVariantMap &arguments)
+{
+    std::optional<QVariantMap> parameters = effectiveParameters(arguments);
+    if (!parameters)
+        return fail(QStringLiteral("Tool arguments missing or invalid data type."), MCPLogMessageType::Error);
+
+    const BuiltinToolMethod *method = BuiltinToolTable::find(execMethod);
+    if (!method)
+        return fail(QStringLiteral("Unknown built-in tool method '%1:%2'.").arg(name, execMethod),
+                    MCPLogMessageType::Info);
+
+    if (method->precheck != BuiltinToolMethod::Precheck::None) {
+        const std::optional<QString> path = nonEmptyString(*parameters, kFilePath);
+        if (!path)
+            return fail(QStringLiteral("Tool parameter 'file_path' must not be empty."), MCPLogMessageType::Info);
+        // Blanks count as present here and are cut to nothing; the handler then says so.
+        parameters->insert(kFilePath, path->trimmed());
+        if (method->precheck == BuiltinToolMethod::Precheck::FilePathAndContent &&
+            !nonEmptyString(*parameters, kContent))
+            return fail(QStringLiteral("Tool parameter 'content' must not be empty."), MCPLogMessageType::Info);
+    }
+
+    if (!method->run)
+        return fail(QStringLiteral("Built-in tool '%1:%2' cannot run: its executor %3 is not part of this build of "
+                                   "Kelvara yet.")
+                        .arg(name, execMethod, method->executorName),
+                    MCPLogMessageType::Info);
+
+    if (method->thread == BuiltinToolMethod::Thread::Main) {
+        // One at a time on the main thread; the worker waits for the answer.
+        JSONToolResult result;
+        MainThread::runBlocking([&] { result = method->run(*parameters); });
+        return result;
+    }
+    return method->run(*parameters);
+}
+
+std::optional<QString> MCPServer::jsonText(const QVariantMap &value, JSONToolResult *failure)
+{
+    QString error;
+    const std::optional<AnyCodable> converted = AnyCodable::fromVariant(QVariant(value), &error);
+    if (!converted) {
+        *failure = fail(error, MCPLogMessageType::Info);
+        return std::nullopt;
+    }
+    const QByteArray data = QJsonDocument(converted->toJson().toObject()).toJson(QJsonDocument::Indented);
+    if (data.isEmpty()) {
+        *failure = fail(QStringLiteral("Error converting data object to JSON"), MCPLogMessageType::Info);
+        return std::nullopt;
+    }
+    return QString::fromUtf8(data);
+}
+
+JSONToolResult MCPServer::callPlugin(const QVariantMap &arguments)
+{
+    const std::optional<QString> pluginName = nonEmptyString(arguments, kPluginName);
+    if (!pluginName)
+        return fail(QStringLiteral("Pluing name missing in custom tool configuration"), MCPLogMessageType::Info);
+    // A plug-in gets the whole arguments, `arguments` member and enrichment alike.
+    JSONToolResult failure;
+    const std::optional<QString> json = jsonText(arguments, &failure);
+    if (!json)
+        return failure;
+    return runPlugin(arguments.value(kSessionId).toString(), *pluginName, *json, arguments.value(kName).toString(),
+                     arguments.value(kExecMethod).toString());
+}
+
+JSONToolResult MCPServer::runPlugin(const QString &sessionId, const QString &pluginName, const QString &json,
+                                    const QString &name, const QString &execMethod)
+{
+    // The plug-in registry finds, loads and calls the plug-in, and shapes every failure.
+    Q_UNUSED(name)
+    Q_UNUSED(execMethod)
+    return m_toolController->callPlugin(sessionId, pluginName, json);
+}
+
+JSONToolResult MCPServer::callScript(const QVariantMap &arguments)
+{
+    const std::optional<QString> scriptName = nonEmptyString(arguments, kScriptName);
+    if (!scriptName)
+        return fail(QStringLiteral("Script file name missing in custom tool configuration"), MCPLogMessageType::Info);
+    // An `arguments` member that is no map does not stop a script: it gets everything.
+    const QVariantMap parameters = effectiveParameters(arguments).value_or(arguments);
+    JSONToolResult failure;
+    const std::optional<QString> json = jsonText(parameters, &failure);
+    if (!json)
+        return failure;
+    return m_toolController->callScript(arguments.value(kSessionId).toString(), *scriptName,
+                                        arguments.value(kExecHandler).toString(), *json);
+}
+
+void MCPServer::applyOutputSchema(JSONToolResult &result, const JSONToolSchema &outputSchema)
+{
+    for (auto it = outputSchema.properties.cbegin(); it != outputSchema.properties.cend(); ++it) {
+        if (!result.structuredContent.contains(it.key()))
+            result.structuredContent.insert(it.key(), *AnyCodable::decode(neutralValue(it.value().type)));
+    }
+}
+
+// ---- resources and prompts ----
+
+QString MCPServer::handleResource(const QVariantMap &resource)
+{
+    m_logger->log(QStringLiteral("[MCPServer] Resource handler:\n") + describe(resource), -1, MCPLogMessageType::Info);
+
+    auto failText = [this](const QString &message) { return fail(message, MCPLogMessageType::Info).json(); };
+    const std::optional<QString> uri = nonEmptyString(resource, QStringLiteral("uri"));
+    if (!uri)
+        return failText(QStringLiteral("Resource URI cannot be empty"));
+    if (!nonEmptyString(resource, QStringLiteral("name")))
+        return failText(QStringLiteral("Resource name must not be empty"));
+    const std::optional<QString> type = nonEmptyString(resource, QStringLiteral("type"));
+    if (!type)
+        return failText(QStringLiteral("Resource type must not be empty"));
+    if (!nonEmptyString(resource, QStringLiteral("mimeType")))
+        return failText(QStringLiteral("Resource mimeType must not be empty"));
+
+    const QString cannotHandle = QStringLiteral("Error: Failed to handle: '%1' '%2'").arg(*type, *uri);
+
+    if (*type == QLatin1String("file")) {
+        // A file: URI names a local path; anything else is taken as a path as it stands.
+        const QUrl url(*uri);
+        const QString path = url.isLocalFile() ? url.toLocalFile() : *uri;
+        const JSONToolResult read = FileAccessHandler::shared()->readFile(QVariantMap{{kFilePath, path}});
+        // Always text: on failure the reader's own error text.
+        QString text;
+        for (const JSONToolContent &item : read.content)
+            text += item.text;
+        return text;
+    }
+
+    if (*type == QLatin1String("link") || *type == QLatin1String("resourceLink") ||
+        *type == QLatin1String("resource")) {
+        const QString answer = httpBridge().httpGet(*uri, QStringLiteral("{}"));
+        QJsonParseError parseError;
+        const QJsonDocument document = QJsonDocument::fromJson(answer.toUtf8(), &parseError);
+        if (parseError.error != QJsonParseError::NoError)
+            return failText(QStringLiteral("Failed to parse response."));
+        const QJsonValue body = document.object().value(QStringLiteral("body"));
+        if (!document.isObject() || !body.isString())
+            return failText(cannotHandle);
+        return body.toString();
+    }
+
+    return failText(cannotHandle);
+}
+
+QString MCPServer::handlePrompt(const QVariantMap &params)
+{
+    m_logger->log(QStringLiteral("[MCPServer] Prompt handler called: ") + describe(params), -1,
+                  MCPLogMessageType::Info);
+    return promptNotImplementedText;
+}

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "diagnostics/MCPLogMessageType.h"
+#include "tools/router/JSONToolConfig.h"
+#include "tools/router/JSONToolResult.h"
+
+#include <QString>
+#include <QVariantMap>
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+class ExternToolBridge;
+class LogController;
+class MCPServerBridge;
+class PluginController;
+
+// The application's side of the engine's three callbacks: a tool call, a resource read and
+// a prompt request arrive here from the bridge, on an engine worker. The router checks what
+// arrived, picks the executor by the tool's `toolType` and `execMethod`, and shapes the
+// answer into a JSONToolResult. Not the engine's MCP::MCPServer.
+//
+// Any thread: it keeps no per-call state; everything a call needs comes with its arguments
+// and the tool's configuration record. Failures come back as error results (LogController::
+// toolError, code -1), never as exceptions.
+class MCPServer {
+public:
+    // Made on first use, over the shared log, bridge and plug-in controller.
+    static MCPServer &shared();
+
+    // Installs a log handler in the bridge that passes each engine line to the log.
+    MCPServer(LogController *logger, MCPServerBridge *bridge, PluginController *toolController);
+    ~MCPServer();
+    MCPServer(const MCPServer &) = delete;
+    MCPServer &operator=(const MCPServer &) = delete;
+
+    LogController *logger() const { return m_logger; }
+    MCPServerBridge *bridge() const { return m_bridge; }
+    PluginController *toolController() const { return m_toolController; }
+    // HTTP access for link resources, made on first use.
+    ExternToolBridge &httpBridge();
+
+    // The bind flag the server was last started with.
+    bool listenAtAll() const { return m_listenAtAll.load(); }
+    void setListenAtAll(bool value) { m_listenAtAll.store(value); }
+
+    // A tool call: the enriched arguments of the engine and the tool's configuration.
+    JSONToolResult handleToolCall(const QVariantMap &arguments, const JSONToolConfig &config);
+    // A resource read: the resource in its "resources/list" form; gives the content.
+    QString handleResource(const QVariantMap &resource);
+    // A prompt request: its params. Prompts are listed but not rendered.
+    QString handlePrompt(const QVariantMap &params);
+
+    // Adds each property of the output schema that the result's structured content lacks,
+    // with the neutral value of its type. Only adds; content is not touched.
+    static void applyOutputSchema(JSONToolResult &result, const JSONToolSchema &outputSchema);
+
+    // What the built-in and script executors get: the map under `arguments` when there is
+    // one, else a copy of the whole arguments. Nothing when `arguments` is there but is no
+    // map.
+    static std::optional<QVariantMap> effectiveParameters(const QVariantMap &arguments);
+
+    static inline const QString promptNotImplementedText = QStringLiteral("Error: Prompt handler not implemented yet");
+
+private:
+    JSONToolResult route(const QVariantMap &arguments, const JSONToolConfig &config);
+    JSONToolResult callBuiltin(const QString &name, const QString &execMethod, const QVariantMap &arguments);
+    JSONToolResult callPlugin(const QVariantMap &arguments);
+    JSONToolResult callScript(const QVariantMap &arguments);
+    // Where plug-in tools reach the plug-in registry.
+    JSONToolResult runPlugin(const QString &sessionId, const QString &pluginName, const QString &json,
+                             const QString &name, const QString &execMethod);
+    // Pretty-printed JSON text of a parameter map, or the error result of the failure.
+    std::optional<QString> jsonText(const QVariantMap &value, JSONToolResult *failure);
+    JSONToolResult fail(const QString &message, MCPLogMessageType level);
+
+    LogController *m_logger;
+    MCPServerBridge *m_bridge;
+    PluginController *m_toolController;
+    std::atomic<bool> m_listenAtAll{false};
+    std::once_flag m_httpBridgeOnce;
+    std::unique_ptr<ExternToolBridge> m_httpBridge;
+    // Shared with the bridge's log handler, which must not reach a router that is gone.
+    std::shared_ptr<std::atomic<bool>> m_alive;
+};

@@ -1,0 +1,160 @@
+#include "tools/scripting/PluginScripting.h"
+
+#include "app/AppPaths.h"
+#include "diagnostics/LogController.h"
+#include "tools/builtin/Utf8TextFile.h"
+#include "tools/plugins/PluginController.h"
+#include "tools/scripting/ScriptBridge.h"
+#include "tools/scripting/ScriptBridgeExports.h"
+#include "tools/scripting/ScriptContextManager.h"
+#include "tools/scripting/ScriptSourceCache.h"
+#include "tools/scripting/ScriptValue.h"
+#include "tools/security/BookmarkController.h"
+#include "tools/security/ScopedSecurityAccess.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+const QString &PluginScripting::consoleSource()
+{
+    static const QString source = QStringLiteral(
+        "var console = {\n"
+        "    log: function(msg) { Kelvara.log('info', -1, String(msg)); },\n"
+        "    error: function(msg) { Kelvara.log('error', -2, String(msg)); },\n"
+        "    warn: function(msg) { Kelvara.log('warning', -3, String(msg)); },\n"
+        "    debug: function(msg) { Kelvara.log('debug', -4, String(msg)); }\n"
+        "};");
+    return source;
+}
+
+QString PluginScripting::moduleDirDeclaration(const QString &moduleDir)
+{
+    // Only the quote is escaped: a backslash in the folder name stays a JavaScript escape.
+    QString escaped = moduleDir;
+    escaped.replace(QLatin1Char('\''), QStringLiteral("\\'"));
+    return QStringLiteral("var __moduleDir = '") + escaped + QStringLiteral("';");
+}
+
+QString PluginScripting::resolvedScriptPath(const QString &scriptPath)
+{
+    if (scriptPath.isEmpty() || QDir::isAbsolutePath(scriptPath))
+        return scriptPath;
+    return QDir::cleanPath(AppPaths::dataDir() + QLatin1Char('/') + scriptPath);
+}
+
+std::optional<QString> PluginScripting::loadScriptText(const QString &path)
+{
+    LogController *logger = LogController::shared();
+    ScopedSecurityAccess access(BookmarkController::shared(), QUrl::fromLocalFile(path));
+    if (QFileInfo::exists(path)) {
+        QString description;
+        if (std::optional<QString> text = Utf8TextFile::read(path, &description)) {
+            logger->log(QStringLiteral("[Script] Loaded script from: ") + path, -1, MCPLogMessageType::Debug);
+            return text;
+        }
+        logger->log(QStringLiteral("[Script] Error reading file at ") + path + QStringLiteral(": ") + description, 500,
+                    MCPLogMessageType::Error);
+    }
+    logger->log(QStringLiteral("[Script] Script file not found: ") + path, 404, MCPLogMessageType::Error);
+    return std::nullopt;
+}
+
+QString PluginScripting::preprocessorPath()
+{
+    return AppPaths::resourcesDir() + QStringLiteral("/ToolSDK/Scripts/bootstrap.js");
+}
+
+std::optional<QString> PluginScripting::loadPreprocessor()
+{
+    LogController *logger = LogController::shared();
+    const QString resources = AppPaths::resourcesDir();
+    if (resources.isEmpty() || !QFileInfo(resources).isDir()) {
+        logger->log(QStringLiteral("[Script] Bundle resource path not found"), 404, MCPLogMessageType::Error);
+        return std::nullopt;
+    }
+    QString description;
+    std::optional<QString> text = Utf8TextFile::read(preprocessorPath(), &description);
+    if (!text) {
+        logger->log(QStringLiteral("[Script] Error reading bundle script ") + resources + QStringLiteral(": ") + description,
+                    500, MCPLogMessageType::Error);
+        return std::nullopt;
+    }
+    logger->log(QStringLiteral("[Script] Loaded bundle script: ") + resources, -1, MCPLogMessageType::Debug);
+    return text;
+}
+
+JSONToolResult PluginScripting::callScript(PluginController *controller, const QString &sid, const QString &scriptPath,
+                                           const QString &handlerName, const QString &jsonParams)
+{
+    LogController *logger = LogController::shared();
+    ScriptContextManager *manager = ScriptContextManager::shared();
+
+    logger->log(QStringLiteral("[Script] Calling script: ") + scriptPath + QStringLiteral(", handler: ") + handlerName
+                    + QStringLiteral(", json: ") + jsonParams,
+                -1, MCPLogMessageType::Info);
+
+    // A relative path names a file in the application's container: the current directory
+    // is whatever folder the last script call left, so it would name nothing reliable.
+    const QString path = resolvedScriptPath(scriptPath);
+    const std::optional<QString> scriptText = loadScriptText(path);
+    if (!scriptText) {
+        return logger->toolError(QStringLiteral("[Script] Failed to load script file: ") + path, -1,
+                                 MCPLogMessageType::Info);
+    }
+
+    // Changing the directory may fail; that is not looked at.
+    const QString moduleDir = QFileInfo(path).absolutePath();
+    QDir::setCurrent(moduleDir);
+
+    const std::shared_ptr<ScriptContext> context = manager->contextForSession(sid);
+    if (!context)
+        return logger->toolError(QStringLiteral("[Script] Failed to create JavaScript context"), -1, MCPLogMessageType::Info);
+    JSGlobalContextRef ctx = context->jsContext();
+
+    auto bridge = std::make_shared<ScriptBridge>(sid, controller);
+    context->setObjectForKeyedSubscript(QStringLiteral("Kelvara"), ScriptBridgeExports::makeHostObject(ctx, bridge));
+    bridge->setJSContext(context);
+
+    context->setObjectForKeyedSubscript(QStringLiteral("stdOut"), JSObjectMakeArray(ctx, 0, nullptr, nullptr));
+    context->setObjectForKeyedSubscript(QStringLiteral("stdErr"), JSObjectMakeArray(ctx, 0, nullptr, nullptr));
+
+    context->evaluateScript(consoleSource());
+    context->evaluateScript(moduleDirDeclaration(moduleDir));
+
+    const std::optional<QString> preprocessor = loadPreprocessor();
+    if (!preprocessor) {
+        return logger->toolError(QStringLiteral("[Script] Failed to load pre-processor from bundle"), -1,
+                                 MCPLogMessageType::Info);
+    }
+    ScriptSourceCache &sources = ScriptSourceCache::shared();
+    context->evaluateScript(sources.source(preprocessorPath(), *preprocessor).get(), QStringLiteral("bootstrap.js"));
+    context->evaluateScript(sources.source(path, *scriptText).get(), QUrl::fromLocalFile(path).toString());
+
+    JSValueRef toolEntry = context->objectForKeyedSubscript(QStringLiteral("toolEntry"));
+    if (!toolEntry || JSValueIsUndefined(ctx, toolEntry)) {
+        return logger->toolError(QStringLiteral("[Script] Script must define 'toolEntry' function"), -1,
+                                 MCPLogMessageType::Info);
+    }
+
+    const JSValueRef arguments[] = {
+        ScriptValue::makeString(ctx, sid),
+        ScriptValue::makeString(ctx, handlerName),
+        ScriptValue::makeString(ctx, jsonParams),
+    };
+    JSValueRef returned = context->callWithArguments(toolEntry, arguments, 3);
+    if (returned) {
+        JSValueRef thrown = nullptr;
+        const QString text = ScriptValue::stringForm(ctx, returned, &thrown).value_or(QString());
+        if (thrown)
+            context->notifyException(thrown);
+        if (!text.isEmpty() && !bridge->toolResult())
+            bridge->setToolResult(text);
+    }
+
+    manager->clearContext(sid);
+
+    if (std::optional<JSONToolResult> result = bridge->toolResult())
+        return *result;
+    return logger->toolError(QStringLiteral("[Script] Script must return a JSON result structure"), -1,
+                             MCPLogMessageType::Info);
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "tools/router/JSONToolResult.h"
+
+#include <QString>
+#include <optional>
+
+class PluginController;
+
+// The script tool runtime behind PluginController::callScript. One call reads the script
+// and the pre-processor from disk, makes a fresh context with the host object `Kelvara`,
+// `stdOut`, `stdErr`, `console` and `__moduleDir`, evaluates the pre-processor and the
+// script, calls toolEntry and turns what it gives into a JSONToolResult.
+//
+// Synchronous on the caller's thread; calls on different threads run side by side. Each
+// call makes the current directory of the process the script's folder and leaves it so.
+class PluginScripting {
+public:
+    static JSONToolResult callScript(PluginController *controller, const QString &sid, const QString &scriptPath,
+                                     const QString &handlerName, const QString &jsonParams);
+
+    // Where a script lives: an absolute path as it stands, a relative one inside the
+    // application's container (AppPaths::dataDir()).
+    static QString resolvedScriptPath(const QString &scriptPath);
+    // The script's text, read as UTF-8 inside the security scope of its path, or nothing
+    // (both logged).
+    static std::optional<QString> loadScriptText(const QString &path);
+    // bootstrap.js from the resources' ToolSDK/Scripts folder, or nothing (logged).
+    static std::optional<QString> loadPreprocessor();
+    static QString preprocessorPath();
+
+    // The source that defines `console`, evaluated in every context.
+    static const QString &consoleSource();
+    // "var __moduleDir = '…';" with every "'" of the folder written "\'".
+    static QString moduleDirDeclaration(const QString &moduleDir);
+};

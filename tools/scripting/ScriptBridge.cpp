@@ -1,0 +1,429 @@
+#include "tools/scripting/ScriptBridge.h"
+
+#include "app/MainThread.h"
+#include "diagnostics/LogController.h"
+#include "store/ConfigurationController.h"
+#include "store/PersistenceController.h"
+#include "store/PromptConfig.h"
+#include "store/PromptQueryService.h"
+#include "store/ResourceConfig.h"
+#include "store/ResourceQueryService.h"
+#include "tools/builtin/Utf8TextFile.h"
+#include "tools/http/Utf8Text.h"
+#include "tools/plugins/ExternToolBridge.h"
+#include "tools/plugins/PluginController.h"
+#include "tools/scripting/ScriptContext.h"
+#include "tools/scripting/ScriptProcess.h"
+#include "tools/scripting/ScriptValue.h"
+#include "tools/security/BookmarkController.h"
+#include "tools/security/ScopedSecurityAccess.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSaveFile>
+#include <QStandardPaths>
+
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <filesystem>
+#include <system_error>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path nativePath(const QString &path)
+{
+    return fs::path(QFile::encodeName(path).toStdString());
+}
+
+QString systemDescription(int error)
+{
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+QString itemName(const QString &path)
+{
+    const QString name = QFileInfo(path).fileName();
+    return name.isEmpty() ? path : name;
+}
+
+// What a store look-up of the host API found: the record as JSON text, or why not.
+struct StoreLookup {
+    std::optional<QString> fetchError;
+    std::optional<QString> json;
+};
+
+// The store's context belongs to the main thread: the look-up runs there (directly when
+// already there) and hands back plain text.
+template <class Fn>
+StoreLookup lookUpInStore(Fn &&lookUp)
+{
+    StoreLookup result;
+    MainThread::runBlocking([&] { result = lookUp(PersistenceController::shared()->viewContext()); });
+    return result;
+}
+
+QString prettyJSON(const QJsonObject &object)
+{
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Indented));
+}
+
+}  // namespace
+
+ScriptBridge::ScriptBridge(const QString &sid, PluginController *controller)
+    : m_controller(controller), m_sid(sid), m_logger(LogController::shared()), m_security(BookmarkController::shared())
+{
+}
+
+ScriptBridge::~ScriptBridge() = default;
+
+std::optional<JSONToolResult> ScriptBridge::toolResult() const
+{
+    std::lock_guard lock(m_resultMutex);
+    return m_toolResult;
+}
+
+void ScriptBridge::log(const QString &level, int code, const QString &message)
+{
+    m_logger->log(message, code, mcpLogMessageTypeFromWord(level));
+}
+
+std::optional<QString> ScriptBridge::openFile(const QString &path)
+{
+    return readFile(path);
+}
+
+std::optional<QString> ScriptBridge::readFile(const QString &path)
+{
+    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    QString description;
+    std::optional<QString> text = Utf8TextFile::read(path, &description);
+    if (!text)
+        m_logger->log(QStringLiteral("[Script] Failed to read file: ") + description, 404, MCPLogMessageType::Error);
+    return text;
+}
+
+bool ScriptBridge::fileExists(const QString &path)
+{
+    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    return QFileInfo::exists(path);
+}
+
+bool ScriptBridge::saveFile(const QString &path, const QString &content)
+{
+    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    auto fail = [&](const QString &description) {
+        m_logger->log(QStringLiteral("[Script] Failed to save file: ") + description, 500, MCPLogMessageType::Error);
+        return false;
+    };
+    // A lone surrogate has no UTF-8 form: refused rather than written with a replacement.
+    if (!Utf8Text::isEncodable(content)) {
+        return fail(QStringLiteral("The file '%1' couldn't be saved using text encoding Unicode (UTF-8).")
+                        .arg(itemName(path)));
+    }
+    if (QFileInfo(path).isDir())
+        return fail(QStringLiteral("The file '%1' couldn't be saved: %2").arg(itemName(path), systemDescription(EISDIR)));
+    const QByteArray bytes = content.toUtf8();
+    // The whole text goes to a temporary file beside the target, which then replaces it:
+    // a failure leaves the old file as it was.
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
+        return fail(QStringLiteral("The file '%1' couldn't be saved: %2").arg(itemName(path), file.errorString()));
+    return true;
+}
+
+QStringList ScriptBridge::listDirectory(const QString &path)
+{
+    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    DIR *directory = ::opendir(QFile::encodeName(path).constData());
+    if (!directory) {
+        const int openError = errno;
+        m_logger->log(QStringLiteral("[Script] Failed to list directory: ")
+                          + QStringLiteral("The folder '%1' couldn't be opened: %2").arg(itemName(path), systemDescription(openError)),
+                      500, MCPLogMessageType::Error);
+        return {};
+    }
+    QStringList names;
+    errno = 0;
+    while (const struct dirent *entry = ::readdir(directory)) {
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+            names.append(QFile::decodeName(entry->d_name));
+        errno = 0;
+    }
+    const int readError = errno;
+    ::closedir(directory);
+    if (readError != 0) {
+        m_logger->log(QStringLiteral("[Script] Failed to list directory: ")
+                          + QStringLiteral("The folder '%1' couldn't be read: %2").arg(itemName(path), systemDescription(readError)),
+                      500, MCPLogMessageType::Error);
+        return {};
+    }
+    return names;
+}
+
+bool ScriptBridge::createDirectory(const QString &path)
+{
+    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    std::error_code error;
+    if (path.isEmpty())
+        error = std::make_error_code(std::errc::no_such_file_or_directory);
+    else
+        fs::create_directories(nativePath(path), error);
+    // An item that stands there and is no folder is no success.
+    if (!error && !QFileInfo(path).isDir())
+        error = std::make_error_code(std::errc::file_exists);
+    if (error) {
+        m_logger->log(QStringLiteral("[Script] Failed to create directory: ")
+                          + QStringLiteral("The folder '%1' couldn't be created: %2")
+                                .arg(itemName(path), QString::fromLocal8Bit(error.message().c_str())),
+                      500, MCPLogMessageType::Error);
+        return false;
+    }
+    return true;
+}
+
+bool ScriptBridge::deleteFile(const QString &path)
+{
+    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    std::error_code error;
+    const fs::path target = nativePath(path);
+    // remove_all counts a missing item as nothing removed; for a script it is a failure.
+    if (path.isEmpty()) {
+        error = std::make_error_code(std::errc::no_such_file_or_directory);
+    } else {
+        const fs::file_status status = fs::symlink_status(target, error);
+        if (!error && !fs::exists(status))
+            error = std::make_error_code(std::errc::no_such_file_or_directory);
+        if (!error)
+            fs::remove_all(target, error);
+    }
+    if (error) {
+        m_logger->log(QStringLiteral("[Script] Failed to delete file: ")
+                          + QStringLiteral("The item '%1' couldn't be removed: %2")
+                                .arg(itemName(path), QString::fromLocal8Bit(error.message().c_str())),
+                      500, MCPLogMessageType::Error);
+        return false;
+    }
+    return true;
+}
+
+QString ScriptBridge::getDocumentsPath() const
+{
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    return documents.isEmpty() ? QDir::homePath() : documents;
+}
+
+QString ScriptBridge::getTempPath() const
+{
+    return QDir::tempPath();
+}
+
+ExternToolBridge &ScriptBridge::httpBridge()
+{
+    std::call_once(m_httpBridgeOnce, [this] {
+        m_httpBridge = std::make_unique<ExternToolBridge>();
+        m_httpBridge->httpClient().timeoutInterval = 30.0;
+    });
+    return *m_httpBridge;
+}
+
+QString ScriptBridge::httpGet(const QString &url, const QString &queryJSON)
+{
+    const QString text = httpBridge().httpGet(url, queryJSON);
+    return text.isNull() ? QStringLiteral("") : text;
+}
+
+QString ScriptBridge::httpRequest(const QString &method, const QString &url, const QString &body,
+                                  const QString &paramsJSON)
+{
+    const QString text = httpBridge().httpRequest(method, url, body.isEmpty() ? QString() : body, paramsJSON, QString());
+    return text.isNull() ? QStringLiteral("") : text;
+}
+
+QString ScriptBridge::httpPost(const QString &url, const QString &body, const QString &headersJSON)
+{
+    const QString text = httpBridge().httpPost(url, body, headersJSON);
+    return text.isNull() ? QStringLiteral("") : text;
+}
+
+bool ScriptBridge::downloadFile(const QString &url, const QString &destination)
+{
+    // No security scope of its own: the bridge writes where the system lets it.
+    return httpBridge().downloadFile(url, destination);
+}
+
+QString ScriptBridge::resourceConfig(const QString &name)
+{
+    const StoreLookup found = lookUpInStore([&name](StoreContext *context) {
+        StoreLookup lookup;
+        AppError error;
+        const QList<ResourceConfig *> resources = ResourceQueryService::fetchResourceConfigs(context, &error);
+        if (error.code != 0) {
+            lookup.fetchError = error.description;
+            return lookup;
+        }
+        // Sorted by name: the first whose name holds the text wins. An empty text is part
+        // of no name.
+        for (const ResourceConfig *resource : resources) {
+            const std::optional<QString> resourceName = resource->name();
+            if (name.isEmpty() || !resourceName || !resourceName->contains(name, Qt::CaseSensitive))
+                continue;
+            lookup.json = prettyJSON(ConfigurationController::resourceConfig(resource).toJson());
+            break;
+        }
+        return lookup;
+    });
+    if (found.fetchError) {
+        m_logger->log(QStringLiteral("[Script] Fetch error: ") + *found.fetchError, -40110, MCPLogMessageType::Error);
+        return QStringLiteral("");
+    }
+    if (!found.json) {
+        m_logger->log(QStringLiteral("[Script] Resource ") + name + QStringLiteral(" not found"), -40110,
+                      MCPLogMessageType::Error);
+        return QStringLiteral("");
+    }
+    return *found.json;
+}
+
+QString ScriptBridge::promptConfig(const QString &name)
+{
+    const StoreLookup found = lookUpInStore([&name](StoreContext *context) {
+        StoreLookup lookup;
+        AppError error;
+        const QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(context, &error);
+        if (error.code != 0) {
+            lookup.fetchError = error.description;
+            return lookup;
+        }
+        for (const PromptConfig *prompt : prompts) {
+            if (prompt->name().value_or(QString()) != name)
+                continue;
+            lookup.json = prettyJSON(ConfigurationController::promptConfig(prompt).toJson());
+            break;
+        }
+        return lookup;
+    });
+    if (found.fetchError) {
+        m_logger->log(QStringLiteral("[Script] Fetch error: ") + *found.fetchError, -40110, MCPLogMessageType::Error);
+        return QStringLiteral("");
+    }
+    if (!found.json) {
+        m_logger->log(QStringLiteral("[Script] Prompt ") + name + QStringLiteral(" not found"), -40110,
+                      MCPLogMessageType::Error);
+        return QStringLiteral("");
+    }
+    return *found.json;
+}
+
+bool ScriptBridge::process(const QString &path, const QVariantList &arguments, const QString &stdoutName,
+                           const QString &stderrName)
+{
+    QStringList strings;
+    for (const QVariant &argument : arguments) {
+        if (argument.typeId() == QMetaType::QString)
+            strings.append(argument.toString());
+    }
+
+    const ScriptProcess::Outcome outcome = ScriptProcess::run(path, strings);
+    if (!outcome.launched) {
+        m_logger->log(QStringLiteral("[Script] process() failed to launch ") + path + QStringLiteral(": ")
+                          + outcome.launchError,
+                      500, MCPLogMessageType::Error);
+        injectOutputArrays({}, {outcome.launchError}, stdoutName, stderrName);
+        return false;
+    }
+
+    m_logger->log(QStringLiteral("[Script] process() ") + path + QStringLiteral(" exited ")
+                      + QString::number(outcome.status) + QStringLiteral(", ") + QStringLiteral("stdout=")
+                      + QString::number(outcome.standardOutput.size()) + QStringLiteral(" lines, stderr=")
+                      + QString::number(outcome.standardError.size()) + QStringLiteral(" lines"),
+                  -1, outcome.succeeded() ? MCPLogMessageType::Debug : MCPLogMessageType::Warning);
+    injectOutputArrays(outcome.standardOutput, outcome.standardError, stdoutName, stderrName);
+    return outcome.succeeded();
+}
+
+bool ScriptBridge::shell(const QString &command)
+{
+    return process(QStringLiteral("/bin/sh"), QVariantList{QStringLiteral("-c"), command}, QStringLiteral("stdOut"),
+                   QStringLiteral("stdErr"));
+}
+
+void ScriptBridge::injectOutputArrays(const QStringList &standardOutput, const QStringList &standardError,
+                                      const QString &stdoutName, const QString &stderrName)
+{
+    const std::shared_ptr<ScriptContext> context = m_jsContext.lock();
+    if (!context) {
+        m_logger->log(QStringLiteral("[Script] injectOutputArrays: jsContext is nil – output not forwarded"), 500,
+                      MCPLogMessageType::Error);
+        return;
+    }
+    JSGlobalContextRef ctx = context->jsContext();
+    context->setObjectForKeyedSubscript(stdoutName, ScriptValue::makeStringArray(ctx, standardOutput));
+    context->setObjectForKeyedSubscript(stderrName, ScriptValue::makeStringArray(ctx, standardError));
+    m_logger->log(QStringLiteral("[Script] Injected ") + stdoutName + QStringLiteral("[")
+                      + QString::number(standardOutput.size()) + QStringLiteral("] ") + QStringLiteral("and ")
+                      + stderrName + QStringLiteral("[") + QString::number(standardError.size())
+                      + QStringLiteral("] into JS context"),
+                  -1, MCPLogMessageType::Debug);
+}
+
+void ScriptBridge::setToolResult(const QString &json)
+{
+    if (!m_controller)
+        return;
+
+    auto store = [this](JSONToolResult result) {
+        std::lock_guard lock(m_resultMutex);
+        m_toolResult = std::move(result);
+    };
+
+    QJsonParseError parseError{};
+    const QJsonDocument document = QJsonDocument::fromJson(json.toUtf8(), &parseError);
+    if (parseError.error != QJsonParseError::NoError || !document.isObject()) {
+        store(m_logger->toolError(QStringLiteral("[Script] Invalid JSON result"), 1400, MCPLogMessageType::Error));
+        return;
+    }
+    const QJsonObject source = document.object();
+
+    QMap<QString, AnyCodable> structured;
+    const QJsonValue error = source.value(QStringLiteral("error"));
+    if (error.isString()) {
+        structured.insert(QStringLiteral("error"), AnyCodable(error.toString()));
+        if (!error.toString().trimmed().isEmpty())
+            structured.insert(QStringLiteral("success"), AnyCodable(false));
+    } else {
+        structured.insert(QStringLiteral("error"), AnyCodable(QString()));
+    }
+
+    const QJsonValue success = source.value(QStringLiteral("success"));
+    if (success.isBool())
+        structured.insert(QStringLiteral("success"), AnyCodable(success.toBool()));
+    else if (!structured.contains(QStringLiteral("success")))
+        structured.insert(QStringLiteral("success"), AnyCodable(true));
+
+    const QJsonValue text = source.value(QStringLiteral("text"));
+    if (!text.isString()) {
+        store(m_logger->toolError(QStringLiteral("[Script] Result object missing attribute 'text'"), 1401,
+                                  MCPLogMessageType::Error));
+        return;
+    }
+
+    const QJsonValue metadata = source.value(QStringLiteral("metadata"));
+    if (metadata.isObject()) {
+        const QJsonObject entries = metadata.toObject();
+        for (auto it = entries.constBegin(); it != entries.constEnd(); ++it) {
+            if (auto value = AnyCodable::decode(it.value()))
+                structured.insert(it.key(), *value);
+        }
+    }
+
+    JSONToolResult result;
+    result.content.append(JSONToolContent{QStringLiteral("text"), text.toString()});
+    result.structuredContent = structured;
+    store(std::move(result));
+}

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "tools/router/JSONToolResult.h"
+
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+#include <QVariantList>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+class BookmarkController;
+class ExternToolBridge;
+class LogController;
+class PluginController;
+class ScriptContext;
+
+// The host object of one script call, seen by the script as the global `Kelvara`. Made
+// anew for each call; the JavaScript object holds it (ScriptBridgeExports binds the
+// methods), and the runtime keeps its own reference to read the result. Its references to
+// the context and to the controller are weak, so neither keeps the other alive.
+//
+// The methods run on the script's thread and block it, HTTP and child processes included.
+// Two calls of one session may share a context and so reach one bridge from two threads;
+// the result and the HTTP bridge are guarded for that.
+//
+// File methods bracket their work with the security controller's beginAccess/endAccess;
+// what the start says is not looked at, the system decides.
+class ScriptBridge {
+public:
+    ScriptBridge(const QString &sid, PluginController *controller);
+    ~ScriptBridge();
+
+    QString sid() const { return m_sid; }
+    std::optional<JSONToolResult> toolResult() const;
+
+    void setJSContext(const std::shared_ptr<ScriptContext> &context) { m_jsContext = context; }
+    std::shared_ptr<ScriptContext> jsContext() const { return m_jsContext.lock(); }
+
+    // The methods scripts call, in the order of ScriptBridgeExports. A failure never
+    // raises a JavaScript exception: it shows in the result and in the log.
+
+    // Logs at the level named by the word ("debug", "error", "warning", else info).
+    void log(const QString &level, int code, const QString &message);
+    // The text of a file, read as UTF-8, or nothing (logged).
+    std::optional<QString> openFile(const QString &path);
+    std::optional<QString> readFile(const QString &path);
+    // Turns a script's JSON result text into the call's result; a later call replaces an
+    // earlier result.
+    void setToolResult(const QString &json);
+    bool fileExists(const QString &path);
+    // Writes content as UTF-8 by way of a temporary file; creates no folders.
+    bool saveFile(const QString &path, const QString &content);
+    // Names of the entries (hidden ones too), unsorted; empty on failure (logged).
+    QStringList listDirectory(const QString &path);
+    // Creates the folder and its missing parents; an existing folder is success.
+    bool createDirectory(const QString &path);
+    // Removes a file, or a folder with its contents.
+    bool deleteFile(const QString &path);
+    // The user's documents folder, or home when the system names none.
+    QString getDocumentsPath() const;
+    QString getTempPath() const;
+
+    // JSON text of the HttpClientResult. A null QString is an absent argument.
+    QString httpGet(const QString &url, const QString &queryJSON);
+    // The fourth argument becomes query items; scripts set no headers here.
+    QString httpRequest(const QString &method, const QString &url, const QString &body, const QString &paramsJSON);
+    QString httpPost(const QString &url, const QString &body, const QString &headersJSON);
+    bool downloadFile(const QString &url, const QString &destination);
+    // Made on first use, with a 30-second client.
+    ExternToolBridge &httpBridge();
+
+    // The first resource (by name) whose name contains name, as pretty JSON text with
+    // sorted keys, or "" (logged). Reads the store on the main thread.
+    QString resourceConfig(const QString &name);
+    // The prompt named exactly name, in the same form, or "".
+    QString promptConfig(const QString &name);
+
+    // Runs the program with the string elements of arguments (others are dropped), puts
+    // its output lines into the globals stdoutName and stderrName, and tells whether it
+    // exited with 0.
+    bool process(const QString &path, const QVariantList &arguments, const QString &stdoutName,
+                 const QString &stderrName);
+    // process("/bin/sh", ["-c", command], "stdOut", "stdErr").
+    bool shell(const QString &command);
+    // Sets the two globals of the script's context to arrays of strings.
+    void injectOutputArrays(const QStringList &standardOutput, const QStringList &standardError,
+                            const QString &stdoutName, const QString &stderrName);
+
+private:
+    QPointer<PluginController> m_controller;
+    QString m_sid;
+    std::weak_ptr<ScriptContext> m_jsContext;
+    LogController *m_logger;
+    BookmarkController *m_security;
+
+    mutable std::mutex m_resultMutex;
+    std::optional<JSONToolResult> m_toolResult;
+
+    std::once_flag m_httpBridgeOnce;
+    std::unique_ptr<ExternToolBridge> m_httpBridge;
+};

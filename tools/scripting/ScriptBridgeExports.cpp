@@ -1,0 +1,250 @@
+#include "tools/scripting/ScriptBridgeExports.h"
+
+#include "tools/scripting/ScriptBridge.h"
+#include "tools/scripting/ScriptValue.h"
+
+#include <mutex>
+
+namespace {
+
+using BridgeHolder = std::shared_ptr<ScriptBridge>;
+
+#define KELVARA_EXPORT(name)                                                                                    \
+    JSValueRef name(JSContextRef ctx, JSObjectRef, JSObjectRef thisObject, size_t argc, const JSValueRef argv[], \
+                    JSValueRef *)
+
+KELVARA_EXPORT(exportLog)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+        bridge->log(ScriptValue::argumentString(ctx, argc, argv, 0), ScriptValue::argumentInt(ctx, argc, argv, 1),
+                    ScriptValue::argumentString(ctx, argc, argv, 2));
+    }
+    return JSValueMakeUndefined(ctx);
+}
+
+KELVARA_EXPORT(exportOpenFile)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+        if (auto text = bridge->openFile(ScriptValue::argumentString(ctx, argc, argv, 0)))
+            return ScriptValue::makeString(ctx, *text);
+    }
+    return JSValueMakeUndefined(ctx);
+}
+
+KELVARA_EXPORT(exportSaveFile)
+{
+    bool saved = false;
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+        saved = bridge->saveFile(ScriptValue::argumentString(ctx, argc, argv, 0),
+                                 ScriptValue::argumentString(ctx, argc, argv, 1));
+    }
+    return JSValueMakeBoolean(ctx, saved);
+}
+
+KELVARA_EXPORT(exportReadFile)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+        if (auto text = bridge->readFile(ScriptValue::argumentString(ctx, argc, argv, 0)))
+            return ScriptValue::makeString(ctx, *text);
+    }
+    return JSValueMakeUndefined(ctx);
+}
+
+KELVARA_EXPORT(exportSetToolResult)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
+        bridge->setToolResult(ScriptValue::argumentString(ctx, argc, argv, 0));
+    return JSValueMakeUndefined(ctx);
+}
+
+KELVARA_EXPORT(exportFileExists)
+{
+    bool exists = false;
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
+        exists = bridge->fileExists(ScriptValue::argumentString(ctx, argc, argv, 0));
+    return JSValueMakeBoolean(ctx, exists);
+}
+
+KELVARA_EXPORT(exportListDirectory)
+{
+    QStringList names;
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
+        names = bridge->listDirectory(ScriptValue::argumentString(ctx, argc, argv, 0));
+    return ScriptValue::makeStringArray(ctx, names);
+}
+
+KELVARA_EXPORT(exportCreateDirectory)
+{
+    bool created = false;
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
+        created = bridge->createDirectory(ScriptValue::argumentString(ctx, argc, argv, 0));
+    return JSValueMakeBoolean(ctx, created);
+}
+
+KELVARA_EXPORT(exportDeleteFile)
+{
+    bool deleted = false;
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
+        deleted = bridge->deleteFile(ScriptValue::argumentString(ctx, argc, argv, 0));
+    return JSValueMakeBoolean(ctx, deleted);
+}
+
+KELVARA_EXPORT(exportGetDocumentsPath)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
+        return ScriptValue::makeString(ctx, bridge->getDocumentsPath());
+    return JSValueMakeUndefined(ctx);
+}
+
+KELVARA_EXPORT(exportGetTempPath)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
+        return ScriptValue::makeString(ctx, bridge->getTempPath());
+    return JSValueMakeUndefined(ctx);
+}
+
+// The JSON arguments of the HTTP methods and their bodies are optional: left out (or
+// undefined, or null) they are absent, not the text "undefined".
+KELVARA_EXPORT(exportHttpGet)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+        return ScriptValue::makeString(ctx, bridge->httpGet(ScriptValue::argumentString(ctx, argc, argv, 0),
+                                                            ScriptValue::optionalArgumentString(ctx, argc, argv, 1)));
+    }
+    return JSValueMakeUndefined(ctx);
+}
+
+KELVARA_EXPORT(exportHttpRequest)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+        return ScriptValue::makeString(
+            ctx, bridge->httpRequest(ScriptValue::argumentString(ctx, argc, argv, 0),
+                                     ScriptValue::argumentString(ctx, argc, argv, 1),
+                                     ScriptValue::optionalArgumentString(ctx, argc, argv, 2),
+                                     ScriptValue::optionalArgumentString(ctx, argc, argv, 3)));
+    }
+    return JSValueMakeUndefined(ctx);
+}
+
+KELVARA_EXPORT(exportHttpPost)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+        return ScriptValue::makeString(ctx, bridge->httpPost(ScriptValue::argumentString(ctx, argc, argv, 0),
+                                                             ScriptValue::optionalArgumentString(ctx, argc, argv, 1),
+                                                             ScriptValue::optionalArgumentString(ctx, argc, argv, 2)));
+    }
+    return JSValueMakeUndefined(ctx);
+}
+
+KELVARA_EXPORT(exportDownloadFile)
+{
+    bool downloaded = false;
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+        downloaded = bridge->downloadFile(ScriptValue::argumentString(ctx, argc, argv, 0),
+                                          ScriptValue::argumentString(ctx, argc, argv, 1));
+    }
+    return JSValueMakeBoolean(ctx, downloaded);
+}
+
+KELVARA_EXPORT(exportResourceConfig)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
+        return ScriptValue::makeString(ctx, bridge->resourceConfig(ScriptValue::argumentString(ctx, argc, argv, 0)));
+    return JSValueMakeUndefined(ctx);
+}
+
+KELVARA_EXPORT(exportPromptConfig)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
+        return ScriptValue::makeString(ctx, bridge->promptConfig(ScriptValue::argumentString(ctx, argc, argv, 0)));
+    return JSValueMakeUndefined(ctx);
+}
+
+// Output names left out (or undefined, or null) fall back to the globals shell() fills.
+QString outputName(JSContextRef ctx, size_t argc, const JSValueRef argv[], size_t i, const QString &fallback)
+{
+    const QString name = ScriptValue::optionalArgumentString(ctx, argc, argv, i);
+    return name.isNull() ? fallback : name;
+}
+
+KELVARA_EXPORT(exportProcess)
+{
+    bool succeeded = false;
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+        succeeded = bridge->process(ScriptValue::argumentString(ctx, argc, argv, 0),
+                                    ScriptValue::argumentArray(ctx, argc, argv, 1),
+                                    outputName(ctx, argc, argv, 2, QStringLiteral("stdOut")),
+                                    outputName(ctx, argc, argv, 3, QStringLiteral("stdErr")));
+    }
+    return JSValueMakeBoolean(ctx, succeeded);
+}
+
+KELVARA_EXPORT(exportShell)
+{
+    bool succeeded = false;
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
+        succeeded = bridge->shell(ScriptValue::argumentString(ctx, argc, argv, 0));
+    return JSValueMakeBoolean(ctx, succeeded);
+}
+
+#undef KELVARA_EXPORT
+
+constexpr JSPropertyAttributes kMethod = kJSPropertyAttributeReadOnly | kJSPropertyAttributeDontDelete;
+
+// The exported interface, in its order.
+const JSStaticFunction kExports[] = {
+    {"log", exportLog, kMethod},
+    {"openFile", exportOpenFile, kMethod},
+    {"saveFile", exportSaveFile, kMethod},
+    {"readFile", exportReadFile, kMethod},
+    {"setToolResult", exportSetToolResult, kMethod},
+    {"fileExists", exportFileExists, kMethod},
+    {"listDirectory", exportListDirectory, kMethod},
+    {"createDirectory", exportCreateDirectory, kMethod},
+    {"deleteFile", exportDeleteFile, kMethod},
+    {"getDocumentsPath", exportGetDocumentsPath, kMethod},
+    {"getTempPath", exportGetTempPath, kMethod},
+    {"httpGet", exportHttpGet, kMethod},
+    {"httpRequest", exportHttpRequest, kMethod},
+    {"httpPost", exportHttpPost, kMethod},
+    {"downloadFile", exportDownloadFile, kMethod},
+    {"resourceConfig", exportResourceConfig, kMethod},
+    {"promptConfig", exportPromptConfig, kMethod},
+    {"process", exportProcess, kMethod},
+    {"shell", exportShell, kMethod},
+    {nullptr, nullptr, 0},
+};
+
+void finalizeHostObject(JSObjectRef object)
+{
+    delete static_cast<BridgeHolder *>(JSObjectGetPrivate(object));
+}
+
+}  // namespace
+
+JSClassRef ScriptBridgeExports::hostClass()
+{
+    static JSClassRef cls = nullptr;
+    static std::once_flag once;
+    std::call_once(once, [] {
+        JSClassDefinition definition = kJSClassDefinitionEmpty;
+        definition.className = "ScriptBridge";
+        definition.staticFunctions = kExports;
+        definition.finalize = finalizeHostObject;
+        cls = JSClassCreate(&definition);
+    });
+    return cls;
+}
+
+JSObjectRef ScriptBridgeExports::makeHostObject(JSContextRef ctx, const std::shared_ptr<ScriptBridge> &bridge)
+{
+    return JSObjectMake(ctx, hostClass(), new BridgeHolder(bridge));
+}
+
+ScriptBridge *ScriptBridgeExports::bridgeOf(JSContextRef ctx, JSObjectRef object)
+{
+    if (!object || !JSValueIsObjectOfClass(ctx, object, hostClass()))
+        return nullptr;
+    auto *holder = static_cast<BridgeHolder *>(JSObjectGetPrivate(object));
+    return holder ? holder->get() : nullptr;
+}

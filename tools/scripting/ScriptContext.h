@@ -1,0 +1,45 @@
+#pragma once
+
+#include <JavaScriptCore/JavaScript.h>
+
+#include <QString>
+#include <functional>
+#include <memory>
+
+// One JavaScript context: a fresh global object in a context group borrowed from the
+// pool for the context's life. Exceptions thrown by what runs through this class go to
+// its exception handler, which logs them; the calls themselves then go on.
+class ScriptContext {
+public:
+    using ExceptionHandler = std::function<void(JSContextRef ctx, JSValueRef exception)>;
+
+    // Nothing when the engine can make no context.
+    static std::shared_ptr<ScriptContext> create();
+    ~ScriptContext();
+    ScriptContext(const ScriptContext &) = delete;
+    ScriptContext &operator=(const ScriptContext &) = delete;
+
+    JSGlobalContextRef jsContext() const { return m_context; }
+    JSObjectRef globalObject() const;
+
+    void setExceptionHandler(ExceptionHandler handler);
+    // Hands an exception to the handler.
+    void notifyException(JSValueRef exception);
+
+    // Evaluates source; an exception goes to the handler and gives nullptr.
+    JSValueRef evaluateScript(const QString &source, const QString &sourceURL = QString());
+    JSValueRef evaluateScript(JSStringRef source, const QString &sourceURL = QString());
+    // The global of that name (undefined when there is none).
+    JSValueRef objectForKeyedSubscript(const QString &name);
+    void setObjectForKeyedSubscript(const QString &name, JSValueRef value);
+    // Calls a function value; a value that is no function gives nullptr without an
+    // exception, a throwing call gives the handler its exception and an undefined value.
+    JSValueRef callWithArguments(JSValueRef function, const JSValueRef *arguments, size_t count);
+
+private:
+    ScriptContext(JSContextGroupRef group, JSGlobalContextRef context) : m_group(group), m_context(context) {}
+
+    JSContextGroupRef m_group;
+    JSGlobalContextRef m_context;
+    ExceptionHandler m_exceptionHandler;
+};

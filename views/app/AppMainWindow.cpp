@@ -1,0 +1,262 @@
+#include "views/app/AppMainWindow.h"
+
+#include "app/AppLaunchState.h"
+#include "app/AppLaunchViewModel.h"
+#include "app/AppPaths.h"
+#include "app/MenuVisibility.h"
+#include "app/SettingsManager.h"
+#include "store/AbstractController.h"
+#include "views/about/AboutView.h"
+#include "views/app/AppIcons.h"
+#include "views/app/AppMenuBar.h"
+#include "views/app/DestinationScreenRegistry.h"
+#include "views/app/EmptyStateScreen.h"
+#include "views/app/SplashScreenView.h"
+
+#include <QEvent>
+#include <QListWidget>
+#include <QSplitter>
+#include <QStackedWidget>
+
+namespace {
+
+QList<AppMainWindow *> &openWindows()
+{
+    static QList<AppMainWindow *> list;
+    return list;
+}
+
+int &windowCounter()
+{
+    static int counter = 0;
+    return counter;
+}
+
+AppMainWindow::LaunchFinishedHandler &launchFinishedHandler()
+{
+    static AppMainWindow::LaunchFinishedHandler handler;
+    return handler;
+}
+
+}  // namespace
+
+void AppMainWindow::setLaunchFinishedHandler(LaunchFinishedHandler handler)
+{
+    launchFinishedHandler() = std::move(handler);
+}
+
+QList<AppMainWindow *> AppMainWindow::windows() { return openWindows(); }
+
+AppMainWindow *AppMainWindow::frontWindow() { return openWindows().isEmpty() ? nullptr : openWindows().first(); }
+
+AppMainWindow::AppMainWindow(std::optional<MenuDestination> destination, QWidget *parent)
+    : QMainWindow(parent), m_windowNumber(++windowCounter()), m_initialDestination(destination)
+{
+    setObjectName(QStringLiteral("mainWindow%1").arg(m_windowNumber));
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowTitle(AppPaths::displayName());
+    setWindowIcon(AppIcons::applicationIcon());
+    setMinimumSize(760, 480);
+    resize(int(WindowState::defaultWidth), int(WindowState::defaultHeight));
+
+    m_launch = new AppLaunchViewModel(nullptr, this);
+    m_menuSelection = new SettingsManager(UserDefaultsKeys::menuSelection, this);
+
+    m_sidebar = new QListWidget(this);
+    m_sidebar->setObjectName(QStringLiteral("sidebar"));
+    m_sidebar->setFrameShape(QFrame::NoFrame);
+    m_sidebar->setIconSize(QSize(20, 20));
+    m_sidebar->setSpacing(1);
+    m_sidebar->setUniformItemSizes(true);
+    m_sidebar->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_sidebar->setMinimumWidth(170);
+    m_sidebar->setAutoFillBackground(true);
+    QPalette sidebarPalette = m_sidebar->palette();
+    sidebarPalette.setColor(QPalette::Base, palette().color(QPalette::Window));
+    m_sidebar->setPalette(sidebarPalette);
+    m_sidebar->setStyleSheet(QStringLiteral(
+        "QListWidget#sidebar { padding: 8px 6px; }"
+        "QListWidget#sidebar::item { padding: 6px 6px; border-radius: 6px; }"
+        "QListWidget#sidebar::item:selected { background: palette(highlight); color: palette(highlighted-text); }"
+        "QListWidget#sidebar::item:hover:!selected { background: palette(midlight); }"));
+    for (MenuDestination d : MenuDestinations::all()) {
+        const QIcon icon = AppIcons::withSelectedColor(AppIcons::destinationIcon(d),
+                                                       palette().color(QPalette::HighlightedText), QSize(20, 20));
+        auto *item = new QListWidgetItem(icon, MenuDestinations::title(d), m_sidebar);
+        item->setData(Qt::UserRole, int(d));
+        item->setToolTip(MenuDestinations::title(d));
+    }
+
+    m_detail = new QStackedWidget(this);
+    m_detail->setObjectName(QStringLiteral("detailArea"));
+    m_detail->addWidget(new QWidget(m_detail));  // empty until the launch has finished
+
+    auto *split = new QSplitter(Qt::Horizontal, this);
+    split->setObjectName(QStringLiteral("mainSplit"));
+    split->addWidget(m_sidebar);
+    split->addWidget(m_detail);
+    split->setStretchFactor(0, 0);
+    split->setStretchFactor(1, 1);
+    split->setCollapsible(1, false);
+    split->setSizes({190, 834});
+    setCentralWidget(split);
+
+    m_menuBar = new AppMenuBar([this] { return commandContext(); }, this);
+    setMenuBar(m_menuBar);
+
+    connect(m_sidebar, &QListWidget::currentRowChanged, this, [this](int row) {
+        if (auto d = MenuDestinations::fromNumber(m_sidebar->item(row) ? m_sidebar->item(row)->data(Qt::UserRole).toInt() : -1))
+            navigate(*d, true);
+    });
+    connect(MenuVisibility::shared(), &MenuVisibility::requestedDestinationChanged, this,
+            &AppMainWindow::takeRequestedDestination);
+    connect(AppLaunchState::shared(), &AppLaunchState::launchFinishedChanged, this, &AppMainWindow::launchDidFinish);
+
+    openWindows().prepend(this);
+}
+
+AppMainWindow::~AppMainWindow()
+{
+    openWindows().removeAll(this);
+    if (AppMainWindow *front = frontWindow())
+        MenuVisibility::shared()->setActiveDestination(front->destination());
+}
+
+void AppMainWindow::showEvent(QShowEvent *event)
+{
+    QMainWindow::showEvent(event);
+    if (m_appeared)
+        return;
+    m_appeared = true;
+    if (!AppLaunchState::shared()->launchFinished()) {
+        m_showingSplash = true;
+        m_sidebar->setEnabled(false);
+        m_splash = new SplashScreenView(m_launch, centralWidget());
+        m_splash->show();
+        m_splash->raise();
+        m_launch->start();
+    } else {
+        navigate(m_initialDestination.value_or(MenuDestination::menuAbout));
+    }
+}
+
+void AppMainWindow::launchDidFinish()
+{
+    if (!m_appeared)
+        return;
+    // 1. The sheet goes.
+    m_showingSplash = false;
+    m_sidebar->setEnabled(true);
+    if (m_splash)
+        m_splash->dismiss();
+    // 2. The first window tells the menus its number.
+    if (m_windowNumber == 1) {
+        const int number = m_windowNumber;
+        QMetaObject::invokeMethod(this, [number] { MenuVisibility::shared()->setAppWindowId(number); },
+                                  Qt::QueuedConnection);
+    }
+    // 3 to 5. Notifications, the home folder, personal data.
+    if (launchFinishedHandler())
+        launchFinishedHandler()(this);
+    // 6. The destination: the one this window was opened on, else the stored one.
+    if (m_initialDestination) {
+        navigate(*m_initialDestination);
+        return;
+    }
+    const MenuDestination stored = m_menuSelection->storedDestination();
+    QMetaObject::invokeMethod(
+        this, [stored] { MenuVisibility::shared()->setRequestedDestination(stored); }, Qt::QueuedConnection);
+}
+
+void AppMainWindow::takeRequestedDestination()
+{
+    MenuVisibility *menus = MenuVisibility::shared();
+    if (!menus->requestedDestination() || frontWindow() != this)
+        return;
+    const std::optional<MenuDestination> request = menus->takeRequestedDestination();
+    if (request)
+        navigate(*request, true);
+}
+
+void AppMainWindow::navigate(MenuDestination destination, bool store)
+{
+    const bool changed = m_destination != destination;
+    m_destination = destination;
+    const int row = int(destination);
+    if (m_sidebar->currentRow() != row) {
+        const QSignalBlocker block(m_sidebar);
+        m_sidebar->setCurrentRow(row);
+    }
+    DestinationScreen *shown = screenFor(destination);
+    m_detail->setCurrentWidget(shown);
+    watchActiveController();
+    if (store)
+        m_menuSelection->saveDestination(destination);
+    if (frontWindow() == this)
+        MenuVisibility::shared()->setActiveDestination(destination);
+    shown->screenDidAppear();
+    m_menuBar->refresh();
+    if (changed)
+        emit destinationChanged();
+}
+
+DestinationScreen *AppMainWindow::currentScreen() const
+{
+    return m_destination ? m_screens.value(*m_destination) : nullptr;
+}
+
+DestinationScreen *AppMainWindow::screenFor(MenuDestination destination)
+{
+    if (DestinationScreen *existing = m_screens.value(destination))
+        return existing;
+    DestinationScreen *made = DestinationScreenRegistry::create(destination, m_detail);
+    if (!made && destination == MenuDestination::menuAbout)
+        made = new AboutView(m_detail);
+    if (!made)
+        made = new EmptyStateScreen(destination, m_detail);
+    m_detail->addWidget(made);
+    m_screens.insert(destination, made);
+    connect(made, &DestinationScreen::commandStateChanged, this, [this, made] {
+        if (currentScreen() == made) {
+            watchActiveController();
+            m_menuBar->refresh();
+        }
+    });
+    return made;
+}
+
+void AppMainWindow::watchActiveController()
+{
+    disconnect(m_controllerConnection);
+    DestinationScreen *current = currentScreen();
+    if (AbstractController *controller = current ? current->activeController() : nullptr)
+        m_controllerConnection = connect(controller, &AbstractController::changed, m_menuBar, &AppMenuBar::refresh);
+}
+
+MenuCommandContext AppMainWindow::commandContext() const
+{
+    MenuCommandContext context;
+    context.destination = m_destination;
+    context.window = const_cast<AppMainWindow *>(this);
+    if (DestinationScreen *current = currentScreen()) {
+        context.target = current;
+        context.controller = current->activeController();
+    }
+    return context;
+}
+
+void AppMainWindow::changeEvent(QEvent *event)
+{
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow())
+        becameFront();
+}
+
+void AppMainWindow::becameFront()
+{
+    QList<AppMainWindow *> &list = openWindows();
+    list.removeAll(this);
+    list.prepend(this);
+    if (m_destination)
+        MenuVisibility::shared()->setActiveDestination(m_destination);
+}

@@ -1,0 +1,78 @@
+#include "views/app/BuiltinFeatures.h"
+
+#include "app/AppPaths.h"
+#include "app/MenuCommandDispatcher.h"
+#include "app/MenuCommandTarget.h"
+#include "tools/security/BookmarkSetupViewModel.h"
+#include "views/app/AppMainWindow.h"
+#include "views/app/ConfigurationCommands.h"
+#include "views/app/DestinationScreenRegistry.h"
+#include "views/app/NewAppWindow.h"
+#include "views/plugins/PluginManagerView.h"
+#include "views/settings/AppSettingsWindow.h"
+#include "views/settings/BookmarkSetupView.h"
+#include "views/server/ServerConfigView.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QUrl>
+#include <QVBoxLayout>
+#include <QWidget>
+
+namespace BuiltinFeatures {
+
+bool openHelpPage(const QString &page)
+{
+    const QString path = AppPaths::resourcesDir() + QStringLiteral("/help/") + page;
+    if (!QFileInfo::exists(path))
+        return false;
+    return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+}
+
+void registerAll()
+{
+    MenuCommandDispatcher *menus = MenuCommandDispatcher::shared();
+
+    menus->registerHandler(MenuCommand::NewWindow, [](const MenuCommandContext &context) {
+        NewAppWindow::open(context.destination);
+    });
+    menus->registerHandler(MenuCommand::AppSettings, [](const MenuCommandContext &) {
+        AppSettingsWindow::showSettings();
+    });
+    menus->registerHandler(MenuCommand::CloseWindow, [](const MenuCommandContext &context) {
+        if (auto *window = qobject_cast<QWidget *>(context.window))
+            window->close();
+    });
+    menus->registerHandler(MenuCommand::Quit, [](const MenuCommandContext &) {
+        QApplication::closeAllWindows();
+    });
+    menus->registerHandler(MenuCommand::HelpOverview, [](const MenuCommandContext &) {
+        openHelpPage(QStringLiteral("index.html"));
+    });
+    menus->registerHandler(MenuCommand::HelpGetStarted, [](const MenuCommandContext &) {
+        openHelpPage(QStringLiteral("getstarted.html"));
+    });
+
+    ConfigurationCommands::registerCommands();
+
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuServerConfig, [](QWidget *parent) -> DestinationScreen * {
+        return new ServerConfigView(nullptr, parent);
+    });
+
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuPluginManager, [](QWidget *parent) -> DestinationScreen * {
+        return new PluginManagerView(nullptr, parent);
+    });
+
+    AppSettingsWindow::registerSection(AppSettingsSection::bookmarks, [](QWidget *parent) -> QWidget * {
+        auto *page = new QWidget(parent);
+        auto *model = new BookmarkSetupViewModel(nullptr, page);
+        auto *view = new BookmarkSetupView(model, false, page);
+        auto *layout = new QVBoxLayout(page);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->addWidget(view);
+        return page;
+    });
+}
+
+}  // namespace BuiltinFeatures

@@ -1,0 +1,141 @@
+#include "views/app/DesktopApp.h"
+
+#include "app/AppPaths.h"
+#include "app/AuthorizedNotifier.h"
+#include "app/DesktopInstance.h"
+#include "app/MenuVisibility.h"
+#include "store/PersistenceController.h"
+#include "tools/security/BookmarkController.h"
+#include "views/app/AppDelegate.h"
+#include "views/app/AppIcons.h"
+#include "views/app/AppMainWindow.h"
+#include "views/app/AppStyle.h"
+#include "views/app/BuiltinFeatures.h"
+#include "views/app/NewAppWindow.h"
+#include "views/app/QtFileDialogs.h"
+#include "views/app/ScreenshotTour.h"
+#include "views/app/StartupQuestions.h"
+#include "views/server/ServerScreenshotStep.h"
+
+#include <QApplication>
+#include <QFileInfo>
+#include <QPointer>
+#include <QUrl>
+#include <cstdio>
+
+namespace {
+
+struct Options {
+    bool newWindow = false;
+    QString screenshotDir;
+    QStringList openRequests;
+    QStringList unknown;
+};
+
+Options parse(const QStringList &arguments)
+{
+    Options options;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
+        if (argument == QLatin1String("--new-window")) {
+            options.newWindow = true;
+        } else if (argument == QLatin1String("--screenshot-dir") && i + 1 < arguments.size()) {
+            options.screenshotDir = arguments.at(++i);
+        } else if (argument.startsWith(QLatin1String("--screenshot-dir="))) {
+            options.screenshotDir = argument.section(QLatin1Char('='), 1);
+        } else if (argument.startsWith(QLatin1Char('-'))) {
+            options.unknown.append(argument);
+        } else {
+            options.openRequests.append(argument);
+        }
+    }
+    return options;
+}
+
+// An open request is a URL when it has a scheme other than "file", else a path.
+void handleOpenRequests(AppDelegate &delegate, const QStringList &requests)
+{
+    QList<QUrl> urls;
+    for (const QString &request : requests) {
+        const QUrl url(request);
+        if (url.isValid() && !url.scheme().isEmpty() && url.scheme() != QLatin1String("file") && url.scheme().size() > 1)
+            urls.append(url);
+        else
+            delegate.openFile(url.isLocalFile() ? url.toLocalFile() : QFileInfo(request).absoluteFilePath());
+    }
+    if (!urls.isEmpty())
+        delegate.openURLs(urls);
+}
+
+}  // namespace
+
+int runDesktop(int argc, char **argv)
+{
+    QApplication::setApplicationName(AppPaths::displayName());
+    QApplication::setApplicationVersion(AppPaths::version());
+    QApplication::setDesktopFileName(QStringLiteral("kelvara"));
+    QApplication app(argc, argv);
+    app.setStyle(new AppStyle);
+    app.setWindowIcon(AppIcons::applicationIcon());
+
+    const QStringList arguments = app.arguments().mid(1);
+    const Options options = parse(arguments);
+    for (const QString &unknown : options.unknown)
+        std::fprintf(stderr, "kelvara: unknown option %s (ignored)\n", unknown.toLocal8Bit().constData());
+
+    // A Kelvara that already runs in this session opens the window or takes the files.
+    DesktopInstance instance;
+    if (options.screenshotDir.isEmpty() && instance.claim() == DesktopInstance::Role::Secondary) {
+        QStringList forwarded = arguments;
+        if (forwarded.isEmpty())
+            forwarded.append(QStringLiteral("--new-window"));
+        if (DesktopInstance::forward(forwarded))
+            return 0;
+    }
+
+    // The store first, then the delegate, then the menus' state.
+    PersistenceController::shared();
+    AppDelegate delegate;
+    MenuVisibility *menus = MenuVisibility::shared();
+    menus->setMainWindowNumberProvider([]() -> std::optional<int> {
+        const QList<AppMainWindow *> windows = AppMainWindow::windows();
+        if (windows.isEmpty())
+            return std::nullopt;
+        int lowest = windows.first()->windowNumber();
+        for (AppMainWindow *window : windows)
+            lowest = std::min(lowest, window->windowNumber());
+        return lowest;
+    });
+    BookmarkController::shared()->setOpenPanelPresenter(QtFileDialogs::instance());
+    static AuthorizedNotifier notifier;
+    DesktopNotifier::setShared(&notifier);
+    BuiltinFeatures::registerAll();
+    AppMainWindow::setLaunchFinishedHandler(&StartupQuestions::ask);
+
+    auto *window = new AppMainWindow;
+    delegate.didFinishLaunching(window);
+    window->show();
+    handleOpenRequests(delegate, options.openRequests);
+
+    QObject::connect(&instance, &DesktopInstance::activationRequested, &app, [&delegate](const QStringList &forwarded) {
+        const Options later = parse(forwarded);
+        handleOpenRequests(delegate, later.openRequests);
+        if (later.newWindow) {
+            NewAppWindow::open(MenuDestination::menuAbout);
+        } else if (AppMainWindow *front = AppMainWindow::frontWindow()) {
+            front->raise();
+            front->activateWindow();
+        }
+    });
+
+    std::unique_ptr<ScreenshotTour> tour;
+    if (!options.screenshotDir.isEmpty()) {
+        ScreenshotTour::addStep(ServerScreenshotStep::step());
+        tour = std::make_unique<ScreenshotTour>(options.screenshotDir, window);
+        tour->start();
+    }
+    const int code = app.exec();
+    if (tour && tour->failures() > 0)
+        return 1;
+    return code;
+}

@@ -1,0 +1,310 @@
+#include "views/server/ServerConfigView.h"
+
+#include "app/SettingsManager.h"
+#include "store/ServerConfig.h"
+#include "store/ServerConfigController.h"
+#include "views/app/AlertPresenter.h"
+#include "views/log/LogPaneView.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QFontDatabase>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSplitter>
+#include <QVBoxLayout>
+
+namespace {
+
+QPushButton *commandButton(const QString &name, const QString &text, const QKeySequence &keys, QWidget *parent)
+{
+    // The shortcut is part of the label, as the button's own reminder.
+    auto *button = new QPushButton(text + QStringLiteral("  ") + keys.toString(QKeySequence::NativeText), parent);
+    button->setObjectName(name);
+    button->setShortcut(keys);
+    button->setAutoDefault(false);
+    return button;
+}
+
+QString fieldText(const std::optional<QString> &value) { return value.value_or(QString()); }
+
+}  // namespace
+
+ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *parent)
+    : DestinationScreen(parent),
+      m_controller(controller ? controller : ServerConfigController::shared()),
+      m_splitSettings(new SettingsManager(splitKey, defaultLogHeight, this))
+{
+    setObjectName(QStringLiteral("serverConfigView"));
+
+    auto makeField = [this](const char *name, const QString &placeholder) {
+        auto *field = new QLineEdit(this);
+        field->setObjectName(QString::fromLatin1(name));
+        field->setPlaceholderText(placeholder);
+        return field;
+    };
+    m_name = makeField("serverName", QStringLiteral("Kelvara Server"));
+    m_title = makeField("serverTitle", QStringLiteral("Shown to clients"));
+    m_version = makeField("serverVersion", QStringLiteral("1.0.0"));
+    m_version->setMaximumWidth(160);
+    m_port = makeField("port", QString());
+    m_port->setMaximumWidth(100);
+    m_port->setToolTip(QStringLiteral("A number up to 32767"));
+    m_instructions = new QPlainTextEdit(this);
+    m_instructions->setObjectName(QStringLiteral("instructions"));
+    m_instructions->setPlaceholderText(QStringLiteral("How clients should use this server"));
+    m_instructions->setTabChangesFocus(true);
+    m_instructions->setFixedHeight(QFontMetrics(m_instructions->font()).lineSpacing() * 3 + 14);
+    m_listenAll = new QCheckBox(this);
+    m_listenAll->setObjectName(QStringLiteral("listenAllInterfaces"));
+    m_listenAll->setToolTip(QStringLiteral("Accept connections from other machines, not only from this one"));
+
+    auto *portRow = new QHBoxLayout;
+    portRow->setSpacing(18);
+    portRow->addWidget(m_port);
+    auto *listenLabel = new QLabel(QStringLiteral("Listen all interfaces:"), this);
+    listenLabel->setBuddy(m_listenAll);
+    portRow->addWidget(listenLabel);
+    portRow->addWidget(m_listenAll);
+    portRow->addStretch();
+
+    auto *form = new QFormLayout;
+    form->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    form->setHorizontalSpacing(12);
+    form->setVerticalSpacing(8);
+    form->addRow(QStringLiteral("Server Name:"), m_name);
+    form->addRow(QStringLiteral("Server Title:"), m_title);
+    form->addRow(QStringLiteral("Server Version:"), m_version);
+    form->addRow(QStringLiteral("Listening Port:"), portRow);
+    form->addRow(QStringLiteral("Instructions:"), m_instructions);
+
+    m_statusDot = new QLabel(this);
+    m_statusDot->setFixedSize(10, 10);
+    m_status = new QLabel(this);
+    m_status->setObjectName(QStringLiteral("serverStatus"));
+    QFont statusFont = m_status->font();
+    statusFont.setBold(true);
+    m_status->setFont(statusFont);
+    m_status->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    auto *statusRow = new QHBoxLayout;
+    statusRow->setSpacing(8);
+    statusRow->addWidget(m_statusDot);
+    statusRow->addWidget(m_status, 1);
+
+    auto *addressCaption = new QLabel(QStringLiteral("Client address:"), this);
+    m_address = new QLabel(this);
+    m_address->setObjectName(QStringLiteral("clientAddress"));
+    m_address->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_address->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_copy = new QPushButton(QStringLiteral("Copy to clipboard"), this);
+    m_copy->setObjectName(QStringLiteral("copyAddressButton"));
+    m_copy->setAutoDefault(false);
+    auto *addressRow = new QHBoxLayout;
+    addressRow->setSpacing(8);
+    addressRow->addWidget(addressCaption);
+    addressRow->addWidget(m_address);
+    addressRow->addWidget(m_copy);
+    addressRow->addStretch();
+
+    m_start = commandButton(QStringLiteral("startServerButton"), QStringLiteral("Start server"),
+                            QKeySequence(Qt::CTRL | Qt::Key_R), this);
+    m_stop = commandButton(QStringLiteral("stopServerButton"), QStringLiteral("Stop server"),
+                           QKeySequence(Qt::CTRL | Qt::Key_X), this);
+    m_save = commandButton(QStringLiteral("saveChangesButton"), QStringLiteral("Save changes"),
+                           QKeySequence(Qt::CTRL | Qt::Key_S), this);
+    m_revert = commandButton(QStringLiteral("revertChangesButton"), QStringLiteral("Revert changes"),
+                             QKeySequence(Qt::CTRL | Qt::Key_U), this);
+    auto *buttons = new QHBoxLayout;
+    buttons->setSpacing(8);
+    buttons->addWidget(m_start);
+    buttons->addWidget(m_stop);
+    buttons->addStretch();
+    buttons->addWidget(m_revert);
+    buttons->addWidget(m_save);
+
+    auto *top = new QWidget(this);
+    auto *topLayout = new QVBoxLayout(top);
+    topLayout->setContentsMargins(20, 18, 20, 12);
+    topLayout->setSpacing(10);
+    topLayout->addLayout(form);
+    topLayout->addSpacing(4);
+    topLayout->addLayout(statusRow);
+    topLayout->addLayout(addressRow);
+    topLayout->addSpacing(4);
+    topLayout->addLayout(buttons);
+    topLayout->addStretch();
+    auto *scroll = new QScrollArea(this);
+    scroll->setWidget(top);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setMinimumHeight(120);
+
+    m_log = new LogPaneView(m_controller->logController(), this);
+    m_log->setMinimumHeight(90);
+
+    m_split = new QSplitter(Qt::Vertical, this);
+    m_split->setObjectName(QStringLiteral("serverSplit"));
+    m_split->addWidget(scroll);
+    m_split->addWidget(m_log);
+    m_split->setChildrenCollapsible(false);
+    m_split->setStretchFactor(0, 1);
+    m_split->setStretchFactor(1, 0);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_split);
+
+    // The screen writes the row's fields directly; the controller sees the context change.
+    connect(m_name, &QLineEdit::textEdited, this, [this](const QString &text) {
+        if (ServerConfig *row = m_controller->serverConfig())
+            row->setServerName(text);
+    });
+    connect(m_title, &QLineEdit::textEdited, this, [this](const QString &text) {
+        if (ServerConfig *row = m_controller->serverConfig())
+            row->setServerTitle(text);
+    });
+    connect(m_version, &QLineEdit::textEdited, this, [this](const QString &text) {
+        if (ServerConfig *row = m_controller->serverConfig())
+            row->setServerVersion(text);
+    });
+    connect(m_instructions, &QPlainTextEdit::textChanged, this, [this] {
+        if (m_filling)
+            return;
+        if (ServerConfig *row = m_controller->serverConfig())
+            row->setInstructions(m_instructions->toPlainText());
+    });
+    connect(m_port, &QLineEdit::editingFinished, this, &ServerConfigView::commitPort);
+    connect(m_listenAll, &QCheckBox::clicked, this, [this](bool checked) { m_controller->setListenAtAll(checked); });
+    connect(m_copy, &QPushButton::clicked, this, &ServerConfigView::copyAddress);
+
+    // The buttons only send on the controller's channels.
+    connect(m_start, &QPushButton::clicked, this, [this] {
+        commitPort();
+        emit m_controller->startButtonTapped();
+    });
+    connect(m_stop, &QPushButton::clicked, m_controller, &ServerConfigController::stopButtonTapped);
+    connect(m_save, &QPushButton::clicked, this, [this] {
+        commitPort();
+        emit m_controller->saveButtonTapped();
+    });
+    connect(m_revert, &QPushButton::clicked, m_controller, &ServerConfigController::revertButtonTapped);
+
+    connect(m_controller, &AbstractController::changed, this, &ServerConfigView::refresh);
+    connect(m_controller, &ServerConfigController::serverConfigChanged, this, &ServerConfigView::refreshFields);
+    connect(m_split, &QSplitter::splitterMoved, this, [this] {
+        if (m_splitApplied)
+            m_splitSettings->saveSplitter(m_log->height());
+    });
+    AlertPresenter::bind(m_controller, this);
+
+    refreshFields();
+    refresh();
+}
+
+AbstractController *ServerConfigView::activeController() const { return m_controller; }
+
+void ServerConfigView::screenDidAppear()
+{
+    QMetaObject::invokeMethod(m_controller, [controller = m_controller] { controller->sync(); }, Qt::QueuedConnection);
+}
+
+void ServerConfigView::showEvent(QShowEvent *event)
+{
+    DestinationScreen::showEvent(event);
+    applySplit();
+}
+
+void ServerConfigView::applySplit()
+{
+    if (m_splitApplied || m_split->height() <= 0)
+        return;
+    const int total = m_split->height() - m_split->handleWidth();
+    const int logHeight = std::clamp(int(m_splitSettings->splitterPosition()), m_log->minimumHeight(), std::max(m_log->minimumHeight(), total - 120));
+    m_split->setSizes({total - logHeight, logHeight});
+    m_splitApplied = true;
+}
+
+QString ServerConfigView::clientAddress() const
+{
+    const ServerConfig *row = m_controller->serverConfig();
+    const int port = row ? row->port() : fallbackPort;
+    const QString host = m_controller->listenAtAll() ? QStringLiteral("0.0.0.0") : QStringLiteral("127.0.0.1");
+    return QStringLiteral("http://%1:%2").arg(host).arg(port);
+}
+
+void ServerConfigView::copyAddress()
+{
+    QClipboard *clipboard = QApplication::clipboard();
+    clipboard->clear();
+    clipboard->setText(clientAddress());
+}
+
+void ServerConfigView::commitPort()
+{
+    const ServerConfig *row = m_controller->serverConfig();
+    if (!row || m_port->text() == QString::number(row->port()))
+        return;
+    const QString text = m_port->text().trimmed();
+    m_controller->setPort(text);
+    // A refused text gives way to the stored port again; the alert says why.
+    if (!ServerConfigController::parsePort(text))
+        m_port->setText(QString::number(row->port()));
+}
+
+void ServerConfigView::refreshFields()
+{
+    const ServerConfig *row = m_controller->serverConfig();
+    m_filling = true;
+    auto fill = [](QLineEdit *field, const QString &text) {
+        if (field->text() != text)
+            field->setText(text);
+    };
+    fill(m_name, row ? fieldText(row->serverName()) : QString());
+    fill(m_title, row ? fieldText(row->serverTitle()) : QString());
+    fill(m_version, row ? fieldText(row->serverVersion()) : QString());
+    if (!m_port->hasFocus())
+        fill(m_port, row ? QString::number(row->port()) : QString());
+    const QString instructions = row ? fieldText(row->instructions()) : QString();
+    if (m_instructions->toPlainText() != instructions)
+        m_instructions->setPlainText(instructions);
+    m_filling = false;
+    for (QWidget *field : {static_cast<QWidget *>(m_name), static_cast<QWidget *>(m_title),
+                           static_cast<QWidget *>(m_version), static_cast<QWidget *>(m_port),
+                           static_cast<QWidget *>(m_instructions)})
+        field->setEnabled(row != nullptr);
+}
+
+void ServerConfigView::refresh()
+{
+    // A revert or sync changes the row's values under the fields.
+    if (!m_controller->hasUnsavedChanges())
+        refreshFields();
+    const bool running = m_controller->isServerRunning();
+    const QString status = m_controller->serverStatusMessage();
+    m_status->setText(status);
+    QColor dot(0x9a, 0xa5, 0xb1);
+    if (running)
+        dot = QColor(0x2e, 0xa0, 0x43);
+    else if (status.startsWith(ServerConfigController::statusFailedPrefix))
+        dot = QColor(0xd0, 0x3a, 0x2f);
+    else if (m_controller->isStarting() || status == ServerConfigController::statusStopping)
+        dot = QColor(0xe0, 0x9b, 0x1a);
+    m_statusDot->setStyleSheet(QStringLiteral("background: %1; border-radius: 5px;").arg(dot.name()));
+
+    if (m_listenAll->isChecked() != m_controller->listenAtAll())
+        m_listenAll->setChecked(m_controller->listenAtAll());
+    m_address->setText(clientAddress());
+
+    m_start->setEnabled(m_controller->canStart());
+    m_stop->setEnabled(running);
+    m_save->setEnabled(m_controller->canSave());
+    m_revert->setEnabled(m_controller->hasUnsavedChanges());
+    emit commandStateChanged();
+}

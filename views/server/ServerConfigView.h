@@ -1,0 +1,77 @@
+#pragma once
+
+#include "views/app/DestinationScreen.h"
+
+class LogPaneView;
+class QCheckBox;
+class QLabel;
+class QLineEdit;
+class QPlainTextEdit;
+class QPushButton;
+class QSplitter;
+class ServerConfigController;
+class SettingsManager;
+
+// The server screen: the fields of the server's row, the bind toggle, the status line,
+// the address clients use, Start, Stop, Save and Revert, and below a split the log. The
+// height of the log pane is kept under "serverView.VSplitViewPos".
+class ServerConfigView : public DestinationScreen {
+    Q_OBJECT
+
+public:
+    static inline const QString splitKey = QStringLiteral("serverView.VSplitViewPos");
+    static constexpr double defaultLogHeight = 300;
+    // The port shown while no row exists.
+    static constexpr int fallbackPort = 8080;
+
+    explicit ServerConfigView(ServerConfigController *controller = nullptr, QWidget *parent = nullptr);
+
+    AbstractController *activeController() const override;
+    void screenDidAppear() override;
+
+    ServerConfigController *controller() const { return m_controller; }
+    LogPaneView *logPane() const { return m_log; }
+    QPushButton *startButton() const { return m_start; }
+    QPushButton *stopButton() const { return m_stop; }
+    QPushButton *saveButton() const { return m_save; }
+    QPushButton *revertButton() const { return m_revert; }
+    QLineEdit *portField() const { return m_port; }
+    QCheckBox *listenAllToggle() const { return m_listenAll; }
+    QLabel *statusLabel() const { return m_status; }
+    QLabel *addressLabel() const { return m_address; }
+    QSplitter *splitter() const { return m_split; }
+
+    // "http://127.0.0.1:8888", or "http://0.0.0.0:8888" when listening on all interfaces.
+    QString clientAddress() const;
+    void copyAddress();
+
+protected:
+    void showEvent(QShowEvent *event) override;
+
+private:
+    void refresh();
+    void refreshFields();
+    void commitPort();
+    void applySplit();
+
+    ServerConfigController *m_controller;
+    SettingsManager *m_splitSettings;
+    QLineEdit *m_name;
+    QLineEdit *m_title;
+    QLineEdit *m_version;
+    QLineEdit *m_port;
+    QPlainTextEdit *m_instructions;
+    QCheckBox *m_listenAll;
+    QLabel *m_statusDot;
+    QLabel *m_status;
+    QLabel *m_address;
+    QPushButton *m_copy;
+    QPushButton *m_start;
+    QPushButton *m_stop;
+    QPushButton *m_save;
+    QPushButton *m_revert;
+    QSplitter *m_split;
+    LogPaneView *m_log;
+    bool m_filling = false;
+    bool m_splitApplied = false;
+};
