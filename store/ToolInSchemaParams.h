@@ -1,62 +1,19 @@
 #pragma once
 
-#include "store/StoreRecord.h"
+#include "store/ToolSchemaParamsRecord.h"
 
 class ToolInputSchema;
 
 // One parameter of an input schema.
-class ToolInSchemaParams final : public StoreRecord {
+class ToolInSchemaParams final : public ToolSchemaParamsRecord<ToolInSchemaParams, ToolInputSchema> {
 public:
     static constexpr StoreEntity staticEntity = StoreEntity::ToolInSchemaParams;
 
-    std::optional<QUuid> id() const { return m_v.id; }
-    void setId(std::optional<QUuid> value) { assign(m_v, &Values::id, std::move(value)); }
-    std::optional<QString> parameterName() const { return m_v.parameterName; }
-    void setParameterName(std::optional<QString> value) { assign(m_v, &Values::parameterName, std::move(value)); }
-    std::optional<QString> parameterType() const { return m_v.parameterType; }
-    void setParameterType(std::optional<QString> value) { assign(m_v, &Values::parameterType, std::move(value)); }
-    std::optional<QString> parameterDescription() const { return m_v.parameterDescription; }
-    void setParameterDescription(std::optional<QString> value)
-    {
-        assign(m_v, &Values::parameterDescription, std::move(value));
-    }
-    std::optional<QString> defaultValue() const { return m_v.defaultValue; }
-    void setDefaultValue(std::optional<QString> value) { assign(m_v, &Values::defaultValue, std::move(value)); }
-    std::optional<QString> itemType() const { return m_v.itemType; }
-    void setItemType(std::optional<QString> value) { assign(m_v, &Values::itemType, std::move(value)); }
-    std::optional<QString> items() const { return m_v.items; }
-    void setItems(std::optional<QString> value) { assign(m_v, &Values::items, std::move(value)); }
-
     // The owner; setting it also moves this record into the owner's `properties`.
-    ToolInputSchema *toolInputSchema() const { return m_v.toolInputSchema; }
-    void setToolInputSchema(ToolInputSchema *owner);
-
-    StoreRecord *ownerRecord() const override;
+    ToolInputSchema *toolInputSchema() const { return schema(); }
+    void setToolInputSchema(ToolInputSchema *owner) { setSchema(owner); }
 
 private:
     friend class StoreContext;
-    friend class ToolInputSchema;
-    ToolInSchemaParams(StoreContext *context, qint64 key, State state);
-
-    struct Values {
-        std::optional<QUuid> id;
-        std::optional<QString> parameterName;
-        std::optional<QString> parameterType;
-        std::optional<QString> parameterDescription;
-        std::optional<QString> defaultValue;
-        std::optional<QString> itemType;
-        std::optional<QString> items;
-        ToolInputSchema *toolInputSchema = nullptr;
-    };
-    Values m_v;
-    std::unique_ptr<Values> m_stored;
-
-    void takeSnapshot() override { keepCopy(m_v, m_stored); }
-    void restoreSnapshot() override { restoreCopy(m_v, m_stored); }
-    void dropSnapshot() override { m_stored.reset(); }
-    QVariantList columnValues() const override;
-    void readColumns(const QSqlQuery &query, int first) override;
-    qsizetype positionInOwner() const override;
-    void removeFromOwner() override;
-    void attachLoaded(StoreRecord *owner) override;
+    ToolInSchemaParams(StoreContext *context, qint64 key, State state) : ToolSchemaParamsRecord(context, key, state) {}
 };

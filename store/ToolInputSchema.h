@@ -1,58 +1,20 @@
 #pragma once
 
-#include "store/StoreRecord.h"
+#include "store/ToolSchemaRecord.h"
+#include "store/ToolsConfig.h"
 
 class ToolInSchemaParams;
-class ToolsConfig;
 
-// One input schema of a tool, with its parameters (an unordered relationship; read
-// it through ToolsQueryService::sortedProperties). Owns its parameters.
-class ToolInputSchema final : public StoreRecord {
+// One input schema of a tool, in the tool's `inputSchemas`; its parameters are
+// ToolInSchemaParams, linked back through `toolInputSchema`.
+class ToolInputSchema final : public ToolSchemaRecord<ToolInputSchema, ToolInSchemaParams> {
 public:
     static constexpr StoreEntity staticEntity = StoreEntity::ToolInputSchema;
 
-    std::optional<QUuid> id() const { return m_v.id; }
-    void setId(std::optional<QUuid> value) { assign(m_v, &Values::id, std::move(value)); }
-    std::optional<QString> type() const { return m_v.type; }
-    void setType(std::optional<QString> value) { assign(m_v, &Values::type, std::move(value)); }
-    std::optional<QString> requiredParams() const { return m_v.requiredParams; }
-    void setRequiredParams(std::optional<QString> value) { assign(m_v, &Values::requiredParams, std::move(value)); }
-
-    // The owner; setting it also moves this record into the owner's `inputSchemas`.
-    ToolsConfig *toolConfig() const { return m_v.toolConfig; }
-    void setToolConfig(ToolsConfig *owner);
-
-    QList<ToolInSchemaParams *> properties() const;
-    // Also sets the child's `toolInputSchema`; a child that belonged to another record leaves it.
-    void addPropertiesObject(ToolInSchemaParams *child);
-    void removePropertiesObject(ToolInSchemaParams *child);
-
-    QList<StoreRecord *> ownedRecords() const override;
-    StoreRecord *ownerRecord() const override;
-
 private:
     friend class StoreContext;
-    friend class ToolInSchemaParams;
-    friend class ToolsConfig;
-    ToolInputSchema(StoreContext *context, qint64 key, State state);
+    friend class ToolSchemaRecord<ToolInputSchema, ToolInSchemaParams>;
+    static constexpr auto toolList = &ToolsConfig::Values::inputSchemas;
 
-    struct Values {
-        std::optional<QUuid> id;
-        std::optional<QString> type;
-        std::optional<QString> requiredParams;
-        ToolsConfig *toolConfig = nullptr;
-        QList<ToolInSchemaParams *> properties;
-    };
-    Values m_v;
-    std::unique_ptr<Values> m_stored;
-
-    void takeSnapshot() override { keepCopy(m_v, m_stored); }
-    void restoreSnapshot() override { restoreCopy(m_v, m_stored); }
-    void dropSnapshot() override { m_stored.reset(); }
-    QVariantList columnValues() const override;
-    void readColumns(const QSqlQuery &query, int first) override;
-    bool ownedListsChanged() const override;
-    qsizetype positionInOwner() const override;
-    void removeFromOwner() override;
-    void attachLoaded(StoreRecord *owner) override;
+    ToolInputSchema(StoreContext *context, qint64 key, State state) : ToolSchemaRecord(context, key, state) {}
 };

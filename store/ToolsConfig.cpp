@@ -43,20 +43,14 @@ QList<ToolInputSchema *> ToolsConfig::inputSchemas() const
 
 void ToolsConfig::addInputSchemasObject(ToolInputSchema *child)
 {
-    ensureLoaded(ToolInputSchema::staticEntity);
-    relate(
-        this, child, [](ToolsConfig *o) -> auto & { return o->m_v.inputSchemas; },
-        [](ToolInputSchema *c) -> auto & { return c->m_v.toolConfig; });
+    if (child)
+        child->setToolConfig(this);
 }
 
 void ToolsConfig::removeInputSchemasObject(ToolInputSchema *child)
 {
-    ensureLoaded(ToolInputSchema::staticEntity);
-    if (!child || child->m_v.toolConfig != this)
-        return;
-    relate<ToolsConfig, ToolInputSchema>(
-        nullptr, child, [](ToolsConfig *o) -> auto & { return o->m_v.inputSchemas; },
-        [](ToolInputSchema *c) -> auto & { return c->m_v.toolConfig; });
+    if (child && child->toolConfig() == this)
+        child->setToolConfig(nullptr);
 }
 
 QList<ToolOutputSchema *> ToolsConfig::outputSchmas() const
@@ -67,20 +61,14 @@ QList<ToolOutputSchema *> ToolsConfig::outputSchmas() const
 
 void ToolsConfig::addOutputSchmasObject(ToolOutputSchema *child)
 {
-    ensureLoaded(ToolOutputSchema::staticEntity);
-    relate(
-        this, child, [](ToolsConfig *o) -> auto & { return o->m_v.outputSchmas; },
-        [](ToolOutputSchema *c) -> auto & { return c->m_v.toolConfig; });
+    if (child)
+        child->setToolConfig(this);
 }
 
 void ToolsConfig::removeOutputSchmasObject(ToolOutputSchema *child)
 {
-    ensureLoaded(ToolOutputSchema::staticEntity);
-    if (!child || child->m_v.toolConfig != this)
-        return;
-    relate<ToolsConfig, ToolOutputSchema>(
-        nullptr, child, [](ToolsConfig *o) -> auto & { return o->m_v.outputSchmas; },
-        [](ToolOutputSchema *c) -> auto & { return c->m_v.toolConfig; });
+    if (child && child->toolConfig() == this)
+        child->setToolConfig(nullptr);
 }
 
 QList<StoreRecord *> ToolsConfig::ownedRecords() const

@@ -4,6 +4,8 @@
 
 class ToolInputSchema;
 class ToolOutputSchema;
+template <class Schema, class Params>
+class ToolSchemaRecord;
 
 // One tool: how clients see it, how it is carried out, and its ordered input and
 // output schemas (the relationship is spelled `outputSchmas`). Owns its schemas.
@@ -44,8 +46,11 @@ public:
 
 private:
     friend class StoreContext;
+    // The schemas name their list in Values and keep both ends of the link in step.
     friend class ToolInputSchema;
     friend class ToolOutputSchema;
+    template <class Schema, class Params>
+    friend class ToolSchemaRecord;
     ToolsConfig(StoreContext *context, qint64 key, State state);
 
     struct Values {

@@ -31,9 +31,10 @@ QList<T *> sortedByParameterName(QList<T *> list)
     return list;
 }
 
-template <class T>
-void setParameterDefaults(T *param)
+template <class Params>
+Params *createParams(StoreContext *context)
 {
+    auto *param = context->insert<Params>();
     param->setId(QUuid::createUuid());
     param->setParameterName(QStringLiteral(""));
     param->setParameterType(QStringLiteral("string"));
@@ -41,14 +42,18 @@ void setParameterDefaults(T *param)
     param->setDefaultValue(QStringLiteral(""));
     param->setItems(QStringLiteral(""));
     param->setItemType(QStringLiteral("string"));
+    return param;
 }
 
-template <class Schema>
-void setSchemaDefaults(Schema *schema)
+template <class Schema, class Params>
+Schema *createSchema(StoreContext *context)
 {
+    auto *schema = context->insert<Schema>();
     schema->setId(QUuid::createUuid());
     schema->setType(QStringLiteral("object"));
     schema->setRequiredParams(QStringLiteral(""));
+    schema->addPropertiesObject(createParams<Params>(context));
+    return schema;
 }
 
 }  // namespace
@@ -117,30 +122,20 @@ ToolsConfig *ToolsQueryService::createTool(StoreContext *context, qsizetype list
 
 ToolInputSchema *ToolsQueryService::createInputSchema(StoreContext *context)
 {
-    auto *schema = context->insert<ToolInputSchema>();
-    setSchemaDefaults(schema);
-    schema->addPropertiesObject(createInSchemaParams(context));
-    return schema;
+    return createSchema<ToolInputSchema, ToolInSchemaParams>(context);
 }
 
 ToolOutputSchema *ToolsQueryService::createOutputSchema(StoreContext *context)
 {
-    auto *schema = context->insert<ToolOutputSchema>();
-    setSchemaDefaults(schema);
-    schema->addPropertiesObject(createOutSchemeParams(context));
-    return schema;
+    return createSchema<ToolOutputSchema, ToolOutSchemeParams>(context);
 }
 
 ToolInSchemaParams *ToolsQueryService::createInSchemaParams(StoreContext *context)
 {
-    auto *param = context->insert<ToolInSchemaParams>();
-    setParameterDefaults(param);
-    return param;
+    return createParams<ToolInSchemaParams>(context);
 }
 
 ToolOutSchemeParams *ToolsQueryService::createOutSchemeParams(StoreContext *context)
 {
-    auto *param = context->insert<ToolOutSchemeParams>();
-    setParameterDefaults(param);
-    return param;
+    return createParams<ToolOutSchemeParams>(context);
 }

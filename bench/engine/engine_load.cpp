@@ -1,10 +1,12 @@
 // engine_load: HTTP load generator for MCP servers. N client threads each open a fresh
-// TCP connection per request, POST a `tools/call` of `echo`, and read the whole answer.
+// TCP connection per request, POST a `tools/call` (of `echo` unless --tool says otherwise),
+// and read the whole answer; an answer counts when it is a 200 that holds the expected text.
 // Prints requests per second and p50/p99 latency for every target and
 // client count, and the throughput ratio of the first target to each other one.
 //
 //   engine_load --target NAME=PORT [--target NAME=PORT ...] [--clients 1,16]
 //               [--duration SECONDS] [--warmup SECONDS]
+//               [--tool NAME] [--arguments JSON] [--expect TEXT]
 //
 // With ENGINE_LOAD_DETAIL=1 in the environment it also prints p90, p95, p99.9 and the
 // maximum latency of each run to stderr.
@@ -43,10 +45,16 @@ struct Result {
     double rps() const { return seconds > 0 ? static_cast<double>(requests) / seconds : 0; }
 };
 
-std::string makeRequest()
+struct Call {
+    std::string tool = "echo";
+    std::string arguments = R"({"text":"hello"})";
+    std::string expect = "hello";
+};
+
+std::string makeRequest(const Call &call)
 {
-    const std::string body =
-        R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":{"name":"echo","arguments":{"text":"hello"}}})";
+    const std::string body = R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":{"name":")" + call.tool
+        + R"(","arguments":)" + call.arguments + "}}";
     return "POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
            "Accept: application/json, text/event-stream\r\nConnection: close\r\nContent-Length: "
         + std::to_string(body.size()) + "\r\n\r\n" + body;
@@ -69,7 +77,7 @@ size_t expectedLength(const std::string &reply)
 // One request on a fresh connection; true when the answer was a 200 carrying the text.
 // Reading stops once the declared body is in, so that the client does not spend a
 // receive on the end of the stream.
-bool oneRequest(const sockaddr_in &address, const std::string &request, std::string &reply)
+bool oneRequest(const sockaddr_in &address, const std::string &request, const std::string &expect, std::string &reply)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
@@ -97,20 +105,20 @@ bool oneRequest(const sockaddr_in &address, const std::string &request, std::str
                 if (expected != 0 && reply.size() >= expected)
                     break;
             }
-            ok = reply.starts_with("HTTP/1.1 200") && reply.find("hello") != std::string::npos;
+            ok = reply.starts_with("HTTP/1.1 200") && reply.find(expect) != std::string::npos;
         }
     }
     ::close(fd);
     return ok;
 }
 
-Result run(const Target &target, int clients, double warmupSeconds, double durationSeconds)
+Result run(const Target &target, const Call &call, int clients, double warmupSeconds, double durationSeconds)
 {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(static_cast<uint16_t>(target.port));
-    const std::string request = makeRequest();
+    const std::string request = makeRequest(call);
 
     const auto start = Clock::now();
     const auto measureFrom = start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(warmupSeconds));
@@ -129,7 +137,7 @@ Result run(const Target &target, int clients, double warmupSeconds, double durat
                 const auto t0 = Clock::now();
                 if (t0 >= end)
                     break;
-                const bool ok = oneRequest(address, request, reply);
+                const bool ok = oneRequest(address, request, call.expect, reply);
                 const auto t1 = Clock::now();
                 if (t0 < measureFrom)
                     continue;
@@ -174,7 +182,7 @@ Result run(const Target &target, int clients, double warmupSeconds, double durat
 {
     std::fprintf(stderr,
                  "engine_load: %s\nusage: engine_load --target NAME=PORT [--target NAME=PORT ...] [--clients 1,16] "
-                 "[--duration SECONDS] [--warmup SECONDS]\n",
+                 "[--duration SECONDS] [--warmup SECONDS] [--tool NAME] [--arguments JSON] [--expect TEXT]\n",
                  message);
     std::exit(2);
 }
@@ -187,6 +195,7 @@ int main(int argc, char **argv)
     std::vector<int> clientCounts{1, 16};
     double duration = 5;
     double warmup = 1;
+    Call call;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (i + 1 >= argc)
@@ -217,6 +226,12 @@ int main(int argc, char **argv)
             duration = std::atof(value.c_str());
         } else if (arg == "--warmup") {
             warmup = std::atof(value.c_str());
+        } else if (arg == "--tool") {
+            call.tool = value;
+        } else if (arg == "--arguments") {
+            call.arguments = value;
+        } else if (arg == "--expect") {
+            call.expect = value;
         } else {
             usage(("unknown argument " + arg).c_str());
         }
@@ -231,7 +246,7 @@ int main(int argc, char **argv)
     std::vector<Result> results;
     for (int clients : clientCounts) {
         for (const Target &target : targets) {
-            Result r = run(target, clients, warmup, duration);
+            Result r = run(target, call, clients, warmup, duration);
             std::printf("%-10s %8d %10llu %8llu %12.0f %10.3f %10.3f\n", r.target.c_str(), r.clients,
                         static_cast<unsigned long long>(r.requests), static_cast<unsigned long long>(r.errors), r.rps(),
                         r.p50Ms, r.p99Ms);

@@ -14,7 +14,7 @@
 #include "store/ToolOutSchemeParams.h"
 #include "store/ToolOutputSchema.h"
 #include "store/ToolsConfig.h"
-#include "tests/support/TestSupport.h"
+#include "tests/support/LogLines.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/router/MCPServer.h"
 
@@ -22,7 +22,6 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QMutex>
 #include <QUuid>
 
 #include <gtest/gtest.h>
@@ -30,13 +29,6 @@
 
 // One schema parameter of a test tool.
 struct ConfigTestParam {
-    ConfigTestParam(std::optional<QString> name_, QString type_ = QStringLiteral("string"),
-                    QString itemType_ = QStringLiteral("null"), QString items_ = QString(),
-                    QString description_ = QString(), QString defaultValue_ = QString())
-        : name(std::move(name_)), type(std::move(type_)), itemType(std::move(itemType_)), items(std::move(items_)),
-          description(std::move(description_)), defaultValue(std::move(defaultValue_))
-    {
-    }
     std::optional<QString> name;
     QString type = QStringLiteral("string");
     QString itemType = QStringLiteral("null");
@@ -59,18 +51,10 @@ protected:
         exportRoot = root + QStringLiteral("/Preferences");
         controller = std::make_unique<ConfigurationController>(context, router.get(), exportRoot,
                                                                AppPaths::builtinConfigurationDir());
-        auto *log = LogController::shared();
-        previousHandler = log->logHandler();
-        log->setLogHandler([this](MCPLogMessageType level, int code, const QString &message) {
-            QMutexLocker lock(&linesMutex);
-            lines.append({level, code, message});
-        });
     }
 
     void TearDown() override
     {
-        TestSupport::spin(20);
-        LogController::shared()->setLogHandler(previousHandler);
         controller.reset();
         store.reset();
     }
@@ -182,21 +166,6 @@ protected:
         file.write(data);
     }
 
-    bool logged(const QString &message)
-    {
-        TestSupport::spin(10);
-        QMutexLocker lock(&linesMutex);
-        for (const auto &line : lines)
-            if (line.message == message)
-                return true;
-        return false;
-    }
-
-    struct Line {
-        MCPLogMessageType level;
-        int code;
-        QString message;
-    };
     QString root;
     QString exportRoot;
     std::unique_ptr<PersistenceController> store;
@@ -204,9 +173,7 @@ protected:
     MCPServerBridge bridge;
     std::unique_ptr<MCPServer> router;
     std::unique_ptr<ConfigurationController> controller;
-    LogController::LogHandler previousHandler;
-    QMutex linesMutex;
-    QList<Line> lines;
+    LogLines log;
 
 private:
     template <class P>

@@ -5,79 +5,24 @@
 //
 // Every run of kelvara gets fresh XDG folders in a temporary directory. The checks:
 //  1. serve --import-builtin --import BUNDLE: the listing carries the execution fields; a
-//     built-in file tool, the built-in script tool, a "file" resource and a prompt answer; a
+//     built-in file tool reads, writes and lists, the built-in script tool, a "file" resource and a prompt answer; a
 //     tool whose executor this build lacks gives the router's error result with the output
 //     schema's neutral values; SIGTERM stops it with exit code 0.
 //  2. A port that is taken: exit code 1 and the failure text on standard error.
 //  3. A record that cannot be exported keeps the server from starting (exit code 1).
 
 import assert from 'node:assert/strict';
-import { spawn } from 'node:child_process';
-import { existsSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { createServer } from 'node:net';
-import { tmpdir } from 'node:os';
-import { dirname, join } from 'node:path';
-import { fileURLToPath, pathToFileURL } from 'node:url';
+import { join } from 'node:path';
+import { pathToFileURL } from 'node:url';
+import {
+  argumentsOrUsage, check, finish, freeLowPort, sandbox, scenario, serve, stop, withTimeout, workDir, writeJson,
+} from '../interop/harness.mjs';
 
-const here = dirname(fileURLToPath(import.meta.url));
-const interop = join(here, '..', 'interop');
-if (!existsSync(join(interop, 'node_modules', '@modelcontextprotocol', 'sdk'))) {
-  console.error(`The SDK is not installed: run "npm ci" in ${interop} (scripts/test does this).`);
-  process.exit(1);
-}
-const { runScenario } = await import(pathToFileURL(join(interop, 'mcp-client.mjs')).href);
-
-const kelvara = process.argv[2];
-if (!kelvara) {
-  console.error('usage: node serve-e2e.mjs PATH/TO/kelvara');
-  process.exit(2);
-}
-
-let failed = 0;
-let passed = 0;
-function check(name, fn) {
-  try {
-    fn();
-    passed += 1;
-    console.log(`ok - ${name}`);
-  } catch (error) {
-    failed += 1;
-    console.log(`not ok - ${name}\n  ${String(error.message).split('\n').join('\n  ')}`);
-  }
-}
-
-const work = mkdtempSync(join(tmpdir(), 'kelvara-e2e-'));
-
-// The stored port is a signed 16-bit number, so the port must lie below 32768.
-async function freeLowPort() {
-  for (let attempt = 0; attempt < 200; attempt += 1) {
-    const port = 20000 + Math.floor(Math.random() * 12000);
-    const free = await new Promise((resolve) => {
-      const probe = createServer();
-      probe.once('error', () => resolve(false));
-      probe.listen(port, '127.0.0.1', () => probe.close(() => resolve(true)));
-    });
-    if (free) return port;
-  }
-  throw new Error('no free port below 32768');
-}
-
-function sandbox(name) {
-  const root = join(work, name);
-  for (const sub of ['data', 'config', 'runtime']) mkdirSync(join(root, sub), { recursive: true });
-  return {
-    ...process.env,
-    XDG_DATA_HOME: join(root, 'data'),
-    XDG_CONFIG_HOME: join(root, 'config'),
-    XDG_RUNTIME_DIR: join(root, 'runtime'),
-    DBUS_SESSION_BUS_ADDRESS: 'unix:path=/nonexistent/kelvara-e2e-bus',
-  };
-}
-
-function writeJson(path, value) {
-  mkdirSync(dirname(path), { recursive: true });
-  writeFileSync(path, JSON.stringify(value, null, 2));
-}
+const [kelvara] = argumentsOrUsage('serve-e2e.mjs PATH/TO/kelvara');
+const work = workDir('kelvara-e2e-');
+const env = (name) => sandbox(join(work, name));
 
 const annotations = { audience: ['user', 'assistant'], lastModified: '2025-06-18T00:00:00.000Z', priority: 0.9 };
 function tool(name, fields, inputProperties = {}, outputProperties = {}, required = undefined) {
@@ -117,55 +62,32 @@ writeJson(join(bundle, 'Prompts', 'greeting.json'), {
 });
 writeFileSync(join(bundle, 'Tools', 'IGNORED.JSON'), '{"not": "read"}');
 
-// Starts kelvara serve; resolves once the server runs or the process has ended.
-function serve(args, env) {
-  const child = spawn(kelvara, ['serve', ...args], { env, stdio: ['ignore', 'pipe', 'pipe'] });
-  const run = { child, stdout: '', stderr: '' };
-  run.exited = new Promise((resolve) => child.once('exit', (code, signal) => resolve({ code, signal })));
-  run.ready = new Promise((resolve) => {
-    child.stdout.on('data', (chunk) => {
-      run.stdout += chunk;
-      if (run.stdout.includes('\nMCP Server running\n')) resolve('running');
-    });
-    child.stderr.on('data', (chunk) => { run.stderr += chunk; });
-    run.exited.then(() => resolve('exited'));
-  });
-  return run;
-}
-
-function withTimeout(promise, ms, what) {
-  let timer;
-  return Promise.race([
-    promise,
-    new Promise((_, reject) => { timer = setTimeout(() => reject(new Error(`timed out: ${what}`)), ms); }),
-  ]).finally(() => clearTimeout(timer));
-}
-
 try {
   // ---- 1. a running server ----
   const port = await freeLowPort();
-  const server = serve(['--import-builtin', '--import', bundle, '--port', String(port)], sandbox('run'));
+  const server = serve(kelvara, ['--import-builtin', '--import', bundle, '--port', String(port)], env('run'));
   const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');
   check('kelvara serve starts', () => assert.equal(state, 'running', server.stderr + server.stdout));
 
   if (state === 'running') {
-    const { results } = await runScenario(`http://127.0.0.1:${port}/mcp`, [
+    const results = await scenario(`http://127.0.0.1:${port}/mcp`, [
       { op: 'initialize' },
       { op: 'listTools' },
       { op: 'callTool', name: 'read_notes', arguments: { file_path: notesPath } },
+      { op: 'callTool', name: 'write_file', arguments: { file_path: ` ${notesPath}`, content: 'rewritten — once\n' } },
+      { op: 'callTool', name: 'list_files', arguments: { project_path: work, recursive: false, extensions: ['TXT', 'backup'], sort: 'size' } },
       { op: 'callTool', name: 'list_calendars', arguments: {} },
       { op: 'callTool', name: 'text_statistics', arguments: { text: 'One two two. Three!' } },
       { op: 'readResource', uri: pathToFileURL(notesPath).href },
       { op: 'getPrompt', name: 'greeting', arguments: { who: 'Ada' } },
     ]);
-    const [init, list, read, calendars, stats, resource, prompt] = results;
+    const [init, list, read, written, listed, calendars, stats, resource, prompt] = results;
     // The SDK keeps only the members it knows; the execution fields are read off the wire.
     const wire = await (await fetch(`http://127.0.0.1:${port}/mcp`, {
       method: 'POST',
       headers: { 'content-type': 'application/json', accept: 'application/json, text/event-stream' },
       body: JSON.stringify({ jsonrpc: '2.0', id: 7, method: 'tools/list', params: {} }),
     })).json();
-    for (const r of results) check(`${r.op} succeeds`, () => assert.ok(!('error' in r), r.error));
 
     check('initialize names the server', () => {
       assert.equal(init.result.serverInfo.name, 'Kelvara Server');
@@ -192,6 +114,27 @@ try {
       assert.equal(read.result.structuredContent.success, true);
       assert.equal(read.result.structuredContent.line_count, 3);
     });
+    check('a built-in file tool writes the file and keeps the old text as ".backup"', () => {
+      assert.equal(written.result.content[0].text, 'File saved successfully');
+      assert.deepEqual(written.result.structuredContent, {
+        success: true, file_path: notesPath, message: 'File saved successfully', bytes_written: 19,
+      });
+      assert.equal(readFileSync(notesPath, 'utf8'), 'rewritten — once\n');
+      assert.equal(readFileSync(`${notesPath}.backup`, 'utf8'), 'Kelvara end-to-end notes\nsecond line\n');
+    });
+    check('a built-in file tool lists the folder, filtered and sorted by size', () => {
+      const s = listed.result.structuredContent;
+      assert.equal(s.success, true);
+      assert.equal(s.project_path, work);
+      assert.equal(s.directories, 1);
+      assert.equal(s.total_files, 2);
+      assert.deepEqual(s.files.map((f) => [f.relative_path, f.size]), [['notes.txt', 19], ['notes.txt.backup', 37]]);
+      assert.equal(s.files[0].path, notesPath);
+      assert.equal(s.files[0].modified, s.files[0].last_modified);
+      assert.match(s.files[0].modified, /^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$/);
+      assert.equal(listed.result.content[0].text.split('\n')[0],
+        `${notesPath}, notes.txt, notes.txt, 19, ${s.files[0].modified}, ${s.files[0].modified}`);
+    });
     check('a tool without an executor gives the error result with neutral values', () => {
       const s = calendars.result.structuredContent;
       assert.equal(s.success, false);
@@ -213,15 +156,14 @@ try {
     check('a "file" resource gives the file text', () => {
       const [content] = resource.result.contents;
       assert.equal(content.mimeType, 'text/plain');
-      assert.equal(JSON.parse(content.text).content, 'Kelvara end-to-end notes\nsecond line\n');
+      assert.equal(JSON.parse(content.text).content, 'rewritten — once\n');
     });
     check('a prompt gives the fixed text', () => {
       assert.equal(prompt.result.messages[0].content.text, 'Error: Prompt handler not implemented yet');
     });
   }
 
-  server.child.kill('SIGTERM');
-  const { code, signal } = await withTimeout(server.exited, 20000, 'kelvara serve to stop');
+  const { code, signal } = await stop(server);
   check('SIGTERM stops kelvara serve with exit code 0', () => assert.equal(code, 0, `exit ${code} signal ${signal}\n${server.stderr}`));
   check('status words and log lines go to standard output', () => {
     const lines = server.stdout.split('\n');
@@ -237,7 +179,7 @@ try {
   const blocker = createServer();
   const takenPort = await freeLowPort();
   await new Promise((resolve) => blocker.listen(takenPort, '127.0.0.1', resolve));
-  const refused = serve(['--port', String(takenPort)], sandbox('taken'));
+  const refused = serve(kelvara, ['--port', String(takenPort)], env('taken'));
   const refusedEnd = await withTimeout(refused.exited, 30000, 'kelvara serve on a taken port');
   blocker.close();
   check('a taken port ends with exit code 1 and the failure text', () => {
@@ -249,8 +191,8 @@ try {
   const badBundle = join(work, 'bad-bundle');
   writeJson(join(badBundle, 'Tools', 'nameless.json'), tool('nameless',
     { execHandler: 'FileAccessHandler', execMethod: 'readFile' }, { '': { type: 'string', description: 'no name' } }));
-  const badEnv = sandbox('bad');
-  const bad = serve(['--import', badBundle, '--listen-all', '--port', String(await freeLowPort())], badEnv);
+  const badEnv = env('bad');
+  const bad = serve(kelvara, ['--import', badBundle, '--listen-all', '--port', String(await freeLowPort())], badEnv);
   const badEnd = await withTimeout(bad.exited, 30000, 'kelvara serve with an unexportable tool');
   check('an export failure keeps the server from starting', () => {
     assert.equal(badEnd.code, 1);
@@ -263,7 +205,7 @@ try {
   });
 
   // ---- 4. bad usage ----
-  const usage = serve(['--port', '70000'], sandbox('usage'));
+  const usage = serve(kelvara, ['--port', '70000'], env('usage'));
   const usageEnd = await withTimeout(usage.exited, 30000, 'kelvara serve with a bad port');
   check('a port outside the stored range is refused', () => {
     assert.equal(usageEnd.code, 2);
@@ -273,5 +215,4 @@ try {
   rmSync(work, { recursive: true, force: true });
 }
 
-console.log(`${passed} passed, ${failed} failed`);
-process.exit(failed === 0 ? 0 : 1);
+finish();

@@ -13,12 +13,6 @@
 #include <thread>
 #include <ostream>
 
-// Readable failure messages for Qt strings.
-inline void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
-
 namespace {
 
 using Response = TestHttpServer::Response;

@@ -8,70 +8,17 @@
 // answer, then stops the server with SIGTERM and expects a clean exit.
 
 import assert from 'node:assert/strict';
-import { spawn } from 'node:child_process';
-import { existsSync } from 'node:fs';
-import { createServer } from 'node:net';
-import { dirname, join } from 'node:path';
-import { fileURLToPath } from 'node:url';
+import { argumentsOrUsage, check, finish, freeLowPort, scenario, start, stop, withTimeout } from './harness.mjs';
 
-const here = dirname(fileURLToPath(import.meta.url));
-if (!existsSync(join(here, 'node_modules', '@modelcontextprotocol', 'sdk'))) {
-  console.error(`The SDK is not installed: run "npm ci" in ${here} (scripts/test does this).`);
-  process.exit(1);
-}
-const { runScenario } = await import('./mcp-client.mjs');
+const [serverPath] = argumentsOrUsage('echo-server-interop.mjs PATH/TO/echo_server');
+const port = await freeLowPort();
+const server = start(serverPath, ['--port', String(port)], 'listening');
+const state = await withTimeout(server.ready, 30000, 'echo_server to start');
+check('echo_server starts', () => assert.equal(state, 'running', server.stderr));
 
-const serverPath = process.argv[2];
-if (!serverPath) {
-  console.error('usage: node echo-server-interop.mjs PATH/TO/echo_server');
-  process.exit(2);
-}
-
-function freePort() {
-  return new Promise((resolve, reject) => {
-    const probe = createServer();
-    probe.once('error', reject);
-    probe.listen(0, '127.0.0.1', () => {
-      const { port } = probe.address();
-      probe.close(() => resolve(port));
-    });
-  });
-}
-
-function startServer(port) {
-  return new Promise((resolve, reject) => {
-    const child = spawn(serverPath, ['--port', String(port)], { stdio: ['ignore', 'pipe', 'pipe'] });
-    let stderr = '';
-    child.stderr.on('data', (chunk) => { stderr += chunk; });
-    child.once('error', reject);
-    child.once('exit', (code) => reject(new Error(`echo_server exited early (${code}): ${stderr}`)));
-    child.stdout.on('data', (chunk) => {
-      if (String(chunk).includes('listening')) resolve(child);
-    });
-  });
-}
-
-const port = await freePort();
-const server = await startServer(port);
-server.removeAllListeners('exit');
-const exited = new Promise((resolve) => server.once('exit', (code, signal) => resolve({ code, signal })));
-
-let failed = 0;
-let passed = 0;
-function check(name, fn) {
-  try {
-    fn();
-    passed += 1;
-    console.log(`ok - ${name}`);
-  } catch (error) {
-    failed += 1;
-    console.log(`not ok - ${name}\n  ${String(error.message).split('\n').join('\n  ')}`);
-  }
-}
-
-try {
+if (state === 'running') {
   const text = 'Grüße, "quotes" and \\ backslash\nnew line';
-  const { results } = await runScenario(`http://127.0.0.1:${port}/mcp`, [
+  const results = await scenario(`http://127.0.0.1:${port}/mcp`, [
     { op: 'initialize' },
     { op: 'listTools' },
     { op: 'callTool', name: 'echo', arguments: { text } },
@@ -80,7 +27,6 @@ try {
     { op: 'ping' },
   ]);
   const byOp = Object.fromEntries(results.map((r) => [r.op, r]));
-  for (const r of results) check(`${r.op} succeeds`, () => assert.ok(!('error' in r), r.error));
 
   check('initialize reports the server and its capabilities', () => {
     const { serverInfo, capabilities } = byOp.initialize.result;
@@ -113,11 +59,8 @@ try {
     assert.equal(messages[0].role, 'user');
     assert.equal(messages[0].content.text, 'Say hello to Ada.');
   });
-} finally {
-  server.kill('SIGTERM');
 }
-const { code, signal } = await exited;
-check('echo_server stops cleanly on SIGTERM', () => assert.equal(code, 0, `exit ${code} signal ${signal}`));
 
-console.log(`${passed} passed, ${failed} failed`);
-process.exit(failed === 0 ? 0 : 1);
+const { code, signal } = await stop(server, 'echo_server to stop');
+check('echo_server stops cleanly on SIGTERM', () => assert.equal(code, 0, `exit ${code} signal ${signal}`));
+finish();

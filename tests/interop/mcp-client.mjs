@@ -25,42 +25,30 @@ function usage(message) {
 
 export async function runScenario(url, steps) {
   const client = new Client({ name: 'kelvara-interop', version: '1.0.0' });
-  let connected = false;
-  const connect = async () => {
-    if (connected) return;
-    await client.connect(new StreamableHTTPClientTransport(new URL(url)));
-    connected = true;
+  const ops = {
+    initialize: async () => ({
+      serverInfo: client.getServerVersion(),
+      capabilities: client.getServerCapabilities(),
+      instructions: client.getInstructions(),
+    }),
+    listTools: () => client.listTools(),
+    listResources: () => client.listResources(),
+    listPrompts: () => client.listPrompts(),
+    ping: () => client.ping(),
+    callTool: (step) => client.callTool({ name: step.name, arguments: step.arguments ?? {} }),
+    readResource: (step) => client.readResource({ uri: step.uri }),
+    getPrompt: (step) => client.getPrompt({ name: step.name, arguments: step.arguments ?? {} }),
   };
+  let connected = false;
   const results = [];
   for (const step of steps) {
     try {
-      let result;
-      switch (step.op) {
-        case 'initialize':
-          await connect();
-          result = {
-            serverInfo: client.getServerVersion(),
-            capabilities: client.getServerCapabilities(),
-            instructions: client.getInstructions(),
-          };
-          break;
-        case 'listTools': await connect(); result = await client.listTools(); break;
-        case 'listResources': await connect(); result = await client.listResources(); break;
-        case 'listPrompts': await connect(); result = await client.listPrompts(); break;
-        case 'ping': await connect(); result = await client.ping(); break;
-        case 'callTool':
-          await connect();
-          result = await client.callTool({ name: step.name, arguments: step.arguments ?? {} });
-          break;
-        case 'readResource': await connect(); result = await client.readResource({ uri: step.uri }); break;
-        case 'getPrompt':
-          await connect();
-          result = await client.getPrompt({ name: step.name, arguments: step.arguments ?? {} });
-          break;
-        default:
-          throw new Error(`unknown op '${step.op}'`);
+      if (!Object.hasOwn(ops, step.op)) throw new Error(`unknown op '${step.op}'`);
+      if (!connected) {
+        await client.connect(new StreamableHTTPClientTransport(new URL(url)));
+        connected = true;
       }
-      results.push({ op: step.op, result });
+      results.push({ op: step.op, result: await ops[step.op](step) });
     } catch (error) {
       results.push({ op: step.op, error: String(error?.message ?? error) });
     }

@@ -1,130 +1,111 @@
 #include "tests/plugins/PluginTestSupport.h"
-#include "tests/plugins/SystemLogCapture.h"
+#include "tests/support/SystemLogCapture.h"
 #include "tools/plugins/ExternToolBridge.h"
 
 #include <gtest/gtest.h>
 
-#include <QDir>
-#include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 
 using PluginTestSupport::fixture;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 // The paths the loader was asked to load, in order, from its entry lines.
 QStringList loadAttempts(const SystemLogCapture &log)
 {
-    static const QRegularExpression entry(QStringLiteral("^\\[CustomToolHandler::loadToolAtPath\\] type=(\\d) path=.*/([^/]+)$"));
+    static const QRegularExpression entry(u"^\\[CustomToolHandler::loadToolAtPath\\] type=(\\d) path=.*/([^/]+)$"_s);
     QStringList attempts;
     for (const QString &line : log.captured()) {
-        const QRegularExpressionMatch match = entry.match(line);
-        if (match.hasMatch())
-            attempts.append(match.captured(2) + QLatin1Char(':') + match.captured(1));
+        if (const QRegularExpressionMatch match = entry.match(line); match.hasMatch())
+            attempts.append(match.captured(2) + u':' + match.captured(1));
     }
     return attempts;
 }
 
-void copyTree(const QString &from, const QString &to)
+// Copies the echo plug-in to dir/name; a bundle name gets the bundle's folders around it.
+void placeEcho(const QString &dir, const QString &name)
 {
-    const QFileInfo source(from);
-    if (!source.isDir()) {
-        QFile::copy(from, to);
-        return;
-    }
-    QDir().mkpath(to);
-    for (const QString &entry : QDir(from).entryList(QDir::AllEntries | QDir::NoDotAndDotDot))
-        copyTree(from + QLatin1Char('/') + entry, to + QLatin1Char('/') + entry);
-}
-
-// A folder holding each form of the good fixture, a text file, a name with ".so" inside,
-// and a sub-folder with a plug-in that must not be reached.
-QString mixedFolder()
-{
-    const QString dir = TestSupport::makeTempDir(QStringLiteral("discovery"));
-    copyTree(fixture(QStringLiteral("reply_echo.so")), dir + QStringLiteral("/c_library.so"));
-    copyTree(fixture(QStringLiteral("reply_echo.bundle")), dir + QStringLiteral("/a_bundle.bundle"));
-    QDir().rename(dir + QStringLiteral("/a_bundle.bundle/Contents/Linux/reply_echo.so"),
-                  dir + QStringLiteral("/a_bundle.bundle/Contents/Linux/a_bundle.so"));
-    copyTree(dir + QStringLiteral("/a_bundle.bundle"), dir + QStringLiteral("/b_plugin.plugin"));
-    QDir().rename(dir + QStringLiteral("/b_plugin.plugin/Contents/Linux/a_bundle.so"),
-                  dir + QStringLiteral("/b_plugin.plugin/Contents/Linux/b_plugin.so"));
-    QFile text(dir + QStringLiteral("/d_notes.txt"));
-    text.open(QIODevice::WriteOnly);
-    text.write("not a plug-in");
-    text.close();
-    QFile::copy(fixture(QStringLiteral("reply_echo.so")), dir + QStringLiteral("/e_versioned.so.1"));
-    QDir().mkpath(dir + QStringLiteral("/f_sub"));
-    QFile::copy(fixture(QStringLiteral("reply_echo.so")), dir + QStringLiteral("/f_sub/g_deep.so"));
-    return dir;
+    const QString stem = QFileInfo(name).completeBaseName();
+    const bool bundle = name.endsWith(u".bundle") || name.endsWith(u".plugin");
+    const QString target = bundle ? dir + u'/' + name + u"/Contents/Linux/"_s + stem + u".so"_s : dir + u'/' + name;
+    QDir().mkpath(QFileInfo(target).absolutePath());
+    QFile::copy(fixture(u"reply_echo.so"_s), target);
 }
 
 QVariantMap info(const QString &path, int type, const QString &bookmarkPath)
 {
-    return {{QStringLiteral("path"), path}, {QStringLiteral("pluginType"), type}, {QStringLiteral("bookmarkPath"), bookmarkPath}};
+    return {{"path", path}, {"pluginType", type}, {"bookmarkPath", bookmarkPath}};
 }
 
 }  // namespace
 
 TEST(ToolDiscoveryService, ScansOneFolderLevelInNameOrderAndTellsTheFormByTheEnding)
 {
-    const QString dir = mixedFolder();
+    // Each form, a text file, a name with ".so" inside, and a plug-in in a sub-folder that
+    // must not be reached.
+    const QString dir = TestSupport::makeTempDir(u"discovery"_s);
+    for (const QString &name : {u"c_library.so"_s, u"a_bundle.bundle"_s, u"b_plugin.plugin"_s, u"e_versioned.so.1"_s,
+                                u"f_sub/g_deep.so"_s})
+        placeEcho(dir, name);
+    QFile text(dir + u"/d_notes.txt"_s);
+    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
+    text.write("not a plug-in");
+    text.close();
+
     ExternToolBridge bridge;
     SystemLogCapture log;
     bridge.startPluginDiscoveryAtPath(dir);
-
-    EXPECT_EQ(loadAttempts(log), (QStringList{QStringLiteral("a_bundle.bundle:2"), QStringLiteral("b_plugin.plugin:3"),
-                                              QStringLiteral("c_library.so:1")}));
+    EXPECT_EQ(loadAttempts(log), (QStringList{"a_bundle.bundle:2", "b_plugin.plugin:3", "c_library.so:1"}));
     EXPECT_EQ(bridge.availableTools().size(), 3);
-    EXPECT_TRUE(log.contains(QStringLiteral("[ToolDiscoveryService::startDiscoveryAtPath] path: ") + dir));
-    EXPECT_TRUE(log.contains(QStringLiteral("[ToolDiscoveryService] Discovery complete. Found 3 tools")));
+    EXPECT_TRUE(log.contains("[ToolDiscoveryService::startDiscoveryAtPath] path: " + dir));
+    EXPECT_TRUE(log.contains(u"[ToolDiscoveryService] Discovery complete. Found 3 tools"_s));
 }
 
 TEST(ToolDiscoveryService, AFailedEntryCostsOnlyItselfAndAMissingFolderStillEmptiesTheList)
 {
-    const QString dir = TestSupport::makeTempDir(QStringLiteral("discovery"));
-    QFile::copy(fixture(QStringLiteral("fixture_null_descriptor.so")), dir + QStringLiteral("/a_broken.so"));
-    QFile::copy(fixture(QStringLiteral("reply_echo.so")), dir + QStringLiteral("/b_good.so"));
+    const QString dir = TestSupport::makeTempDir(u"discovery"_s);
+    QFile::copy(fixture(u"fixture_null_descriptor.so"_s), dir + u"/a_broken.so"_s);
+    QFile::copy(fixture(u"reply_echo.so"_s), dir + u"/b_good.so"_s);
     ToolDiscoveryService service;
     {
         SystemLogCapture log;
         service.startDiscoveryAtPath(dir);
-        EXPECT_TRUE(log.contains(
-            QStringLiteral("[ToolDiscoveryService] Failed to load tool a_broken.so: Invalid tool descriptor. NULL pointer.")));
+        EXPECT_TRUE(log.contains(u"[ToolDiscoveryService] Failed to load tool a_broken.so: Invalid tool descriptor. NULL pointer."_s));
     }
     ASSERT_EQ(service.availableTools().size(), 1);
     const ToolDiscoveryService::Handler kept = service.availableTools().first();
     ASSERT_NE(kept->pluginHandle(), nullptr);
 
     SystemLogCapture log;
-    service.startDiscoveryAtPath(dir + QStringLiteral("/gone"));
+    service.startDiscoveryAtPath(dir + u"/gone"_s);
     EXPECT_TRUE(service.availableTools().isEmpty());
     // The refill unloaded what the list held.
     EXPECT_EQ(kept->pluginHandle(), nullptr);
-    EXPECT_TRUE(log.contains(QStringLiteral("[ToolDiscoveryService] Plugin directory does not exist: ") + dir +
-                             QStringLiteral("/gone")));
+    EXPECT_TRUE(log.contains("[ToolDiscoveryService] Plugin directory does not exist: " + dir + u"/gone"_s));
 }
 
 TEST(ToolDiscoveryService, StoredPluginListsSkipIncompleteEntriesAndLoadTheRest)
 {
-    const QString good = fixture(QStringLiteral("reply_echo.so"));
+    const QString good = fixture(u"reply_echo.so"_s);
     const QVariantList plugins = {
-        QVariantMap{{QStringLiteral("path"), good}, {QStringLiteral("pluginType"), 1}},  // no bookmarkPath
-        info(QStringLiteral("/registered/at/Echo.so"), 1, good),
-        info(QStringLiteral("/registered/at/Gone.so"), 1, good + QStringLiteral(".missing")),
+        QVariantMap{{"path", good}, {"pluginType", 1}},  // no bookmarkPath
+        info(u"/registered/at/Echo.so"_s, 1, good),
+        info(u"/registered/at/Gone.so"_s, 1, good + u".missing"_s),
     };
 
     ToolDiscoveryService service;
     {
         SystemLogCapture log;
         service.startDiscoveryWithBookmarkedPlugins(plugins);
-        const QStringList lines = log.captured();
-        EXPECT_TRUE(lines.contains(QStringLiteral("[ToolDiscoveryService::startDiscoveryWithBookmarkedPlugins] Processing 3 plugins")));
-        EXPECT_TRUE(lines.contains(QStringLiteral("[ToolDiscoveryService] Invalid plugin info: missing required keys")));
-        EXPECT_TRUE(lines.contains(QStringLiteral("[ToolDiscoveryService] Loading plugin: Echo.so (type: 1)")));
-        EXPECT_TRUE(lines.contains(QStringLiteral("[ToolDiscoveryService] Successfully loaded: reply_echo")));
-        EXPECT_TRUE(lines.filter(QStringLiteral("[ToolDiscoveryService] Failed to load tool Gone.so: ")).size() == 1);
-        EXPECT_TRUE(lines.contains(QStringLiteral("[ToolDiscoveryService] Discovery complete. Found 1 tools")));
+        for (const char *line : {"[ToolDiscoveryService::startDiscoveryWithBookmarkedPlugins] Processing 3 plugins",
+                                 "[ToolDiscoveryService] Invalid plugin info: missing required keys",
+                                 "[ToolDiscoveryService] Loading plugin: Echo.so (type: 1)",
+                                 "[ToolDiscoveryService] Successfully loaded: reply_echo",
+                                 "[ToolDiscoveryService] Discovery complete. Found 1 tools"})
+            EXPECT_TRUE(log.contains(QString::fromUtf8(line))) << line;
+        EXPECT_EQ(log.captured().filter(u"[ToolDiscoveryService] Failed to load tool Gone.so: "_s).size(), 1);
     }
     ASSERT_EQ(service.availableTools().size(), 1);
     EXPECT_EQ(service.availableTools().first()->toolDescriptor()->fullPathName, good);
@@ -134,66 +115,62 @@ TEST(ToolDiscoveryService, StoredPluginListsSkipIncompleteEntriesAndLoadTheRest)
     SystemLogCapture log;
     bridge.startPluginDiscoveryWithBookmarks(plugins);
     EXPECT_EQ(bridge.availableTools().size(), 1);
-    EXPECT_TRUE(log.contains(QStringLiteral("[ExternToolBridge] Invalid plugin info dictionary")));
-    EXPECT_TRUE(log.contains(QStringLiteral("[ExternToolBridge] Loading plugin: Echo.so (type: 1)")));
-    EXPECT_TRUE(log.contains(QStringLiteral("[ExternToolBridge] Successfully loaded plugin: reply_echo")));
-    EXPECT_TRUE(log.contains(
-        QStringLiteral("[ExternToolBridge::startPluginDiscoveryWithBookmarks] Discovery complete. Loaded 1 tools")));
+    for (const char *line : {"[ExternToolBridge] Invalid plugin info dictionary", "[ExternToolBridge] Loading plugin: Echo.so (type: 1)",
+                             "[ExternToolBridge] Successfully loaded plugin: reply_echo",
+                             "[ExternToolBridge::startPluginDiscoveryWithBookmarks] Discovery complete. Loaded 1 tools"})
+        EXPECT_TRUE(log.contains(QString::fromUtf8(line))) << line;
 }
 
 TEST(ExternToolBridge, LoadPluginHandsOverAHandlerThatIsInNoList)
 {
     ExternToolBridge bridge;
     AppError error;
-    std::unique_ptr<CustomToolHandler> handler =
-        bridge.loadPlugin(fixture(QStringLiteral("reply_echo.so")), CustomToolHandler::DynamicLibrary, &error);
+    std::unique_ptr<CustomToolHandler> handler = bridge.loadPlugin(fixture(u"reply_echo.so"_s), 1, &error);
     ASSERT_TRUE(handler);
     EXPECT_TRUE(error.domain.isEmpty());
     EXPECT_TRUE(bridge.availableTools().isEmpty());
 
     // A failure keeps the loader's cause in the caller's cell.
     SystemLogCapture log;
-    EXPECT_FALSE(bridge.loadPlugin(fixture(QStringLiteral("missing.so")), CustomToolHandler::DynamicLibrary, &error));
-    EXPECT_EQ(error.domain, QStringLiteral("CustomToolHandler"));
+    EXPECT_FALSE(bridge.loadPlugin(fixture(u"missing.so"_s), 1, &error));
+    EXPECT_EQ(error.domain, "CustomToolHandler");
     EXPECT_EQ(error.code, 1);
-    EXPECT_TRUE(log.contains(QStringLiteral("[ExternToolBridge::loadPlugin] Failed to load custom plugin")));
+    EXPECT_TRUE(log.contains(u"[ExternToolBridge::loadPlugin] Failed to load custom plugin"_s));
 
     // Another interface version fails without a cause.
     AppError none;
-    EXPECT_FALSE(bridge.loadPlugin(fixture(QStringLiteral("fixture_abi4.so")), CustomToolHandler::DynamicLibrary, &none));
+    EXPECT_FALSE(bridge.loadPlugin(fixture(u"fixture_abi4.so"_s), 1, &none));
     EXPECT_TRUE(none.domain.isEmpty());
 }
 
 TEST(ExternToolBridge, UnloadingLeavesADeadHandlerThatLookUpsKeepFinding)
 {
     ExternToolBridge bridge;
-    const QString path = fixture(QStringLiteral("reply_echo.so"));
+    const QString path = fixture(u"reply_echo.so"_s);
     const auto first = bridge.registerPlugin(path, CustomToolHandler::DynamicLibrary);
     ASSERT_TRUE(first);
-    EXPECT_EQ(bridge.findPlugin(QStringLiteral("reply_echo")), first);
+    EXPECT_EQ(bridge.findPlugin(u"reply_echo"_s), first);
 
     SystemLogCapture log;
     AppError error;
-    bridge.unloadPlugin(QStringLiteral("reply_echo"), &error);
+    bridge.unloadPlugin(u"reply_echo"_s, &error);
     EXPECT_TRUE(error.domain.isEmpty());
-    EXPECT_TRUE(log.contains(QStringLiteral("[ExternToolBridge::unloadPlugin] Unloading plugin: reply_echo")));
+    EXPECT_TRUE(log.contains(u"[ExternToolBridge::unloadPlugin] Unloading plugin: reply_echo"_s));
     EXPECT_EQ(first->pluginHandle(), nullptr);
     EXPECT_EQ(bridge.availableTools().size(), 1);
 
     const auto second = bridge.registerPlugin(path, CustomToolHandler::DynamicLibrary);
     ASSERT_TRUE(second);
     EXPECT_EQ(bridge.availableTools().size(), 2);
-    EXPECT_EQ(bridge.findPlugin(QStringLiteral("reply_echo")), first);
+    EXPECT_EQ(bridge.findPlugin(u"reply_echo"_s), first);
 
     // An unknown name is no error; an absent one is error 116.
-    bridge.unloadPlugin(QStringLiteral("nobody"), &error);
+    bridge.unloadPlugin(u"nobody"_s, &error);
     EXPECT_TRUE(error.domain.isEmpty());
-    EXPECT_FALSE(bridge.findPlugin(QStringLiteral("nobody"), &error));
+    EXPECT_FALSE(bridge.findPlugin(u"nobody"_s, &error));
     EXPECT_TRUE(error.domain.isEmpty());
     bridge.unloadPlugin(QString(), &error);
-    EXPECT_EQ(error.domain, QStringLiteral("ExternToolBridge"));
-    EXPECT_EQ(error.code, 116);
-    EXPECT_EQ(error.description, QStringLiteral("Invalid 'name' parameter"));
+    EXPECT_EQ(error.toString(), R"(Error Domain=ExternToolBridge Code=116 "Invalid 'name' parameter")");
     AppError findError;
     EXPECT_FALSE(bridge.findPlugin(QString(), &findError));
     EXPECT_EQ(findError.code, 116);
@@ -203,22 +180,20 @@ TEST(ExternToolBridge, RegisterWithBookmarkLoadsFromTheBookmarkPath)
 {
     ExternToolBridge bridge;
     AppError error;
-    EXPECT_FALSE(bridge.registerPluginWithBookmark(QStringLiteral("/a/Echo.so"), QString(), 1, &error));
+    EXPECT_FALSE(bridge.registerPluginWithBookmark(u"/a/Echo.so"_s, QString(), 1, &error));
     EXPECT_EQ(error.code, 116);
-    EXPECT_EQ(error.description, QStringLiteral("Invalid path or bookmark path parameter"));
+    EXPECT_EQ(error.description, "Invalid path or bookmark path parameter");
 
-    const QString loaded = fixture(QStringLiteral("reply_echo.bundle"));
+    const QString loaded = fixture(u"reply_echo.bundle"_s);
     SystemLogCapture log;
-    const auto handler = bridge.registerPluginWithBookmark(QStringLiteral("/a/Echo.bundle"), loaded, 2);
+    const auto handler = bridge.registerPluginWithBookmark(u"/a/Echo.bundle"_s, loaded, 2);
     ASSERT_TRUE(handler);
     EXPECT_EQ(handler->toolDescriptor()->fullPathName, loaded);
     EXPECT_EQ(bridge.availableTools().size(), 1);
-    EXPECT_TRUE(log.contains(QStringLiteral("[ExternToolBridge::registerPluginWithBookmark] Loading: /a/Echo.bundle via bookmark: ") +
-                             loaded));
-    EXPECT_TRUE(log.contains(QStringLiteral("[ExternToolBridge::registerPluginWithBookmark] Successfully registered: reply_echo")));
+    EXPECT_TRUE(log.contains("[ExternToolBridge::registerPluginWithBookmark] Loading: /a/Echo.bundle via bookmark: " + loaded));
+    EXPECT_TRUE(log.contains(u"[ExternToolBridge::registerPluginWithBookmark] Successfully registered: reply_echo"_s));
 
-    EXPECT_FALSE(bridge.registerPluginWithBookmark(QStringLiteral("/a/Gone.so"), loaded + QStringLiteral("x"), 2));
-    EXPECT_TRUE(log.contains(QStringLiteral("[ExternToolBridge::registerPluginWithBookmark] Failed to load plugin at ") +
-                             loaded + QStringLiteral("x")));
+    EXPECT_FALSE(bridge.registerPluginWithBookmark(u"/a/Gone.so"_s, loaded + u"x"_s, 2));
+    EXPECT_TRUE(log.contains("[ExternToolBridge::registerPluginWithBookmark] Failed to load plugin at " + loaded + u"x"_s));
     EXPECT_EQ(bridge.availableTools().size(), 1);
 }

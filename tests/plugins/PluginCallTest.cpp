@@ -1,23 +1,27 @@
 #include "engine/bridge/MCPServerBridge.h"
 #include "tests/plugins/PluginTestSupport.h"
+#include "tests/support/LogLines.h"
 #include "tools/router/MCPServer.h"
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QMutex>
-#include <QMutexLocker>
 #include <thread>
 
 using namespace PluginTestSupport;
+using namespace Qt::StringLiterals;
 
 namespace {
 
+QVariant member(const JSONToolResult &result, const QString &key)
+{
+    return result.structuredContent.value(key).toVariant();
+}
+
 QString errorMessage(const JSONToolResult &result)
 {
-    return result.structuredContent.value(QStringLiteral("error_message")).toVariant().toString();
+    return member(result, u"error_message"_s).toString();
 }
 
 // Registers and enables each named library fixture in one registry.
@@ -27,15 +31,13 @@ protected:
     {
         clearDefaults();
         w = world();
-        w.logger->setLogHandler([this](MCPLogMessageType level, int code, const QString &message) {
-            QMutexLocker locker(&mutex);
-            lines.append(QStringLiteral("%1|%2|").arg(int(level)).arg(code) + message);
-        });
+        log.emplace(w.logger.get());
     }
+    void TearDown() override { log.reset(); }
 
     Plugin enable(const QString &name, const QString &path = QString())
     {
-        const std::optional<Plugin> plugin = registerFile(w.controller.get(), path.isEmpty() ? fixture(name + QStringLiteral(".so")) : path);
+        const std::optional<Plugin> plugin = registerFile(w.controller.get(), path.isEmpty() ? fixture(name + u".so"_s) : path);
         EXPECT_TRUE(plugin.has_value()) << alertOf(w.controller.get());
         if (!plugin)
             return {};
@@ -44,38 +46,32 @@ protected:
         return *w->plugin(plugin->id);
     }
 
-    JSONToolResult call(const QString &pluginName, const QString &json = QStringLiteral("{\"text\":\"hi\"}"))
+    JSONToolResult call(const QString &pluginName, const QString &json = u"{\"text\":\"hi\"}"_s)
     {
-        return w->callPlugin(QStringLiteral("session-7"), pluginName, json);
+        return w->callPlugin(u"session-7"_s, pluginName, json);
     }
 
-    bool logged(const QString &line)
-    {
-        QMutexLocker locker(&mutex);
-        return lines.contains(line);
-    }
+    bool logged(const QString &message) { return log->contains(MCPLogMessageType::Info, -1, message); }
 
     World w;
-    QMutex mutex;
-    QStringList lines;
+    std::optional<LogLines> log;
 };
 
 }  // namespace
 
 TEST_F(PluginCalls, ASuccessfulCallCarriesTheContentInOrderAndTheStructuredContent)
 {
-    enable(QStringLiteral("reply_echo"));
-    const QString json = QStringLiteral("{\"sessionId\":\"session-7\",\"text\":\"hi\"}");
-    const JSONToolResult result = call(QStringLiteral("reply_echo"), json);
+    enable(u"reply_echo"_s);
+    const QString json = u"{\"sessionId\":\"session-7\",\"text\":\"hi\"}"_s;
+    const JSONToolResult result = call(u"reply_echo"_s, json);
 
-    ASSERT_EQ(result.content.size(), 2) << result.json().toStdString();
-    EXPECT_EQ(result.content.at(0), (JSONToolContent{QStringLiteral("text"), QStringLiteral("echo")}));
-    EXPECT_EQ(result.content.at(1), (JSONToolContent{QStringLiteral("note"), QStringLiteral("second")}));
-    EXPECT_EQ(result.structuredContent.value(QStringLiteral("sid")).toVariant().toString(), QStringLiteral("session-7"));
-    EXPECT_EQ(result.structuredContent.value(QStringLiteral("tool")).toVariant().toString(), QStringLiteral("reply_echo"));
-    EXPECT_EQ(result.structuredContent.value(QStringLiteral("input")).toJson().toObject(),
-              QJsonDocument::fromJson(json.toUtf8()).object());
-    EXPECT_TRUE(logged(QStringLiteral("3|-1|[PlugIn] Calling: reply_echo, sid:session-7 json: ") + json));
+    ASSERT_EQ(result.content.size(), 2) << result.json();
+    EXPECT_EQ(result.content.at(0), (JSONToolContent{u"text"_s, u"echo"_s}));
+    EXPECT_EQ(result.content.at(1), (JSONToolContent{u"note"_s, u"second"_s}));
+    EXPECT_EQ(member(result, u"sid"_s).toString(), "session-7");
+    EXPECT_EQ(member(result, u"tool"_s).toString(), "reply_echo");
+    EXPECT_EQ(result.structuredContent.value(u"input"_s).toJson().toObject(), QJsonDocument::fromJson(json.toUtf8()).object());
+    EXPECT_TRUE(logged("[PlugIn] Calling: reply_echo, sid:session-7 json: " + json));
 }
 
 TEST_F(PluginCalls, EachShapeOfAnswerGivesItsResult)
@@ -105,103 +101,95 @@ TEST_F(PluginCalls, EachShapeOfAnswerGivesItsResult)
         SCOPED_TRACE(c.plugin);
         const JSONToolResult result = call(QString::fromLatin1(c.plugin));
         if (c.error) {
-            EXPECT_EQ(errorMessage(result), QString::fromUtf8(c.error));
-            EXPECT_EQ(result.structuredContent.value(QStringLiteral("success")).toVariant(), QVariant(false));
-            EXPECT_EQ(result.structuredContent.value(QStringLiteral("error_code")).toVariant().toInt(), -1);
-            EXPECT_TRUE(logged(QStringLiteral("3|-1|") + QString::fromUtf8(c.error)));
+            EXPECT_EQ(errorMessage(result), c.error);
+            EXPECT_EQ(member(result, u"success"_s), QVariant(false));
+            EXPECT_EQ(member(result, u"error_code"_s).toInt(), -1);
+            EXPECT_TRUE(logged(c.error));
         } else {
-            EXPECT_FALSE(result.structuredContent.contains(QStringLiteral("error_message"))) << result.json().toStdString();
+            EXPECT_FALSE(result.structuredContent.contains(u"error_message"_s)) << result.json();
         }
     }
 
     // "error" as a number is passed over; an empty content list is a result without items.
-    const JSONToolResult number = call(QStringLiteral("reply_error_number"));
+    const JSONToolResult number = call(u"reply_error_number"_s);
     ASSERT_EQ(number.content.size(), 1);
-    EXPECT_EQ(number.content.first().text, QStringLiteral("fine"));
-    EXPECT_EQ(number.structuredContent.value(QStringLiteral("n")).toVariant().toInt(), 1);
-    const JSONToolResult empty = call(QStringLiteral("reply_empty_content"));
+    EXPECT_EQ(number.content.first().text, "fine");
+    EXPECT_EQ(member(number, u"n"_s).toInt(), 1);
+    const JSONToolResult empty = call(u"reply_empty_content"_s);
     EXPECT_TRUE(empty.content.isEmpty());
-    EXPECT_EQ(empty.structuredContent.value(QStringLiteral("n")).toVariant().toInt(), 2);
+    EXPECT_EQ(member(empty, u"n"_s).toInt(), 2);
 
-    enable(QStringLiteral("reply_not_json"));
-    EXPECT_TRUE(errorMessage(call(QStringLiteral("reply_not_json"))).startsWith(QStringLiteral("Failed to resolve JSON object:\n")));
+    enable(u"reply_not_json"_s);
+    EXPECT_TRUE(errorMessage(call(u"reply_not_json"_s)).startsWith(u"Failed to resolve JSON object:\n"_s));
 }
 
-TEST_F(PluginCalls, APluginThatCannotBeLoadedOrTypedIsPassedOver)
+TEST_F(PluginCalls, APluginThatCannotBeLoadedIsPassedOverAndAPathWithAnotherEndingToo)
 {
-    EXPECT_EQ(errorMessage(call(QStringLiteral("nobody"))), QStringLiteral("Could not find custom tool plugin: nobody"));
+    EXPECT_EQ(errorMessage(call(u"nobody"_s)), "Could not find custom tool plugin: nobody");
 
     // Enabled, but its file has gone since: logged and passed over.
-    const QString path = copyOf(QStringLiteral("reply_echo.so"), QStringLiteral("Echo.so"));
-    enable(QStringLiteral("reply_echo"), path);
+    const QString path = copyOf(u"reply_echo.so"_s, u"Echo.so"_s);
+    enable(u"reply_echo"_s, path);
     QFile::remove(path);
-    EXPECT_EQ(errorMessage(call(QStringLiteral("reply_echo"))), QStringLiteral("Could not find custom tool plugin: reply_echo"));
-    EXPECT_TRUE(logged(QStringLiteral("3|-1|Custom tool 'reply_echo' is not discovered yet, skiped.")));
-}
+    EXPECT_EQ(errorMessage(call(u"reply_echo"_s)), "Could not find custom tool plugin: reply_echo");
+    EXPECT_TRUE(logged(u"Custom tool 'reply_echo' is not discovered yet, skiped."_s));
 
-TEST_F(PluginCalls, AStoredPathWithAnotherEndingIsSkippedAtCallTime)
-{
-    // A record stored by hand (or by an older build) whose path ends in ".dll".
+    // A record stored by hand (or by an older build) whose path ends in ".dll": enabling with a
+    // real file of that name works; the call still cannot tell the form.
     Plugin stored;
     stored.id = QUuid::createUuid();
-    stored.path = fixture(QStringLiteral("reply_echo.dll"));
+    stored.path = fixture(u"reply_echo.dll"_s);
     stored.bookmarkData = stored.path.toUtf8();
     PluginDescriptor descriptor;
-    descriptor.name = QStringLiteral("reply_echo");
+    descriptor.name = u"reply_echo"_s;
     stored.toolDescriptor = descriptor;
     UserDefaults::standard()->setValue(PluginController::registeredPluginsKey, Plugin::encodeList({stored}));
     World restarted = world();
     ASSERT_EQ(restarted->plugins().size(), 1);
-
-    // Enabling with a real file of that name works; the call still cannot tell the form.
-    restarted->enablePlugin(stored, fixtureUrl(QStringLiteral("reply_echo.so")));
+    restarted->enablePlugin(stored, fixtureUrl(u"reply_echo.so"_s));
     ASSERT_TRUE(restarted->plugins().first().isEnabled) << alertOf(restarted.controller.get());
-    EXPECT_EQ(errorMessage(restarted->callPlugin(QStringLiteral("s"), QStringLiteral("reply_echo"), QStringLiteral("{}"))),
-              QStringLiteral("Could not find custom tool plugin: reply_echo"));
+    EXPECT_EQ(errorMessage(restarted->callPlugin(u"s"_s, u"reply_echo"_s, u"{}"_s)),
+              "Could not find custom tool plugin: reply_echo");
 }
 
 TEST_F(PluginCalls, TwoCallsOfOnePluginRunAtTheSameTime)
 {
-    enable(QStringLiteral("reply_together"));
+    enable(u"reply_together"_s);
     JSONToolResult first;
     JSONToolResult second;
-    std::thread a([&] { first = call(QStringLiteral("reply_together")); });
-    std::thread b([&] { second = call(QStringLiteral("reply_together")); });
+    std::thread a([&] { first = call(u"reply_together"_s); });
+    std::thread b([&] { second = call(u"reply_together"_s); });
     a.join();
     b.join();
     for (const JSONToolResult *result : {&first, &second}) {
-        ASSERT_EQ(result->content.size(), 1) << result->json().toStdString();
-        EXPECT_EQ(result->structuredContent.value(QStringLiteral("together")).toVariant(), QVariant(true));
+        ASSERT_EQ(result->content.size(), 1) << result->json();
+        EXPECT_EQ(member(*result, u"together"_s), QVariant(true));
     }
 }
 
 TEST_F(PluginCalls, TheRouterHandsCustomToolsToTheRegistryWithTheWholeArguments)
 {
-    enable(QStringLiteral("reply_echo"));
+    enable(u"reply_echo"_s);
     MCPServerBridge bridge;
     MCPServer router(w.logger.get(), &bridge, w.controller.get());
-    const QVariantMap arguments{{QStringLiteral("sessionId"), QStringLiteral("s-9")},
-                                {QStringLiteral("name"), QStringLiteral("echo_tool")},
-                                {QStringLiteral("toolType"), QStringLiteral("CustomTool")},
-                                {QStringLiteral("execHandler"), QStringLiteral("replyEntry")},
-                                {QStringLiteral("execMethod"), QStringLiteral("run")},
-                                {QStringLiteral("pluginName"), QStringLiteral("reply_echo")},
-                                {QStringLiteral("arguments"), QVariantMap{{QStringLiteral("text"), QStringLiteral("hi")}}}};
+    const QVariantMap arguments{{"sessionId", "s-9"},      {"name", "echo_tool"}, {"toolType", "CustomTool"},
+                                {"execHandler", "replyEntry"}, {"execMethod", "run"}, {"pluginName", "reply_echo"},
+                                {"arguments", QVariantMap{{"text", "hi"}}}};
     JSONToolConfig config;
     JSONToolSchemaProperty count;
-    count.type = QStringLiteral("integer");
-    config.outputSchema.properties.insert(QStringLiteral("count"), count);
+    count.type = u"integer"_s;
+    config.outputSchema.properties.insert(u"count"_s, count);
 
     const JSONToolResult result = router.handleToolCall(arguments, config);
-    const QJsonObject input = result.structuredContent.value(QStringLiteral("input")).toJson().toObject();
-    EXPECT_EQ(input.value(QStringLiteral("execMethod")).toString(), QStringLiteral("run"));
-    EXPECT_EQ(input.value(QStringLiteral("arguments")).toObject().value(QStringLiteral("text")).toString(), QStringLiteral("hi"));
-    EXPECT_EQ(result.structuredContent.value(QStringLiteral("sid")).toVariant().toString(), QStringLiteral("s-9"));
-    EXPECT_EQ(result.structuredContent.value(QStringLiteral("count")).toVariant().toInt(), 0);
+    const QJsonObject input = result.structuredContent.value(u"input"_s).toJson().toObject();
+    EXPECT_EQ(input["execMethod"].toString(), "run");
+    EXPECT_EQ(input["arguments"].toObject()["text"].toString(), "hi");
+    EXPECT_EQ(member(result, u"sid"_s).toString(), "s-9");
+    EXPECT_EQ(member(result, u"count"_s).toInt(), 0);
 
     // A disabled plug-in's error result gets the neutral values too.
-    w->disablePlugin(*w->pluginNamed(QStringLiteral("reply_echo")));
+    w->disablePlugin(*w->pluginNamed(u"reply_echo"_s));
     const JSONToolResult disabled = router.handleToolCall(arguments, config);
-    EXPECT_EQ(errorMessage(disabled), QStringLiteral("Requested tool plugin 'reply_echo' is not enabled."));
-    EXPECT_EQ(disabled.structuredContent.value(QStringLiteral("count")).toVariant().toInt(), 0);
+    EXPECT_EQ(errorMessage(disabled), "Requested tool plugin 'reply_echo' is not enabled.");
+    EXPECT_EQ(member(disabled, u"count"_s).toInt(), 0);
 }

@@ -1,16 +1,13 @@
 #include "tests/plugins/PluginTestSupport.h"
-#include "tests/plugins/SystemLogCapture.h"
+#include "tests/support/SystemLogCapture.h"
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QSignalSpy>
 
 using namespace PluginTestSupport;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -27,7 +24,7 @@ protected:
 TEST_F(PluginRegistry, AddingSetsThePluginPendingAndApprovalRegistersItDisabled)
 {
     World w = world();
-    const QString path = fixture(QStringLiteral("reply_echo.so"));
+    const QString path = fixture(u"reply_echo.so"_s);
     QSignalSpy dialog(w.controller.get(), &PluginController::showApprovalDialogChanged);
 
     w->addPlugin(QUrl::fromLocalFile(path));
@@ -39,8 +36,8 @@ TEST_F(PluginRegistry, AddingSetsThePluginPendingAndApprovalRegistersItDisabled)
     EXPECT_FALSE(pending.isEnabled);
     EXPECT_EQ(pending.bookmarkData, path.toUtf8());
     ASSERT_TRUE(pending.toolDescriptor.has_value());
-    EXPECT_EQ(pending.toolDescriptor->name, QStringLiteral("reply_echo"));
-    EXPECT_EQ(pending.toolDescriptor->toolEntryPoint, QStringLiteral("replyEntry"));
+    EXPECT_EQ(pending.toolDescriptor->name, "reply_echo");
+    EXPECT_EQ(pending.toolDescriptor->toolEntryPoint, "replyEntry");
     EXPECT_EQ(pending.toolDescriptor->abiVersion, 3);
     EXPECT_TRUE(w->plugins().isEmpty());
     // The loaded handler waits in the bridge's list while the user decides.
@@ -50,11 +47,10 @@ TEST_F(PluginRegistry, AddingSetsThePluginPendingAndApprovalRegistersItDisabled)
     w->approve();
     EXPECT_FALSE(w->pendingPlugin().has_value());
     EXPECT_FALSE(w->showApprovalDialog());
-    ASSERT_EQ(w->plugins().size(), 1);
-    EXPECT_EQ(w->plugins().first(), pending);
-    EXPECT_TRUE(log.contains(QStringLiteral("[PluginController] Registering plugin with bookmark: ") + path));
-    EXPECT_TRUE(log.contains(QStringLiteral("[PluginController] Registered plugin: reply_echo")));
-    EXPECT_TRUE(log.contains(QStringLiteral("[PluginController] Successfully registered plugin: reply_echo")));
+    EXPECT_EQ(w->plugins(), QList<Plugin>{pending});
+    EXPECT_TRUE(log.contains("[PluginController] Registering plugin with bookmark: " + path));
+    EXPECT_TRUE(log.contains(u"[PluginController] Registered plugin: reply_echo"_s));
+    EXPECT_TRUE(log.contains(u"[PluginController] Successfully registered plugin: reply_echo"_s));
 
     // Stored: the list, the flag under the path, and the file among the user's locations.
     EXPECT_EQ(Plugin::decodeList(storedList()), QList<Plugin>{pending});
@@ -66,55 +62,52 @@ TEST_F(PluginRegistry, AddingSetsThePluginPendingAndApprovalRegistersItDisabled)
 TEST_F(PluginRegistry, TheStoredRecordKeepsItsKeysInFieldOrder)
 {
     Plugin plugin;
-    plugin.id = QUuid(QStringLiteral("{6f1c2f4e-52a3-4d6c-9a4e-0c7b0b2f9b11}"));
-    plugin.path = QStringLiteral("/opt/p/Echo.so");
+    plugin.id = QUuid(u"{6f1c2f4e-52a3-4d6c-9a4e-0c7b0b2f9b11}"_s);
+    plugin.path = u"/opt/p/Echo.so"_s;
     plugin.bookmarkData = QByteArray("/opt/p/Echo.so");
     PluginDescriptor d;
-    d.name = QStringLiteral("Echo");
+    d.name = u"Echo"_s;
     d.abiVersion = 3;
     d.toolVersion = 12;
-    d.capabilitiesJSON = QStringLiteral("{\"a\":1}");
+    d.capabilitiesJSON = u"{\"a\":1}"_s;
     plugin.toolDescriptor = d;
 
     EXPECT_EQ(plugin.toJson(),
-              QByteArray("{\"id\":\"6F1C2F4E-52A3-4D6C-9A4E-0C7B0B2F9B11\",\"path\":\"/opt/p/Echo.so\",\"isEnabled\":false,"
-                         "\"toolDescriptor\":{\"name\":\"Echo\",\"version\":\"\",\"author\":\"\",\"toolDescription\":\"\","
-                         "\"toolEntryPoint\":\"\",\"toolIdentifier\":\"\",\"abiVersion\":3,\"toolVersion\":12,"
-                         "\"capabilitiesJSON\":\"{\\\"a\\\":1}\"},\"bookmarkData\":\"L29wdC9wL0VjaG8uc28=\"}"));
+              QByteArray(R"({"id":"6F1C2F4E-52A3-4D6C-9A4E-0C7B0B2F9B11","path":"/opt/p/Echo.so","isEnabled":false,)"
+                         R"("toolDescriptor":{"name":"Echo","version":"","author":"","toolDescription":"",)"
+                         R"("toolEntryPoint":"","toolIdentifier":"","abiVersion":3,"toolVersion":12,)"
+                         R"("capabilitiesJSON":"{\"a\":1}"},"bookmarkData":"L29wdC9wL0VjaG8uc28="})"));
     EXPECT_EQ(Plugin::decodeList(Plugin::encodeList({plugin})), QList<Plugin>{plugin});
 
     // Absent keys stay absent; a descriptor missing one field spoils the list.
     Plugin bare;
     bare.id = plugin.id;
     bare.path = plugin.path;
-    EXPECT_EQ(bare.toJson(), QByteArray("{\"id\":\"6F1C2F4E-52A3-4D6C-9A4E-0C7B0B2F9B11\",\"path\":\"/opt/p/Echo.so\",\"isEnabled\":false}"));
+    EXPECT_EQ(bare.toJson(), QByteArray(R"({"id":"6F1C2F4E-52A3-4D6C-9A4E-0C7B0B2F9B11","path":"/opt/p/Echo.so","isEnabled":false})"));
     QByteArray broken = Plugin::encodeList({plugin});
     broken.replace("\"toolVersion\":12,", "");
     EXPECT_FALSE(Plugin::decodeList(broken).has_value());
-    EXPECT_FALSE(Plugin::decodeList("[{\"id\":\"x\",\"path\":\"/a\",\"isEnabled\":true}]").has_value());
+    EXPECT_FALSE(Plugin::decodeList(R"([{"id":"x","path":"/a","isEnabled":true}])").has_value());
 }
 
 TEST_F(PluginRegistry, FailuresOfAddingEndInAnAlertAndLeaveNothingPending)
 {
     World w = world();
     const QString dir = TestSupport::makeTempDir();
-    QFile text(dir + QStringLiteral("/notes.txt"));
+    QFile text(dir + u"/notes.txt"_s);
     ASSERT_TRUE(text.open(QIODevice::WriteOnly));
     text.close();
+    auto alertOfAdding = [&](const QString &path) {
+        w->addPlugin(QUrl::fromLocalFile(path));
+        return alertOf(w.controller.get());
+    };
 
-    w->addPlugin(QUrl::fromLocalFile(text.fileName()));
-    EXPECT_EQ(alertOf(w.controller.get()), QStringLiteral("Unknown plugin type: txt"));
-    EXPECT_EQ(w->alertTitle(), QStringLiteral("Error"));
-
-    w->addPlugin(QUrl::fromLocalFile(fixture(QStringLiteral("fixture_null_descriptor.so"))));
-    EXPECT_EQ(alertOf(w.controller.get()), QStringLiteral("Invalid tool descriptor. NULL pointer."));
-
+    EXPECT_EQ(alertOfAdding(text.fileName()), "Unknown plugin type: txt");
+    EXPECT_EQ(w->alertTitle(), "Error");
+    EXPECT_EQ(alertOfAdding(fixture(u"fixture_null_descriptor.so"_s)), "Invalid tool descriptor. NULL pointer.");
     // Another interface version fails without a cause; the alert still says what is wrong.
-    w->addPlugin(QUrl::fromLocalFile(fixture(QStringLiteral("fixture_abi4.so"))));
-    EXPECT_EQ(alertOf(w.controller.get()), QStringLiteral("Unsupported plugin interface version (expected 3)"));
-
-    w->addPlugin(QUrl::fromLocalFile(dir + QStringLiteral("/missing.so")));
-    EXPECT_TRUE(alertOf(w.controller.get()).contains(QStringLiteral("no such file")));
+    EXPECT_EQ(alertOfAdding(fixture(u"fixture_abi4.so"_s)), "Unsupported plugin interface version (expected 3)");
+    EXPECT_TRUE(alertOfAdding(dir + u"/missing.so"_s).contains(u"no such file"_s));
 
     EXPECT_FALSE(w->pendingPlugin().has_value());
     EXPECT_TRUE(w->plugins().isEmpty());
@@ -124,15 +117,15 @@ TEST_F(PluginRegistry, FailuresOfAddingEndInAnAlertAndLeaveNothingPending)
 TEST_F(PluginRegistry, ANameCanBeRegisteredOnceAndDenialForgetsThePending)
 {
     World w = world();
-    ASSERT_TRUE(registerFile(w.controller.get(), fixture(QStringLiteral("reply_echo.so"))));
+    ASSERT_TRUE(registerFile(w.controller.get(), fixture(u"reply_echo.so"_s)));
 
     // The same plug-in from elsewhere, or in its bundle form, is the same name.
-    w->addPlugin(fixtureUrl(QStringLiteral("reply_echo.bundle")));
-    EXPECT_EQ(alertOf(w.controller.get()), QStringLiteral("The custom tool plugin reply_echo already exist."));
-    EXPECT_EQ(w->alertTitle(), QStringLiteral("Information"));
+    w->addPlugin(fixtureUrl(u"reply_echo.bundle"_s));
+    EXPECT_EQ(alertOf(w.controller.get()), "The custom tool plugin reply_echo already exist.");
+    EXPECT_EQ(w->alertTitle(), "Information");
     EXPECT_FALSE(w->pendingPlugin().has_value());
 
-    w->addPlugin(fixtureUrl(QStringLiteral("reply_error_text.so")));
+    w->addPlugin(fixtureUrl(u"reply_error_text.so"_s));
     ASSERT_TRUE(w->pendingPlugin().has_value());
     w->deny();
     EXPECT_FALSE(w->pendingPlugin().has_value());
@@ -143,19 +136,19 @@ TEST_F(PluginRegistry, ANameCanBeRegisteredOnceAndDenialForgetsThePending)
 TEST_F(PluginRegistry, ApprovalNeedsTheFileStillThere)
 {
     World w = world();
-    const QString path = copyOf(QStringLiteral("reply_echo.so"), QStringLiteral("Echo.so"));
+    const QString path = copyOf(u"reply_echo.so"_s, u"Echo.so"_s);
     w->addPlugin(QUrl::fromLocalFile(path));
     ASSERT_TRUE(w->pendingPlugin().has_value());
     QFile::remove(path);
     w->approve();
-    EXPECT_EQ(alertOf(w.controller.get()), QStringLiteral("Plugin file not found or not readable: ") + path);
+    EXPECT_EQ(alertOf(w.controller.get()), "Plugin file not found or not readable: " + path);
     EXPECT_FALSE(w->pendingPlugin().has_value());
     EXPECT_TRUE(w->plugins().isEmpty());
 }
 
 TEST_F(PluginRegistry, EveryPluginStartsDisabledAndEnablingNeedsAFileOfTheSameName)
 {
-    const QString path = copyOf(QStringLiteral("reply_echo.so"), QStringLiteral("Echo.so"));
+    const QString path = copyOf(u"reply_echo.so"_s, u"Echo.so"_s);
     {
         World first = world();
         const std::optional<Plugin> plugin = registerFile(first.controller.get(), path);
@@ -173,45 +166,43 @@ TEST_F(PluginRegistry, EveryPluginStartsDisabledAndEnablingNeedsAFileOfTheSameNa
     ASSERT_EQ(w->plugins().size(), 1);
     const Plugin plugin = w->plugins().first();
     EXPECT_FALSE(plugin.isEnabled);
-    const JSONToolResult call = w->callPlugin(QStringLiteral("s1"), QStringLiteral("reply_echo"), QStringLiteral("{}"));
-    EXPECT_EQ(call.structuredContent.value(QStringLiteral("error_message")).toVariant().toString(),
-              QStringLiteral("Requested tool plugin 'reply_echo' is not enabled."));
+    auto call = [&] { return w->callPlugin(u"s1"_s, u"reply_echo"_s, u"{}"_s); };
+    EXPECT_EQ(call().structuredContent.value(u"error_message"_s).toVariant().toString(),
+              "Requested tool plugin 'reply_echo' is not enabled.");
 
     // Another plug-in's file: the mismatch, and the plug-in stays disabled.
-    w->enablePlugin(plugin, fixtureUrl(QStringLiteral("reply_error_text.so")));
-    EXPECT_EQ(alertOf(w.controller.get()),
-              QStringLiteral("Plugin descriptor mismatch. Selected file does not match registered plugin."));
+    w->enablePlugin(plugin, fixtureUrl(u"reply_error_text.so"_s));
+    EXPECT_EQ(alertOf(w.controller.get()), "Plugin descriptor mismatch. Selected file does not match registered plugin.");
     EXPECT_FALSE(w->plugin(plugin.id)->isEnabled);
-
     // A file that has gone names the path that was picked.
-    const QString gone = path + QStringLiteral(".old.so");
+    const QString gone = path + u".old.so"_s;
     w->enablePlugin(plugin, QUrl::fromLocalFile(gone));
-    EXPECT_EQ(alertOf(w.controller.get()), QStringLiteral("Plugin file not found: ") + gone);
+    EXPECT_EQ(alertOf(w.controller.get()), "Plugin file not found: " + gone);
 
     // The same plug-in from another place: only the name must match; the path stays.
     SystemLogCapture log;
-    w->enablePlugin(plugin, fixtureUrl(QStringLiteral("reply_echo.bundle")));
+    w->enablePlugin(plugin, fixtureUrl(u"reply_echo.bundle"_s));
     EXPECT_TRUE(w->plugin(plugin.id)->isEnabled) << alertOf(w.controller.get());
     EXPECT_EQ(w->plugin(plugin.id)->path, path);
-    EXPECT_TRUE(log.contains(QStringLiteral("[PluginController] Enabled plugin: reply_echo")));
-    EXPECT_EQ(w->callPlugin(QStringLiteral("s1"), QStringLiteral("reply_echo"), QStringLiteral("{}")).content.size(), 2);
+    EXPECT_TRUE(log.contains(u"[PluginController] Enabled plugin: reply_echo"_s));
+    EXPECT_EQ(call().content.size(), 2);
 
     // Toggling an enabled plug-in disables it; toggling a disabled one asks for the wizard.
     w->togglePlugin(plugin);
     EXPECT_FALSE(w->plugin(plugin.id)->isEnabled);
     EXPECT_EQ(storedFlag(path), QVariant(false));
-    EXPECT_TRUE(log.contains(QStringLiteral("[PluginController] Disabled plugin: reply_echo")));
+    EXPECT_TRUE(log.contains(u"[PluginController] Disabled plugin: reply_echo"_s));
     w->togglePlugin(plugin);
     EXPECT_FALSE(w->plugin(plugin.id)->isEnabled);
-    EXPECT_TRUE(log.contains(QStringLiteral("[PluginController] Enabling requires user file selection")));
+    EXPECT_TRUE(log.contains(u"[PluginController] Enabling requires user file selection"_s));
 }
 
 TEST_F(PluginRegistry, UninstallingForgetsTheListEntryTheFlagAndTheBookmarkButKeepsTheFile)
 {
     World w = world();
-    const QString path = copyOf(QStringLiteral("reply_echo.so"), QStringLiteral("Echo.so"));
+    const QString path = copyOf(u"reply_echo.so"_s, u"Echo.so"_s);
     const std::optional<Plugin> echo = registerFile(w.controller.get(), path);
-    const std::optional<Plugin> other = registerFile(w.controller.get(), fixture(QStringLiteral("reply_error_text.so")));
+    const std::optional<Plugin> other = registerFile(w.controller.get(), fixture(u"reply_error_text.so"_s));
     ASSERT_TRUE(echo && other);
 
     w->requestUninstall(*echo);
@@ -227,13 +218,13 @@ TEST_F(PluginRegistry, UninstallingForgetsTheListEntryTheFlagAndTheBookmarkButKe
     EXPECT_FALSE(w.security->findBookmark(QUrl::fromLocalFile(path)).has_value());
     EXPECT_TRUE(QFileInfo::exists(path));
     EXPECT_TRUE(TestSupport::waitUntil(
-        [&] { return log.contains(QStringLiteral("[PluginController] Uninstalled and unregistered plugin: reply_echo")); }));
-    EXPECT_TRUE(log.contains(QStringLiteral("[PluginController] Unregistered plugin: reply_echo")));
+        [&] { return log.contains(u"[PluginController] Uninstalled and unregistered plugin: reply_echo"_s); }));
+    EXPECT_TRUE(log.contains(u"[PluginController] Unregistered plugin: reply_echo"_s));
 
     Plugin nameless = *other;
     nameless.toolDescriptor.reset();
     w->uninstallPlugin(nameless);
-    EXPECT_EQ(alertOf(w.controller.get()), QStringLiteral("Uninstall plugin: Invalid plugin descriptor"));
+    EXPECT_EQ(alertOf(w.controller.get()), "Uninstall plugin: Invalid plugin descriptor");
     EXPECT_EQ(w->plugins().size(), 1);
 }
 
@@ -242,10 +233,10 @@ TEST_F(PluginRegistry, StoredBytesThatDoNotDecodeCountAsEmptyAndAreOverwritten)
     UserDefaults::standard()->setValue(PluginController::registeredPluginsKey, QByteArray("[{\"id\":1}]"));
     SystemLogCapture log;
     World w = world();
-    EXPECT_TRUE(log.contains(QStringLiteral("[PluginController] No registered plugins found")));
+    EXPECT_TRUE(log.contains(u"[PluginController] No registered plugins found"_s));
     EXPECT_TRUE(w->plugins().isEmpty());
     EXPECT_FALSE(w->isLoading());
 
-    ASSERT_TRUE(registerFile(w.controller.get(), fixture(QStringLiteral("reply_echo.so"))));
+    ASSERT_TRUE(registerFile(w.controller.get(), fixture(u"reply_echo.so"_s)));
     EXPECT_EQ(Plugin::decodeList(storedList())->size(), 1);
 }

@@ -11,19 +11,6 @@
 #include <QString>
 #include <QUrl>
 #include <memory>
-#include <ostream>
-
-// Readable failure messages for Qt strings.
-inline void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
-
-// So that a failure can name an alert: EXPECT_TRUE(...) << alertOf(controller).
-inline std::ostream &operator<<(std::ostream &out, const QString &text)
-{
-    return out << text.toStdString();
-}
 
 namespace PluginTestSupport {
 

@@ -16,48 +16,39 @@
 #include <cstring>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 class HostApiTest : public ScriptTestFixture {
 protected:
-    static void SetUpTestSuite()
-    {
-        // The HTTP client honours proxies from the environment; the test server is direct.
-        qputenv("no_proxy", "127.0.0.1,localhost");
-        qputenv("NO_PROXY", "127.0.0.1,localhost");
-    }
-
-    // Runs `body` (the inside of a function that returns an object) as a tool script and
-    // gives back that object.
+    // Runs `body` (the inside of a function that returns an object) as a tool script on a
+    // worker thread, as the engine does, and gives back that object.
     QJsonObject observe(const QString &body)
     {
-        const JSONToolResult result = run(QStringLiteral("function observe() {\n") + body
-                                          + QStringLiteral("\n}\nfunction toolEntry() {\n"
-                                                           "    return JSON.stringify({text: JSON.stringify(observe())});\n"
-                                                           "}\n"));
+        const QString path = writeScript("function observe() {\n" + body
+                                         + "\n}\nfunction toolEntry() {\n"
+                                           "    return JSON.stringify({text: JSON.stringify(observe())});\n}\n");
+        JSONToolResult result;
+        std::atomic<bool> done{false};
+        std::thread worker([&] {
+            result = call(path);
+            done = true;
+        });
+        EXPECT_TRUE(TestSupport::waitUntil([&] { return done.load(); }, 20000));
+        worker.join();
         QJsonParseError error{};
         const QJsonDocument document = QJsonDocument::fromJson(text(result).toUtf8(), &error);
-        EXPECT_EQ(error.error, QJsonParseError::NoError) << text(result).toStdString();
+        EXPECT_EQ(error.error, QJsonParseError::NoError) << text(result);
         return document.object();
-    }
-
-    // The one line logged with that code, or a line with an empty message.
-    Line onlyLine(int code)
-    {
-        const QList<Line> found = linesWithCode(code);
-        EXPECT_EQ(found.size(), 1) << "code " << code;
-        return found.size() == 1 ? found.first() : Line{MCPLogMessageType::Critical, code, QString()};
     }
 
     QList<Line> linesStartingWith(const QString &prefix)
     {
-        TestSupport::spin(20);
-        QMutexLocker lock(&linesMutex);
         QList<Line> found;
-        for (const Line &line : std::as_const(lines)) {
+        for (const Line &line : log.all())
             if (line.message.startsWith(prefix))
                 found.append(line);
-        }
         return found;
     }
 
@@ -77,8 +68,8 @@ protected:
 
 TEST_F(HostApiTest, FileMethodsWriteReadListCreateAndDelete)
 {
-    const QString dir = folder + QStringLiteral("/work");
-    const QJsonObject seen = observe(QStringLiteral(R"JS(
+    const QString dir = folder + u"/work"_s;
+    const QJsonObject seen = observe(uR"JS(
         var dir = %1;
         var r = {};
         r.created = Kelvara.createDirectory(dir + '/a/b/c');
@@ -92,36 +83,28 @@ TEST_F(HostApiTest, FileMethodsWriteReadListCreateAndDelete)
         r.existsAfter = Kelvara.fileExists(dir + '/a/b');
         r.documents = Kelvara.getDocumentsPath();
         r.temp = Kelvara.getTempPath();
-        return r;)JS")
-                                         .arg(js(dir)));
-    EXPECT_TRUE(seen["created"].toBool());
-    EXPECT_TRUE(seen["createdAgain"].toBool());
-    EXPECT_TRUE(seen["saved"].toBool());
-    EXPECT_TRUE(seen["replaced"].toBool());
-    EXPECT_EQ(seen["read"].toString(), QStringLiteral("Grüße\nzwei"));
-    EXPECT_EQ(seen["opened"].toString(), QStringLiteral("new"));
-    EXPECT_EQ(strings(seen["listing"]), (QStringList{".hidden", "b", "note.txt"}));
-    EXPECT_TRUE(seen["deleted"].toBool());
-    EXPECT_FALSE(seen["existsAfter"].toBool());
-    EXPECT_FALSE(QFileInfo::exists(dir + QStringLiteral("/a")));
+        return r;)JS"_s.arg(js(dir)));
     const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    EXPECT_EQ(seen["documents"].toString(), documents.isEmpty() ? QDir::homePath() : documents);
-    EXPECT_EQ(seen["temp"].toString(), QDir::tempPath());
+    EXPECT_EQ(seen, (QJsonObject{{"created", true}, {"createdAgain", true}, {"saved", true}, {"replaced", true},
+                                 {"read", u"Grüße\nzwei"_s}, {"opened", "new"}, {"listing", QJsonArray{".hidden", "b", "note.txt"}},
+                                 {"deleted", true}, {"existsAfter", false},
+                                 {"documents", documents.isEmpty() ? QDir::homePath() : documents}, {"temp", QDir::tempPath()}}));
+    EXPECT_FALSE(QFileInfo::exists(dir + u"/a"_s));
     EXPECT_TRUE(linesWithCode(500).isEmpty());
 }
 
 TEST_F(HostApiTest, FileMethodFailuresGiveTheirResultAndOneLogLineEach)
 {
-    QFile bad(folder + QStringLiteral("/latin1.txt"));
+    QFile bad(folder + u"/latin1.txt"_s);
     ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
     bad.write("caf\xe9\n");
     bad.close();
-    QFile plain(folder + QStringLiteral("/plain.txt"));
+    QFile plain(folder + u"/plain.txt"_s);
     ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
     plain.write("keep");
     plain.close();
 
-    const QJsonObject seen = observe(QStringLiteral(R"JS(
+    const QJsonObject seen = observe(uR"JS(
         var dir = %1;
         return {
             readType: typeof Kelvara.readFile(dir + '/latin1.txt'),
@@ -131,25 +114,20 @@ TEST_F(HostApiTest, FileMethodFailuresGiveTheirResultAndOneLogLineEach)
             createdOverFile: Kelvara.createDirectory(dir + '/plain.txt'),
             deletedMissing: Kelvara.deleteFile(dir + '/missing'),
             exists: Kelvara.fileExists(dir + '/missing')
-        };)JS")
-                                         .arg(js(folder)));
-    EXPECT_EQ(seen["readType"].toString(), QStringLiteral("undefined"));
-    EXPECT_FALSE(seen["savedIntoMissingFolder"].toBool(true));
-    EXPECT_FALSE(seen["savedLoneSurrogate"].toBool(true));
-    EXPECT_EQ(seen["listing"].toArray(), QJsonArray());
-    EXPECT_FALSE(seen["createdOverFile"].toBool(true));
-    EXPECT_FALSE(seen["deletedMissing"].toBool(true));
-    EXPECT_FALSE(seen["exists"].toBool(true));
+        };)JS"_s.arg(js(folder)));
+    EXPECT_EQ(seen, (QJsonObject{{"readType", "undefined"}, {"savedIntoMissingFolder", false}, {"savedLoneSurrogate", false},
+                                 {"listing", QJsonArray()}, {"createdOverFile", false}, {"deletedMissing", false},
+                                 {"exists", false}}));
 
     const Line read = onlyLine(404);
-    EXPECT_TRUE(read.message.startsWith(QStringLiteral("[Script] Failed to read file: "))) << read.message.toStdString();
-    EXPECT_TRUE(read.message.contains(QStringLiteral("UTF-8")));
+    EXPECT_TRUE(read.message.startsWith(u"[Script] Failed to read file: "_s)) << read.message;
+    EXPECT_TRUE(read.message.contains(u"UTF-8"_s));
     EXPECT_EQ(read.level, MCPLogMessageType::Error);
 
     QStringList failures;
     for (const Line &line : linesWithCode(500)) {
         EXPECT_EQ(line.level, MCPLogMessageType::Error);
-        failures.append(line.message.section(QLatin1Char(':'), 0, 0));
+        failures.append(line.message.section(u':', 0, 0));
     }
     EXPECT_EQ(failures, (QStringList{"[Script] Failed to save file", "[Script] Failed to save file",
                                      "[Script] Failed to list directory", "[Script] Failed to create directory",
@@ -161,155 +139,115 @@ TEST_F(HostApiTest, FileMethodFailuresGiveTheirResultAndOneLogLineEach)
 
 TEST_F(HostApiTest, FileMethodsOpenAndCloseTheScopeOfAStoredFolder)
 {
-    const QString stored = TestSupport::makeTempDir(QStringLiteral("stored"));
-    QFile inside(stored + QStringLiteral("/inside.txt"));
+    const QString stored = TestSupport::makeTempDir(u"stored"_s);
+    QFile inside(stored + u"/inside.txt"_s);
     ASSERT_TRUE(inside.open(QIODevice::WriteOnly));
-    inside.write("x");
     inside.close();
     BookmarkController *security = BookmarkController::shared();
     const QUrl storedUrl = QUrl::fromLocalFile(stored);
     ASSERT_TRUE(security->addBookmark(storedUrl));
     security->stopAccess(storedUrl);
-    auto accessCount = [&] {
-        const auto info = security->findBookmark(storedUrl);
-        return info ? info->accessCount : -1;
-    };
-    const int before = accessCount();
+    const int before = security->findBookmark(storedUrl)->accessCount;
 
-    observe(QStringLiteral("var d = %1; Kelvara.readFile(d + '/inside.txt'); Kelvara.listDirectory(d); return {};")
-                .arg(js(stored)));
+    observe(u"var d = %1; Kelvara.readFile(d + '/inside.txt'); Kelvara.listDirectory(d); return {};"_s.arg(js(stored)));
     // One look-up at the start and one at the end of each method.
-    EXPECT_EQ(accessCount(), before + 4);
+    EXPECT_EQ(security->findBookmark(storedUrl)->accessCount, before + 4);
     EXPECT_FALSE(security->isAccessActive(storedUrl));
     security->removeBookmark(storedUrl);
 }
 
-TEST_F(HostApiTest, HttpMethodsSendWhatTheirArgumentsSay)
+TEST_F(HostApiTest, HttpMethodsSendWhatTheirArgumentsSayAndDownloadsReplaceOnlyAfterSuccess)
 {
     TestHttpServer server([](const TestHttpServer::Request &request) {
         TestHttpServer::Response response;
-        response.status = request.target.startsWith("/missing") ? 404 : 200;
+        response.status = request.target.startsWith("/missing") || request.target == "/broken" ? 404 : 200;
         response.headers = {{"Content-Type", "application/json"}};
         response.body = "{\"method\":\"" + request.method + "\"}";
         return response;
     });
     ASSERT_TRUE(server.isListening());
+    const QString target = folder + u"/deep/er/file.txt"_s;
 
-    const QJsonObject seen = observe(QStringLiteral(R"JS(
-        var base = %1;
+    const QJsonObject seen = observe(uR"JS(
+        var base = %1, target = %2;
         return {
             get: JSON.parse(Kelvara.httpGet(base + '/get?a=1', '{"q":"x y","n":2,"on":true}')),
-            bare: JSON.parse(Kelvara.httpGet(base + '/bare')),
+            bare: JSON.parse(Kelvara.httpGet(base + '/bare')).success,
             post: JSON.parse(Kelvara.httpPost(base + '/post', '{"k":1}', '{"X-Token":"t","Content-Type":"text/plain"}')),
-            put: JSON.parse(Kelvara.httpRequest('put', base + '/put', '', '{"id":7}')),
+            put: JSON.parse(Kelvara.httpRequest('put', base + '/put', '', '{"id":7}')).body,
             missing: JSON.parse(Kelvara.httpGet(base + '/missing')),
-            badParams: JSON.parse(Kelvara.httpRequest('GET', base + '/never', '', '[1]'))
-        };)JS")
-                                         .arg(js(server.url(QStringLiteral("")))));
+            badParams: JSON.parse(Kelvara.httpRequest('GET', base + '/never', '', '[1]')),
+            downloaded: Kelvara.downloadFile(base + '/file', target),
+            failedDownload: Kelvara.downloadFile(base + '/broken', target),
+            content: Kelvara.readFile(target)
+        };)JS"_s.arg(js(server.url(u""_s)), js(target)));
 
     const QJsonObject get = seen["get"].toObject();
     EXPECT_TRUE(get["success"].toBool());
     EXPECT_EQ(get["statusCode"].toInt(), 200);
-    EXPECT_EQ(get["body"].toString(), QStringLiteral("{\"method\":\"GET\"}"));
-    EXPECT_EQ(get["error"].toString(QStringLiteral("x")), QString());
-    EXPECT_EQ(get["headers"].toObject()["Content-Type"].toString(), QStringLiteral("application/json"));
-    EXPECT_TRUE(seen["bare"].toObject()["success"].toBool());
-    EXPECT_EQ(seen["put"].toObject()["body"].toString(), QStringLiteral("{\"method\":\"PUT\"}"));
-    const QJsonObject missing = seen["missing"].toObject();
-    EXPECT_FALSE(missing["success"].toBool(true));
-    EXPECT_EQ(missing["statusCode"].toInt(), 404);
+    EXPECT_EQ(get["body"].toString(), "{\"method\":\"GET\"}");
+    EXPECT_EQ(get["headers"].toObject()["Content-Type"].toString(), "application/json");
+    EXPECT_TRUE(seen["bare"].toBool());
+    EXPECT_EQ(seen["put"].toString(), "{\"method\":\"PUT\"}");
+    EXPECT_FALSE(seen["missing"].toObject()["success"].toBool(true));
+    EXPECT_EQ(seen["missing"].toObject()["statusCode"].toInt(), 404);
     const QJsonObject badParams = seen["badParams"].toObject();
     EXPECT_FALSE(badParams["success"].toBool(true));
     EXPECT_EQ(badParams["statusCode"].toInt(), 0);
-    EXPECT_TRUE(badParams["error"].toString().startsWith(QStringLiteral("Invalid params JSON: ")));
+    EXPECT_TRUE(badParams["error"].toString().startsWith(u"Invalid params JSON: "_s));
+    EXPECT_TRUE(seen["downloaded"].toBool());
+    EXPECT_FALSE(seen["failedDownload"].toBool(true));
+    EXPECT_EQ(seen["content"].toString(), "{\"method\":\"GET\"}");
 
     const QList<TestHttpServer::Request> requests = server.requests();
-    ASSERT_EQ(requests.size(), 5);
-    EXPECT_EQ(requests[0].target, QByteArray("/get?a=1&n=2&on=true&q=x%20y"));
-    EXPECT_EQ(requests[1].target, QByteArray("/bare"));
-    EXPECT_EQ(requests[2].method, QByteArray("POST"));
-    EXPECT_EQ(requests[2].body, QByteArray("{\"k\":1}"));
-    EXPECT_EQ(requests[2].header("X-Token"), QByteArray("t"));
-    EXPECT_EQ(requests[2].header("Content-Type"), QByteArray("text/plain"));
+    ASSERT_EQ(requests.size(), 7);
+    EXPECT_EQ(requests[0].target, "/get?a=1&n=2&on=true&q=x%20y");
+    EXPECT_EQ(requests[1].target, "/bare");
+    EXPECT_EQ(requests[2].method, "POST");
+    EXPECT_EQ(requests[2].body, "{\"k\":1}");
+    EXPECT_EQ(requests[2].header("X-Token"), "t");
+    EXPECT_EQ(requests[2].header("Content-Type"), "text/plain");
     // httpRequest: the method upper-cased, the fourth argument as query, no body.
-    EXPECT_EQ(requests[3].method, QByteArray("PUT"));
-    EXPECT_EQ(requests[3].target, QByteArray("/put?id=7"));
+    EXPECT_EQ(requests[3].method, "PUT");
+    EXPECT_EQ(requests[3].target, "/put?id=7");
     EXPECT_TRUE(requests[3].body.isEmpty());
     EXPECT_TRUE(requests[3].header("Content-Type").isNull());
-}
-
-TEST_F(HostApiTest, DownloadFileReplacesTheTargetOnlyAfterSuccess)
-{
-    TestHttpServer server([](const TestHttpServer::Request &request) {
-        TestHttpServer::Response response;
-        response.status = request.target == "/file" ? 200 : 500;
-        response.body = request.target == "/file" ? QByteArray("downloaded") : QByteArray("oops");
-        return response;
-    });
-    const QString target = folder + QStringLiteral("/deep/er/file.txt");
-    const QJsonObject seen = observe(QStringLiteral(R"JS(
-        var base = %1, target = %2;
-        var first = Kelvara.downloadFile(base + '/file', target);
-        var failed = Kelvara.downloadFile(base + '/broken', target);
-        return {first: first, failed: failed, content: Kelvara.readFile(target)};)JS")
-                                         .arg(js(server.url(QStringLiteral(""))), js(target)));
-    EXPECT_TRUE(seen["first"].toBool());
-    EXPECT_FALSE(seen["failed"].toBool(true));
-    EXPECT_EQ(seen["content"].toString(), QStringLiteral("downloaded"));
 }
 
 TEST_F(HostApiTest, ResourceConfigMatchesPartOfANamePromptConfigOnlyAWholeOne)
 {
     StoreContext *context = PersistenceController::shared()->viewContext();
-    auto addResource = [&](const QString &name, const QString &uri) {
+    for (const QString &name : {u"Zulu handbook"_s, u"Alpha handbook"_s}) {
         auto *resource = context->insert<ResourceConfig>();
         resource->setId(QUuid::createUuid());
         resource->setName(name);
-        resource->setUri(QUrl(uri));
-        resource->setType(QStringLiteral("link"));
-        resource->setMimeType(QStringLiteral("application/json"));
-        resource->setResourceDescription(QStringLiteral("about ") + name);
-    };
-    addResource(QStringLiteral("Zulu handbook"), QStringLiteral("https://example.org/zulu"));
-    addResource(QStringLiteral("Alpha handbook"), QStringLiteral("https://example.org/alpha"));
+        resource->setUri(QUrl("https://example.org/" + name.section(u' ', 0, 0).toLower()));
+        resource->setType(u"link"_s);
+        resource->setMimeType(u"application/json"_s);
+        resource->setResourceDescription("about " + name);
+    }
     auto *prompt = context->insert<PromptConfig>();
     prompt->setId(QUuid::createUuid());
-    prompt->setName(QStringLiteral("handbook"));
-    prompt->setTemplateText(QStringLiteral("Read {topic}"));
+    prompt->setName(u"handbook"_s);
+    prompt->setTemplateText(u"Read {topic}"_s);
 
-    const QString source = QStringLiteral(R"JS(
-        function toolEntry() {
-            return JSON.stringify({text: JSON.stringify({
-                resource: Kelvara.resourceConfig('handbook'),
-                noResource: Kelvara.resourceConfig('Handbook'),
-                promptPart: Kelvara.promptConfig('hand'),
-                prompt: Kelvara.promptConfig('handbook')
-            })});
-        })JS");
-    const QString path = writeScript(source);
-    // A tool call runs on an engine worker; the store is read on the main thread meanwhile.
-    JSONToolResult result;
-    std::atomic<bool> done{false};
-    std::thread worker([&] {
-        result = call(path);
-        done = true;
-    });
-    EXPECT_TRUE(TestSupport::waitUntil([&] { return done.load(); }, 20000));
-    worker.join();
+    // Read on a worker while the store lives on the main thread.
+    const QJsonObject seen = observe(uR"JS(
+        return {resource: Kelvara.resourceConfig('handbook'), noResource: Kelvara.resourceConfig('Handbook'),
+                promptPart: Kelvara.promptConfig('hand'), prompt: Kelvara.promptConfig('handbook')};)JS"_s);
     context->rollback();
 
-    const QJsonObject seen = QJsonDocument::fromJson(text(result).toUtf8()).object();
     const QString resourceText = seen["resource"].toString();
-    EXPECT_TRUE(resourceText.startsWith(QStringLiteral("{\n    \"annotations\": {"))) << resourceText.toStdString();
+    EXPECT_TRUE(resourceText.startsWith(u"{\n    \"annotations\": {"_s)) << resourceText;
     const QJsonObject resource = QJsonDocument::fromJson(resourceText.toUtf8()).object();
-    EXPECT_EQ(resource["name"].toString(), QStringLiteral("Alpha handbook"));
-    EXPECT_EQ(resource["uri"].toString(), QStringLiteral("https://example.org/alpha"));
-    EXPECT_EQ(resource["description"].toString(), QStringLiteral("about Alpha handbook"));
-    EXPECT_EQ(seen["noResource"].toString(QStringLiteral("x")), QString());
-    EXPECT_EQ(seen["promptPart"].toString(QStringLiteral("x")), QString());
+    EXPECT_EQ(resource["name"].toString(), "Alpha handbook");
+    EXPECT_EQ(resource["uri"].toString(), "https://example.org/alpha");
+    EXPECT_EQ(resource["description"].toString(), "about Alpha handbook");
+    EXPECT_EQ(seen["noResource"].toString(u"x"_s), QString());
+    EXPECT_EQ(seen["promptPart"].toString(u"x"_s), QString());
     const QJsonObject found = QJsonDocument::fromJson(seen["prompt"].toString().toUtf8()).object();
-    EXPECT_EQ(found["name"].toString(), QStringLiteral("handbook"));
-    EXPECT_EQ(found["template"].toString(), QStringLiteral("Read {topic}"));
+    EXPECT_EQ(found["name"].toString(), "handbook");
+    EXPECT_EQ(found["template"].toString(), "Read {topic}");
 
     QStringList notFound;
     for (const Line &line : linesWithCode(-40110)) {
@@ -321,111 +259,101 @@ TEST_F(HostApiTest, ResourceConfigMatchesPartOfANamePromptConfigOnlyAWholeOne)
 
 TEST_F(HostApiTest, ProcessKeepsStringArgumentsAndFillsTheNamedArrays)
 {
-    const QJsonObject seen = observe(QStringLiteral(R"JS(
+    const QJsonObject seen = observe(uR"JS(
         var echoed = Kelvara.process('/bin/echo', ['one', 5, 'two', null, {}, 'three'], 'echoOut', 'echoErr');
         var failed = Kelvara.process('/bin/sh',
             ['-c', 'printf "  padded  \n\n\t\nlast\r\n"; echo problem >&2; exit 3'], 'out', 'err');
         return {echoed: echoed, echoOut: echoOut, echoErr: echoErr, failed: failed, out: out, err: err,
-                stdOutUntouched: stdOut.length};)JS"));
-    EXPECT_TRUE(seen["echoed"].toBool());
-    EXPECT_EQ(strings(seen["echoOut"]), QStringList{"one two three"});
-    EXPECT_EQ(seen["echoErr"].toArray(), QJsonArray());
-    EXPECT_FALSE(seen["failed"].toBool(true));
-    EXPECT_EQ(strings(seen["out"]), (QStringList{"padded", "last"}));
-    EXPECT_EQ(strings(seen["err"]), QStringList{"problem"});
-    EXPECT_EQ(seen["stdOutUntouched"].toInt(-1), 0);
+                stdOutUntouched: stdOut.length};)JS"_s);
+    EXPECT_EQ(seen, (QJsonObject{{"echoed", true}, {"echoOut", QJsonArray{"one two three"}}, {"echoErr", QJsonArray()},
+                                 {"failed", false}, {"out", QJsonArray{"padded", "last"}}, {"err", QJsonArray{"problem"}},
+                                 {"stdOutUntouched", 0}}));
 
-    QList<Line> exits = linesStartingWith(QStringLiteral("[Script] process() "));
+    QList<Line> exits = linesStartingWith(u"[Script] process() "_s);
     ASSERT_EQ(exits.size(), 2);
-    EXPECT_EQ(exits[0].message, QStringLiteral("[Script] process() /bin/echo exited 0, stdout=1 lines, stderr=0 lines"));
+    EXPECT_EQ(exits[0].message, "[Script] process() /bin/echo exited 0, stdout=1 lines, stderr=0 lines");
     EXPECT_EQ(exits[0].level, MCPLogMessageType::Debug);
-    EXPECT_EQ(exits[1].message, QStringLiteral("[Script] process() /bin/sh exited 3, stdout=2 lines, stderr=1 lines"));
+    EXPECT_EQ(exits[1].message, "[Script] process() /bin/sh exited 3, stdout=2 lines, stderr=1 lines");
     EXPECT_EQ(exits[1].level, MCPLogMessageType::Warning);
     EXPECT_EQ(exits[1].code, -1);
-    const QList<Line> injected = linesStartingWith(QStringLiteral("[Script] Injected "));
+    const QList<Line> injected = linesStartingWith(u"[Script] Injected "_s);
     ASSERT_EQ(injected.size(), 2);
-    EXPECT_EQ(injected[1].message, QStringLiteral("[Script] Injected out[2] and err[1] into JS context"));
+    EXPECT_EQ(injected[1].message, "[Script] Injected out[2] and err[1] into JS context");
     EXPECT_EQ(injected[1].level, MCPLogMessageType::Debug);
 }
 
 TEST_F(HostApiTest, AProgramThatCannotStartGivesFalseAndOneErrorLine)
 {
     // "sh" is no path: it is not looked up in PATH, and the script's folder holds no "sh".
-    const QJsonObject seen = observe(QStringLiteral(R"JS(
+    const QJsonObject seen = observe(uR"JS(
         var missing = Kelvara.process('/nonexistent/tool', ['x'], 'o', 'e');
         var result = {missing: missing, o: o, e: e};
         result.relative = Kelvara.process('sh', ['-c', 'true'], 'o2', 'e2');
-        result.e2 = e2;
-        return result;)JS"));
-    EXPECT_FALSE(seen["missing"].toBool(true));
-    EXPECT_EQ(seen["o"].toArray(), QJsonArray());
-    EXPECT_EQ(strings(seen["e"]), QStringList{QString::fromLocal8Bit(std::strerror(ENOENT))});
-    EXPECT_FALSE(seen["relative"].toBool(true));
-    EXPECT_EQ(seen["e2"].toArray().size(), 1);
+        result.e2 = e2.length;
+        return result;)JS"_s);
+    const QString noEntry = QString::fromLocal8Bit(std::strerror(ENOENT));
+    EXPECT_EQ(seen, (QJsonObject{{"missing", false}, {"o", QJsonArray()}, {"e", QJsonArray{noEntry}}, {"relative", false},
+                                 {"e2", 1}}));
 
     const QList<Line> launches = linesWithCode(500);
     ASSERT_EQ(launches.size(), 2);
-    EXPECT_EQ(launches[0].message, QStringLiteral("[Script] process() failed to launch /nonexistent/tool: ")
-                                       + QString::fromLocal8Bit(std::strerror(ENOENT)));
+    EXPECT_EQ(launches[0].message, "[Script] process() failed to launch /nonexistent/tool: " + noEntry);
     EXPECT_EQ(launches[0].level, MCPLogMessageType::Error);
-    EXPECT_TRUE(linesStartingWith(QStringLiteral("[Script] process() /")).isEmpty());
+    EXPECT_TRUE(linesStartingWith(u"[Script] process() /"_s).isEmpty());
 }
 
 TEST_F(HostApiTest, ShellReplacesStdOutAndStdErrAndSeesTheDeveloperEnvironment)
 {
-    const QJsonObject seen = observe(QStringLiteral(R"JS(
+    const QJsonObject seen = observe(uR"JS(
         stdOut = ['earlier']; stdErr = ['earlier'];
         var ok = Kelvara.shell('echo "$PATH"; echo "$CC|$CXX|$CFLAGS|$LDFLAGS"; cat; pwd');
         var r = {ok: ok, out: stdOut, err: stdErr};
         Kelvara.shell("printf '\\377\\376\\n' ; printf 'x\\n' >&2");
         r.binaryOut = stdOut; r.textErr = stdErr;
-        return r;)JS"));
+        return r;)JS"_s);
     EXPECT_TRUE(seen["ok"].toBool());
     const QStringList out = strings(seen["out"]);
     ASSERT_EQ(out.size(), 3);
-    EXPECT_EQ(out[0], QStringLiteral("/usr/local/bin:/usr/bin:/bin:") + qEnvironmentVariable("PATH", QStringLiteral(".")));
-    EXPECT_EQ(out[1], QStringLiteral("/usr/bin/cc|/usr/bin/c++|--sysroot=/|-L/usr/lib"));
+    EXPECT_EQ(out[0], "/usr/local/bin:/usr/bin:/bin:" + qEnvironmentVariable("PATH", u"."_s));
+    EXPECT_EQ(out[1], "/usr/bin/cc|/usr/bin/c++|--sysroot=/|-L/usr/lib");
     // Standard input is empty ("cat" ends at once); the current folder is the script's.
     EXPECT_EQ(QFileInfo(out[2]).canonicalFilePath(), QFileInfo(folder).canonicalFilePath());
     EXPECT_EQ(seen["err"].toArray(), QJsonArray());
     // Output that is no UTF-8 gives no lines; the other stream is unaffected.
     EXPECT_EQ(seen["binaryOut"].toArray(), QJsonArray());
-    EXPECT_EQ(strings(seen["textErr"]), QStringList{"x"});
+    EXPECT_EQ(seen["textErr"].toArray(), QJsonArray{"x"});
 }
 
 TEST_F(HostApiTest, PlentyOfOutputOnBothStreamsArrivesWhole)
 {
-    const QJsonObject seen = observe(QStringLiteral(R"JS(
+    const QJsonObject seen = observe(uR"JS(
         var ok = Kelvara.shell('i=0; while [ $i -lt 3 ]; do seq 1 40000 >&2; seq 1 40000; i=$((i+1)); done');
-        return {ok: ok, out: stdOut.length, err: stdErr.length, last: stdOut[stdOut.length - 1]};)JS"));
-    EXPECT_TRUE(seen["ok"].toBool());
-    EXPECT_EQ(seen["out"].toInt(), 120000);
-    EXPECT_EQ(seen["err"].toInt(), 120000);
-    EXPECT_EQ(seen["last"].toString(), QStringLiteral("40000"));
+        return {ok: ok, out: stdOut.length, err: stdErr.length, last: stdOut[stdOut.length - 1]};)JS"_s);
+    EXPECT_EQ(seen, (QJsonObject{{"ok", true}, {"out", 120000}, {"err", 120000}, {"last", "40000"}}));
 }
 
 TEST_F(HostApiTest, OutputIsNotForwardedWithoutAContextAndTheExitStillCounts)
 {
-    ScriptBridge bridge(QStringLiteral("no-context"), PluginController::shared());
-    EXPECT_TRUE(bridge.process(QStringLiteral("/bin/true"), {}, QStringLiteral("o"), QStringLiteral("e")));
-    EXPECT_FALSE(bridge.shell(QStringLiteral("exit 1")));
+    ScriptBridge bridge(u"no-context"_s, PluginController::shared());
+    EXPECT_TRUE(bridge.process(u"/bin/true"_s, {}, u"o"_s, u"e"_s));
+    EXPECT_FALSE(bridge.shell(u"exit 1"_s));
     const QList<Line> lost = linesWithCode(500);
     ASSERT_EQ(lost.size(), 2);
-    EXPECT_EQ(lost[0].message, QStringLiteral("[Script] injectOutputArrays: jsContext is nil – output not forwarded"));
+    EXPECT_EQ(lost[0].message, u"[Script] injectOutputArrays: jsContext is nil – output not forwarded"_s);
 }
 
 TEST(ScriptProcessLines, AreTrimmedWithoutEmptyOnesAndNeedUtf8)
 {
     EXPECT_EQ(ScriptProcess::lines("  a \r\n\r\n\t\n b\rc\n\n"), (QStringList{"a", "b", "c"}));
-    EXPECT_EQ(ScriptProcess::lines(QStringLiteral("x\u2028y").toUtf8()), (QStringList{"x", "y"}));
+    EXPECT_EQ(ScriptProcess::lines(u"x\u2028y"_s.toUtf8()), (QStringList{"x", "y"}));
     EXPECT_TRUE(ScriptProcess::lines("ok\n\xff\n").isEmpty());
     EXPECT_TRUE(ScriptProcess::lines("").isEmpty());
 
     QProcessEnvironment bare;
-    bare.insert(QStringLiteral("HOME"), QStringLiteral("/home/x"));
+    bare.insert(u"HOME"_s, u"/home/x"_s);
     const QProcessEnvironment widened = ScriptProcess::developerEnvironment(bare);
-    EXPECT_EQ(widened.value(QStringLiteral("PATH")), QStringLiteral("/usr/local/bin:/usr/bin:/bin:."));
-    EXPECT_EQ(widened.value(QStringLiteral("HOME")), QStringLiteral("/home/x"));
+    EXPECT_EQ(widened.value(u"PATH"_s), "/usr/local/bin:/usr/bin:/bin:.");
+    EXPECT_EQ(widened.value(u"HOME"_s), "/home/x");
 }
 
 }  // namespace

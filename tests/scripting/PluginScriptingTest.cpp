@@ -73,10 +73,7 @@ TEST_F(PluginScriptingTest, EmptyReturnWithoutResultFailsAndClearsTheContext)
     const JSONToolResult result = call(writeScript("function toolEntry() { return ''; }"), "{}", sid);
     EXPECT_EQ(text(result), "Error -1 [Script] Script must return a JSON result structure");
     EXPECT_FALSE(ScriptContextManager::shared()->hasContext(sid));
-    bool cleared = false;
-    for (const auto &line : linesWithCode(-1))
-        cleared |= line.message == "[Script] Cleared context for session: " + sid;
-    EXPECT_TRUE(cleared);
+    EXPECT_TRUE(log.contains(-1, "[Script] Cleared context for session: " + sid));
 }
 
 TEST_F(PluginScriptingTest, SetToolResultWinsOverTheReturnValueAndTheLastCallWins)
@@ -192,22 +189,14 @@ TEST_F(PluginScriptingTest, ConsoleAndLogReachTheLogWithTheirLevelsAndCodes)
             detached('error', 79, 'nowhere');
             return JSON.stringify({text: typeof stdOut + typeof stdErr + stdOut.length});
         })JS");
-    auto only = [&](int code) {
-        const auto found = linesWithCode(code);
-        EXPECT_EQ(found.size(), 1) << code;
-        return found.isEmpty() ? Line{MCPLogMessageType::Critical, 0, QString()} : found.first();
-    };
-    bool topLevel = false;
-    for (const auto &line : linesWithCode(-1))
-        topLevel |= line.message == "top level" && line.level == MCPLogMessageType::Info;
-    EXPECT_TRUE(topLevel);
-    EXPECT_EQ(only(-2).message, "obj");
-    EXPECT_EQ(only(-2).level, MCPLogMessageType::Error);
-    EXPECT_EQ(only(-3).level, MCPLogMessageType::Warning);
-    EXPECT_EQ(only(-4).message, "5");
-    EXPECT_EQ(only(-4).level, MCPLogMessageType::Debug);
-    EXPECT_EQ(only(77).level, MCPLogMessageType::Warning);
-    EXPECT_EQ(only(78).level, MCPLogMessageType::Info);
+    EXPECT_TRUE(log.contains(MCPLogMessageType::Info, -1, "top level"));
+    EXPECT_EQ(onlyLine(-2).message, "obj");
+    EXPECT_EQ(onlyLine(-2).level, MCPLogMessageType::Error);
+    EXPECT_EQ(onlyLine(-3).level, MCPLogMessageType::Warning);
+    EXPECT_EQ(onlyLine(-4).message, "5");
+    EXPECT_EQ(onlyLine(-4).level, MCPLogMessageType::Debug);
+    EXPECT_EQ(onlyLine(77).level, MCPLogMessageType::Warning);
+    EXPECT_EQ(onlyLine(78).level, MCPLogMessageType::Info);
     EXPECT_TRUE(linesWithCode(79).isEmpty());
 }
 

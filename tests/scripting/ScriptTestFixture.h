@@ -1,7 +1,6 @@
 #pragma once
 
-#include "diagnostics/LogController.h"
-#include "tests/support/TestSupport.h"
+#include "tests/support/LogLines.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/router/JSONToolResult.h"
 
@@ -10,37 +9,15 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonValue>
-#include <QMutex>
 #include <QUuid>
 
 // Writes scripts into a fresh folder, runs them through callScript and keeps the log
 // lines they cause.
 class ScriptTestFixture : public ::testing::Test {
 protected:
-    struct Line {
-        MCPLogMessageType level;
-        int code;
-        QString message;
-    };
+    using Line = LogLines::Line;
 
-    void SetUp() override
-    {
-        folder = TestSupport::makeTempDir(QStringLiteral("scripts"));
-        auto *log = LogController::shared();
-        previousHandler = log->logHandler();
-        log->setLogHandler([this](MCPLogMessageType level, int code, const QString &message) {
-            QMutexLocker lock(&linesMutex);
-            lines.append({level, code, message});
-        });
-    }
-
-    void TearDown() override
-    {
-        // Lines queued from worker threads still name this fixture's handler: let them
-        // arrive before the fixture goes.
-        TestSupport::spin(30);
-        LogController::shared()->setLogHandler(previousHandler);
-    }
+    void SetUp() override { folder = TestSupport::makeTempDir(QStringLiteral("scripts")); }
 
     QString writeScript(const QString &source, const QString &name = QStringLiteral("tool.js"), const QString &dir = QString())
     {
@@ -74,20 +51,15 @@ protected:
         return result.content.isEmpty() ? QString() : result.content.first().text;
     }
 
-    QList<Line> linesWithCode(int code)
+    QList<Line> linesWithCode(int code) { return log.withCode(code); }
+    // The one line logged with that code, or a line with an empty message.
+    Line onlyLine(int code)
     {
-        TestSupport::spin(20);
-        QMutexLocker lock(&linesMutex);
-        QList<Line> found;
-        for (const Line &line : std::as_const(lines)) {
-            if (line.code == code)
-                found.append(line);
-        }
-        return found;
+        const QList<Line> found = linesWithCode(code);
+        EXPECT_EQ(found.size(), 1) << "code " << code;
+        return found.size() == 1 ? found.first() : Line{MCPLogMessageType::Critical, code, QString()};
     }
 
     QString folder;
-    QMutex linesMutex;
-    QList<Line> lines;
-    LogController::LogHandler previousHandler;
+    LogLines log;
 };

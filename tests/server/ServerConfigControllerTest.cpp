@@ -10,6 +10,8 @@
 #include <unistd.h>
 #include <QThreadPool>
 
+using namespace Qt::StringLiterals;
+
 using Param = ConfigTestParam;
 
 namespace {
@@ -54,7 +56,8 @@ protected:
         // A fresh store has its row pending: save it, as the screen's user would.
         ASSERT_TRUE(server->save());
         statuses.clear();
-        connect();
+        QObject::connect(server.get(), &ServerConfigController::serverStatusMessageChanged, server.get(),
+                         [this] { statuses.append(server->serverStatusMessage()); });
     }
 
     void TearDown() override
@@ -66,11 +69,6 @@ protected:
         ConfigTestFixture::TearDown();
     }
 
-    void connect()
-    {
-        QObject::connect(server.get(), &ServerConfigController::serverStatusMessageChanged, server.get(),
-                         [this] { statuses.append(server->serverStatusMessage()); });
-    }
 
     void usePort(int port)
     {
@@ -83,25 +81,10 @@ protected:
     {
         server->start();
         ASSERT_TRUE(TestSupport::waitUntil([&] {
-            return !server->isStarting() &&
-                   (server->isServerRunning() ||
-                    server->serverStatusMessage().startsWith(ServerConfigController::statusFailedPrefix));
+            const bool failed = server->serverStatusMessage().startsWith(ServerConfigController::statusFailedPrefix);
+            return !server->isStarting() && (server->isServerRunning() || failed);
         }));
         TestSupport::spin(20);
-    }
-
-    static int freeTestPort()
-    {
-        // The row stores a signed 16-bit port.
-        for (int attempt = 0; attempt < 50; ++attempt) {
-            const int port = TestSupport::freePort();
-            if (port <= 32767)
-                return port;
-        }
-        for (int port = 20000; port < 32000; ++port)
-            if (PortHolder(port).bound())
-                return port;
-        return 0;
     }
 
     RecordingNotifier notifier;
@@ -117,25 +100,25 @@ TEST_F(ServerConfigControllerTest, PortTextsOutsideASigned16BitIntegerAreRefused
         server->setShouldShowAlert(false);
         server->setPort(QString::fromLatin1(text));
         ASSERT_TRUE(TestSupport::waitUntil([&] { return server->shouldShowAlert(); })) << text;
-        EXPECT_EQ(server->alertTitle(), QStringLiteral("Error"));
-        EXPECT_EQ(server->alertMessage(), QStringLiteral("Invalid port number.")) << text;
+        EXPECT_EQ(server->alertTitle(), u"Error"_s);
+        EXPECT_EQ(server->alertMessage(), u"Invalid port number."_s) << text;
         EXPECT_EQ(server->serverConfig()->port(), stored) << text;
     }
     server->setShouldShowAlert(false);
 
     // The same value marks nothing unsaved.
-    server->setPort(QStringLiteral("8888"));
+    server->setPort(u"8888"_s);
     TestSupport::spin(20);
     EXPECT_FALSE(server->hasUnsavedChanges());
 
-    server->setPort(QStringLiteral("32767"));
+    server->setPort(u"32767"_s);
     EXPECT_EQ(server->serverConfig()->port(), 32767);
     EXPECT_TRUE(server->hasUnsavedChanges());
     EXPECT_FALSE(server->canStart());
     EXPECT_TRUE(server->canSave());
-    server->setPort(QStringLiteral("-5"));
+    server->setPort(u"-5"_s);
     EXPECT_EQ(server->serverConfig()->port(), -5);
-    server->setPort(QStringLiteral("+80"));
+    server->setPort(u"+80"_s);
     EXPECT_EQ(server->serverConfig()->port(), 80);
     TestSupport::spin(20);
     EXPECT_FALSE(server->shouldShowAlert());
@@ -159,13 +142,13 @@ TEST_F(ServerConfigControllerTest, TheBindFlagIsUnsavedUntilSavedAndRevertRestor
 
 TEST_F(ServerConfigControllerTest, StartExportsServesAndStopStops)
 {
-    addTool(QStringLiteral("reader"));
+    addTool(u"reader"_s);
     save();
-    const int port = freeTestPort();
+    const int port = TestSupport::freeLowPort();
     ASSERT_NE(port, 0);
     usePort(port);
     // An entry of the log itself (the fixture only listens to the lines).
-    previousHandler(MCPLogMessageType::Info, -1, QStringLiteral("before the start"));
+    log.previous()(MCPLogMessageType::Info, -1, u"before the start"_s);
     ASSERT_TRUE(TestSupport::waitUntil([] { return !LogController::shared()->logEntries().isEmpty(); }));
 
     // Unsaved changes are saved first.
@@ -176,10 +159,10 @@ TEST_F(ServerConfigControllerTest, StartExportsServesAndStopStops)
     EXPECT_EQ(statuses, (QStringList{ServerConfigController::statusStarting, ServerConfigController::statusExporting,
                                      ServerConfigController::statusCreating, ServerConfigController::statusStartingServer,
                                      ServerConfigController::statusRunning}));
-    EXPECT_EQ(bridge.listTools(), QStringList{QStringLiteral("reader")});
-    EXPECT_TRUE(QFileInfo::exists(bundleFile(QStringLiteral("Tools"), QStringLiteral("reader.json"))));
+    EXPECT_EQ(bridge.listTools(), QStringList{u"reader"_s});
+    EXPECT_TRUE(QFileInfo::exists(bundleFile(u"Tools"_s, u"reader.json"_s)));
     ASSERT_EQ(notifier.shown.size(), 1);
-    EXPECT_EQ(notifier.shown.first(), qMakePair(QStringLiteral("Kelvara"), ServerConfigController::statusRunning));
+    EXPECT_EQ(notifier.shown.first(), qMakePair(u"Kelvara"_s, ServerConfigController::statusRunning));
     EXPECT_FALSE(server->canSave());
     EXPECT_FALSE(server->canStart());
     // The start cleared the log, so only this attempt's lines are left.
@@ -203,11 +186,11 @@ TEST_F(ServerConfigControllerTest, StartExportsServesAndStopStops)
 
 TEST_F(ServerConfigControllerTest, OneFailingToolExportKeepsTheServerFromStarting)
 {
-    addTool(QStringLiteral("broken"), {{Param{QString()}}});
-    addTool(QStringLiteral("fine"));
-    addPrompt(QStringLiteral("hello"));
+    addTool(u"broken"_s, {{Param{QString()}}});
+    addTool(u"fine"_s);
+    addPrompt(u"hello"_s);
     save();
-    usePort(freeTestPort());
+    usePort(TestSupport::freeLowPort());
     ASSERT_TRUE(server->save());
 
     startAndWait();
@@ -221,8 +204,8 @@ TEST_F(ServerConfigControllerTest, OneFailingToolExportKeepsTheServerFromStartin
     ASSERT_TRUE(TestSupport::waitUntil([&] { return server->shouldShowAlert(); }));
     EXPECT_EQ(server->alertMessage(), expected);
     // The other records were written and registered all the same.
-    EXPECT_EQ(bridge.listTools(), QStringList{QStringLiteral("fine")});
-    EXPECT_EQ(bridge.listPrompts(), QStringList{QStringLiteral("hello")});
+    EXPECT_EQ(bridge.listTools(), QStringList{u"fine"_s});
+    EXPECT_EQ(bridge.listPrompts(), QStringList{u"hello"_s});
     EXPECT_TRUE(notifier.shown.isEmpty());
 
     // The failure survives a sync; a later start replaces it.
@@ -235,13 +218,13 @@ TEST_F(ServerConfigControllerTest, OneFailingToolExportKeepsTheServerFromStartin
 
 TEST_F(ServerConfigControllerTest, APortInUseFailsWithTheBridgesError)
 {
-    const int port = freeTestPort();
+    const int port = TestSupport::freeLowPort();
     PortHolder taken(port);
     ASSERT_TRUE(taken.bound());
     usePort(port);
     ASSERT_TRUE(server->save());
     startAndWait();
-    EXPECT_EQ(server->serverStatusMessage(), QStringLiteral("Failed to start MCP Server: Failed to start MCP server"));
+    EXPECT_EQ(server->serverStatusMessage(), u"Failed to start MCP Server: Failed to start MCP server"_s);
     EXPECT_FALSE(server->isServerRunning());
 }
 
@@ -271,7 +254,7 @@ TEST_F(ServerConfigFirstSyncTest, AFreshStoresDefaultRowIsWrittenSoStartIsOffere
 TEST_F(ServerConfigFirstSyncTest, SomebodyElsesPendingEditsAreNotSavedByTheFirstSync)
 {
     auto *resource = context->insert<ResourceConfig>();
-    resource->setName(QStringLiteral("pending"));
+    resource->setName(u"pending"_s);
     server = std::make_unique<ServerConfigController>(context, controller.get(), router.get());
     ASSERT_TRUE(TestSupport::waitUntil([&] { return server->serverConfig() != nullptr; }));
     TestSupport::spin(20);

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 
 using TestSupport::waitUntil;
@@ -58,7 +57,7 @@ TEST(ConfigClipboard, HoldsOneSnapshotPerIdentifier)
     EXPECT_EQ(loadNow<ToolInputSchemaSnapshot>(clipboard, ConfigClipboard::toolInputSchemaType), schema);
 }
 
-TEST(ConfigClipboard, NothingWhenEmptyOrOfAnotherKind)
+TEST(ConfigClipboard, NothingWhenEmptyOrUndecodableAndRefusesWhatCannotBeEncoded)
 {
     ConfigClipboard clipboard;
     bool later = false;
@@ -70,25 +69,12 @@ TEST(ConfigClipboard, NothingWhenEmptyOrOfAnotherKind)
     // Data that do not decode as the asked type count as nothing.
     EXPECT_FALSE(loadNow<ResourceConfigSnapshot>(clipboard, ConfigClipboard::promptArgumentType).has_value());
     EXPECT_EQ(loadNow<PromptArgumentSnapshot>(clipboard, ConfigClipboard::promptArgumentType), argument);
-}
 
-TEST(ConfigClipboard, RefusesWhatCannotBeEncoded)
-{
-    ConfigClipboard clipboard;
     ResourceConfigSnapshot resource;
     resource.id = QUuid::createUuid();
     resource.annPriority = std::numeric_limits<double>::quiet_NaN();
     EXPECT_FALSE(clipboard.store(resource, ConfigClipboard::resourceConfigType));
     EXPECT_FALSE(clipboard.has(ConfigClipboard::resourceConfigType));
-    resource.annPriority = 0.5;
-    EXPECT_TRUE(clipboard.store(resource, ConfigClipboard::resourceConfigType));
-}
-
-TEST(ConfigClipboard, SixIdentifiers)
-{
-    EXPECT_EQ(ConfigClipboard::typeIdentifiers(),
-              (QStringList{"kelvara.pb.toolsconfig", "kelvara.pb.toolinputschema", "kelvara.pb.tooloutputschema",
-                           "kelvara.pb.resourceconfig", "kelvara.pb.promptconfig", "kelvara.pb.promptargument"}));
 }
 
 }  // namespace

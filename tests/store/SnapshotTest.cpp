@@ -1,4 +1,3 @@
-#include "store/PersistenceController.h"
 #include "store/PromptArgumentSnapshot.h"
 #include "store/PromptArguments.h"
 #include "store/PromptConfig.h"
@@ -19,49 +18,44 @@
 
 #include <QJsonArray>
 
-#include <functional>
-
 namespace {
 
-class SnapshotTest : public ::testing::Test {
-protected:
-    PersistenceController store{StoreTestUtil::freshStorePath()};
-    StoreContext *context = store.viewContext();
-};
+using SnapshotTest = StoreTest;
 
-// Every path to a key in a JSON tree, with a way to remove or retype that key.
-void forEachKey(const QJsonObject &root,
-                const std::function<void(QJsonObject without, QJsonObject retyped, QString key)> &visit)
+// Every variant of json with one key, at any depth (inside the first object of each
+// array), removed or given a value of another type; each named by the key's path.
+QList<std::pair<QString, QJsonObject>> brokenVariants(const QJsonObject &json)
 {
-    std::function<void(const QJsonObject &, std::function<QJsonObject(const QJsonObject &)>, const QString &)> walk;
-    walk = [&](const QJsonObject &object, std::function<QJsonObject(const QJsonObject &)> rebuild,
-               const QString &prefix) {
-        for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
-            const QString key = it.key();
-            QJsonObject without = object;
-            without.remove(key);
-            QJsonObject retyped = object;
-            retyped.insert(key, it.value().isString() ? QJsonValue(42) : QJsonValue(QStringLiteral("wrong")));
-            visit(rebuild(without), rebuild(retyped), prefix + key);
-            if (it.value().isArray()) {
-                const QJsonArray array = it.value().toArray();
-                if (!array.isEmpty() && array.first().isObject()) {
-                    walk(
-                        array.first().toObject(),
-                        [=](const QJsonObject &child) {
-                            QJsonArray changed = array;
-                            changed.replace(0, child);
-                            QJsonObject parent = object;
-                            parent.insert(key, changed);
-                            return rebuild(parent);
-                        },
-                        prefix + key + QStringLiteral("[0]."));
-                }
-            }
+    QList<std::pair<QString, QJsonObject>> variants;
+    for (auto it = json.begin(); it != json.end(); ++it) {
+        QJsonObject without = json;
+        without.remove(it.key());
+        QJsonObject retyped = json;
+        retyped.insert(it.key(), it.value().isString() ? QJsonValue(42) : QJsonValue(QStringLiteral("wrong")));
+        variants.append({QStringLiteral("missing ") + it.key(), without});
+        variants.append({QStringLiteral("retyped ") + it.key(), retyped});
+        const QJsonArray array = it.value().toArray();
+        if (array.isEmpty() || !array.first().isObject())
+            continue;
+        for (const auto &[name, child] : brokenVariants(array.first().toObject())) {
+            QJsonArray changed = array;
+            changed.replace(0, child);
+            QJsonObject parent = json;
+            parent.insert(it.key(), changed);
+            variants.append({it.key() + QStringLiteral("[0]: ") + name, parent});
         }
-    };
-    walk(
-        root, [](const QJsonObject &o) { return o; }, QString());
+    }
+    return variants;
+}
+
+// Decoding needs every key, with its type, at every level; gives the number of variants tried.
+template <class Snapshot>
+qsizetype expectEveryKeyRequired(const QJsonObject &json)
+{
+    const auto variants = brokenVariants(json);
+    for (const auto &[name, variant] : variants)
+        EXPECT_FALSE(Snapshot::fromJson(variant).has_value()) << name;
+    return variants.size();
 }
 
 TEST_F(SnapshotTest, ToolSnapshotFollowsSortedViewsAndRoundTrips)
@@ -96,30 +90,18 @@ TEST_F(SnapshotTest, ToolSnapshotFollowsSortedViewsAndRoundTrips)
     const QJsonObject json = snapshot.toJson();
     EXPECT_EQ(json.keys(), (QStringList{"handlerName", "id", "inputSchemas", "methodName", "name", "outputSchemas",
                                         "pluginName", "scriptFileName", "toolDescription", "toolType"}));
-    EXPECT_EQ(json.value(QStringLiteral("inputSchemas")).toArray().first().toObject().keys(),
-              (QStringList{"id", "properties", "requiredParams", "type"}));
-    EXPECT_EQ(
-        json.value(QStringLiteral("inputSchemas")).toArray().first().toObject().value("properties").toArray().isEmpty(),
-        false);
+    const QJsonObject output = json.value(QStringLiteral("outputSchemas")).toArray().first().toObject();
+    EXPECT_EQ(output.keys(), (QStringList{"id", "properties", "requiredParams", "type"}));
+    EXPECT_EQ(output.value(QStringLiteral("properties")).toArray().first().toObject().keys(),
+              (QStringList{"defaultValue", "id", "itemType", "items", "parameterDescription", "parameterName",
+                           "parameterType"}));
     EXPECT_EQ(ToolsConfigSnapshot::fromJson(json), snapshot);
+    EXPECT_GT(expectEveryKeyRequired<ToolsConfigSnapshot>(json), 60);  // every level was visited
 
-    int checked = 0;
-    forEachKey(json, [&](const QJsonObject &without, const QJsonObject &retyped, const QString &key) {
-        EXPECT_FALSE(ToolsConfigSnapshot::fromJson(without).has_value()) << "missing " << key.toStdString();
-        EXPECT_FALSE(ToolsConfigSnapshot::fromJson(retyped).has_value()) << "retyped " << key.toStdString();
-        ++checked;
-    });
-    EXPECT_GT(checked, 30);  // every level was visited
-}
-
-TEST_F(SnapshotTest, MissingIdGetsAFreshOne)
-{
-    ToolsConfig *tool = context->insert<ToolsConfig>();
-    const ToolsConfigSnapshot first = ToolsConfigSnapshot::fromRecord(*tool);
-    const ToolsConfigSnapshot second = ToolsConfigSnapshot::fromRecord(*tool);
-    EXPECT_FALSE(first.id.isNull());
-    EXPECT_NE(first.id, second.id);
-    EXPECT_EQ(first.name, QString());
+    // A record without an id gets a fresh one in each snapshot.
+    ToolsConfig *bare = context->insert<ToolsConfig>();
+    EXPECT_FALSE(ToolsConfigSnapshot::fromRecord(*bare).id.isNull());
+    EXPECT_NE(ToolsConfigSnapshot::fromRecord(*bare).id, ToolsConfigSnapshot::fromRecord(*bare).id);
 }
 
 TEST_F(SnapshotTest, ResourceSnapshotReadingRules)
@@ -139,10 +121,7 @@ TEST_F(SnapshotTest, ResourceSnapshotReadingRules)
     resource->setUri(std::nullopt);
     EXPECT_EQ(ResourceConfigSnapshot::fromRecord(*resource).uriString, QString());
 
-    forEachKey(snapshot.toJson(), [&](const QJsonObject &without, const QJsonObject &retyped, const QString &key) {
-        EXPECT_FALSE(ResourceConfigSnapshot::fromJson(without).has_value()) << key.toStdString();
-        EXPECT_FALSE(ResourceConfigSnapshot::fromJson(retyped).has_value()) << key.toStdString();
-    });
+    expectEveryKeyRequired<ResourceConfigSnapshot>(snapshot.toJson());
 }
 
 TEST_F(SnapshotTest, PromptSnapshotSortsArgumentsAndKeepsTemplateKey)
@@ -162,10 +141,7 @@ TEST_F(SnapshotTest, PromptSnapshotSortsArgumentsAndKeepsTemplateKey)
     EXPECT_EQ(json.value(QStringLiteral("arguments")).toArray().first().toObject().keys(),
               (QStringList{"id", "info", "name", "required"}));
     EXPECT_EQ(PromptConfigSnapshot::fromJson(json), snapshot);
-    forEachKey(json, [&](const QJsonObject &without, const QJsonObject &retyped, const QString &key) {
-        EXPECT_FALSE(PromptConfigSnapshot::fromJson(without).has_value()) << key.toStdString();
-        EXPECT_FALSE(PromptConfigSnapshot::fromJson(retyped).has_value()) << key.toStdString();
-    });
+    expectEveryKeyRequired<PromptConfigSnapshot>(json);
 
     QJsonObject badId = json;
     badId.insert(QStringLiteral("id"), QStringLiteral("not-a-uuid"));

@@ -1,12 +1,17 @@
 #pragma once
 
+#include "store/PersistenceController.h"
 #include "tests/support/TestSupport.h"
+
+#include <gtest/gtest.h>
 
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QString>
 #include <QUuid>
 #include <QVariant>
+
+#include <memory>
 
 // Direct access to a store file beside the context under test, to look at what really
 // reached the disk and to make the disk refuse writes.
@@ -41,4 +46,28 @@ inline int rowCount(const QString &path, const QString &table)
     return sql(path, QStringLiteral("SELECT count(*) FROM \"%1\"").arg(table)).toInt();
 }
 
+// Makes every insert into table fail with message until the trigger is dropped again.
+inline void refuseInserts(const QString &path, const QString &table, const QString &message)
+{
+    sql(path, QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON \"%1\" BEGIN SELECT RAISE(ABORT, '%2'); END")
+                  .arg(table, message));
+}
+
 }  // namespace StoreTestUtil
+
+// A fresh store file, opened the way the application opens its own.
+class StoreTest : public ::testing::Test {
+protected:
+    int rowCount(const QString &table) const { return StoreTestUtil::rowCount(path, table); }
+    // Closes the store and opens the file again, as after a restart.
+    void reopen()
+    {
+        store.reset();
+        store = std::make_unique<PersistenceController>(path);
+        context = store->viewContext();
+    }
+
+    QString path = StoreTestUtil::freshStorePath();
+    std::unique_ptr<PersistenceController> store = std::make_unique<PersistenceController>(path);
+    StoreContext *context = store->viewContext();
+};

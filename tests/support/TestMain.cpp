@@ -26,8 +26,11 @@ int main(int argc, char **argv)
     QFile::setPermissions(root + QStringLiteral("/runtime"), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    // Tests never talk to a user's session bus or desktop.
+    // Tests never talk to a user's session bus or desktop, and reach their local servers directly
+    // whatever proxy the environment names.
     qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/kelvara-test-bus");
+    qputenv("no_proxy", "127.0.0.1,localhost");
+    qputenv("NO_PROXY", "127.0.0.1,localhost");
 
     ::testing::InitGoogleTest(&argc, argv);
 #ifdef KELVARA_TEST_GUI

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QRandomGenerator>
 #include <QThread>
 #include <QUuid>
 
@@ -43,18 +44,45 @@ QString makeTempDir(const QString &prefix)
     return path;
 }
 
-int freePort()
+namespace {
+
+// A socket bound to 127.0.0.1:port (0: a port the kernel picks), or -1.
+int boundSocket(int port)
 {
-    int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
     addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    addr.sin_port = 0;
-    ::bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof(addr));
+    addr.sin_port = htons(uint16_t(port));
+    if (::bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0)
+        return fd;
+    ::close(fd);
+    return -1;
+}
+
+}  // namespace
+
+int freePort()
+{
+    const int fd = boundSocket(0);
+    sockaddr_in addr{};
     socklen_t len = sizeof(addr);
     ::getsockname(fd, reinterpret_cast<sockaddr *>(&addr), &len);
     ::close(fd);
     return ntohs(addr.sin_port);
+}
+
+int freeLowPort()
+{
+    // Ephemeral ports usually start at 32768, so pick at random below that.
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        const int port = 20000 + int(QRandomGenerator::global()->bounded(12000));
+        if (const int fd = boundSocket(port); fd >= 0) {
+            ::close(fd);
+            return port;
+        }
+    }
+    return 0;
 }
 
 }  // namespace TestSupport

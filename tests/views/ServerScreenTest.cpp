@@ -18,34 +18,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QRandomGenerator>
 #include <QTest>
-
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace ViewsTestSupport;
 
 namespace {
-
-// A free port the port field accepts (the field takes signed 16-bit numbers).
-int freeLowPort()
-{
-    for (int attempt = 0; attempt < 200; ++attempt) {
-        const int port = 20000 + int(QRandomGenerator::global()->bounded(12000));
-        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in addr{};
-        addr.sin_family = AF_INET;
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        addr.sin_port = htons(uint16_t(port));
-        const bool free = ::bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0;
-        ::close(fd);
-        if (free)
-            return port;
-    }
-    return 0;
-}
 
 class ServerScreenTest : public ::testing::Test {
 protected:
@@ -101,7 +78,7 @@ TEST_F(ServerScreenTest, StartsAndStopsFromTheScreenWithItsStatusWords)
         EXPECT_TRUE(view->revertButton()->isEnabled());
     }
 
-    const int port = freeLowPort();
+    const int port = TestSupport::freeLowPort();
     ASSERT_GT(port, 0);
     typePort(QString::number(port));
     view->saveButton()->click();

@@ -10,6 +10,8 @@
 #include <QScreen>
 #include <QWidget>
 
+#include <optional>
+
 namespace {
 
 class WindowRestoreTest : public ::testing::Test {
@@ -17,63 +19,43 @@ protected:
     void SetUp() override { UserDefaults::standard()->clear(); }
     void TearDown() override { ViewsTestSupport::closeAllWindows(); }
 
-    static void store(double x, double y, double w, double h)
+    static void store(const QRect &frame, bool zoomed = false)
     {
         WindowState state;
-        state.windowOriginX = x;
-        state.windowOriginY = y;
-        state.windowWidth = w;
-        state.windowHeight = h;
+        state.windowOriginX = frame.x();
+        state.windowOriginY = frame.y();
+        state.windowWidth = frame.width();
+        state.windowHeight = frame.height();
+        state.isZoomed = zoomed;
         SettingsManager(UserDefaultsKeys::windowState).saveWindowState(state);
     }
-    static QRect available() { return QGuiApplication::primaryScreen()->availableGeometry(); }
 };
 
-TEST_F(WindowRestoreTest, EmptyDefaultsCenterTheSceneSize)
+TEST_F(WindowRestoreTest, TheLaunchPlacesTheWindowByTheStoredFrame)
 {
-    QWidget window;
-    window.resize(1024, 720);
-    AppDelegate delegate;
-    delegate.didFinishLaunching(&window);
-    EXPECT_EQ(window.size(), QSize(1024, 720).boundedTo(available().size()));
-    const QRect area = available();
-    EXPECT_EQ(window.pos(), area.topLeft() + QPoint((area.width() - window.width()) / 2, (area.height() - window.height()) / 2));
-    EXPECT_EQ(delegate.framePlan(&window).centered, true);
-}
-
-TEST_F(WindowRestoreTest, AnXOfZeroCentersAndPositiveCoordinatesAreKept)
-{
-    store(0, 300, 400, 300);
-    {
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    const QSize scene = QSize(1024, 720).boundedTo(area.size());
+    auto centered = [&](const QSize &size) {
+        return QRect(area.topLeft() + QPoint((area.width() - size.width()) / 2, (area.height() - size.height()) / 2), size);
+    };
+    // Nothing stored; an x of 0 centers; a width of 100 is no size to restore.
+    const std::optional<QRect> stored[] = {std::nullopt, QRect(0, 300, 400, 300), QRect(40, 50, 100, 300)};
+    const QRect expected[] = {centered(scene), centered(QSize(400, 300)), QRect(QPoint(40, 50), scene)};
+    for (int i = 0; i < 3; ++i) {
+        if (stored[i])
+            store(*stored[i]);
         QWidget window;
         window.resize(1024, 720);
         AppDelegate delegate;
         delegate.didFinishLaunching(&window);
-        EXPECT_EQ(window.size(), QSize(400, 300));
-        const QRect area = available();
-        EXPECT_EQ(window.pos(), area.topLeft() + QPoint((area.width() - 400) / 2, (area.height() - 300) / 2));
-    }
-    store(40, 50, 100, 300);  // a width of 100 is no size to restore
-    {
-        QWidget window;
-        window.resize(1024, 720);
-        AppDelegate delegate;
-        delegate.didFinishLaunching(&window);
-        EXPECT_EQ(window.pos(), QPoint(40, 50));
-        EXPECT_EQ(window.size(), QSize(1024, 720).boundedTo(available().size()));
+        EXPECT_EQ(QRect(window.pos(), window.size()), expected[i]) << i;
+        EXPECT_EQ(delegate.framePlan(&window).centered, i < 2) << i;
     }
 }
 
 TEST_F(WindowRestoreTest, StatesAreRestoredAndChangesAreStored)
 {
-    WindowState zoomed;
-    zoomed.windowOriginX = 30;
-    zoomed.windowOriginY = 40;
-    zoomed.windowWidth = 900;
-    zoomed.windowHeight = 650;
-    zoomed.isZoomed = true;
-    SettingsManager(UserDefaultsKeys::windowState).saveWindowState(zoomed);
-
+    store(QRect(30, 40, 900, 650), true);
     QWidget window;
     window.resize(1024, 720);
     AppDelegate delegate;

@@ -1,13 +1,13 @@
-#include "store/ToolOutSchemaParamsSnapshot.h"
+#include "store/ToolSchemaParamsSnapshot.h"
 
 #include "store/SnapshotJson.h"
+#include "store/ToolInSchemaParams.h"
 #include "store/ToolOutSchemeParams.h"
 
-#include <QJsonArray>
-
-ToolOutSchemaParamsSnapshot ToolOutSchemaParamsSnapshot::fromRecord(const ToolOutSchemeParams &record)
+template <class Record>
+ToolSchemaParamsSnapshot<Record> ToolSchemaParamsSnapshot<Record>::fromRecord(const Record &record)
 {
-    ToolOutSchemaParamsSnapshot snapshot;
+    ToolSchemaParamsSnapshot snapshot;
     snapshot.id = record.id().value_or(QUuid::createUuid());
     snapshot.parameterName = record.parameterName().value_or(QString());
     snapshot.parameterType = record.parameterType().value_or(QString());
@@ -18,7 +18,8 @@ ToolOutSchemaParamsSnapshot ToolOutSchemaParamsSnapshot::fromRecord(const ToolOu
     return snapshot;
 }
 
-QJsonObject ToolOutSchemaParamsSnapshot::toJson() const
+template <class Record>
+QJsonObject ToolSchemaParamsSnapshot<Record>::toJson() const
 {
     QJsonObject object;
     object.insert(QStringLiteral("id"), id.toString(QUuid::WithoutBraces));
@@ -31,9 +32,10 @@ QJsonObject ToolOutSchemaParamsSnapshot::toJson() const
     return object;
 }
 
-std::optional<ToolOutSchemaParamsSnapshot> ToolOutSchemaParamsSnapshot::fromJson(const QJsonObject &object)
+template <class Record>
+std::optional<ToolSchemaParamsSnapshot<Record>> ToolSchemaParamsSnapshot<Record>::fromJson(const QJsonObject &object)
 {
-    ToolOutSchemaParamsSnapshot snapshot;
+    ToolSchemaParamsSnapshot snapshot;
     const bool complete =
         SnapshotJson::readUuid(object, QStringLiteral("id"), snapshot.id) &&
         SnapshotJson::readString(object, QStringLiteral("parameterName"), snapshot.parameterName) &&
@@ -46,3 +48,6 @@ std::optional<ToolOutSchemaParamsSnapshot> ToolOutSchemaParamsSnapshot::fromJson
         return std::nullopt;
     return snapshot;
 }
+
+template struct ToolSchemaParamsSnapshot<ToolInSchemaParams>;
+template struct ToolSchemaParamsSnapshot<ToolOutSchemeParams>;

@@ -1,0 +1,94 @@
+#include "store/ToolSchemaParamsRecord.h"
+
+#include "store/ToolInSchemaParams.h"
+#include "store/ToolInputSchema.h"
+#include "store/ToolOutSchemeParams.h"
+#include "store/ToolOutputSchema.h"
+
+#include <QSqlQuery>
+
+template <class Params, class Schema>
+ToolSchemaParamsRecord<Params, Schema>::ToolSchemaParamsRecord(StoreContext *context, qint64 key, State state)
+    : StoreRecord(Params::staticEntity, context, key, state)
+{}
+
+template <class Params, class Schema>
+QVariantList ToolSchemaParamsRecord<Params, Schema>::columnValues() const
+{
+    return {toColumn(m_v.id),
+            toColumn(m_v.parameterName),
+            toColumn(m_v.parameterType),
+            toColumn(m_v.parameterDescription),
+            toColumn(m_v.defaultValue),
+            toColumn(m_v.itemType),
+            toColumn(m_v.items)};
+}
+
+template <class Params, class Schema>
+void ToolSchemaParamsRecord<Params, Schema>::readColumns(const QSqlQuery &query, int first)
+{
+    m_v.id = uuidColumn(query.value(first + 0));
+    m_v.parameterName = textColumn(query.value(first + 1));
+    m_v.parameterType = textColumn(query.value(first + 2));
+    m_v.parameterDescription = textColumn(query.value(first + 3));
+    m_v.defaultValue = textColumn(query.value(first + 4));
+    m_v.itemType = textColumn(query.value(first + 5));
+    m_v.items = textColumn(query.value(first + 6));
+}
+
+template <class Params, class Schema>
+QList<Params *> &ToolSchemaParamsRecord<Params, Schema>::propertiesOf(Schema *schema)
+{
+    return schema->m_v.properties;
+}
+
+template <class Params, class Schema>
+Schema *&ToolSchemaParamsRecord<Params, Schema>::schemaOf(Params *param)
+{
+    return param->m_v.schema;
+}
+
+template <class Params, class Schema>
+Params *ToolSchemaParamsRecord<Params, Schema>::self() const
+{
+    return const_cast<Params *>(static_cast<const Params *>(this));
+}
+
+template <class Params, class Schema>
+void ToolSchemaParamsRecord<Params, Schema>::setSchema(Schema *owner)
+{
+    ensureLoaded(Params::staticEntity);
+    relate(owner, self(), &propertiesOf, &schemaOf);
+}
+
+template <class Params, class Schema>
+StoreRecord *ToolSchemaParamsRecord<Params, Schema>::ownerRecord() const
+{
+    return m_v.schema;
+}
+
+template <class Params, class Schema>
+qsizetype ToolSchemaParamsRecord<Params, Schema>::positionInOwner() const
+{
+    return m_v.schema ? propertiesOf(m_v.schema).indexOf(self()) : -1;
+}
+
+template <class Params, class Schema>
+void ToolSchemaParamsRecord<Params, Schema>::removeFromOwner()
+{
+    if (m_v.schema)
+        relate<Schema, Params>(nullptr, self(), &propertiesOf, &schemaOf);
+}
+
+template <class Params, class Schema>
+void ToolSchemaParamsRecord<Params, Schema>::attachLoaded(StoreRecord *owner)
+{
+    auto *schema = static_cast<Schema *>(owner);
+    m_v.schema = schema;
+    propertiesOf(schema).append(self());
+    if (schema->m_stored)
+        schema->m_stored->properties.append(self());
+}
+
+template class ToolSchemaParamsRecord<ToolInSchemaParams, ToolInputSchema>;
+template class ToolSchemaParamsRecord<ToolOutSchemeParams, ToolOutputSchema>;
