@@ -52,25 +52,43 @@ QString itemName(const QString &path)
     return name.isEmpty() ? path : name;
 }
 
-// What a store look-up of the host API found: the record as JSON text, or why not.
-struct StoreLookup {
-    std::optional<QString> fetchError;
-    std::optional<QString> json;
-};
-
-// The store's context belongs to the main thread: the look-up runs there (directly when
-// already there) and hands back plain text.
-template <class Fn>
-StoreLookup lookUpInStore(Fn &&lookUp)
-{
-    StoreLookup result;
-    MainThread::runBlocking([&] { result = lookUp(PersistenceController::shared()->viewContext()); });
-    return result;
-}
-
 QString prettyJSON(const QJsonObject &object)
 {
     return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Indented));
+}
+
+// The JSON text of the first record that `matches`, or "" with the reason logged. The store's
+// context belongs to the main thread: the look-up runs there (directly when already there).
+template <class Fetch, class Matches, class ToConfig>
+QString configJSON(LogController *logger, const QString &kind, const QString &name, Fetch fetch, Matches matches,
+                   ToConfig toConfig)
+{
+    std::optional<QString> fetchError;
+    std::optional<QString> json;
+    MainThread::runBlocking([&] {
+        AppError error;
+        const auto records = fetch(PersistenceController::shared()->viewContext(), &error);
+        if (error.code != 0) {
+            fetchError = error.description;
+            return;
+        }
+        for (const auto *record : records) {
+            if (matches(record)) {
+                json = prettyJSON(toConfig(record).toJson());
+                break;
+            }
+        }
+    });
+    if (fetchError) {
+        logger->log(QStringLiteral("[Script] Fetch error: ") + *fetchError, -40110, MCPLogMessageType::Error);
+        return QStringLiteral("");
+    }
+    if (!json) {
+        logger->log(QStringLiteral("[Script] ") + kind + QStringLiteral(" ") + name + QStringLiteral(" not found"),
+                    -40110, MCPLogMessageType::Error);
+        return QStringLiteral("");
+    }
+    return *json;
 }
 
 }  // namespace
@@ -259,65 +277,22 @@ bool ScriptBridge::downloadFile(const QString &url, const QString &destination)
 
 QString ScriptBridge::resourceConfig(const QString &name)
 {
-    const StoreLookup found = lookUpInStore([&name](StoreContext *context) {
-        StoreLookup lookup;
-        AppError error;
-        const QList<ResourceConfig *> resources = ResourceQueryService::fetchResourceConfigs(context, &error);
-        if (error.code != 0) {
-            lookup.fetchError = error.description;
-            return lookup;
-        }
-        // Sorted by name: the first whose name holds the text wins. An empty text is part
-        // of no name.
-        for (const ResourceConfig *resource : resources) {
+    // Sorted by name: the first whose name holds the text wins. An empty text is part of no name.
+    return configJSON(
+        m_logger, QStringLiteral("Resource"), name, &ResourceQueryService::fetchResourceConfigs,
+        [&name](const ResourceConfig *resource) {
             const std::optional<QString> resourceName = resource->name();
-            if (name.isEmpty() || !resourceName || !resourceName->contains(name, Qt::CaseSensitive))
-                continue;
-            lookup.json = prettyJSON(ConfigurationController::resourceConfig(resource).toJson());
-            break;
-        }
-        return lookup;
-    });
-    if (found.fetchError) {
-        m_logger->log(QStringLiteral("[Script] Fetch error: ") + *found.fetchError, -40110, MCPLogMessageType::Error);
-        return QStringLiteral("");
-    }
-    if (!found.json) {
-        m_logger->log(QStringLiteral("[Script] Resource ") + name + QStringLiteral(" not found"), -40110,
-                      MCPLogMessageType::Error);
-        return QStringLiteral("");
-    }
-    return *found.json;
+            return !name.isEmpty() && resourceName && resourceName->contains(name, Qt::CaseSensitive);
+        },
+        &ConfigurationController::resourceConfig);
 }
 
 QString ScriptBridge::promptConfig(const QString &name)
 {
-    const StoreLookup found = lookUpInStore([&name](StoreContext *context) {
-        StoreLookup lookup;
-        AppError error;
-        const QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(context, &error);
-        if (error.code != 0) {
-            lookup.fetchError = error.description;
-            return lookup;
-        }
-        for (const PromptConfig *prompt : prompts) {
-            if (prompt->name().value_or(QString()) != name)
-                continue;
-            lookup.json = prettyJSON(ConfigurationController::promptConfig(prompt).toJson());
-            break;
-        }
-        return lookup;
-    });
-    if (found.fetchError) {
-        m_logger->log(QStringLiteral("[Script] Fetch error: ") + *found.fetchError, -40110, MCPLogMessageType::Error);
-        return QStringLiteral("");
-    }
-    if (!found.json) {
-        m_logger->log(QStringLiteral("[Script] Prompt ") + name + QStringLiteral(" not found"), -40110,
-                      MCPLogMessageType::Error);
-        return QStringLiteral("");
-    }
-    return *found.json;
+    return configJSON(
+        m_logger, QStringLiteral("Prompt"), name, &PromptQueryService::fetchPrompts,
+        [&name](const PromptConfig *prompt) { return prompt->name().value_or(QString()) == name; },
+        &ConfigurationController::promptConfig);
 }
 
 bool ScriptBridge::process(const QString &path, const QVariantList &arguments, const QString &stdoutName,
