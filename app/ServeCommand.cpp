@@ -34,12 +34,32 @@ void onSignal(int)
     [[maybe_unused]] const ssize_t written = ::write(g_signalPipe[1], &byte, 1);
 }
 
-void printLine(std::FILE *stream, const QString &line)
+void writeLine(std::FILE *stream, const QString &line)
 {
     const QByteArray bytes = line.toLocal8Bit();
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
     std::fputc('\n', stream);
+}
+
+void printLine(std::FILE *stream, const QString &line)
+{
+    writeLine(stream, line);
     std::fflush(stream);
+}
+
+// A busy server logs dozens of lines a request; they reach the terminal together once the
+// main loop has handled the batch they came in, instead of one write each.
+void printLogLine(const QString &line)
+{
+    static bool flushPending = false;
+    writeLine(stdout, line);
+    if (flushPending)
+        return;
+    flushPending = true;
+    QTimer::singleShot(0, qApp, [] {
+        flushPending = false;
+        std::fflush(stdout);
+    });
 }
 
 bool installSignalHandlers()
@@ -210,7 +230,7 @@ int ServeCommand::main(int argc, char **argv)
     LogController *logger = LogController::shared();
     const LogController::LogHandler keep = logger->logHandler();
     logger->setLogHandler([keep](MCPLogMessageType level, int code, const QString &message) {
-        printLine(stdout, LogEntry::make(message, code, level).exportLine());
+        printLogLine(LogEntry::make(message, code, level).exportLine());
         if (keep)
             keep(level, code, message);
     });

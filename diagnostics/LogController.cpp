@@ -1,6 +1,7 @@
 #include "diagnostics/LogController.h"
 
 #include "app/MainThread.h"
+#include "engine/bridge/MainThreadQueue.h"
 #include "app/UserDefaults.h"
 
 #include <QCoreApplication>
@@ -80,7 +81,8 @@ void LogController::log(const QString &message, int code, MCPLogMessageType leve
     if (MainThread::isCurrent())
         handler(level, code, message);
     else
-        MainThread::post([handler = std::move(handler), level, code, message] { handler(level, code, message); });
+        MainThreadQueue::logLines().post(
+            [handler = std::move(handler), level, code, message] { handler(level, code, message); });
 }
 
 JSONToolResult LogController::toolError(const QString &message, int code, MCPLogMessageType level,
@@ -102,17 +104,30 @@ JSONToolResult LogController::toolError(const QString &message, int code, MCPLog
 void LogController::enqueueEntry(MCPLogMessageType level, int code, const QString &message)
 {
     // Always a later step on the main thread, so lines keep the order in which they
-    // reached it, also relative to other queued work such as a queued clear.
-    QMetaObject::invokeMethod(
-        this, [this, level, code, message] { appendEntry(LogEntry::make(message, code, level)); },
-        Qt::QueuedConnection);
+    // reached it, also relative to other queued work such as a queued clear. Lines that
+    // come while a step is pending join it and are announced together.
+    {
+        QMutexLocker lock(&m_pendingMutex);
+        m_pendingEntries.append(LogEntry::make(message, code, level));
+        if (m_pendingEntries.size() > 1)
+            return;
+    }
+    QMetaObject::invokeMethod(this, &LogController::appendPendingEntries, Qt::QueuedConnection);
 }
 
-void LogController::appendEntry(LogEntry entry)
+void LogController::appendPendingEntries()
 {
-    if (m_logEntries.size() >= maxLogEntries)
-        m_logEntries.remove(0, m_logEntries.size() - maxLogEntries + 1);
-    m_logEntries.append(std::move(entry));
+    QList<LogEntry> pending;
+    {
+        QMutexLocker lock(&m_pendingMutex);
+        pending.swap(m_pendingEntries);
+    }
+    if (pending.size() >= maxLogEntries)
+        pending.remove(0, pending.size() - maxLogEntries);
+    const qsizetype excess = m_logEntries.size() + pending.size() - maxLogEntries;
+    if (excess > 0)
+        m_logEntries.remove(0, excess);
+    m_logEntries.append(std::move(pending));
     entriesDidChange();
 }
 

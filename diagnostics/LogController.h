@@ -99,7 +99,7 @@ signals:
 
 private:
     void enqueueEntry(MCPLogMessageType level, int code, const QString &message);
-    void appendEntry(LogEntry entry);
+    void appendPendingEntries();
     void entriesDidChange();
     void scheduleFilter();
     void applyFilter();
@@ -110,6 +110,9 @@ private:
     bool m_autoScrollEnabled = true;
     bool m_hasMultiLine = false;
     QTimer m_filterTimer;
+
+    QMutex m_pendingMutex;
+    QList<LogEntry> m_pendingEntries;
 
     mutable QMutex m_handlerMutex;
     LogHandler m_logHandler;

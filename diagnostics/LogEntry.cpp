@@ -1,5 +1,8 @@
 #include "diagnostics/LogEntry.h"
 
+#include <atomic>
+#include <limits>
+
 #include <QTextBoundaryFinder>
 
 namespace {
@@ -98,14 +101,37 @@ qsizetype tailCharactersStart(const QString &text, qsizetype count)
     return scan(text, true);
 }
 
+// The local time now. Asking the C library for the local time re-reads the zone file on
+// every call, which a busy server's log does dozens of times a request; the offset is
+// looked up once a second instead.
+QDateTime localNow()
+{
+    static std::atomic<qint64> offsetValidUntil{std::numeric_limits<qint64>::min()};
+    static std::atomic<int> offsetSeconds{0};
+    const QDateTime utc = QDateTime::currentDateTimeUtc();
+    const qint64 second = utc.toSecsSinceEpoch();
+    if (second >= offsetValidUntil.load(std::memory_order_acquire)) {
+        offsetSeconds.store(utc.toLocalTime().offsetFromUtc(), std::memory_order_relaxed);
+        offsetValidUntil.store(second + 1, std::memory_order_release);
+    }
+    return utc.toOffsetFromUtc(offsetSeconds.load(std::memory_order_relaxed));
+}
+
 }  // namespace
+
+LogEntry LogEntry::make(const QString &message, int code, MCPLogMessageType type)
+{
+    return make(message, code, type, localNow());
+}
 
 LogEntry LogEntry::make(const QString &message, int code, MCPLogMessageType type, const QDateTime &now)
 {
     LogEntry entry;
     entry.id = QUuid::createUuid();
     entry.timestamp = now;
-    entry.formattedTimestamp = now.toLocalTime().toString(QStringLiteral("HH:mm:ss.zzz"));
+    // A time that carries its own offset already reads as the local clock.
+    const QDateTime local = now.timeSpec() == Qt::OffsetFromUTC ? now : now.toLocalTime();
+    entry.formattedTimestamp = local.toString(QStringLiteral("HH:mm:ss.zzz"));
     entry.type = type;
     entry.code = code;
     entry.message = message;

@@ -21,8 +21,8 @@ struct LogEntry {
     bool isExpanded = false;
 
     // A new entry stamped now, shortened where needed.
-    static LogEntry make(const QString &message, int code, MCPLogMessageType type,
-                         const QDateTime &now = QDateTime::currentDateTime());
+    static LogEntry make(const QString &message, int code, MCPLogMessageType type);
+    static LogEntry make(const QString &message, int code, MCPLogMessageType type, const QDateTime &now);
 
     // Messages over this many UTF-8 bytes are shortened.
     static constexpr qsizetype maxDisplayBytes = 1024;

@@ -2,6 +2,7 @@
 
 #include "engine/JSONParser.h"
 #include "engine/MCPServer.h"
+#include "engine/bridge/MainThreadQueue.h"
 #include "engine/bridge/VariantJSON.h"
 
 #include <QCoreApplication>
@@ -90,7 +91,7 @@ void MCPServerBridge::setupLogCallback()
         const QString message = QString::fromStdString(text);
         const int level = convertLogType(static_cast<int>(type));
         const int logCode = code;
-        postToMainThread([handler, level, logCode, message] { handler(level, logCode, message); });
+        MainThreadQueue::logLines().post([handler, level, logCode, message] { handler(level, logCode, message); });
     });
 }
 
