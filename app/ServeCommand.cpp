@@ -301,7 +301,8 @@ int ServeCommand::main(int argc, char **argv)
                 controller.setPort(*chosen.port);
             if (chosen.listenAtAll)
                 controller.setListenAtAll(*chosen.listenAtAll);
-            controller.updateUnsaved(false);
+            // A chosen bind flag is saved by the start even when the store has nothing pending.
+            controller.updateUnsaved(chosen.listenAtAll.has_value());
             controller.start();
         },
         Qt::QueuedConnection);

@@ -60,7 +60,7 @@ std::optional<JSONToolSchema> mergeSchemas(const QList<Schema *> &schemas, const
         }
         // A later schema's list replaces an earlier one.
         if (const std::optional<QString> names = schema->requiredParams(); names && !names->isEmpty())
-            required = ToolsQueryService::requiredParamNames(names);
+            required = ConfigurationController::splitList(*names);
     }
     if (!required.isEmpty())
         merged.required = required;
@@ -155,12 +155,11 @@ QString ConfigurationController::fileName(const std::optional<QString> &name, co
 
 QStringList ConfigurationController::splitList(const QString &text)
 {
+    // Empty parts go before the trim, so a part of blanks alone stays, as an empty entry:
+    // the list is exported as written.
     QStringList items;
-    for (const QString &part : text.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-        const QString item = part.trimmed();
-        if (!item.isEmpty())
-            items.append(item);
-    }
+    for (const QString &part : text.split(QLatin1Char(','), Qt::SkipEmptyParts))
+        items.append(part.trimmed());
     return items;
 }
 

@@ -73,7 +73,7 @@ public:
     static std::optional<JSONToolConfig> toolConfig(const ToolsConfig *tool, ExportError *error = nullptr);
     static JSONResourceConfig resourceConfig(const ResourceConfig *resource);
     static JSONPromptConfig promptConfig(const PromptConfig *prompt);
-    // "a, b ,,c" gives a, b, c.
+    // A comma list as exported: "a, b ,,c" gives a, b, c; "a, ,c" keeps its blank part as "".
     static QStringList splitList(const QString &text);
 
     // The texts the menus show.

@@ -91,18 +91,6 @@ QList<ToolOutSchemeParams *> ToolsQueryService::sortedProperties(const ToolOutpu
     return schema ? sortedByParameterName(schema->properties()) : QList<ToolOutSchemeParams *>();
 }
 
-QStringList ToolsQueryService::requiredParamNames(const std::optional<QString> &requiredParams)
-{
-    QStringList names;
-    if (!requiredParams)
-        return names;
-    for (const QString &part : requiredParams->split(QLatin1Char(','))) {
-        const QString name = part.trimmed();
-        if (!name.isEmpty())
-            names.append(name);
-    }
-    return names;
-}
 
 bool ToolsQueryService::hasItems(const std::optional<QString> &itemType)
 {

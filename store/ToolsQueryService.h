@@ -29,8 +29,6 @@ public:
     static QList<ToolInSchemaParams *> sortedProperties(const ToolInputSchema *schema);
     static QList<ToolOutSchemeParams *> sortedProperties(const ToolOutputSchema *schema);
 
-    // The names in a `requiredParams` text: split at commas, blanks trimmed, empties dropped.
-    static QStringList requiredParamNames(const std::optional<QString> &requiredParams);
     // A parameter has items unless its `itemType` is missing, empty or contains "null".
     static bool hasItems(const std::optional<QString> &itemType);
 

@@ -52,7 +52,8 @@ TEST_F(ConfigTestFixture, StaleFilesVanishAndNamesFollowTheNineCharacterRule)
 
 TEST_F(ConfigTestFixture, ToolFilesMergeTheirSchemasAndWriteItemsByType)
 {
-    // Two input schemas: parameters gather, a later `required` replaces an earlier one.
+    // Two input schemas: parameters gather, a later `required` replaces an earlier one, and
+    // its blank part stays as written.
     addTool(u"merge"_s,
             {{Param{"path", "string", "", {}, "Where"}, Param{"list", "array", "array", R"({"not": "array"})"}},
              {Param{"shape", "object", "object", "[1, 2]"}, Param{"tags", "array", "array", R"(["a", 1])", {}, "a, b"},
@@ -70,7 +71,7 @@ TEST_F(ConfigTestFixture, ToolFilesMergeTheirSchemasAndWriteItemsByType)
 
     const QJsonObject input = tool["inputSchema"].toObject();
     EXPECT_EQ(input["type"].toString(), "object");
-    EXPECT_EQ(input["required"].toArray(), (QJsonArray{"shape", "tags"}));
+    EXPECT_EQ(input["required"].toArray(), (QJsonArray{"shape", "", "tags"}));
     const QJsonObject props = input["properties"].toObject();
     EXPECT_EQ(props.keys(), (QStringList{"list", "mode", "path", "shape", "tags"}));
     EXPECT_EQ(props["path"].toObject(), (QJsonObject{{"type", "string"}, {"description", "Where"}, {"name", "path"}}));

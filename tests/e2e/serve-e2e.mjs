@@ -192,7 +192,8 @@ try {
   writeJson(join(badBundle, 'Tools', 'nameless.json'), tool('nameless',
     { execHandler: 'FileAccessHandler', execMethod: 'readFile' }, { '': { type: 'string', description: 'no name' } }));
   const badEnv = env('bad');
-  const bad = serve(kelvara, ['--import', badBundle, '--listen-all', '--port', String(await freeLowPort())], badEnv);
+  // --listen-all alone (no new port) must still be saved; the failed export means no bind.
+  const bad = serve(kelvara, ['--import', badBundle, '--listen-all'], badEnv);
   const badEnd = await withTimeout(bad.exited, 30000, 'kelvara serve with an unexportable tool');
   check('an export failure keeps the server from starting', () => {
     assert.equal(badEnd.code, 1);

@@ -365,12 +365,8 @@ TEST_F(StoreContextTest, SortingIsByCodePoint)
     EXPECT_TRUE(ToolsQueryService::sortedInputSchemas(tool).isEmpty());
 }
 
-TEST(StoreReadingRules, RequiredNamesAndItems)
+TEST(StoreReadingRules, Items)
 {
-    EXPECT_EQ(ToolsQueryService::requiredParamNames(QStringLiteral(" path ,  depth,,mode ")),
-              (QStringList{QStringLiteral("path"), QStringLiteral("depth"), QStringLiteral("mode")}));
-    EXPECT_TRUE(ToolsQueryService::requiredParamNames(std::nullopt).isEmpty());
-    EXPECT_TRUE(ToolsQueryService::requiredParamNames(QStringLiteral(" , ")).isEmpty());
     EXPECT_TRUE(ToolsQueryService::hasItems(QStringLiteral("string")));
     for (const std::optional<QString> &none : {std::optional<QString>(QStringLiteral("nullable")),
                                                std::optional<QString>(QStringLiteral("")), std::optional<QString>()})
