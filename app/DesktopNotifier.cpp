@@ -4,6 +4,8 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
 #include <QStringList>
 #include <QVariantMap>
 
@@ -43,8 +45,15 @@ void DesktopNotifier::notify(const QString &title, const QString &body, const QS
     if (!actionLabel.isEmpty())
         actions << QStringLiteral("default") << actionLabel;
     // An empty subtitle, the default sound (the server's own) and no badge: the body is the whole message.
-    message << AppPaths::displayName() << uint(0) << QStringLiteral("kelvara") << title << body << actions
-            << QVariantMap() << int(-1);
-    // Sent without waiting; the error reply of a bus without a notification service is dropped.
-    bus.call(message, QDBus::NoBlock);
+    message << AppPaths::displayName() << m_lastId.load() << QStringLiteral("kelvara") << title << body
+            << actions << QVariantMap() << int(-1);
+    // Sent without waiting. The reply names the notification, which the next one replaces;
+    // the error reply of a bus without a notification service is dropped.
+    auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(message));
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [this](QDBusPendingCallWatcher *call) {
+        const QDBusPendingReply<uint> reply = *call;
+        if (reply.isValid())
+            m_lastId.store(reply.value());
+        call->deleteLater();
+    });
 }

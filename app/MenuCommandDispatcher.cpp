@@ -43,9 +43,11 @@ MenuCommandDispatcher::State MenuCommandDispatcher::state(MenuCommand command, c
 
     switch (command) {
     case MenuCommand::NewItem:
+        // Every built destination shows the item under its own label; only a screen that
+        // adds items enables it.
         s.title = MenuDestinations::newItemLabel(context.destination.value_or(MenuDestination::menuAbout));
-        s.visible = screenHandles;
-        s.enabled = controller && controller->canAdd();
+        s.visible = context.target && context.target->isFeatureBuilt();
+        s.enabled = screenHandles && controller && controller->canAdd();
         break;
     case MenuCommand::Save:
     case MenuCommand::SaveAs:

@@ -17,4 +17,7 @@ public:
     // Further enabling beyond the controller's can* answers; true by default.
     virtual bool isCommandEnabled(MenuCommand command) const { return true; }
     virtual void performCommand(MenuCommand command) = 0;
+    // False for a destination whose screen is not part of the build yet: the menus then
+    // leave out even the items a built screen shows disabled.
+    virtual bool isFeatureBuilt() const { return true; }
 };

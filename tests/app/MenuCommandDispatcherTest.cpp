@@ -79,6 +79,13 @@ TEST(MenuCommandDispatcherTest, NewItemNamesTheDestinationAndNeedsAScreenThatHan
     screen.controller = &controller;
 
     EXPECT_FALSE(menus.state(MenuCommand::NewItem, at(MenuDestination::menuToolConfig)).visible);
+    // A built screen that adds nothing shows the item, disabled, even when its controller could.
+    controller.add = true;
+    const auto shown = menus.state(MenuCommand::NewItem, at(MenuDestination::menuServerConfig, &screen));
+    EXPECT_TRUE(shown.visible);
+    EXPECT_FALSE(shown.enabled);
+    EXPECT_FALSE(menus.perform(MenuCommand::NewItem, at(MenuDestination::menuServerConfig, &screen)));
+    controller.add = false;
 
     screen.handled = {MenuCommand::NewItem};
     auto tools = menus.state(MenuCommand::NewItem, at(MenuDestination::menuToolConfig, &screen));

@@ -176,7 +176,9 @@ TEST_F(MainWindowTest, MenusOfferWhatTheDestinationsScreenCanDo)
     EXPECT_EQ(newItem->text(), "Add Plugin");
     EXPECT_FALSE(duplicate->isVisible());
     window->navigate(MenuDestination::menuAbout);
-    EXPECT_FALSE(newItem->isVisible());
+    EXPECT_TRUE(newItem->isVisible());
+    EXPECT_FALSE(newItem->isEnabled());
+    EXPECT_EQ(newItem->text(), "New");
     EXPECT_FALSE(duplicate->isVisible());
 
     // New Window appears once registered and opens on the front window's destination.

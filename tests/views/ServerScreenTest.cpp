@@ -66,7 +66,7 @@ protected:
 TEST_F(ServerScreenTest, StartsAndStopsFromTheScreenWithItsStatusWords)
 {
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->statusLabel()->text() == "MCP Server stopped"; }));
-    EXPECT_EQ(view->startButton()->text(), QStringLiteral("Start server  ") + QKeySequence(Qt::CTRL | Qt::Key_R).toString(QKeySequence::NativeText));
+    EXPECT_EQ(view->startButton()->text(), QStringLiteral("Start server ") + QKeySequence(Qt::CTRL | Qt::Key_R).toString(QKeySequence::NativeText));
     EXPECT_EQ(view->portField()->text(), "8888");
     EXPECT_EQ(view->addressLabel()->text(), "http://127.0.0.1:8888");
     // A fresh store's row is made on the screen's first look and waits for a save.

@@ -12,6 +12,7 @@ public:
     explicit EmptyStateScreen(MenuDestination destination, QWidget *parent = nullptr);
 
     MenuDestination destination() const { return m_destination; }
+    bool isFeatureBuilt() const override { return false; }
     // The sentence on what the destination will hold.
     static QString description(MenuDestination destination);
     static QString notBuiltText();

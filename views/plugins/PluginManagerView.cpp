@@ -3,6 +3,7 @@
 #include "tools/plugins/PluginController.h"
 #include "tools/plugins/PluginTexts.h"
 #include "views/app/AlertPresenter.h"
+#include "views/app/CommandButton.h"
 #include "views/plugins/PluginApprovalDialog.h"
 #include "views/plugins/PluginEnableWizard.h"
 #include "views/plugins/PluginSecurityInfoDialog.h"
@@ -40,16 +41,6 @@ QDialog *openSheet(const PluginController *controller, Sheet sheet)
     return openSheets().value(qMakePair(controller, int(sheet)));
 }
 
-QPushButton *commandButton(const char *name, const QString &text, const QKeySequence &keys, QWidget *parent)
-{
-    // The shortcut is part of the label, as the button's own reminder.
-    auto *button = new QPushButton(text + QStringLiteral("  ") + keys.toString(QKeySequence::NativeText), parent);
-    button->setObjectName(QString::fromLatin1(name));
-    button->setShortcut(keys);
-    button->setAutoDefault(false);
-    return button;
-}
-
 }  // namespace
 
 PluginManagerView::PluginManagerView(PluginController *controller, QWidget *parent)
@@ -62,8 +53,8 @@ PluginManagerView::PluginManagerView(PluginController *controller, QWidget *pare
     auto *subtitle = new QLabel(PluginTexts::managerSubtitle, this);
     subtitle->setObjectName(QStringLiteral("pluginManagerSubtitle"));
 
-    m_register = commandButton("registerPluginButton", PluginTexts::registerButton, QKeySequence(Qt::CTRL | Qt::Key_N), this);
-    m_uninstall = commandButton("uninstallPluginButton", PluginTexts::uninstallButton, QKeySequence(Qt::CTRL | Qt::Key_D), this);
+    m_register = new CommandButton(QStringLiteral("registerPluginButton"), PluginTexts::registerButton, QKeySequence(Qt::CTRL | Qt::Key_N), this);
+    m_uninstall = new CommandButton(QStringLiteral("uninstallPluginButton"), PluginTexts::uninstallButton, QKeySequence(Qt::CTRL | Qt::Key_D), this);
     auto *buttons = new QHBoxLayout;
     buttons->setSpacing(8);
     buttons->addWidget(m_register);

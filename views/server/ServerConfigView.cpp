@@ -4,6 +4,7 @@
 #include "store/ServerConfig.h"
 #include "store/ServerConfigController.h"
 #include "views/app/AlertPresenter.h"
+#include "views/app/CommandButton.h"
 #include "views/log/LogPaneView.h"
 
 #include <QApplication>
@@ -21,16 +22,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-QPushButton *commandButton(const QString &name, const QString &text, const QKeySequence &keys, QWidget *parent)
-{
-    // The shortcut is part of the label, as the button's own reminder.
-    auto *button = new QPushButton(text + QStringLiteral("  ") + keys.toString(QKeySequence::NativeText), parent);
-    button->setObjectName(name);
-    button->setShortcut(keys);
-    button->setAutoDefault(false);
-    return button;
-}
 
 QString fieldText(const std::optional<QString> &value) { return value.value_or(QString()); }
 
@@ -113,13 +104,13 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     addressRow->addWidget(m_copy);
     addressRow->addStretch();
 
-    m_start = commandButton(QStringLiteral("startServerButton"), QStringLiteral("Start server"),
+    m_start = new CommandButton(QStringLiteral("startServerButton"), QStringLiteral("Start server"),
                             QKeySequence(Qt::CTRL | Qt::Key_R), this);
-    m_stop = commandButton(QStringLiteral("stopServerButton"), QStringLiteral("Stop server"),
+    m_stop = new CommandButton(QStringLiteral("stopServerButton"), QStringLiteral("Stop server"),
                            QKeySequence(Qt::CTRL | Qt::Key_X), this);
-    m_save = commandButton(QStringLiteral("saveChangesButton"), QStringLiteral("Save changes"),
+    m_save = new CommandButton(QStringLiteral("saveChangesButton"), QStringLiteral("Save changes"),
                            QKeySequence(Qt::CTRL | Qt::Key_S), this);
-    m_revert = commandButton(QStringLiteral("revertChangesButton"), QStringLiteral("Revert changes"),
+    m_revert = new CommandButton(QStringLiteral("revertChangesButton"), QStringLiteral("Revert changes"),
                              QKeySequence(Qt::CTRL | Qt::Key_U), this);
     auto *buttons = new QHBoxLayout;
     buttons->setSpacing(8);
