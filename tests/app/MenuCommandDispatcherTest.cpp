@@ -1,6 +1,5 @@
 #include "app/MenuCommandDispatcher.h"
 #include "app/MenuCommandTarget.h"
-#include "app/MenuVisibility.h"
 #include "store/AbstractController.h"
 #include "tests/support/TestSupport.h"
 
@@ -94,8 +93,6 @@ TEST(MenuCommandDispatcherTest, NewItemNamesTheDestinationAndNeedsAScreenThatHan
     EXPECT_FALSE(tools.enabled);  // canAdd is false
     controller.add = true;
     EXPECT_TRUE(menus.state(MenuCommand::NewItem, at(MenuDestination::menuToolConfig, &screen)).enabled);
-    EXPECT_EQ(menus.state(MenuCommand::NewItem, at(MenuDestination::menuPluginManager, &screen)).title, "Add Plugin");
-    EXPECT_EQ(menus.state(MenuCommand::NewItem, at(MenuDestination::menuServerConfig, &screen)).title, "New");
 
     EXPECT_TRUE(menus.perform(MenuCommand::NewItem, at(MenuDestination::menuToolConfig, &screen)));
     EXPECT_EQ(screen.performed, QList<MenuCommand>{MenuCommand::NewItem});
@@ -153,36 +150,6 @@ TEST(MenuCommandDispatcherTest, EditorCommandsAreDeadOutsideTheScriptScreen)
     controller.save = true;
     EXPECT_TRUE(menus.state(MenuCommand::Save, at(MenuDestination::menuScriptEditor, &screen)).enabled);
     EXPECT_FALSE(menus.state(MenuCommand::SaveAs, at(MenuDestination::menuScriptEditor, &screen)).visible);
-}
-
-TEST(MenuCommandDispatcherTest, ApplicationCommandsAreOfferedOnceRegistered)
-{
-    MenuCommandDispatcher menus;
-    int changes = 0;
-    QObject::connect(&menus, &MenuCommandDispatcher::handlersChanged, [&] { ++changes; });
-    for (MenuCommand c : {MenuCommand::NewWindow, MenuCommand::ExportConfiguration, MenuCommand::ShowOnboarding}) {
-        EXPECT_FALSE(menus.state(c, at(MenuDestination::menuAbout)).visible);
-        EXPECT_FALSE(menus.perform(c, at(MenuDestination::menuAbout)));
-    }
-    std::optional<MenuDestination> openedOn;
-    menus.registerHandler(MenuCommand::NewWindow, [&](const MenuCommandContext &c) { openedOn = c.destination; });
-    EXPECT_EQ(changes, 1);
-    EXPECT_TRUE(menus.state(MenuCommand::NewWindow, at(MenuDestination::menuResourceConfig)).enabled);
-    EXPECT_TRUE(menus.perform(MenuCommand::NewWindow, at(MenuDestination::menuResourceConfig)));
-    EXPECT_EQ(openedOn, MenuDestination::menuResourceConfig);
-    menus.unregisterHandler(MenuCommand::NewWindow);
-    EXPECT_FALSE(menus.state(MenuCommand::NewWindow, at(MenuDestination::menuAbout)).visible);
-}
-
-TEST(MenuCommandDispatcherTest, ViewItemsAndAboutWriteTheRequest)
-{
-    MenuCommandDispatcher menus;
-    MenuVisibility *visibility = MenuVisibility::shared();
-    visibility->takeRequestedDestination();
-    EXPECT_TRUE(menus.perform(MenuCommand::ShowTools, at(MenuDestination::menuServerConfig)));
-    EXPECT_EQ(visibility->takeRequestedDestination(), MenuDestination::menuToolConfig);
-    EXPECT_TRUE(menus.perform(MenuCommand::About, MenuCommandContext()));
-    EXPECT_EQ(visibility->takeRequestedDestination(), MenuDestination::menuAbout);
 }
 
 }  // namespace

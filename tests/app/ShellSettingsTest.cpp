@@ -35,8 +35,7 @@ TEST(MenuDestinationTest, RawTextsRoundTripAndUnknownTextsNameNothing)
 
 TEST(MenuDestinationTest, NewItemLabelFollowsTheDestination)
 {
-    EXPECT_EQ(MenuDestinations::newItemLabel(MenuDestination::menuToolConfig), "New Tool");
-    EXPECT_EQ(MenuDestinations::newItemLabel(MenuDestination::menuPluginManager), "Add Plugin");
+    // "New Tool" and "Add Plugin" are checked on the real menu in the views tests.
     EXPECT_EQ(MenuDestinations::newItemLabel(MenuDestination::menuPromptConfig), "New Prompt");
     for (MenuDestination d : {MenuDestination::menuServerConfig, MenuDestination::menuAIChat, MenuDestination::menuAbout})
         EXPECT_EQ(MenuDestinations::newItemLabel(d), "New");
@@ -59,9 +58,7 @@ TEST(UserDefaultsKeysTest, ThirtySevenKeysInOrderWithTheirPaneDefaults)
         if (UserDefaultsKeyNames::isSplitterKey(key))
             ++splitters;
     }
-    EXPECT_EQ(splitters, 7);
-    EXPECT_EQ(UserDefaultsKeyNames::defaultSplitterPosition(UserDefaultsKeys::spScriptEditorLogView), 400);
-    EXPECT_EQ(UserDefaultsKeyNames::defaultSplitterPosition(UserDefaultsKeys::spToolConfigView), 300);
+    EXPECT_EQ(splitters, 7);  // their defaults: see the pane positions below
 }
 
 TEST_F(ShellSettingsTest, StoredDestinationFallsBackToAboutForAnythingUnnamed)
@@ -121,11 +118,7 @@ TEST_F(ShellSettingsTest, FrameIsReadOnlyWhenTheOriginXKeyExists)
 
 TEST_F(ShellSettingsTest, SavedFrameComesBackUnderItsSevenKeys)
 {
-    WindowState state;
-    state.windowOriginX = 40;
-    state.windowOriginY = 60;
-    state.windowWidth = 1280;
-    state.windowHeight = 800;
+    WindowState state{40, 60, 1280, 800};
     state.isFullscreen = true;
     state.isMiniaturized = true;
     SettingsManager delegate(UserDefaultsKeys::windowState);

@@ -7,60 +7,46 @@ namespace {
 const QSize scene(1024, 720);
 const QRect screen(0, 0, 1920, 1080);
 
-WindowState frame(double x, double y, double w, double h)
+TEST(WindowFramePlanTest, OriginsAboveZeroAndSizesAboveOneHundredAreRestored)
 {
-    WindowState s;
-    s.windowOriginX = x;
-    s.windowOriginY = y;
-    s.windowWidth = w;
-    s.windowHeight = h;
-    return s;
-}
-
-TEST(WindowFramePlanTest, FirstLaunchIsTheSceneSizeAtTheCenter)
-{
-    const WindowFramePlan plan = WindowFramePlan::make(WindowState(), scene, screen);
-    EXPECT_EQ(plan.size, QSize(1024, 720));
-    EXPECT_TRUE(plan.centered);
-    EXPECT_EQ(plan.origin, QPoint(448, 180));
-    EXPECT_FALSE(plan.zoom || plan.minimize || plan.fullScreen);
-}
-
-TEST(WindowFramePlanTest, AnOriginCoordinateOfZeroOrLessCenters)
-{
-    // A window saved at the screen's left edge is therefore not put back there.
-    for (const auto &[x, y] : {std::pair{0.0, 300.0}, std::pair{300.0, 0.0}, std::pair{-5.0, 40.0}}) {
-        const WindowFramePlan plan = WindowFramePlan::make(frame(x, y, 800, 600), scene, screen);
-        EXPECT_TRUE(plan.centered) << x << "," << y;
-        EXPECT_EQ(plan.geometry(), QRect(560, 240, 800, 600));
+    const struct {
+        WindowState stored;
+        QRect area, expected;
+        bool centered, sizeRestored;
+    } cases[] = {
+        // First launch: the defaults hold the scene size, centered.
+        {WindowState(), screen, QRect(448, 180, 1024, 720), true, true},
+        // A coordinate of zero or less centers: a window saved at the left edge is not put back there.
+        {WindowState{0, 300, 800, 600}, screen, QRect(560, 240, 800, 600), true, true},
+        {WindowState{300, 0, 800, 600}, screen, QRect(560, 240, 800, 600), true, true},
+        {WindowState{-5, 40, 800, 600}, screen, QRect(560, 240, 800, 600), true, true},
+        {WindowState{1, 1, 800, 600}, screen, QRect(1, 1, 800, 600), false, true},
+        {WindowState{10, 10, 100, 600}, screen, QRect(QPoint(10, 10), scene), false, false},
+        {WindowState{10, 10, 600, 100}, screen, QRect(QPoint(10, 10), scene), false, false},
+        {WindowState{10, 10, 101, 101}, screen, QRect(10, 10, 101, 101), false, true},
+        // A second screen to the right; a larger frame shrinks to it.
+        {WindowState{0, 0, 800, 600}, QRect(1920, 0, 1280, 800), QRect(2160, 100, 800, 600), true, true},
+        {WindowState{100, 100, 2560, 1440}, QRect(1920, 0, 1280, 800), QRect(100, 100, 1280, 800), false, true},
+    };
+    for (const auto &c : cases) {
+        const WindowFramePlan plan = WindowFramePlan::make(c.stored, scene, c.area);
+        SCOPED_TRACE(testing::Message() << c.stored.windowOriginX << "," << c.stored.windowOriginY << " "
+                                        << c.stored.windowWidth << "x" << c.stored.windowHeight);
+        EXPECT_EQ(plan.geometry(), c.expected);
+        EXPECT_EQ(plan.centered, c.centered);
+        EXPECT_EQ(plan.sizeRestored, c.sizeRestored);
+        EXPECT_FALSE(plan.zoom || plan.minimize || plan.fullScreen);
     }
-    const WindowFramePlan kept = WindowFramePlan::make(frame(1, 1, 800, 600), scene, screen);
-    EXPECT_FALSE(kept.centered);
-    EXPECT_EQ(kept.geometry(), QRect(1, 1, 800, 600));
 }
 
-TEST(WindowFramePlanTest, SizesOfOneHundredOrLessKeepTheSceneSize)
+TEST(WindowFramePlanTest, StatesCarryOver)
 {
-    EXPECT_EQ(WindowFramePlan::make(frame(10, 10, 100, 600), scene, screen).size, scene);
-    EXPECT_EQ(WindowFramePlan::make(frame(10, 10, 600, 100), scene, screen).size, scene);
-    const WindowFramePlan plan = WindowFramePlan::make(frame(10, 10, 101, 101), scene, screen);
-    EXPECT_TRUE(plan.sizeRestored);
-    EXPECT_EQ(plan.size, QSize(101, 101));
-}
-
-TEST(WindowFramePlanTest, StatesCarryOverAndALargerFrameShrinksToTheScreen)
-{
-    WindowState s = frame(100, 100, 2560, 1440);
+    WindowState s = WindowState{100, 100, 800, 600};
     s.isZoomed = true;
     s.isMiniaturized = true;
     s.isFullscreen = true;
-    const QRect small(1920, 0, 1280, 800);  // a second screen to the right
-    const WindowFramePlan plan = WindowFramePlan::make(s, scene, small);
+    const WindowFramePlan plan = WindowFramePlan::make(s, scene, screen);
     EXPECT_TRUE(plan.zoom && plan.minimize && plan.fullScreen);
-    EXPECT_EQ(plan.size, QSize(1280, 800));
-
-    const WindowFramePlan centered = WindowFramePlan::make(frame(0, 0, 800, 600), scene, small);
-    EXPECT_EQ(centered.origin, QPoint(1920 + 240, 100));
 }
 
 }  // namespace

@@ -1,66 +1,25 @@
 #include "EngineTestSupport.h"
 
+#include "engine/JSONParser.h"
 #include "engine/MCPServer.h"
 #include "engine/bridge/MCPServerBridge.h"
+#include "engine/bridge/VariantJSON.h"
+#include "tests/support/SystemLogCapture.h"
 #include "tests/support/TestSupport.h"
 
 #include <QCoreApplication>
-#include <QLoggingCategory>
 #include <QRegularExpression>
 #include <QThread>
 #include <gtest/gtest.h>
-
-#include <mutex>
 
 using MCP::JSONValue;
 
 namespace {
 
-// Captures what goes to the "kelvara.system" category.
-class SystemLogCapture {
-public:
-    SystemLogCapture()
-    {
-        QLoggingCategory::setFilterRules(QStringLiteral("kelvara.system=true"));
-        s_lines.clear();
-        m_previous = qInstallMessageHandler(&SystemLogCapture::handler);
-    }
-    ~SystemLogCapture()
-    {
-        qInstallMessageHandler(m_previous);
-        QLoggingCategory::setFilterRules(QString());
-    }
-    static QStringList lines()
-    {
-        std::lock_guard lock(s_mutex);
-        return s_lines;
-    }
-
-private:
-    static void handler(QtMsgType, const QMessageLogContext &context, const QString &message)
-    {
-        if (context.category && QByteArray(context.category) == "kelvara.system") {
-            std::lock_guard lock(s_mutex);
-            s_lines.append(message);
-        }
-    }
-    QtMessageHandler m_previous = nullptr;
-    static inline std::mutex s_mutex;
-    static inline QStringList s_lines;
-};
-
 QVariantMap toolConfig(const QString &name)
 {
-    return {{"name", name},
-            {"toolType", "ScriptTool"},
-            {"execHandler", " [\"script\"] "},
-            {"execMethod", "\trun\n"},
+    return {{"name", name}, {"toolType", "ScriptTool"}, {"execHandler", " [\"script\"] "}, {"execMethod", "\trun\n"},
             {"scriptName", "s.js"}};
-}
-
-std::string toolCall(const std::string &name, const std::string &arguments)
-{
-    return R"({"jsonrpc":"2.0","id":5,"method":"tools/call","params":{"name":")" + name + R"(","arguments":)" + arguments + "}}";
 }
 
 }  // namespace
@@ -77,17 +36,12 @@ TEST(MCPServerBridgeConversions, TokenCleaningAndSchemas)
                              {"required", QVariantList{" \"list\" ", "[word]"}}};
     const MCP::ToolSchema converted = MCPServerBridge::convertToolSchema(schema);
     EXPECT_EQ(*converted.properties.at("list").defaultValue, "[\"a\",\"b\"]");
-    EXPECT_EQ(converted.properties.at("word").type, "string");
-    EXPECT_EQ(*converted.properties.at("word").defaultValue, "plain");
-    EXPECT_EQ(*converted.properties.at("word").name, "w");
     ASSERT_TRUE(converted.properties.at("rows").items);
-    EXPECT_EQ(converted.properties.at("rows").items->type, "null");
     EXPECT_EQ(*converted.properties.at("rows").items->properties, "{\"x\":{}}");
-    EXPECT_EQ(*converted.required, (std::vector<std::string>{"list", "word"}));
-
-    // In the engine the normalised default becomes an Array of the two strings.
-    const JSONValue json = converted.toJSON();
-    EXPECT_EQ(json.at("properties").at("list").at("default").asArray().at(1).asString(), "b");
+    EXPECT_EQ(converted.toJSON(), *MCP::JSONParser::parseDocument(R"({"type": "object", "required": ["list", "word"],
+        "properties": {"list": {"type": "array", "default": ["a", "b"]}, "rows": {"type": "array", "items": {"type": "null"}},
+                       "word": {"type": "string", "default": "plain", "name": "w"}}})"))
+        << converted.toJSON().toString(0);
 
     // An empty required list is present but prints nothing.
     const MCP::ToolSchema empty = MCPServerBridge::convertToolSchema({{"required", QVariantList{}}});
@@ -98,23 +52,19 @@ TEST(MCPServerBridgeConversions, TokenCleaningAndSchemas)
 
 TEST(MCPServerBridgeConversions, Annotations)
 {
-    const MCP::ToolAnnotations defaults = MCPServerBridge::convertAnnotations({});
-    EXPECT_EQ(defaults.audience, (std::vector<std::string>{"user", "assistant"}));
-    EXPECT_DOUBLE_EQ(defaults.priority, 0.9);
-    EXPECT_EQ(defaults.lastModified, "");
-
+    EXPECT_EQ(MCPServerBridge::convertAnnotations({}).toJSON(),
+              *MCP::JSONParser::parseDocument(R"({"audience": ["user", "assistant"], "priority": 0.9})"));
+    // Configured audience entries come after the default ones, as they stand.
     const MCP::ToolAnnotations configured = MCPServerBridge::convertAnnotations(
         {{"priority", "0.25"}, {"lastModified", "2025-01-01"}, {"audience", QStringList{"assistant", "robot"}}});
-    EXPECT_DOUBLE_EQ(configured.priority, 0.25);
-    EXPECT_EQ(configured.lastModified, "2025-01-01");
-    EXPECT_EQ(configured.audience, (std::vector<std::string>{"user", "assistant", "assistant", "robot"}));
+    EXPECT_EQ(configured.toJSON(), *MCP::JSONParser::parseDocument(R"({"audience": ["user", "assistant", "assistant", "robot"],
+                                                                       "priority": 0.25, "lastModified": "2025-01-01"})"));
 }
 
 TEST(MCPServerBridgeConversions, StoredTagAndRelationTextNeverBringsTheProcessDown)
 {
-    EXPECT_TRUE(MCPServerBridge::convertContextTags(QString()).empty());
-    EXPECT_TRUE(MCPServerBridge::convertContextTags(QStringLiteral("a, b")).empty());
-    EXPECT_TRUE(MCPServerBridge::convertContextTags(QStringLiteral("[not json")).empty());
+    for (const QString &text : {QString(), QStringLiteral("a, b"), QStringLiteral("[not json")})
+        EXPECT_TRUE(MCPServerBridge::convertContextTags(text).empty()) << text.toStdString();
     EXPECT_EQ(MCPServerBridge::convertContextTags(QStringLiteral("[\"a\", 1, null, \"b\"]")),
               (std::vector<std::string>{"a", "b"}));
 
@@ -124,9 +74,8 @@ TEST(MCPServerBridgeConversions, StoredTagAndRelationTextNeverBringsTheProcessDo
     EXPECT_EQ(related[0].uri, "https://x");
     EXPECT_EQ(related[0].resourceType, "doc");
     EXPECT_EQ(related[1].uri, "file:///b");
-    EXPECT_TRUE(MCPServerBridge::convertRelatedResources(QStringLiteral(R"([{"uri": 5}])")).empty());
-    EXPECT_TRUE(MCPServerBridge::convertRelatedResources(QStringLiteral("[{]")).empty());
-    EXPECT_TRUE(MCPServerBridge::convertRelatedResources(QStringLiteral("{\"a\":1}")).empty());
+    for (const QString &text : {QStringLiteral(R"([{"uri": 5}])"), QStringLiteral("[{]"), QStringLiteral("{\"a\":1}")})
+        EXPECT_TRUE(MCPServerBridge::convertRelatedResources(text).empty()) << text.toStdString();
 }
 
 TEST(MCPServerBridgeConversions, LogTypesAndDates)
@@ -139,59 +88,28 @@ TEST(MCPServerBridgeConversions, LogTypesAndDates)
     EXPECT_TRUE(iso.match(MCPServerBridge::currentTimestamp()).hasMatch()) << MCPServerBridge::currentTimestamp().toStdString();
 }
 
-TEST(MCPServerBridgeTest, RegistrationWithoutItsKeyChangesNothing)
+TEST(MCPServerBridgeTest, RegistriesListInKeyOrderRefuseKeylessEntriesAndReset)
 {
     SystemLogCapture capture;
     MCPServerBridge bridge;
     bridge.registerTool({{"title", "no name"}}, [](const QVariantMap &) { return QString("{}"); });
     bridge.registerResource({{"name", "no uri"}}, [](const QVariantMap &) { return QString(); });
     bridge.registerPrompt({{"description", "no name"}}, [](const QVariantMap &) { return QString(); });
-    EXPECT_TRUE(bridge.listTools().isEmpty());
-    EXPECT_TRUE(bridge.listResources().isEmpty());
-    EXPECT_TRUE(bridge.listPrompts().isEmpty());
-    const QStringList lines = SystemLogCapture::lines();
-    EXPECT_TRUE(lines.contains("[MCP-SB] Error: Tool configuration missing 'name' field"));
-    EXPECT_TRUE(lines.contains("[MCP-SB] Error: Resource configuration missing 'uri' field"));
-    EXPECT_TRUE(lines.contains("[MCP-SB] Error: Prompt configuration missing 'name' field"));
-}
-
-TEST(MCPServerBridgeTest, RegistriesListInKeyOrderAndReset)
-{
-    MCPServerBridge bridge;
+    EXPECT_EQ(capture.captured(), (QStringList{"[MCP-SB] Error: Tool configuration missing 'name' field",
+                                               "[MCP-SB] Error: Resource configuration missing 'uri' field",
+                                               "[MCP-SB] Error: Prompt configuration missing 'name' field"}));
     bridge.registerTool(toolConfig("zeta"), nullptr);
     bridge.registerTool(toolConfig("alpha"), nullptr);
     bridge.registerResource({{"uri", "file:///b"}}, nullptr);
     bridge.registerResource({{"uri", "file:///a"}}, nullptr);
     bridge.registerPrompt({{"name", "p"}}, nullptr);
-    EXPECT_EQ(bridge.listTools(), (QStringList{"alpha", "zeta"}));
-    EXPECT_EQ(bridge.listResources(), (QStringList{"file:///a", "file:///b"}));
-    EXPECT_EQ(bridge.listPrompts(), QStringList{"p"});
+    const auto listed = [&] { return bridge.listTools() + bridge.listResources() + bridge.listPrompts(); };
+    EXPECT_EQ(listed(), (QStringList{"alpha", "zeta", "file:///a", "file:///b", "p"}));
     bridge.unregisterToolWithName("zeta");
     bridge.unregisterResourceWithURI("file:///a");
-    EXPECT_EQ(bridge.listTools(), QStringList{"alpha"});
-    EXPECT_EQ(bridge.listResources(), QStringList{"file:///b"});
+    EXPECT_EQ(listed(), (QStringList{"alpha", "file:///b", "p"}));
     bridge.resetRegistry();
-    EXPECT_TRUE(bridge.listTools().isEmpty());
-    EXPECT_TRUE(bridge.listResources().isEmpty());
-    EXPECT_TRUE(bridge.listPrompts().isEmpty());
-}
-
-TEST(MCPServerBridgeTest, ConfigurationRoundTrip)
-{
-    MCPServerBridge bridge;
-    MCPServerConfiguration configuration;
-    configuration.port = 9001;
-    configuration.serverInfo.setName("n");
-    configuration.serverInfo.setTitle("T");
-    configuration.serverInfo.setVersion("3");
-    bridge.configureWithConfiguration(configuration);
-    MCPServerConfiguration back = bridge.getConfiguration();
-    EXPECT_EQ(back.port, 9001);
-    EXPECT_EQ(back.serverInfo.title, "T");
-    EXPECT_FALSE(back.instructions.has_value());
-    configuration.instructions = QStringLiteral("Use the tools.");
-    bridge.configureWithConfiguration(configuration);
-    EXPECT_EQ(bridge.getConfiguration().instructions.value_or(QString()), "Use the tools.");
+    EXPECT_EQ(listed(), QStringList());
 }
 
 TEST(MCPServerBridgeTest, StartFailureFillsTheError)
@@ -231,20 +149,18 @@ TEST(MCPServerBridgeTest, ToolCallsCrossTheSeamBothWays)
     const int port = TestSupport::freePort();
     ASSERT_TRUE(bridge.startOnPort(port, false, nullptr));
 
-    auto reply = EngineTest::post(port, toolCall("t", R"({"flag": true, "count": 2, "nested": {"x": null}})"));
+    auto reply = EngineTest::post(port, EngineTest::toolCall(5, "t", R"({"flag": true, "count": 2, "nested": {"x": null}})"));
     EXPECT_EQ(reply.status, 200);
     EXPECT_NE(reply.body.find("\"success\": true"), std::string::npos) << reply.body;
     EXPECT_NE(handlerThread, QThread::currentThread());  // tools run on transport workers
     EXPECT_EQ(seen.value("flag").typeId(), QMetaType::Bool);
     EXPECT_EQ(seen.value("count").typeId(), QMetaType::Double);
-    EXPECT_TRUE(seen.value("nested").toMap().value("x").isNull());
-    EXPECT_EQ(seen.value("execHandler").toString(), "script");
-    EXPECT_EQ(seen.value("execMethod").toString(), "run");
-    EXPECT_EQ(seen.value("scriptName").toString(), "s.js");
-    EXPECT_EQ(seen.value("toolType").toString(), "ScriptTool");
-    EXPECT_FALSE(seen.value("sessionId").toString().isEmpty());
+    EXPECT_FALSE(seen.take("sessionId").toString().isEmpty());
+    EXPECT_EQ(VariantJSON::fromVariantMap(seen), *MCP::JSONParser::parseDocument(R"({"flag": true, "count": 2,
+        "nested": {"x": null}, "name": "t", "toolType": "ScriptTool", "execHandler": "script", "execMethod": "run",
+        "scriptName": "s.js"})"));
 
-    reply = EngineTest::post(port, toolCall("t", R"({"none": true})"));
+    reply = EngineTest::post(port, EngineTest::toolCall(5, "t", R"({"none": true})"));
     EXPECT_NE(reply.body.find("Tool does not response any JSON object"), std::string::npos);
 
     // The name the bridge holds is the name clients see.
@@ -258,12 +174,8 @@ TEST(MCPServerBridgeTest, ResourcesAndPromptsThroughTheirAdapters)
 {
     MCPServerBridge bridge;
     QVariantMap resourceSeen;
-    bridge.registerResource({{"uri", "file:///notes.md"},
-                             {"name", "notes"},
-                             {"mimeType", "text/markdown"},
-                             {"type", "text"},
-                             {"contextTags", "[\"a\"]"},
-                             {"relatedResources", "[broken"}},
+    bridge.registerResource({{"uri", "file:///notes.md"}, {"name", "notes"}, {"mimeType", "text/markdown"}, {"type", "text"},
+                             {"contextTags", "[\"a\"]"}, {"relatedResources", "[broken"}},
                             [&](const QVariantMap &resource) {
                                 resourceSeen = resource;
                                 return QString::fromUtf8("# Notes \xc3\xa9");
@@ -271,9 +183,7 @@ TEST(MCPServerBridgeTest, ResourcesAndPromptsThroughTheirAdapters)
     bridge.registerResource({{"uri", "file:///empty"}, {"name", "empty"}}, [](const QVariantMap &) { return QString(); });
     bridge.registerResource({{"uri", "file:///orphan"}, {"name", "orphan"}}, nullptr);
     QVariantMap promptSeen;
-    bridge.registerPrompt({{"name", "greet"},
-                           {"description", "d"},
-                           {"template", "Hi {{who}}"},
+    bridge.registerPrompt({{"name", "greet"}, {"description", "d"}, {"template", "Hi {{who}}"},
                            {"arguments", QVariantList{QVariantMap{{"name", "who"}, {"required", true}}}}},
                           [&](const QVariantMap &params) {
                               promptSeen = params;
@@ -298,9 +208,7 @@ TEST(MCPServerBridgeTest, ResourcesAndPromptsThroughTheirAdapters)
     EXPECT_EQ(orphan.data.format, "text/plain");
 
     MCP::IMCPPromptService *prompts = bridge.server().getPromptService();
-    JSONValue params;
-    params["name"] = JSONValue("greet");
-    params["arguments"]["who"] = JSONValue("Ada");
+    const JSONValue params = *MCP::JSONParser::parseDocument(R"({"name": "greet", "arguments": {"who": "Ada"}})");
     EXPECT_EQ(prompts->renderPrompt("greet", params), "Hi Ada");
     EXPECT_EQ(promptSeen.value("name").toString(), "greet");
     EXPECT_EQ(prompts->renderPrompt("silent", params), "");
@@ -312,50 +220,32 @@ TEST(MCPServerBridgeTest, ResourcesAndPromptsThroughTheirAdapters)
 TEST(MCPServerBridgeTest, LogLinesArriveOnTheMainThreadInOrder)
 {
     MCPServerBridge bridge;
-    struct Entry {
-        int type;
-        int code;
-        QString message;
-        bool onMain;
-    };
-    std::vector<Entry> entries;
+    QStringList order;  // first lines only
+    bool allOnMain = true;
+    std::pair<int, int> received{-1, -1};
     bridge.setLogHandler([&](int type, int code, const QString &message) {
-        entries.push_back({type, code, message, QThread::currentThread() == QCoreApplication::instance()->thread()});
+        allOnMain = allOnMain && QThread::currentThread() == QCoreApplication::instance()->thread();
+        order.append(message.section(u'\n', 0, 0));
+        if (message.startsWith("HTTP-RCV"))
+            received = {type, code};
     });
     bridge.registerTool(toolConfig("t"), [](const QVariantMap &) { return QString("{}"); });
     const int port = TestSupport::freePort();
     ASSERT_TRUE(bridge.startOnPort(port, false, nullptr));
-    EXPECT_TRUE(entries.empty());  // queued, not called in place
-    EngineTest::post(port, toolCall("t", "{}"));
-    ASSERT_TRUE(TestSupport::waitUntil([&] {
-        return std::any_of(entries.begin(), entries.end(), [](const Entry &e) { return e.message == "Executing tool: t"; });
-    }));
+    EXPECT_TRUE(order.empty());  // queued, not called in place
+    EngineTest::post(port, EngineTest::toolCall(5, "t"));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return order.contains("Executing tool: t"); }));
     bridge.stop();
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return !entries.empty() && entries.back().message == "MCP Server stopped"; }));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !order.empty() && order.last() == "MCP Server stopped"; }));
 
-    QStringList order;
-    for (const Entry &entry : entries) {
-        EXPECT_TRUE(entry.onMain) << entry.message.toStdString();
-        order.append(entry.message.section(u'\n', 0, 0));
-    }
-    const qsizetype started = order.indexOf("MCP HTTP Server started on port " + QString::number(port));
-    const qsizetype serverStarted = order.indexOf("MCP Server 'Kelvara Server' v1.0.0 started on port " + QString::number(port));
-    const qsizetype received = order.indexOf("HTTP-RCV [tools/call]");
-    const qsizetype executing = order.indexOf("Executing tool: t");
-    const qsizetype responded = order.indexOf("HTTP-RSP [tools/call]");
-    EXPECT_GE(started, 0);
-    EXPECT_LT(started, serverStarted);
-    EXPECT_LT(serverStarted, received);
-    EXPECT_LT(received, executing);
-    EXPECT_LT(executing, responded);
-    const auto debug = std::find_if(entries.begin(), entries.end(), [](const Entry &e) { return e.message.startsWith("HTTP-RCV"); });
-    EXPECT_EQ(debug->type, 4);
-    EXPECT_EQ(debug->code, 0);
-}
-
-TEST(MCPServerBridgeTest, SharedInstanceIsOne)
-{
-    EXPECT_EQ(&MCPServerBridge::sharedInstance(), &MCPServerBridge::sharedInstance());
-    EXPECT_EQ(MCPServerBridge::sharedInstance().serverName(), "Kelvara Server");
-    EXPECT_EQ(MCPServerBridge::sharedInstance().serverVersion(), "1.0.0");
+    EXPECT_TRUE(allOnMain);
+    const QStringList wanted{"MCP HTTP Server started on port " + QString::number(port),
+                             "MCP Server 'Kelvara Server' v1.0.0 started on port " + QString::number(port),
+                             "HTTP-RCV [tools/call]", "Executing tool: t", "HTTP-RSP [tools/call]"};
+    QStringList seenInOrder;
+    for (const QString &line : order)
+        if (wanted.contains(line) && !seenInOrder.contains(line))
+            seenInOrder.append(line);
+    EXPECT_EQ(seenInOrder, wanted);
+    EXPECT_EQ(received, std::make_pair(4, 0));  // a debug line
 }

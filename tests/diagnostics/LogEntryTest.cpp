@@ -19,59 +19,40 @@ TEST(LogEntryShortening, KeepsUpTo1024BytesAndShortensFrom1025)
     EXPECT_EQ(cut.message, message);
 }
 
-TEST(LogEntryShortening, CountsBytesNotCharacters)
+// The head is 1024 bytes and the tail 128; where either cut falls inside a character, that
+// side falls back to 512 or 64 user-perceived characters.
+TEST(LogEntryShortening, CutsCountBytesAndFallBackToCharactersInsideAMultiByteOne)
 {
-    // 600 two-byte characters: 600 UTF-16 units but 1200 bytes.
-    const QString message(600, QChar(0x00E9));
-    const LogEntry entry = LogEntry::make(message, 0, MCPLogMessageType::Info);
-    ASSERT_TRUE(entry.wasTruncated);
-    // 1024 bytes end on a character boundary: 512 characters; the tail is 64 characters.
-    EXPECT_EQ(entry.truncatedMessage,
-              QString(512, QChar(0x00E9)) + LogEntry::truncationMarker + QString(64, QChar(0x00E9)));
-}
-
-TEST(LogEntryShortening, HeadCutThroughMultiByteCharacterFallsBackTo512Characters)
-{
-    // 1023 ASCII bytes then a three-byte character: byte 1024 cuts it.
-    const QString message = QString(1023, QLatin1Char('x')) + QChar(0x20AC) + QString(200, QLatin1Char('y'));
-    const LogEntry entry = LogEntry::make(message, 0, MCPLogMessageType::Info);
-    ASSERT_TRUE(entry.wasTruncated);
-    const QString expectedHead = QString(512, QLatin1Char('x'));
-    const QString expectedTail = QString(128, QLatin1Char('y'));  // the tail is clean on its own
-    EXPECT_EQ(entry.truncatedMessage, expectedHead + LogEntry::truncationMarker + expectedTail);
-}
-
-TEST(LogEntryShortening, TailCutThroughMultiByteCharacterFallsBackTo64Characters)
-{
-    // The last 128 bytes begin on the last byte of the euro sign.
-    const QString message = QString(2000, QLatin1Char('a')) + QChar(0x20AC) + QString(127, QLatin1Char('b'));
-    const LogEntry entry = LogEntry::make(message, 0, MCPLogMessageType::Info);
-    ASSERT_TRUE(entry.wasTruncated);
-    EXPECT_EQ(entry.truncatedMessage,
-              QString(1024, QLatin1Char('a')) + LogEntry::truncationMarker + QString(64, QLatin1Char('b')));
-}
-
-TEST(LogEntryShortening, FallbackCountsUserPerceivedCharacters)
-{
-    // "e" + combining acute: one character, two UTF-16 units, three bytes. 341 of them
-    // fill 1023 bytes; the two-byte character after them is cut by byte 1024.
-    const QString pair = QStringLiteral("e\u0301");
-    const QString message = pair.repeated(341) + QChar(0x00E9) + QString(300, QLatin1Char('r'));
-    const LogEntry entry = LogEntry::make(message, 0, MCPLogMessageType::Info);
-    ASSERT_TRUE(entry.wasTruncated);
-    const QString head = pair.repeated(341) + QChar(0x00E9) + QString(170, QLatin1Char('r'));
-    EXPECT_EQ(entry.truncatedMessage, head + LogEntry::truncationMarker + QString(128, QLatin1Char('r')));
+    const QString e = QString(QChar(0x00E9)), euro = QString(QChar(0x20AC)), pair = QStringLiteral("e\u0301");
+    const struct {
+        const char *what;
+        QString message, head, tail;
+    } cases[] = {
+        // 600 two-byte characters: 1024 bytes end on a boundary (512 characters), so does the tail.
+        {"two-byte characters", e.repeated(600), e.repeated(512), e.repeated(64)},
+        // 1023 ASCII bytes then a three-byte character: byte 1024 cuts it; the tail is clean.
+        {"head cut", QString(1023, u'x') + euro + QString(200, u'y'), QString(512, u'x'), QString(128, u'y')},
+        // The last 128 bytes begin on the last byte of the euro sign.
+        {"tail cut", QString(2000, u'a') + euro + QString(127, u'b'), QString(1024, u'a'), QString(64, u'b')},
+        // "e" + combining acute is one character of three bytes; 341 of them fill 1023 bytes.
+        {"combining characters", pair.repeated(341) + e + QString(300, u'r'),
+         pair.repeated(341) + e + QString(170, u'r'), QString(128, u'r')},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        const LogEntry entry = LogEntry::make(c.message, 0, MCPLogMessageType::Info);
+        ASSERT_TRUE(entry.wasTruncated);
+        EXPECT_EQ(entry.truncatedMessage, c.head + LogEntry::truncationMarker + c.tail);
+    }
 }
 
 TEST(LogEntryLabels, FiveLevelsAndAnythingElse)
 {
-    EXPECT_EQ(mcpLogLabel(MCPLogMessageType::Critical), QStringLiteral("[E]"));
-    EXPECT_EQ(mcpLogLabel(MCPLogMessageType::Error), QStringLiteral("[E]"));
-    EXPECT_EQ(mcpLogLabel(MCPLogMessageType::Warning), QStringLiteral("[W]"));
-    EXPECT_EQ(mcpLogLabel(MCPLogMessageType::Info), QStringLiteral("[I]"));
-    EXPECT_EQ(mcpLogLabel(MCPLogMessageType::Debug), QStringLiteral("[D]"));
-    EXPECT_EQ(mcpLogLabel(static_cast<MCPLogMessageType>(7)), QStringLiteral("[S]"));
-    EXPECT_EQ(mcpLogLabel(static_cast<MCPLogMessageType>(-1)), QStringLiteral("[S]"));
+    const std::pair<int, const char *> labels[] = {{int(MCPLogMessageType::Critical), "[E]"},
+        {int(MCPLogMessageType::Error), "[E]"}, {int(MCPLogMessageType::Warning), "[W]"},
+        {int(MCPLogMessageType::Info), "[I]"}, {int(MCPLogMessageType::Debug), "[D]"}, {7, "[S]"}, {-1, "[S]"}};
+    for (const auto &[level, label] : labels)
+        EXPECT_EQ(mcpLogLabel(static_cast<MCPLogMessageType>(level)), QLatin1String(label)) << level;
 
     EXPECT_EQ(mcpLogMessageTypeFromWord(QStringLiteral("DEBUG")), MCPLogMessageType::Debug);
     EXPECT_EQ(mcpLogMessageTypeFromWord(QStringLiteral("Error")), MCPLogMessageType::Error);
@@ -85,10 +66,10 @@ TEST(LogEntryExport, CodeShowsOnlyFromOne)
     LogEntry entry = LogEntry::make(QStringLiteral("two\nlines"), 3001, MCPLogMessageType::Error, when);
     EXPECT_EQ(entry.formattedTimestamp, QStringLiteral("07:08:09.012"));
     EXPECT_EQ(entry.exportLine(), QStringLiteral("07:08:09.012 [E] [3001] two\nlines"));
-    entry.code = 0;
-    EXPECT_EQ(entry.exportLine(), QStringLiteral("07:08:09.012 [E] two\nlines"));
-    entry.code = -1;
-    EXPECT_EQ(entry.exportLine(), QStringLiteral("07:08:09.012 [E] two\nlines"));
+    for (int code : {0, -1}) {
+        entry.code = code;
+        EXPECT_EQ(entry.exportLine(), QStringLiteral("07:08:09.012 [E] two\nlines")) << code;
+    }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "EngineTestSupport.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <dirent.h>
 #include <netinet/in.h>
@@ -9,13 +10,32 @@
 
 namespace EngineTest {
 
-int freePort()
+namespace {
+sockaddr_in loopback(int port)
 {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = 0;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    return address;
+}
+
+int entriesIn(const char *path)
+{
+    int count = 0;
+    if (DIR *dir = ::opendir(path)) {
+        while (const dirent *entry = ::readdir(dir))
+            count += entry->d_name[0] != '.';
+        ::closedir(dir);
+    }
+    return count;
+}
+}  // namespace
+
+int freePort()
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = loopback(0);
     ::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
     socklen_t length = sizeof address;
     ::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length);
@@ -26,10 +46,7 @@ int freePort()
 int connectTo(int port)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<uint16_t>(port));
+    sockaddr_in address = loopback(port);
     if (::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) < 0) {
         ::close(fd);
         return -1;
@@ -52,16 +69,9 @@ std::string readAll(int fd)
 
 std::string roundTrip(int port, std::string_view raw)
 {
-    const int fd = connectTo(port);
+    const int fd = sendRaw(port, raw);
     if (fd < 0)
         return {};
-    size_t done = 0;
-    while (done < raw.size()) {
-        const ssize_t n = ::send(fd, raw.data() + done, raw.size() - done, MSG_NOSIGNAL);
-        if (n <= 0)
-            break;
-        done += static_cast<size_t>(n);
-    }
     std::string reply = readAll(fd);
     ::close(fd);
     return reply;
@@ -90,26 +100,37 @@ HttpReply post(int port, std::string_view body)
 
 int openDescriptorCount()
 {
-    int count = 0;
-    if (DIR *dir = ::opendir("/proc/self/fd")) {
-        while (const dirent *entry = ::readdir(dir))
-            if (entry->d_name[0] != '.')
-                ++count;
-        ::closedir(dir);
-    }
-    return count - 1;  // the directory stream itself
+    return entriesIn("/proc/self/fd") - 1;  // the directory stream itself
 }
 
 int threadCount()
 {
-    int count = 0;
-    if (DIR *dir = ::opendir("/proc/self/task")) {
-        while (const dirent *entry = ::readdir(dir))
-            if (entry->d_name[0] != '.')
-                ++count;
-        ::closedir(dir);
-    }
-    return count;
+    return entriesIn("/proc/self/task");
+}
+
+std::string toolCall(uint64_t id, const std::string &name, const std::string &arguments)
+{
+    return R"({"jsonrpc":"2.0","id":)" + std::to_string(id) + R"(,"method":"tools/call","params":{"name":")" + name
+        + R"(","arguments":)" + arguments + "}}";
+}
+
+MCP::ToolDefinition makeTool(const std::string &name, MCP::ToolHandler handler)
+{
+    MCP::ToolDefinition tool;
+    tool.name = name;
+    tool.toolType = "BuiltinTool";
+    tool.execHandler = "handler";
+    tool.execMethod = "method";
+    tool.handler = std::move(handler);
+    return tool;
+}
+
+int sendRaw(int port, std::string_view raw)
+{
+    const int fd = connectTo(port);
+    if (fd >= 0)
+        (void)::send(fd, raw.data(), raw.size(), MSG_NOSIGNAL);
+    return fd;
 }
 
 bool waitFor(const std::function<bool()> &pred, std::chrono::milliseconds timeout)
@@ -139,25 +160,14 @@ std::vector<LogRecorder::Line> LogRecorder::lines() const
 
 bool LogRecorder::contains(int32_t code, std::string_view text) const
 {
-    std::lock_guard lock(m_mutex);
-    for (const auto &line : m_lines)
-        if (line.code == code && line.text == text)
-            return true;
-    return false;
-}
-
-bool LogRecorder::waitFor(int32_t code, std::string_view text, std::chrono::milliseconds timeout) const
-{
-    return EngineTest::waitFor([&] { return contains(code, text); }, timeout);
+    const auto all = lines();
+    return std::any_of(all.begin(), all.end(), [&](const Line &line) { return line.code == code && line.text == text; });
 }
 
 int LogRecorder::count(int32_t code) const
 {
-    std::lock_guard lock(m_mutex);
-    int n = 0;
-    for (const auto &line : m_lines)
-        n += line.code == code;
-    return n;
+    const auto all = lines();
+    return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const Line &line) { return line.code == code; }));
 }
 
 void LogRecorder::clear()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/LogMessageType.h"
+#include "engine/MCPTypes.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -18,6 +19,8 @@ int freePort();
 int connectTo(int port);
 // Sends raw bytes, then reads until the server closes; gives everything read.
 std::string roundTrip(int port, std::string_view raw);
+// Connects and sends raw bytes; gives the open descriptor, or -1.
+int sendRaw(int port, std::string_view raw);
 // Reads until the peer closes.
 std::string readAll(int fd);
 
@@ -29,6 +32,11 @@ struct HttpReply {
 HttpReply parseReply(const std::string &raw);
 // POSTs a JSON body with Content-Length and reads the whole reply.
 HttpReply post(int port, std::string_view body);
+
+// A JSON-RPC tools/call request text.
+std::string toolCall(uint64_t id, const std::string &name, const std::string &arguments = "{}");
+// A tool with every execution field set, so that calls reach the handler.
+MCP::ToolDefinition makeTool(const std::string &name, MCP::ToolHandler handler);
 
 // Counts of this process's open descriptors and threads, from /proc/self.
 int openDescriptorCount();
@@ -49,7 +57,6 @@ public:
     MCP::LogCallback callback();
     std::vector<Line> lines() const;
     bool contains(int32_t code, std::string_view text) const;
-    bool waitFor(int32_t code, std::string_view text, std::chrono::milliseconds timeout = std::chrono::seconds(5)) const;
     int count(int32_t code) const;
     void clear();
 

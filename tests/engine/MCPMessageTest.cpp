@@ -7,45 +7,7 @@ using MCP::JSONValue;
 using MCP::MCPMessage;
 using MCP::MCPServerMessage;
 
-TEST(MCPMessageTest, ResponseWithEmptyObjectResult)
-{
-    MCPMessage request;
-    request.method = "ping";
-    request.id = 7;
-    auto response = MCPServerMessage::createResponse(request, JSONValue(JSONValue::ObjectType{}));
-    EXPECT_EQ(response->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 7,\n  \"result\": {}\n}");
-    EXPECT_EQ(response->method, "ping");
-}
-
-TEST(MCPMessageTest, ResponseParamsAndResultIndentDeeperThanTheEnvelope)
-{
-    MCPMessage request;
-    request.id = 0;
-    JSONValue result;
-    result["b"] = JSONValue(2);
-    result["a"] = JSONValue(JSONValue::ArrayType{JSONValue("x")});
-    auto response = MCPServerMessage::createResponse(request, result);
-    EXPECT_EQ(response->toString(),
-              "{\n"
-              "  \"jsonrpc\": \"2.0\",\n"
-              "  \"id\": 0,\n"
-              "  \"result\": {\n"
-              "      \"a\": [\n"
-              "        \"x\"\n"
-              "      ],\n"
-              "      \"b\": 2\n"
-              "    }\n"
-              "}");
-}
-
-TEST(MCPMessageTest, ResponseWithNullResultCarriesNeitherResultNorError)
-{
-    MCPMessage request;
-    request.id = 3;
-    EXPECT_EQ(MCPServerMessage::createResponse(request, JSONValue())->toString(),
-              "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 3\n}");
-}
-
+// Responses print through the routes' tests (ping, a null tool result) and the transport's reply body.
 TEST(MCPMessageTest, ErrorHasCodeAndEscapedMessageOnly)
 {
     auto error = MCPServerMessage::createError(0, "Method not found: a\"b", -32601);
@@ -90,10 +52,6 @@ TEST(MCPMessageTest, ParseReadsMethodIdAndParams)
     EXPECT_EQ(bare->id, 0u);
     EXPECT_TRUE(bare->params.isNull());
 
-    auto notification = MCPMessage::parse(R"({"method":"notifications/initialized","params":null})");
-    ASSERT_TRUE(notification);
-    EXPECT_EQ(notification->type, MCPMessage::MessageType::Request);
-    EXPECT_TRUE(notification->params.isNull());
 }
 
 TEST(MCPMessageTest, LargeIdsKeepAllSixtyFourBits)
@@ -101,14 +59,11 @@ TEST(MCPMessageTest, LargeIdsKeepAllSixtyFourBits)
     auto message = MCPMessage::parse(R"({"id": 18446744073709551615, "method": "ping"})");
     ASSERT_TRUE(message);
     EXPECT_EQ(message->id, 18446744073709551615ull);
-    EXPECT_EQ(MCPMessage::parse(R"({"id": 9007199254740993})")->id, 9007199254740993ull);
-    // Outside the id model.
-    EXPECT_EQ(MCPMessage::parse(R"({"id": 99999999999999999999999})")->id, 18446744073709551615ull);
-    EXPECT_EQ(MCPMessage::parse(R"({"id": -5})")->id, 0u);
-    EXPECT_EQ(MCPMessage::parse(R"({"id": 7.9})")->id, 7u);
-    EXPECT_EQ(MCPMessage::parse(R"({"id": 1e3})")->id, 1000u);
-    EXPECT_EQ(MCPMessage::parse(R"({"id": "12"})")->id, 0u);
-    EXPECT_EQ(MCPMessage::parse(R"({"id": null})")->id, 0u);
+    // The last ones lie outside the id model.
+    for (const auto &[id, expected] : std::vector<std::pair<std::string, uint64_t>>{
+             {"9007199254740993", 9007199254740993ull}, {"99999999999999999999999", 18446744073709551615ull},
+             {"-5", 0}, {"7.9", 7}, {"1e3", 1000}, {"\"12\"", 0}, {"null", 0}})
+        EXPECT_EQ(MCPMessage::parse("{\"id\": " + id + "}")->id, expected) << id;
 }
 
 TEST(MCPMessageTest, ParseGivesEmptyPointerForNonObjectsAndBadMethods)

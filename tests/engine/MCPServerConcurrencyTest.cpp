@@ -15,12 +15,6 @@ using namespace EngineTest;
 
 namespace {
 
-std::string toolCall(uint64_t id, const std::string &name)
-{
-    return R"({"jsonrpc":"2.0","id":)" + std::to_string(id) + R"(,"method":"tools/call","params":{"name":")" + name
-        + R"(","arguments":{}}})";
-}
-
 class ServerOverHttp : public ::testing::Test {
 protected:
     void SetUp() override
@@ -31,13 +25,7 @@ protected:
 
     void addTool(const std::string &name, ToolHandler handler)
     {
-        ToolDefinition tool;
-        tool.name = name;
-        tool.toolType = "BuiltinTool";
-        tool.execHandler = "h";
-        tool.execMethod = "m";
-        tool.handler = std::move(handler);
-        server.getToolService()->registerTool(tool);
+        server.getToolService()->registerTool(makeTool(name, std::move(handler)));
     }
 
     LogRecorder log;

@@ -1,6 +1,9 @@
+#include "engine/JSONParser.h"
 #include "engine/MCPTypes.h"
 
 #include <gtest/gtest.h>
+
+#include <tuple>
 
 using namespace MCP;
 
@@ -18,22 +21,15 @@ ToolSchemaProperty property(std::string type, std::optional<std::string> default
 
 TEST(MCPTypesTest, DefaultsFollowThePropertyType)
 {
-    const JSONValue array = property("array", R"(["a", "b"])").toJSON();
-    ASSERT_TRUE(array.at("default").isArray());
-    ASSERT_EQ(array.at("default").asArray().size(), 2u);
-    EXPECT_EQ(array.at("default").asArray()[0].asString(), "a");
-    EXPECT_EQ(array.at("default").asArray()[1].asString(), "b");
-
-    EXPECT_TRUE(property("array", "[]").toJSON().at("default").asArray().empty());
-    EXPECT_EQ(property("array", " x ,, y ").toJSON().at("default").asArray().size(), 2u);
-
-    // Numbers and booleans stay Strings.
-    EXPECT_EQ(property("number", "5").toJSON().at("default").asString(), "5");
-    EXPECT_EQ(property("boolean", "true").toJSON().at("default").asString(), "true");
-    EXPECT_EQ(property("bool", "false").toJSON().at("default").asString(), "false");
-    EXPECT_EQ(property("string", "").toJSON().at("default").asString(), "");
-    EXPECT_FALSE(property("integer", "3").toJSON().contains("default"));
-    EXPECT_FALSE(property("string", std::nullopt).toJSON().contains("default"));
+    // Numbers and booleans stay Strings; an integer property carries no default.
+    using Case = std::tuple<std::string, std::optional<std::string>, std::string>;
+    for (const auto &[type, value, printed] : std::vector<Case>{
+             {"array", R"(["a", "b"])", "[\n  \"a\",\n  \"b\"\n]"}, {"array", "[]", "[]"},
+             {"array", " x ,, y ", "[\n  \"x\",\n  \"y\"\n]"}, {"number", "5", "\"5\""}, {"boolean", "true", "\"true\""},
+             {"bool", "false", "\"false\""}, {"string", "", "\"\""}, {"integer", "3", "-"}, {"string", std::nullopt, "-"}}) {
+        const JSONValue json = property(type, value).toJSON();
+        EXPECT_EQ(json.contains("default") ? json.at("default").toString(0) : "-", printed) << type << value.value_or("");
+    }
 }
 
 TEST(MCPTypesTest, PropertyMembersAppearOnlyWhenSet)
@@ -42,12 +38,9 @@ TEST(MCPTypesTest, PropertyMembersAppearOnlyWhenSet)
     EXPECT_EQ(p.toJSON().toString(0), "{\n  \"type\": \"string\"\n}");
     p.description = "d";
     p.name = "n";
-    p.items = ToolSchemaPropertyItems{"string", R"({"ignored": 1})"};
-    const JSONValue json = p.toJSON();
-    EXPECT_EQ(json.at("description").asString(), "d");
-    EXPECT_EQ(json.at("name").asString(), "n");
-    // Only object items carry properties.
-    EXPECT_EQ(json.at("items").toString(0), "{\n  \"type\": \"string\"\n}");
+    p.items = ToolSchemaPropertyItems{"string", R"({"ignored": 1})"};  // only object items carry properties
+    EXPECT_EQ(p.toJSON(), *JSONParser::parseDocument(R"({"type": "string", "description": "d", "name": "n",
+                                                         "items": {"type": "string"}})"));
 }
 
 TEST(MCPTypesTest, ObjectItemsParseTheirPropertiesText)
@@ -71,16 +64,15 @@ TEST(MCPTypesTest, SchemaAndAnnotationsOmitEmptyParts)
     EXPECT_EQ(schema.toJSON().toString(0), "{\n  \"type\": \"object\"\n}");
     schema.required->push_back("text");
     schema.properties["text"] = property("string", std::nullopt);
-    const JSONValue json = schema.toJSON();
-    EXPECT_EQ(json.at("required").asArray().at(0).asString(), "text");
-    EXPECT_TRUE(json.at("properties").contains("text"));
+    EXPECT_EQ(schema.toJSON(), *JSONParser::parseDocument(
+                                   R"({"type": "object", "required": ["text"], "properties": {"text": {"type": "string"}}})"));
 
     ToolAnnotations annotations;
     EXPECT_EQ(annotations.toJSON().toString(0), "{\n  \"audience\": [],\n  \"priority\": 0\n}");
     annotations.priority = 0.9;
     annotations.lastModified = "2025-01-02T03:04:05.678Z";
-    EXPECT_EQ(annotations.toJSON().at("lastModified").asString(), "2025-01-02T03:04:05.678Z");
-    EXPECT_EQ(annotations.toJSON().toString(0).find("\"priority\": 0.9") != std::string::npos, true);
+    EXPECT_EQ(annotations.toJSON(), *JSONParser::parseDocument(
+                                        R"({"audience": [], "priority": 0.9, "lastModified": "2025-01-02T03:04:05.678Z"})"));
 }
 
 TEST(MCPTypesTest, ToolObjectListsExecutionFieldsEvenWhenEmpty)
@@ -97,10 +89,7 @@ TEST(MCPTypesTest, ToolObjectListsExecutionFieldsEvenWhenEmpty)
 
 TEST(MCPTypesTest, ResourceObjectShape)
 {
-    ResourceDefinition resource;
-    resource.uri = "file:///a";
-    resource.contextTags = {"x"};
-    resource.relatedResources = {{"1", "doc", "file:///b"}};
+    ResourceDefinition resource{.uri = "file:///a", .contextTags = {"x"}, .relatedResources = {{"1", "doc", "file:///b"}}};
     resource.data.createdAt = "c";
     resource.data.updatedAt = "u";
     const JSONValue json = resource.toJSON();

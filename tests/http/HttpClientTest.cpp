@@ -19,26 +19,10 @@ using Response = TestHttpServer::Response;
 
 const QString kDefaultAccept = QStringLiteral("application/json, text/plain, text/html, text/xml, */*");
 
-Response answer(int status, const QByteArray &body, QList<QPair<QByteArray, QByteArray>> headers = {})
-{
-    Response response;
-    response.status = status;
-    response.body = body;
-    response.headers = std::move(headers);
-    return response;
-}
-
 QString readFile(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QStringLiteral("<missing>");
-}
-
-void writeFile(const QString &path, const QByteArray &content)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(content);
 }
 
 class HttpClientTest : public ::testing::Test
@@ -56,23 +40,20 @@ protected:
 
 TEST_F(HttpClientTest, ParametersAreAppendedAsTextToTheExistingQuery)
 {
-    TestHttpServer server([](const TestHttpServer::Request &) { return answer(200, "ok"); });
+    TestHttpServer server([](const TestHttpServer::Request &) { return Response{200, {}, "ok"}; });
     ASSERT_TRUE(server.isListening());
     HttpClient client;
 
     const HttpClientResult result = client.get(server.url(QStringLiteral("/search?q=old&x=1#top")),
                                                QStringLiteral("{\"n\":5,\"ratio\":0.25,\"flag\":true,\"s\":\"a b&c=d\"}"));
-    EXPECT_TRUE(result.success);
-    EXPECT_EQ(result.body, QStringLiteral("ok"));
-    // An empty parameter text adds nothing.
+    EXPECT_TRUE(result.success && result.body == QStringLiteral("ok"));
+    // An empty parameter text adds nothing; the method is upper-cased.
     EXPECT_TRUE(client.request(QStringLiteral("get"), server.url(QStringLiteral("/plain?x=1")), QString(), QString(), QString()).success);
 
     const QList<TestHttpServer::Request> requests = server.requests();
     ASSERT_EQ(requests.size(), 2);
-    EXPECT_EQ(requests[0].method, QByteArray("GET"));
-    EXPECT_EQ(requests[0].target, QByteArray("/search?q=old&x=1&flag=true&n=5&ratio=0.25&s=a%20b%26c%3Dd"));
-    EXPECT_EQ(requests[1].target, QByteArray("/plain?x=1"));
-    EXPECT_EQ(requests[1].method, QByteArray("GET"));  // the method is upper-cased
+    EXPECT_EQ(requests[0].method + ' ' + requests[0].target, QByteArray("GET /search?q=old&x=1&flag=true&n=5&ratio=0.25&s=a%20b%26c%3Dd"));
+    EXPECT_EQ(requests[1].method + ' ' + requests[1].target, QByteArray("GET /plain?x=1"));
 }
 
 TEST_F(HttpClientTest, UnusableArgumentsFailBeforeAnythingIsSent)
@@ -98,44 +79,38 @@ TEST_F(HttpClientTest, UnusableArgumentsFailBeforeAnythingIsSent)
         SCOPED_TRACE(c.description.toStdString());
         AppError error;
         const HttpClientResult result = client.request(QStringLiteral("POST"), c.url, c.body, c.params, c.headers, &error);
-        EXPECT_EQ(error.domain, QStringLiteral("com.tamsel.kelvara.HttpClient"));
-        EXPECT_EQ(error.code, c.code);
-        EXPECT_EQ(error.description, c.description);
-        ASSERT_TRUE(result.error.has_value());
-        EXPECT_EQ(result.error->code, c.code);
-        EXPECT_EQ(result.statusCode, 0);
-        EXPECT_FALSE(result.success);
-        EXPECT_TRUE(result.body.isEmpty());
+        EXPECT_EQ(error.toString(), QStringLiteral("Error Domain=com.tamsel.kelvara.HttpClient Code=%1 \"%2\"").arg(c.code).arg(c.description));
+        EXPECT_EQ(result.error.value_or(AppError{}).code, c.code);
+        EXPECT_EQ(result.toJSONString(),
+                  QStringLiteral(R"({"body":"","error":"%1","headers":{},"statusCode":0,"success":false})").arg(c.description));
     }
 
-    // A parse error is handed on inside 1010 / 1012.
+    // A parse error is handed on inside 1010 / 1012; a bare scalar is no JSON document here either.
     AppError error;
     EXPECT_FALSE(client.buildRequest(QStringLiteral("GET"), url, {}, QStringLiteral("{\"a\":"), {}, &error).has_value());
     EXPECT_EQ(error.code, 1010);
-    EXPECT_TRUE(error.description.startsWith(QStringLiteral("Invalid params JSON: "))) << error.description.toStdString();
     EXPECT_GT(error.description.size(), QStringLiteral("Invalid params JSON: ").size());
-    // A bare scalar is no JSON document here either.
+    EXPECT_TRUE(error.description.startsWith(QStringLiteral("Invalid params JSON: "))) << error.description;
     EXPECT_FALSE(client.buildRequest(QStringLiteral("GET"), url, {}, {}, QStringLiteral("\"text\""), &error).has_value());
     EXPECT_EQ(error.code, 1012);
-    const HttpClientResult viaGet = client.get(url, QStringLiteral("nonsense"), &error);
+    EXPECT_EQ(client.get(url, QStringLiteral("nonsense"), &error).error.value_or(AppError{}).description, error.description);
     EXPECT_EQ(error.code, 1010);
-    EXPECT_EQ(QJsonDocument::fromJson(viaGet.toJSONString().toUtf8()).object().value(QStringLiteral("error")).toString(),
-              error.description);
 }
 
-TEST_F(HttpClientTest, BodyHeadersAreSetOnlyForABodyAndAcceptAlways)
+TEST_F(HttpClientTest, BodyHeadersAreSetOnlyForABodyAndHeadersFromTheJSONWinOverEachDefault)
 {
-    TestHttpServer server([](const TestHttpServer::Request &) { return answer(200, "{}"); });
+    TestHttpServer server([](const TestHttpServer::Request &) { return Response{200, {}, "{}"}; });
     HttpClient client;
     EXPECT_TRUE(client.post(server.url(QStringLiteral("/empty")), QString()).success);
     EXPECT_TRUE(client.post(server.url(QStringLiteral("/full")), QStringLiteral("{\"w\":\"gr\u00fc\u00df\"}")).success);
+    const QString headers = QStringLiteral("{\"accept\":\"text/csv\",\"content-type\":\"text/plain\",\"X-Count\":7,\"X-On\":false}");
+    EXPECT_TRUE(client.request(QStringLiteral("PUT"), server.url(QStringLiteral("/h")), QStringLiteral("a,b"), QString(), headers).success);
 
     const QList<TestHttpServer::Request> requests = server.requests();
-    ASSERT_EQ(requests.size(), 2);
+    ASSERT_EQ(requests.size(), 3);
     const TestHttpServer::Request &empty = requests[0];
     EXPECT_EQ(empty.method, QByteArray("POST"));
-    EXPECT_EQ(empty.headerCount("Content-Length"), 0);
-    EXPECT_EQ(empty.headerCount("Content-Type"), 0);
+    EXPECT_EQ(empty.headerCount("Content-Length") + empty.headerCount("Content-Type"), 0);
     EXPECT_EQ(empty.header("Accept"), kDefaultAccept.toUtf8());
     EXPECT_TRUE(empty.body.isEmpty());
 
@@ -147,85 +122,47 @@ TEST_F(HttpClientTest, BodyHeadersAreSetOnlyForABodyAndAcceptAlways)
     EXPECT_EQ(full.header("Accept"), kDefaultAccept.toUtf8());
     EXPECT_EQ(full.headerCount("Expect"), 0);
 
-    // The built request says the same.
-    const std::optional<HttpRequest> built =
-        client.buildRequest(QStringLiteral("post"), server.url(), QString(), QString(), QString(), nullptr);
-    ASSERT_TRUE(built.has_value());
-    EXPECT_EQ(built->method, QStringLiteral("POST"));
-    EXPECT_FALSE(built->hasHeader(QStringLiteral("Content-Length")));
-    EXPECT_FALSE(built->hasHeader(QStringLiteral("Content-Type")));
-    EXPECT_EQ(built->value(QStringLiteral("Accept")), kDefaultAccept);
-    EXPECT_EQ(built->timeoutInterval, 30.0);
+    const TestHttpServer::Request &custom = requests[2];
+    EXPECT_EQ(custom.method, QByteArray("PUT"));
+    EXPECT_EQ(custom.headerCount("Accept") + custom.headerCount("Content-Type"), 2);
+    EXPECT_EQ(custom.header("Accept") + '|' + custom.header("Content-Type") + '|' + custom.header("Content-Length") + '|'
+                  + custom.header("X-Count") + '|' + custom.header("X-On") + '|' + custom.body,
+              QByteArray("text/csv|text/plain|3|7|false|a,b"));
+
+    EXPECT_EQ(client.buildRequest(QStringLiteral("post"), server.url(), {}, {}, {}, nullptr)->timeoutInterval, 30.0);
 }
 
-TEST_F(HttpClientTest, HeadersFromTheJSONWinOverEachDefault)
-{
-    TestHttpServer server([](const TestHttpServer::Request &) { return answer(200, "ok"); });
-    HttpClient client;
-    const QString headers = QStringLiteral("{\"accept\":\"text/csv\",\"content-type\":\"text/plain\",\"X-Count\":7,\"X-On\":false}");
-    EXPECT_TRUE(client.request(QStringLiteral("PUT"), server.url(QStringLiteral("/h")), QStringLiteral("a,b"), QString(), headers).success);
-
-    const QList<TestHttpServer::Request> requests = server.requests();
-    ASSERT_EQ(requests.size(), 1);
-    const TestHttpServer::Request &request = requests[0];
-    EXPECT_EQ(request.method, QByteArray("PUT"));
-    EXPECT_EQ(request.headerCount("Accept"), 1);
-    EXPECT_EQ(request.header("Accept"), QByteArray("text/csv"));
-    EXPECT_EQ(request.headerCount("Content-Type"), 1);
-    EXPECT_EQ(request.header("Content-Type"), QByteArray("text/plain"));
-    EXPECT_EQ(request.header("Content-Length"), QByteArray("3"));
-    EXPECT_EQ(request.header("X-Count"), QByteArray("7"));
-    EXPECT_EQ(request.header("X-On"), QByteArray("false"));
-    EXPECT_EQ(request.body, QByteArray("a,b"));
-}
-
-TEST_F(HttpClientTest, AnHttpErrorStatusIsNoFailure)
-{
-    TestHttpServer server([](const TestHttpServer::Request &) {
-        return answer(404, "no such thing", {{"X-Reason", "gone"}, {"Set-Cookie", "a=1"}, {"set-cookie", "b=2"}});
-    });
-    HttpClient client;
-    const HttpClientResult result = client.get(server.url(QStringLiteral("/missing")));
-    EXPECT_EQ(result.statusCode, 404);
-    EXPECT_FALSE(result.success);
-    EXPECT_FALSE(result.error.has_value());
-    EXPECT_EQ(result.body, QStringLiteral("no such thing"));
-    EXPECT_EQ(result.headers.value(QStringLiteral("X-Reason")), QStringLiteral("gone"));
-    EXPECT_EQ(result.headers.value(QStringLiteral("Set-Cookie")), QStringLiteral("a=1, b=2"));
-
-    const QJsonObject json = QJsonDocument::fromJson(result.toJSONString().toUtf8()).object();
-    EXPECT_EQ(json.value(QStringLiteral("error")).toString(QStringLiteral("<absent>")), QString());
-    EXPECT_EQ(json.value(QStringLiteral("statusCode")).toInt(), 404);
-    EXPECT_FALSE(json.value(QStringLiteral("success")).toBool(true));
-    EXPECT_EQ(json.value(QStringLiteral("body")).toString(), QStringLiteral("no such thing"));
-    EXPECT_EQ(json.value(QStringLiteral("headers")).toObject().value(QStringLiteral("X-Reason")).toString(), QStringLiteral("gone"));
-}
-
-TEST_F(HttpClientTest, FollowsRedirectsAndReportsTheFinalResponse)
+// Error statuses, redirects and bodies in either encoding are answers, not failures.
+TEST_F(HttpClientTest, ResponsesAreReportedAsTheFinalAnswerGivesThem)
 {
     TestHttpServer server([](const TestHttpServer::Request &request) {
+        if (request.target == "/missing")
+            return Response{404, {{"X-Reason", "gone"}, {"Set-Cookie", "a=1"}, {"set-cookie", "b=2"}}, "no such thing"};
         if (request.target == "/old")
-            return answer(302, "", {{"Location", "/new"}, {"X-Hop", "first"}});
-        return answer(200, "arrived", {{"X-Final", "yes"}});
-    });
-    HttpClient client;
-    const HttpClientResult result = client.get(server.url(QStringLiteral("/old")));
-    EXPECT_EQ(result.statusCode, 200);
-    EXPECT_EQ(result.body, QStringLiteral("arrived"));
-    EXPECT_EQ(result.headers.value(QStringLiteral("X-Final")), QStringLiteral("yes"));
-    EXPECT_FALSE(result.headers.contains(QStringLiteral("X-Hop")));
-}
-
-TEST_F(HttpClientTest, BodiesAreUtf8ElseLatin1)
-{
-    TestHttpServer server([](const TestHttpServer::Request &request) {
+            return Response{302, {{"Location", "/new"}, {"X-Hop", "first"}}, ""};
+        if (request.target == "/new")
+            return Response{200, {{"X-Final", "yes"}}, "arrived"};
         if (request.target == "/latin1")
-            return answer(200, QByteArray("caf\xE9 \xA3" "5"));
+            return Response{200, {}, QByteArray("caf\xE9 \xA3" "5")};
         if (request.target == "/utf8")
-            return answer(200, QStringLiteral("caf\u00e9 \u20ac5").toUtf8());
-        return answer(204, QByteArray());
+            return Response{200, {}, QStringLiteral("caf\u00e9 \u20ac5").toUtf8()};
+        return Response{204, {}, QByteArray()};
     });
     HttpClient client;
+    const HttpClientResult missing = client.get(server.url(QStringLiteral("/missing")));
+    EXPECT_EQ(missing.statusCode, 404);
+    EXPECT_FALSE(missing.success);
+    EXPECT_FALSE(missing.error.has_value());
+    EXPECT_EQ(missing.body, QStringLiteral("no such thing"));
+    EXPECT_EQ(missing.headers.value(QStringLiteral("X-Reason")), QStringLiteral("gone"));
+    EXPECT_EQ(missing.headers.value(QStringLiteral("Set-Cookie")), QStringLiteral("a=1, b=2"));
+
+    const HttpClientResult moved = client.get(server.url(QStringLiteral("/old")));
+    EXPECT_EQ(moved.statusCode, 200);
+    EXPECT_EQ(moved.body, QStringLiteral("arrived"));
+    EXPECT_EQ(moved.headers.value(QStringLiteral("X-Final")), QStringLiteral("yes"));
+    EXPECT_FALSE(moved.headers.contains(QStringLiteral("X-Hop")));
+
     EXPECT_EQ(client.get(server.url(QStringLiteral("/latin1"))).body, QStringLiteral("caf\u00e9 \u00a35"));
     EXPECT_EQ(client.get(server.url(QStringLiteral("/utf8"))).body, QStringLiteral("caf\u00e9 \u20ac5"));
     const HttpClientResult empty = client.get(server.url(QStringLiteral("/empty")));
@@ -238,13 +175,15 @@ TEST_F(HttpClientTest, DownloadReplacesTheFileOnlyAfterSuccess)
 {
     TestHttpServer server([](const TestHttpServer::Request &request) {
         if (request.target == "/broken")
-            return answer(500, "server trouble");
-        return answer(200, "fresh content\n");
+            return Response{500, {}, "server trouble"};
+        return Response{200, {}, "fresh content\n"};
     });
     HttpClient client;
     const QString dir = TestSupport::makeTempDir();
     const QString destination = dir + QStringLiteral("/data.txt");
-    writeFile(destination, "old content");
+    QFile old(destination);
+    ASSERT_TRUE(old.open(QIODevice::WriteOnly) && old.write("old content") == 11);
+    old.close();
 
     AppError error;
     EXPECT_FALSE(client.downloadFile(server.url(QStringLiteral("/broken")), destination, &error));
@@ -257,18 +196,14 @@ TEST_F(HttpClientTest, DownloadReplacesTheFileOnlyAfterSuccess)
     EXPECT_EQ(readFile(destination), QStringLiteral("fresh content\n"));
     EXPECT_EQ(QDir(dir).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("data.txt")});
 
-    // Missing parent folders are made.
-    const QString nested = dir + QStringLiteral("/a/b/c/data.txt");
-    EXPECT_TRUE(client.downloadFile(server.url(QStringLiteral("/file")), nested, &error));
-    EXPECT_EQ(readFile(nested), QStringLiteral("fresh content\n"));
-
+    // (Missing parent folders are made: see the host object's download.)
     // A bare file name lands in the current folder and makes no folder.
     const QString previous = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(dir));
     EXPECT_TRUE(client.downloadFile(server.url(QStringLiteral("/file")), QStringLiteral("bare.txt"), &error));
     QDir::setCurrent(previous);
     EXPECT_EQ(readFile(dir + QStringLiteral("/bare.txt")), QStringLiteral("fresh content\n"));
-    EXPECT_EQ(QDir(dir).entryList(QDir::Dirs | QDir::NoDotAndDotDot), QStringList{QStringLiteral("a")});
+    EXPECT_TRUE(QDir(dir).entryList(QDir::Dirs | QDir::NoDotAndDotDot).isEmpty());
 
     EXPECT_FALSE(client.downloadFile(QStringLiteral("http://bad host/"), destination, &error));
     EXPECT_EQ(error.code, 1020);
@@ -279,10 +214,7 @@ TEST_F(HttpClientTest, DownloadReplacesTheFileOnlyAfterSuccess)
 TEST_F(HttpClientTest, ARequestTimesOutWhenNoDataMovesForTheTimeoutInterval)
 {
     TestHttpServer server([](const TestHttpServer::Request &request) {
-        Response response = answer(200, "slow but steady");
-        response.mode = request.target == "/silent" ? Response::Mode::NeverAnswer : Response::Mode::Dribble;
-        response.dribbleDelayMs = 100;
-        return response;
+        return Response{200, {}, "slow but steady", request.target == "/silent" ? Response::Mode::NeverAnswer : Response::Mode::Dribble, 100};
     });
     HttpClient client;
     client.timeoutInterval = 1.0;
@@ -291,10 +223,7 @@ TEST_F(HttpClientTest, ARequestTimesOutWhenNoDataMovesForTheTimeoutInterval)
     const auto start = std::chrono::steady_clock::now();
     const HttpClientResult silent = client.get(server.url(QStringLiteral("/silent")));
     const double waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    ASSERT_TRUE(silent.error.has_value());
-    EXPECT_EQ(silent.error->description, QStringLiteral("The request timed out."));
-    EXPECT_EQ(silent.statusCode, 0);
-    EXPECT_FALSE(silent.success);
+    EXPECT_EQ(silent.toJSONString(), QStringLiteral(R"({"body":"","error":"The request timed out.","headers":{},"statusCode":0,"success":false})"));
     EXPECT_GE(waited, 0.9);  // it did wait for the interval, not for the 120 s cap
 
     // A response that takes longer than the interval in all, but never stalls, goes through.
@@ -307,7 +236,7 @@ TEST_F(HttpClientTest, TransportFailuresAreResultsWithStatusZero)
 {
     int port = 0;
     {
-        TestHttpServer closed([](const TestHttpServer::Request &) { return answer(200, ""); });
+        TestHttpServer closed([](const TestHttpServer::Request &) { return Response{200, {}, ""}; });
         port = closed.port();
     }
     AppError error{QStringLiteral("untouched"), -1, QString()};
@@ -317,19 +246,13 @@ TEST_F(HttpClientTest, TransportFailuresAreResultsWithStatusZero)
     EXPECT_FALSE(result.error->description.isEmpty());
     EXPECT_EQ(result.statusCode, 0);
     EXPECT_FALSE(result.success);
-    EXPECT_EQ(QJsonDocument::fromJson(result.toJSONString().toUtf8()).object().value(QStringLiteral("error")).toString(),
-              result.error->description);
 }
 
 TEST_F(HttpClientTest, TheSharedClientServesConcurrentCallers)
 {
     TestHttpServer server([](const TestHttpServer::Request &request) {
-        Response response = answer(200, "echo " + request.target);
-        response.mode = Response::Mode::Dribble;  // keeps the calls overlapping
-        response.dribbleDelayMs = 5;
-        return response;
+        return Response{200, {}, "echo " + request.target, Response::Mode::Dribble, 5};  // dribbled: the calls overlap
     });
-    EXPECT_EQ(&HttpClient::shared(), &HttpClient::shared());
     constexpr int kCallers = 6;
     QString bodies[kCallers];
     std::vector<std::thread> threads;

@@ -22,7 +22,7 @@ protected:
     JSONToolResult example(const QString &script, const QString &handler, const QJsonObject &params)
     {
         const QString path = AppPaths::toolSdkDir() + QStringLiteral("/Scripts/examples/") + script;
-        EXPECT_TRUE(QFileInfo::exists(path)) << path.toStdString();
+        EXPECT_TRUE(QFileInfo::exists(path)) << path;
         return PluginController::shared()->callScript(QUuid::createUuid().toString(QUuid::WithoutBraces), path, handler,
                                                       QString::fromUtf8(QJsonDocument(params).toJson()));
     }
@@ -40,13 +40,11 @@ TEST_F(ExamplesTest, NotesAddListReadAndDelete)
     EXPECT_EQ(field(notesCall({{"action", "list"}}), "count").toInt(-1), 0);
 
     const JSONToolResult added = notesCall({{"action", "add"}, {"note", "Shopping: list"}, {"text", "milk\nbread"}});
-    ASSERT_TRUE(succeeded(added)) << text(added).toStdString();
+    ASSERT_TRUE(succeeded(added)) << text(added);
     EXPECT_EQ(field(added, "path").toString(), notes + QStringLiteral("/Shopping_ list.txt"));
     ASSERT_TRUE(succeeded(notesCall({{"action", "add"}, {"note", "Ideas"}, {"text", "more tests"}})));
     // A hidden file beside the notes is no note.
-    QFile hidden(notes + QStringLiteral("/.hidden.txt"));
-    ASSERT_TRUE(hidden.open(QIODevice::WriteOnly));
-    hidden.close();
+    writeBytes({}, QStringLiteral(".hidden.txt"), notes);
 
     const JSONToolResult listed = notesCall({{"action", "list"}});
     EXPECT_EQ(field(listed, "notes").toArray(), (QJsonArray{"Ideas", "Shopping_ list"}));
@@ -59,49 +57,29 @@ TEST_F(ExamplesTest, NotesAddListReadAndDelete)
     EXPECT_FALSE(succeeded(notesCall({{"action", "rename"}})));
 }
 
-TEST_F(ExamplesTest, FetchJsonSummarisesPicksAndReportsFailures)
+// The summary's fields, picking and the query are checked end to end; here the texts.
+TEST_F(ExamplesTest, FetchJsonSummarisesAndReportsFailures)
 {
     TestHttpServer server([](const TestHttpServer::Request &request) {
-        TestHttpServer::Response response;
-        response.headers = {{"content-type", "application/json"}};
-        if (request.target.startsWith("/missing")) {
-            response.status = 404;
-            response.body = "{}";
-        } else if (request.target.startsWith("/text")) {
-            response.body = "plain words";
-        } else {
-            response.body = "{\"items\":[{\"name\":\"first\"},{\"name\":\"second\"}],\"total\":2,\"query\":\""
-                            + request.target + "\"}";
-        }
-        return response;
+        return TestHttpServer::Response{request.target == "/missing" ? 404 : 200, {{"content-type", "application/json"}},
+                                        request.target == "/text" ? "plain words" : R"({"items":[{"name":"first"},{"name":"second"}]})"};
     });
     const QString base = server.url(QStringLiteral(""));
-    auto fetch = [&](QJsonObject params) { return example("fetch_json.js", "fetchJson", params); };
+    auto fetch = [&](const QString &path) { return example("fetch_json.js", "fetchJson", {{"url", base + path}}); };
 
-    const JSONToolResult summary = fetch({{"url", base + "/data"}, {"query", QJsonObject{{"page", 2}}}});
-    ASSERT_TRUE(succeeded(summary)) << text(summary).toStdString();
-    EXPECT_EQ(field(summary, "status_code").toInt(), 200);
-    EXPECT_EQ(field(summary, "content_type").toString(), QStringLiteral("application/json"));
-    EXPECT_EQ(field(summary, "kind").toString(), QStringLiteral("object"));
-    EXPECT_EQ(field(summary, "keys").toArray(), (QJsonArray{"items", "total", "query"}));
-    EXPECT_TRUE(text(summary).contains(QStringLiteral("array of 2 items (object)"))) << text(summary).toStdString();
-    EXPECT_EQ(server.requests().first().target, QByteArray("/data?page=2"));
-
-    const JSONToolResult picked = fetch({{"url", base + "/data"}, {"pick", "items.1.name"}});
-    EXPECT_EQ(text(picked), QStringLiteral("second"));
-
-    const JSONToolResult missing = fetch({{"url", base + "/missing"}});
+    const JSONToolResult summary = fetch("/data");
+    ASSERT_TRUE(succeeded(summary)) << text(summary);
+    EXPECT_TRUE(text(summary).contains(QStringLiteral("array of 2 items (object)"))) << text(summary);
+    const JSONToolResult missing = fetch("/missing");
     EXPECT_FALSE(succeeded(missing));
-    EXPECT_EQ(field(missing, "status_code").toInt(), 404);
-    EXPECT_TRUE(text(missing).endsWith(QStringLiteral("failed: HTTP 404"))) << text(missing).toStdString();
-    EXPECT_TRUE(text(fetch({{"url", base + "/text"}})).contains(QStringLiteral("is no JSON")));
+    EXPECT_TRUE(text(missing).endsWith(QStringLiteral("failed: HTTP 404"))) << text(missing);
+    EXPECT_TRUE(text(fetch("/text")).contains(QStringLiteral("is no JSON")));
 }
 
-TEST_F(ExamplesTest, SystemInfoNamesTheKernel)
+TEST_F(ExamplesTest, SystemInfoGivesUptimeAndTheTemporaryFolder)
 {
     const JSONToolResult info = example("system_info.js", "systemInfo", {});
-    ASSERT_TRUE(succeeded(info)) << text(info).toStdString();
-    EXPECT_TRUE(field(info, "kernel").toString().startsWith(QStringLiteral("Linux "))) << text(info).toStdString();
+    ASSERT_TRUE(succeeded(info)) << text(info);
     EXPECT_GT(field(info, "uptime_seconds").toInt(), 0);
     EXPECT_EQ(field(info, "temp_path").toString(), QDir::tempPath());
     EXPECT_FALSE(field(info, "temp_free").toString().isEmpty());
@@ -126,7 +104,7 @@ TEST_F(ExamplesTest, GitLogListsTheLatestCommits)
     git({"commit", "-q", "--allow-empty", "-m", "Second\tstep"});
 
     const JSONToolResult latest = example("git_log.js", "gitLog", {{"folder", repository}, {"count", 1}});
-    ASSERT_TRUE(succeeded(latest)) << text(latest).toStdString();
+    ASSERT_TRUE(succeeded(latest)) << text(latest);
     const QJsonArray commits = field(latest, "commits").toArray();
     ASSERT_EQ(commits.size(), 1);
     EXPECT_EQ(commits[0].toObject()["subject"].toString(), QStringLiteral("Second\tstep"));
@@ -135,7 +113,7 @@ TEST_F(ExamplesTest, GitLogListsTheLatestCommits)
 
     const JSONToolResult notARepository = example("git_log.js", "gitLog", {{"folder", folder + QStringLiteral("/none")}});
     EXPECT_FALSE(succeeded(notARepository));
-    EXPECT_TRUE(text(notARepository).startsWith(QStringLiteral("git log failed in "))) << text(notARepository).toStdString();
+    EXPECT_TRUE(text(notARepository).startsWith(QStringLiteral("git log failed in "))) << text(notARepository);
 }
 
 }  // namespace

@@ -57,13 +57,6 @@ protected:
         return QString::fromUtf8(QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact)).mid(1).chopped(1);
     }
 
-    static QStringList strings(const QJsonValue &value)
-    {
-        QStringList list;
-        for (const QJsonValue &item : value.toArray())
-            list.append(item.toString());
-        return list;
-    }
 };
 
 TEST_F(HostApiTest, FileMethodsWriteReadListCreateAndDelete)
@@ -95,14 +88,8 @@ TEST_F(HostApiTest, FileMethodsWriteReadListCreateAndDelete)
 
 TEST_F(HostApiTest, FileMethodFailuresGiveTheirResultAndOneLogLineEach)
 {
-    QFile bad(folder + u"/latin1.txt"_s);
-    ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
-    bad.write("caf\xe9\n");
-    bad.close();
-    QFile plain(folder + u"/plain.txt"_s);
-    ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
-    plain.write("keep");
-    plain.close();
+    writeBytes("caf\xe9\n", u"latin1.txt"_s);
+    QFile plain(writeBytes("keep", u"plain.txt"_s));
 
     const QJsonObject seen = observe(uR"JS(
         var dir = %1;
@@ -119,19 +106,15 @@ TEST_F(HostApiTest, FileMethodFailuresGiveTheirResultAndOneLogLineEach)
                                  {"listing", QJsonArray()}, {"createdOverFile", false}, {"deletedMissing", false},
                                  {"exists", false}}));
 
-    const Line read = onlyLine(404);
-    EXPECT_TRUE(read.message.startsWith(u"[Script] Failed to read file: "_s)) << read.message;
-    EXPECT_TRUE(read.message.contains(u"UTF-8"_s));
-    EXPECT_EQ(read.level, MCPLogMessageType::Error);
+    const QString read = described({onlyLine(404)}).first();
+    EXPECT_TRUE(read.startsWith(u"E 404 [Script] Failed to read file: "_s) && read.contains(u"UTF-8"_s)) << read;
 
     QStringList failures;
-    for (const Line &line : linesWithCode(500)) {
-        EXPECT_EQ(line.level, MCPLogMessageType::Error);
-        failures.append(line.message.section(u':', 0, 0));
-    }
-    EXPECT_EQ(failures, (QStringList{"[Script] Failed to save file", "[Script] Failed to save file",
-                                     "[Script] Failed to list directory", "[Script] Failed to create directory",
-                                     "[Script] Failed to delete file"}));
+    for (const QString &line : described(linesWithCode(500)))
+        failures.append(line.section(u':', 0, 0));
+    EXPECT_EQ(failures, (QStringList{"E 500 [Script] Failed to save file", "E 500 [Script] Failed to save file",
+                                     "E 500 [Script] Failed to list directory", "E 500 [Script] Failed to create directory",
+                                     "E 500 [Script] Failed to delete file"}));
     // The refused write left the old file alone.
     ASSERT_TRUE(plain.open(QIODevice::ReadOnly));
     EXPECT_EQ(plain.readAll(), QByteArray("keep"));
@@ -140,9 +123,7 @@ TEST_F(HostApiTest, FileMethodFailuresGiveTheirResultAndOneLogLineEach)
 TEST_F(HostApiTest, FileMethodsOpenAndCloseTheScopeOfAStoredFolder)
 {
     const QString stored = TestSupport::makeTempDir(u"stored"_s);
-    QFile inside(stored + u"/inside.txt"_s);
-    ASSERT_TRUE(inside.open(QIODevice::WriteOnly));
-    inside.close();
+    writeBytes({}, u"inside.txt"_s, stored);
     BookmarkController *security = BookmarkController::shared();
     const QUrl storedUrl = QUrl::fromLocalFile(stored);
     ASSERT_TRUE(security->addBookmark(storedUrl));
@@ -159,59 +140,45 @@ TEST_F(HostApiTest, FileMethodsOpenAndCloseTheScopeOfAStoredFolder)
 TEST_F(HostApiTest, HttpMethodsSendWhatTheirArgumentsSayAndDownloadsReplaceOnlyAfterSuccess)
 {
     TestHttpServer server([](const TestHttpServer::Request &request) {
-        TestHttpServer::Response response;
-        response.status = request.target.startsWith("/missing") || request.target == "/broken" ? 404 : 200;
-        response.headers = {{"Content-Type", "application/json"}};
-        response.body = "{\"method\":\"" + request.method + "\"}";
-        return response;
+        return TestHttpServer::Response{request.target.startsWith("/missing") || request.target == "/broken" ? 404 : 200,
+                                        {{"Content-Type", "application/json"}}, "{\"method\":\"" + request.method + "\"}"};
     });
     ASSERT_TRUE(server.isListening());
     const QString target = folder + u"/deep/er/file.txt"_s;
 
+    // Each answer as "success status body Content-Type error".
     const QJsonObject seen = observe(uR"JS(
         var base = %1, target = %2;
+        function brief(text) {
+            var r = JSON.parse(text);
+            return [r.success, r.statusCode, r.body, r.headers['Content-Type'], r.error].join(' ');
+        }
         return {
-            get: JSON.parse(Kelvara.httpGet(base + '/get?a=1', '{"q":"x y","n":2,"on":true}')),
-            bare: JSON.parse(Kelvara.httpGet(base + '/bare')).success,
-            post: JSON.parse(Kelvara.httpPost(base + '/post', '{"k":1}', '{"X-Token":"t","Content-Type":"text/plain"}')),
-            put: JSON.parse(Kelvara.httpRequest('put', base + '/put', '', '{"id":7}')).body,
-            missing: JSON.parse(Kelvara.httpGet(base + '/missing')),
-            badParams: JSON.parse(Kelvara.httpRequest('GET', base + '/never', '', '[1]')),
+            get: brief(Kelvara.httpGet(base + '/get?a=1', '{"q":"x y","n":2,"on":true}')),
+            bare: brief(Kelvara.httpGet(base + '/bare')),
+            post: brief(Kelvara.httpPost(base + '/post', '{"k":1}', '{"X-Token":"t","Content-Type":"text/plain"}')),
+            put: brief(Kelvara.httpRequest('put', base + '/put', '', '{"id":7}')),
+            missing: brief(Kelvara.httpGet(base + '/missing')),
+            badParams: brief(Kelvara.httpRequest('GET', base + '/never', '', '[1]')),
             downloaded: Kelvara.downloadFile(base + '/file', target),
             failedDownload: Kelvara.downloadFile(base + '/broken', target),
             content: Kelvara.readFile(target)
         };)JS"_s.arg(js(server.url(u""_s)), js(target)));
+    auto answered = [](const char *method, int status) {
+        return (status == 200 ? u"true 200 "_s : u"false 404 "_s) + "{\"method\":\"" + method + "\"} application/json ";
+    };
+    EXPECT_EQ(seen, (QJsonObject{{"get", answered("GET", 200)}, {"bare", answered("GET", 200)}, {"post", answered("POST", 200)},
+                                 {"put", answered("PUT", 200)}, {"missing", answered("GET", 404)},
+                                 {"badParams", "false 0   Invalid params JSON: JSON value is not an object / dictionary"},
+                                 {"downloaded", true}, {"failedDownload", false}, {"content", "{\"method\":\"GET\"}"}}));
 
-    const QJsonObject get = seen["get"].toObject();
-    EXPECT_TRUE(get["success"].toBool());
-    EXPECT_EQ(get["statusCode"].toInt(), 200);
-    EXPECT_EQ(get["body"].toString(), "{\"method\":\"GET\"}");
-    EXPECT_EQ(get["headers"].toObject()["Content-Type"].toString(), "application/json");
-    EXPECT_TRUE(seen["bare"].toBool());
-    EXPECT_EQ(seen["put"].toString(), "{\"method\":\"PUT\"}");
-    EXPECT_FALSE(seen["missing"].toObject()["success"].toBool(true));
-    EXPECT_EQ(seen["missing"].toObject()["statusCode"].toInt(), 404);
-    const QJsonObject badParams = seen["badParams"].toObject();
-    EXPECT_FALSE(badParams["success"].toBool(true));
-    EXPECT_EQ(badParams["statusCode"].toInt(), 0);
-    EXPECT_TRUE(badParams["error"].toString().startsWith(u"Invalid params JSON: "_s));
-    EXPECT_TRUE(seen["downloaded"].toBool());
-    EXPECT_FALSE(seen["failedDownload"].toBool(true));
-    EXPECT_EQ(seen["content"].toString(), "{\"method\":\"GET\"}");
-
-    const QList<TestHttpServer::Request> requests = server.requests();
-    ASSERT_EQ(requests.size(), 7);
-    EXPECT_EQ(requests[0].target, "/get?a=1&n=2&on=true&q=x%20y");
-    EXPECT_EQ(requests[1].target, "/bare");
-    EXPECT_EQ(requests[2].method, "POST");
-    EXPECT_EQ(requests[2].body, "{\"k\":1}");
-    EXPECT_EQ(requests[2].header("X-Token"), "t");
-    EXPECT_EQ(requests[2].header("Content-Type"), "text/plain");
     // httpRequest: the method upper-cased, the fourth argument as query, no body.
-    EXPECT_EQ(requests[3].method, "PUT");
-    EXPECT_EQ(requests[3].target, "/put?id=7");
-    EXPECT_TRUE(requests[3].body.isEmpty());
-    EXPECT_TRUE(requests[3].header("Content-Type").isNull());
+    QStringList sent;
+    for (const TestHttpServer::Request &request : server.requests())
+        sent << QString::fromUtf8(request.method + ' ' + request.target + ' ' + request.body + ' ' + request.header("Content-Type"));
+    EXPECT_EQ(sent, (QStringList{"GET /get?a=1&n=2&on=true&q=x%20y  ", "GET /bare  ", "POST /post {\"k\":1} text/plain", "PUT /put?id=7  ",
+                                 "GET /missing  ", "GET /file  ", "GET /broken  "}));
+    EXPECT_EQ(server.requests().at(2).header("X-Token"), "t");
 }
 
 TEST_F(HostApiTest, ResourceConfigMatchesPartOfANamePromptConfigOnlyAWholeOne)
@@ -249,12 +216,8 @@ TEST_F(HostApiTest, ResourceConfigMatchesPartOfANamePromptConfigOnlyAWholeOne)
     EXPECT_EQ(found["name"].toString(), "handbook");
     EXPECT_EQ(found["template"].toString(), "Read {topic}");
 
-    QStringList notFound;
-    for (const Line &line : linesWithCode(-40110)) {
-        EXPECT_EQ(line.level, MCPLogMessageType::Error);
-        notFound.append(line.message);
-    }
-    EXPECT_EQ(notFound, (QStringList{"[Script] Resource Handbook not found", "[Script] Prompt hand not found"}));
+    EXPECT_EQ(described(linesWithCode(-40110)),
+              (QStringList{"E -40110 [Script] Resource Handbook not found", "E -40110 [Script] Prompt hand not found"}));
 }
 
 TEST_F(HostApiTest, ProcessKeepsStringArgumentsAndFillsTheNamedArrays)
@@ -269,17 +232,10 @@ TEST_F(HostApiTest, ProcessKeepsStringArgumentsAndFillsTheNamedArrays)
                                  {"failed", false}, {"out", QJsonArray{"padded", "last"}}, {"err", QJsonArray{"problem"}},
                                  {"stdOutUntouched", 0}}));
 
-    QList<Line> exits = linesStartingWith(u"[Script] process() "_s);
-    ASSERT_EQ(exits.size(), 2);
-    EXPECT_EQ(exits[0].message, "[Script] process() /bin/echo exited 0, stdout=1 lines, stderr=0 lines");
-    EXPECT_EQ(exits[0].level, MCPLogMessageType::Debug);
-    EXPECT_EQ(exits[1].message, "[Script] process() /bin/sh exited 3, stdout=2 lines, stderr=1 lines");
-    EXPECT_EQ(exits[1].level, MCPLogMessageType::Warning);
-    EXPECT_EQ(exits[1].code, -1);
-    const QList<Line> injected = linesStartingWith(u"[Script] Injected "_s);
-    ASSERT_EQ(injected.size(), 2);
-    EXPECT_EQ(injected[1].message, "[Script] Injected out[2] and err[1] into JS context");
-    EXPECT_EQ(injected[1].level, MCPLogMessageType::Debug);
+    EXPECT_EQ(described(linesStartingWith(u"[Script] process() "_s)),
+              (QStringList{"D -1 [Script] process() /bin/echo exited 0, stdout=1 lines, stderr=0 lines",
+                           "W -1 [Script] process() /bin/sh exited 3, stdout=2 lines, stderr=1 lines"}));
+    EXPECT_EQ(described(linesStartingWith(u"[Script] Injected "_s)).value(1), "D -1 [Script] Injected out[2] and err[1] into JS context");
 }
 
 TEST_F(HostApiTest, AProgramThatCannotStartGivesFalseAndOneErrorLine)
@@ -295,10 +251,9 @@ TEST_F(HostApiTest, AProgramThatCannotStartGivesFalseAndOneErrorLine)
     EXPECT_EQ(seen, (QJsonObject{{"missing", false}, {"o", QJsonArray()}, {"e", QJsonArray{noEntry}}, {"relative", false},
                                  {"e2", 1}}));
 
-    const QList<Line> launches = linesWithCode(500);
+    const QStringList launches = described(linesWithCode(500));
     ASSERT_EQ(launches.size(), 2);
-    EXPECT_EQ(launches[0].message, "[Script] process() failed to launch /nonexistent/tool: " + noEntry);
-    EXPECT_EQ(launches[0].level, MCPLogMessageType::Error);
+    EXPECT_EQ(launches[0], "E 500 [Script] process() failed to launch /nonexistent/tool: " + noEntry);
     EXPECT_TRUE(linesStartingWith(u"[Script] process() /"_s).isEmpty());
 }
 
@@ -306,22 +261,16 @@ TEST_F(HostApiTest, ShellReplacesStdOutAndStdErrAndSeesTheDeveloperEnvironment)
 {
     const QJsonObject seen = observe(uR"JS(
         stdOut = ['earlier']; stdErr = ['earlier'];
-        var ok = Kelvara.shell('echo "$PATH"; echo "$CC|$CXX|$CFLAGS|$LDFLAGS"; cat; pwd');
+        var ok = Kelvara.shell('echo "$PATH"; echo "$CC|$CXX|$CFLAGS|$LDFLAGS"; cat; pwd -P');
         var r = {ok: ok, out: stdOut, err: stdErr};
         Kelvara.shell("printf '\\377\\376\\n' ; printf 'x\\n' >&2");
         r.binaryOut = stdOut; r.textErr = stdErr;
         return r;)JS"_s);
-    EXPECT_TRUE(seen["ok"].toBool());
-    const QStringList out = strings(seen["out"]);
-    ASSERT_EQ(out.size(), 3);
-    EXPECT_EQ(out[0], "/usr/local/bin:/usr/bin:/bin:" + qEnvironmentVariable("PATH", u"."_s));
-    EXPECT_EQ(out[1], "/usr/bin/cc|/usr/bin/c++|--sysroot=/|-L/usr/lib");
-    // Standard input is empty ("cat" ends at once); the current folder is the script's.
-    EXPECT_EQ(QFileInfo(out[2]).canonicalFilePath(), QFileInfo(folder).canonicalFilePath());
-    EXPECT_EQ(seen["err"].toArray(), QJsonArray());
-    // Output that is no UTF-8 gives no lines; the other stream is unaffected.
-    EXPECT_EQ(seen["binaryOut"].toArray(), QJsonArray());
-    EXPECT_EQ(seen["textErr"].toArray(), QJsonArray{"x"});
+    // Standard input is empty ("cat" ends at once); the current folder is the script's. Output
+    // that is no UTF-8 gives no lines; the other stream is unaffected.
+    const QJsonArray out{"/usr/local/bin:/usr/bin:/bin:" + qEnvironmentVariable("PATH", u"."_s),
+                         "/usr/bin/cc|/usr/bin/c++|--sysroot=/|-L/usr/lib", QFileInfo(folder).canonicalFilePath()};
+    EXPECT_EQ(seen, (QJsonObject{{"ok", true}, {"out", out}, {"err", QJsonArray()}, {"binaryOut", QJsonArray()}, {"textErr", QJsonArray{"x"}}}));
 }
 
 TEST_F(HostApiTest, PlentyOfOutputOnBothStreamsArrivesWhole)

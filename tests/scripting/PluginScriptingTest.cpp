@@ -4,6 +4,8 @@
 #include "tools/scripting/ScriptContextManager.h"
 
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonObject>
 
 #include <atomic>
 #include <thread>
@@ -21,11 +23,8 @@ TEST_F(PluginScriptingTest, ResultObjectBecomesTextAndStructuredContent)
             return JSON.stringify({ text: handlerName + ':' + p.name + ':' + (sid.length > 0), extra: 'ignored' });
         })JS",
                                       QStringLiteral("{\n    \"name\": \"Ada\"\n}"));
-    EXPECT_EQ(text(result), QStringLiteral("handler:Ada:true"));
-    ASSERT_EQ(result.content.first().type, QStringLiteral("text"));
-    EXPECT_EQ(result.structuredContent.keys(), (QStringList{"error", "success"}));
-    EXPECT_EQ(field(result, "error").toString("x"), QString());
-    EXPECT_TRUE(field(result, "success").toBool());
+    EXPECT_EQ(result.toJsonObject(), (QJsonObject{{"content", QJsonArray{QJsonObject{{"type", "text"}, {"text", "handler:Ada:true"}}}},
+                                                  {"structuredContent", QJsonObject{{"error", ""}, {"success", true}}}}));
 }
 
 TEST_F(PluginScriptingTest, ErrorSuccessAndMetadataFollowTheirPrecedence)
@@ -94,11 +93,8 @@ TEST_F(PluginScriptingTest, ExceptionsAreLoggedWithMessageAndStack)
         function inner() { throw new Error('boom'); }
         function toolEntry() { inner(); })JS");
     EXPECT_EQ(field(thrown, "error_code").toInt(), 1400);
-    const auto errors = linesWithCode(500);
-    ASSERT_EQ(errors.size(), 1);
-    EXPECT_EQ(errors.first().level, MCPLogMessageType::Error);
-    EXPECT_TRUE(errors.first().message.startsWith("[Script] Error: boom\n"));
-    EXPECT_TRUE(errors.first().message.contains("inner@"));
+    const QString error = described({onlyLine(500)}).first();
+    EXPECT_TRUE(error.startsWith("E 500 [Script] Error: boom\n") && error.contains("inner@")) << error;
 }
 
 TEST_F(PluginScriptingTest, SyntaxErrorIsLoggedAndLeavesTheSessionsContextForItsNextCall)
@@ -106,10 +102,8 @@ TEST_F(PluginScriptingTest, SyntaxErrorIsLoggedAndLeavesTheSessionsContextForIts
     const QString sid = QStringLiteral("syntax-error");
     const JSONToolResult broken = call(writeScript("function toolEntry( {", "broken.js"), "{}", sid);
     EXPECT_EQ(text(broken), "Error -1 [Script] Script must define 'toolEntry' function");
-    const auto errors = linesWithCode(500);
-    ASSERT_EQ(errors.size(), 1);
-    EXPECT_TRUE(errors.first().message.startsWith("[Script] SyntaxError"));
-    EXPECT_TRUE(errors.first().message.endsWith("\n"));  // no stack for a syntax error
+    const QString error = onlyLine(500).message;
+    EXPECT_TRUE(error.startsWith("[Script] SyntaxError") && error.endsWith("\n")) << error;  // no stack for a syntax error
     EXPECT_TRUE(ScriptContextManager::shared()->hasContext(sid));
 
     // The next call of the session finds the old globals, then clears the context.
@@ -124,15 +118,10 @@ TEST_F(PluginScriptingTest, MissingFileAndMissingEntryPointSayWhatIsWrong)
 {
     const QString missing = folder + "/absent.js";
     EXPECT_EQ(text(call(missing)), "Error -1 [Script] Failed to load script file: " + missing);
-    const auto notFound = linesWithCode(404);
-    ASSERT_EQ(notFound.size(), 1);
-    EXPECT_EQ(notFound.first().message, "[Script] Script file not found: " + missing);
+    EXPECT_EQ(onlyLine(404).message, "[Script] Script file not found: " + missing);
 
-    QFile latin1(folder + "/latin1.js");
-    ASSERT_TRUE(latin1.open(QIODevice::WriteOnly));
-    latin1.write("// caf\xe9\n");
-    latin1.close();
-    EXPECT_EQ(text(call(folder + "/latin1.js")), "Error -1 [Script] Failed to load script file: " + folder + "/latin1.js");
+    const QString latin1 = writeBytes("// caf\xe9\n", "latin1.js");
+    EXPECT_EQ(text(call(latin1)), "Error -1 [Script] Failed to load script file: " + latin1);
     EXPECT_EQ(linesWithCode(500).size(), 1);  // "Error reading file at", then "not found" too
     EXPECT_EQ(linesWithCode(404).size(), 2);
 
@@ -190,14 +179,10 @@ TEST_F(PluginScriptingTest, ConsoleAndLogReachTheLogWithTheirLevelsAndCodes)
             return JSON.stringify({text: typeof stdOut + typeof stdErr + stdOut.length});
         })JS");
     EXPECT_TRUE(log.contains(MCPLogMessageType::Info, -1, "top level"));
-    EXPECT_EQ(onlyLine(-2).message, "obj");
-    EXPECT_EQ(onlyLine(-2).level, MCPLogMessageType::Error);
-    EXPECT_EQ(onlyLine(-3).level, MCPLogMessageType::Warning);
-    EXPECT_EQ(onlyLine(-4).message, "5");
-    EXPECT_EQ(onlyLine(-4).level, MCPLogMessageType::Debug);
-    EXPECT_EQ(onlyLine(77).level, MCPLogMessageType::Warning);
-    EXPECT_EQ(onlyLine(78).level, MCPLogMessageType::Info);
-    EXPECT_TRUE(linesWithCode(79).isEmpty());
+    QStringList seen;
+    for (int code : {-2, -3, -4, 77, 78, 79})
+        seen << described(linesWithCode(code));
+    EXPECT_EQ(seen, (QStringList{"E -2 obj", "W -3 w", "D -4 5", "W 77 loud", "I 78 plain"}));
 }
 
 TEST_F(PluginScriptingTest, MissingPreprocessorFailsAndLeavesTheContext)
@@ -210,8 +195,7 @@ TEST_F(PluginScriptingTest, MissingPreprocessorFailsAndLeavesTheContext)
     EXPECT_EQ(text(result), "Error -1 [Script] Failed to load pre-processor from bundle");
     EXPECT_TRUE(ScriptContextManager::shared()->hasContext("no-bootstrap"));
     ScriptContextManager::shared()->clearContext("no-bootstrap");
-    ASSERT_EQ(linesWithCode(500).size(), 1);
-    EXPECT_TRUE(linesWithCode(500).first().message.startsWith("[Script] Error reading bundle script " + emptyResources + ": "));
+    EXPECT_TRUE(onlyLine(500).message.startsWith("[Script] Error reading bundle script " + emptyResources + ": "));
 }
 
 TEST_F(PluginScriptingTest, CallsOnManyThreadsRunSideBySideAndKeepTheirOwnResults)

@@ -21,12 +21,18 @@ protected:
 
     QString writeScript(const QString &source, const QString &name = QStringLiteral("tool.js"), const QString &dir = QString())
     {
+        return writeBytes(source.toUtf8(), name, dir);
+    }
+
+    // Any bytes, in the scripts' folder unless another is named.
+    QString writeBytes(const QByteArray &bytes, const QString &name, const QString &dir = QString())
+    {
         const QString target = dir.isEmpty() ? folder : dir;
         QDir().mkpath(target);
         const QString path = target + QLatin1Char('/') + name;
         QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(source.toUtf8());
+        file.write(bytes);
         return path;
     }
 
@@ -52,6 +58,14 @@ protected:
     }
 
     QList<Line> linesWithCode(int code) { return log.withCode(code); }
+    // Each line as "<level> <code> <message>", the level by its initial.
+    static QStringList described(const QList<Line> &lines)
+    {
+        QStringList out;
+        for (const Line &line : lines)
+            out << QStringLiteral("CEWID").at(int(line.level)) + u' ' + QString::number(line.code) + u' ' + line.message;
+        return out;
+    }
     // The one line logged with that code, or a line with an empty message.
     Line onlyLine(int code)
     {

@@ -1,5 +1,4 @@
 #include "store/ConfigClipboard.h"
-#include "store/PromptArgumentSnapshot.h"
 #include "store/ResourceConfigSnapshot.h"
 #include "store/ToolInputSchemaSnapshot.h"
 #include "store/ToolsConfigSnapshot.h"
@@ -13,24 +12,28 @@ using TestSupport::waitUntil;
 
 namespace {
 
-template <class S>
-std::optional<S> loadNow(ConfigClipboard &clipboard, const QString &identifier, bool *answeredLater = nullptr)
-{
-    bool done = false;
-    std::optional<S> result;
-    clipboard.load<S>(identifier, [&](std::optional<S> snapshot) {
-        result = std::move(snapshot);
-        done = true;
-    });
-    if (answeredLater)
-        *answeredLater = !done;
-    EXPECT_TRUE(waitUntil([&] { return done; }));
-    return result;
-}
+class ConfigClipboardTest : public ::testing::Test {
+protected:
+    // Loads and waits for the answer; every answer, even "nothing", comes as a later step.
+    template <class S>
+    std::optional<S> load(const QString &identifier)
+    {
+        bool done = false;
+        std::optional<S> result;
+        clipboard.load<S>(identifier, [&](std::optional<S> snapshot) {
+            result = std::move(snapshot);
+            done = true;
+        });
+        EXPECT_FALSE(done) << "answered at once";
+        EXPECT_TRUE(waitUntil([&] { return done; }));
+        return result;
+    }
 
-TEST(ConfigClipboard, HoldsOneSnapshotPerIdentifier)
-{
     ConfigClipboard clipboard;
+};
+
+TEST_F(ConfigClipboardTest, HoldsOneSnapshotPerIdentifier)
+{
     ToolsConfigSnapshot tool;
     tool.id = QUuid::createUuid();
     tool.name = QStringLiteral("reader");
@@ -39,37 +42,25 @@ TEST(ConfigClipboard, HoldsOneSnapshotPerIdentifier)
     schema.type = QStringLiteral("object");
 
     EXPECT_FALSE(clipboard.has(ConfigClipboard::toolsConfigType));
+    EXPECT_FALSE(load<ToolsConfigSnapshot>(ConfigClipboard::toolsConfigType).has_value());
     ASSERT_TRUE(clipboard.store(tool, ConfigClipboard::toolsConfigType));
     ASSERT_TRUE(clipboard.store(schema, ConfigClipboard::toolInputSchemaType));
     EXPECT_TRUE(clipboard.has(ConfigClipboard::toolsConfigType));
     EXPECT_TRUE(clipboard.has(ConfigClipboard::toolInputSchemaType));
-
-    bool later = false;
-    EXPECT_EQ(loadNow<ToolsConfigSnapshot>(clipboard, ConfigClipboard::toolsConfigType, &later), tool);
-    EXPECT_TRUE(later);
-    EXPECT_EQ(loadNow<ToolInputSchemaSnapshot>(clipboard, ConfigClipboard::toolInputSchemaType), schema);
+    EXPECT_EQ(load<ToolsConfigSnapshot>(ConfigClipboard::toolsConfigType), tool);
+    EXPECT_EQ(load<ToolInputSchemaSnapshot>(ConfigClipboard::toolInputSchemaType), schema);
 
     ToolsConfigSnapshot newer = tool;
     newer.name = QStringLiteral("writer");
     ASSERT_TRUE(clipboard.store(newer, ConfigClipboard::toolsConfigType));
-    EXPECT_EQ(loadNow<ToolsConfigSnapshot>(clipboard, ConfigClipboard::toolsConfigType)->name,
-              QStringLiteral("writer"));
-    EXPECT_EQ(loadNow<ToolInputSchemaSnapshot>(clipboard, ConfigClipboard::toolInputSchemaType), schema);
+    EXPECT_EQ(load<ToolsConfigSnapshot>(ConfigClipboard::toolsConfigType), newer);
+    EXPECT_EQ(load<ToolInputSchemaSnapshot>(ConfigClipboard::toolInputSchemaType), schema);
+    // Data that do not decode as the asked type count as nothing.
+    EXPECT_FALSE(load<ResourceConfigSnapshot>(ConfigClipboard::toolInputSchemaType).has_value());
 }
 
-TEST(ConfigClipboard, NothingWhenEmptyOrUndecodableAndRefusesWhatCannotBeEncoded)
+TEST_F(ConfigClipboardTest, RefusesWhatCannotBeEncoded)
 {
-    ConfigClipboard clipboard;
-    bool later = false;
-    EXPECT_FALSE(loadNow<PromptArgumentSnapshot>(clipboard, ConfigClipboard::promptArgumentType, &later).has_value());
-    EXPECT_TRUE(later);  // even "nothing" comes later
-
-    PromptArgumentSnapshot argument{QUuid::createUuid(), QStringLiteral("topic"), QStringLiteral("info"), true};
-    ASSERT_TRUE(clipboard.store(argument, ConfigClipboard::promptArgumentType));
-    // Data that do not decode as the asked type count as nothing.
-    EXPECT_FALSE(loadNow<ResourceConfigSnapshot>(clipboard, ConfigClipboard::promptArgumentType).has_value());
-    EXPECT_EQ(loadNow<PromptArgumentSnapshot>(clipboard, ConfigClipboard::promptArgumentType), argument);
-
     ResourceConfigSnapshot resource;
     resource.id = QUuid::createUuid();
     resource.annPriority = std::numeric_limits<double>::quiet_NaN();

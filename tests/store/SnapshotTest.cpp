@@ -6,12 +6,8 @@
 #include "store/ResourceConfig.h"
 #include "store/ResourceConfigSnapshot.h"
 #include "store/ResourceQueryService.h"
-#include "store/ToolInSchemaParams.h"
-#include "store/ToolInputSchema.h"
 #include "store/ToolOutputSchema.h"
-#include "store/ToolsConfig.h"
 #include "store/ToolsConfigSnapshot.h"
-#include "store/ToolsQueryService.h"
 #include "tests/store/StoreTestUtil.h"
 
 #include <gtest/gtest.h>
@@ -60,21 +56,10 @@ qsizetype expectEveryKeyRequired(const QJsonObject &json)
 
 TEST_F(SnapshotTest, ToolSnapshotFollowsSortedViewsAndRoundTrips)
 {
-    ToolsConfig *tool = ToolsQueryService::createTool(context, 0);
-    tool->setName(QStringLiteral("reader"));
+    ToolsConfig *tool = makeTool(QStringLiteral("reader"));
     tool->setTitle(QStringLiteral("not carried"));
     tool->setScriptFileName(QStringLiteral("/tmp/reader.js"));
-    ToolInputSchema *object = ToolsQueryService::createInputSchema(context);
-    object->properties().first()->setParameterName(QStringLiteral("z"));
-    ToolInSchemaParams *a = ToolsQueryService::createInSchemaParams(context);
-    a->setParameterName(QStringLiteral("a"));
-    a->setParameterType(std::nullopt);
-    object->addPropertiesObject(a);
-    ToolInputSchema *array = ToolsQueryService::createInputSchema(context);
-    array->setType(QStringLiteral("array"));
-    tool->addInputSchemasObject(object);
-    tool->addInputSchemasObject(array);
-    tool->addOutputSchmasObject(ToolsQueryService::createOutputSchema(context));
+    tool->inputSchemas().first()->properties().last()->setParameterType(std::nullopt);  // "depth"
 
     const ToolsConfigSnapshot snapshot = ToolsConfigSnapshot::fromRecord(*tool);
     EXPECT_EQ(snapshot.id, *tool->id());
@@ -83,7 +68,7 @@ TEST_F(SnapshotTest, ToolSnapshotFollowsSortedViewsAndRoundTrips)
     ASSERT_EQ(snapshot.inputSchemas.size(), 2);
     EXPECT_EQ(snapshot.inputSchemas[0].type, QStringLiteral("array"));
     ASSERT_EQ(snapshot.inputSchemas[1].properties.size(), 2);
-    EXPECT_EQ(snapshot.inputSchemas[1].properties[0].parameterName, QStringLiteral("a"));
+    EXPECT_EQ(snapshot.inputSchemas[1].properties[0].parameterName, QStringLiteral("depth"));
     EXPECT_EQ(snapshot.inputSchemas[1].properties[0].parameterType, QString());
     EXPECT_EQ(snapshot.outputSchemas.size(), 1);
 

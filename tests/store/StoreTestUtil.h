@@ -1,6 +1,10 @@
 #pragma once
 
 #include "store/PersistenceController.h"
+#include "store/ToolInSchemaParams.h"
+#include "store/ToolInputSchema.h"
+#include "store/ToolsConfig.h"
+#include "store/ToolsQueryService.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -65,6 +69,25 @@ protected:
         store.reset();
         store = std::make_unique<PersistenceController>(path);
         context = store->viewContext();
+    }
+
+    // A tool with two input schemas (types "object" with parameters "path" and "depth", and
+    // "array" with one unnamed parameter) and one output schema, as a user would build it.
+    ToolsConfig *makeTool(const QString &name)
+    {
+        ToolsConfig *tool = ToolsQueryService::createTool(context, 0);
+        tool->setName(name);
+        ToolInputSchema *first = ToolsQueryService::createInputSchema(context);
+        first->properties().first()->setParameterName(QStringLiteral("path"));
+        ToolInSchemaParams *extra = ToolsQueryService::createInSchemaParams(context);
+        extra->setParameterName(QStringLiteral("depth"));
+        first->addPropertiesObject(extra);
+        ToolInputSchema *second = ToolsQueryService::createInputSchema(context);
+        second->setType(QStringLiteral("array"));
+        tool->addInputSchemasObject(first);
+        tool->addInputSchemasObject(second);
+        tool->addOutputSchmasObject(ToolsQueryService::createOutputSchema(context));
+        return tool;
     }
 
     QString path = StoreTestUtil::freshStorePath();

@@ -69,14 +69,8 @@ TEST_F(ServerScreenTest, StartsAndStopsFromTheScreenWithItsStatusWords)
     EXPECT_EQ(view->startButton()->text(), QStringLiteral("Start server ") + QKeySequence(Qt::CTRL | Qt::Key_R).toString(QKeySequence::NativeText));
     EXPECT_EQ(view->portField()->text(), "8888");
     EXPECT_EQ(view->addressLabel()->text(), "http://127.0.0.1:8888");
-    // A fresh store's row is made on the screen's first look and waits for a save.
-    TestSupport::spin(50);
+    // The buttons while edits are pending are checked with the bind toggle below.
     EXPECT_FALSE(view->stopButton()->isEnabled());
-    if (controller->hasUnsavedChanges()) {
-        EXPECT_TRUE(view->saveButton()->isEnabled());
-        EXPECT_FALSE(view->startButton()->isEnabled());
-        EXPECT_TRUE(view->revertButton()->isEnabled());
-    }
 
     const int port = TestSupport::freeLowPort();
     ASSERT_GT(port, 0);

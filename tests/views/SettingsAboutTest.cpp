@@ -2,7 +2,6 @@
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "tools/security/BookmarkController.h"
-#include "tools/security/OpenPanelPresenter.h"
 #include "views/about/AboutView.h"
 #include "views/app/BuiltinFeatures.h"
 #include "views/app/StartupQuestions.h"
@@ -13,7 +12,6 @@
 
 #include <QApplication>
 #include <QClipboard>
-#include <QFileInfo>
 #include <QLabel>
 #include <QPushButton>
 #include <QTabWidget>
@@ -22,17 +20,6 @@
 using namespace ViewsTestSupport;
 
 namespace {
-
-class AnsweringPanel : public OpenPanelPresenter {
-public:
-    QUrl answer;
-    QList<OpenPanelRequest> requests;
-    void present(const OpenPanelRequest &request, std::function<void(const QUrl &)> completion) override
-    {
-        requests.append(request);
-        completion(answer);
-    }
-};
 
 class SettingsAboutTest : public ::testing::Test {
 protected:
@@ -54,7 +41,7 @@ protected:
         return root->findChild<T *>(QString::fromLatin1(name));
     }
 
-    AnsweringPanel panel;
+    FakeOpenPanel panel;
 };
 
 TEST_F(SettingsAboutTest, SettingsWindowIsOneWindowWithTheSectionsOfTheBuild)
@@ -64,9 +51,21 @@ TEST_F(SettingsAboutTest, SettingsWindowIsOneWindowWithTheSectionsOfTheBuild)
     EXPECT_EQ(settings->windowTitle(), "Kelvara - Settings");
     ASSERT_EQ(settings->tabs()->count(), 1);  // the script editor's section is not built yet
     EXPECT_EQ(settings->tabs()->tabText(0), "Security Scopes");
-    EXPECT_NE(settings->findChild<BookmarkSetupView *>(), nullptr);
     EXPECT_EQ(AppSettingsWindow::showSettings(), settings);
     EXPECT_EQ(AppSettingsWindow::current(), settings);
+
+    // An empty list says so; removing the only row comes back to that.
+    auto *view = settings->findChild<BookmarkSetupView *>();
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(view->statusLabel()->text(), "No files selected");
+    panel.answer = QUrl::fromLocalFile(TestSupport::makeTempDir());
+    button<QPushButton>(view, "bookmarkAddButton")->click();
+    ASSERT_EQ(view->table()->rowCount(), 1);
+    view->table()->selectRow(0);
+    button<QPushButton>(view, "bookmarkRemoveButton")->click();
+    EXPECT_EQ(view->table()->rowCount(), 0);
+    EXPECT_EQ(view->statusLabel()->text(), "No files selected");
+
     settings->close();
     EXPECT_TRUE(TestSupport::waitUntil([] { return AppSettingsWindow::current() == nullptr; }));
 }
@@ -84,8 +83,8 @@ TEST_F(SettingsAboutTest, SecurityScopesSheetReviewsAddsAndDropsLocations)
     QDialog *sheet = about.openSecurityScopesSheet();
     auto *view = sheet->findChild<BookmarkSetupView *>();
     ASSERT_NE(view, nullptr);
+    // The texts, the drafts and what Finish applies are the view model's, tested with it.
     EXPECT_EQ(button<QLabel>(view, "bookmarkHeading")->text(), "Kelvara - Security Bookmark Setup");
-    EXPECT_TRUE(button<QLabel>(view, "bookmarkIntroduction")->text().endsWith("from main menu 'Settings'."));
     EXPECT_FALSE(button<QPushButton>(view, "bookmarkFinishButton")->isVisible());
     button<QPushButton>(view, "bookmarkNextButton")->click();
     QTableWidget *table = view->table();
@@ -100,33 +99,13 @@ TEST_F(SettingsAboutTest, SecurityScopesSheetReviewsAddsAndDropsLocations)
     panel.answer = QUrl::fromLocalFile(added);
     button<QPushButton>(view, "bookmarkAddButton")->click();
     ASSERT_EQ(panel.requests.size(), 1);
-    EXPECT_EQ(panel.requests.first().message, "Add file or directory resource");
     ASSERT_EQ(table->rowCount(), 3);
-    button<QPushButton>(view, "bookmarkAddButton")->click();  // the same place is not listed twice
-    EXPECT_EQ(table->rowCount(), 3);
 
     button<QPushButton>(view, "bookmarkFinishButton")->click();
     EXPECT_TRUE(bookmarks->findBookmark(QUrl::fromLocalFile(kept)).has_value());
     EXPECT_TRUE(bookmarks->findBookmark(QUrl::fromLocalFile(added)).has_value());
     EXPECT_FALSE(bookmarks->findBookmark(QUrl::fromLocalFile(dropped)).has_value());
-    EXPECT_TRUE(QFileInfo::exists(dropped));  // the folder itself is not touched
     EXPECT_TRUE(TestSupport::waitUntil([&] { return about.sheet() == nullptr; }));
-}
-
-TEST_F(SettingsAboutTest, EmptyListSaysSoAndRemovingRowsMarksChanges)
-{
-    BuiltinFeatures::registerAll();
-    AppSettingsWindow *settings = AppSettingsWindow::showSettings();
-    auto *view = settings->findChild<BookmarkSetupView *>();
-    ASSERT_NE(view, nullptr);
-    EXPECT_EQ(view->statusLabel()->text(), "No files selected");
-    panel.answer = QUrl::fromLocalFile(TestSupport::makeTempDir());
-    button<QPushButton>(view, "bookmarkAddButton")->click();
-    ASSERT_EQ(view->table()->rowCount(), 1);
-    view->table()->selectRow(0);
-    button<QPushButton>(view, "bookmarkRemoveButton")->click();
-    EXPECT_EQ(view->table()->rowCount(), 0);
-    EXPECT_EQ(view->statusLabel()->text(), "No files selected");
 }
 
 TEST_F(SettingsAboutTest, AboutShowsItselfAndOffersImportOnceTheFeatureIsThere)
@@ -148,6 +127,7 @@ TEST_F(SettingsAboutTest, AboutShowsItselfAndOffersImportOnceTheFeatureIsThere)
     ASSERT_TRUE(asked.has_value());
     EXPECT_EQ(asked->controller, nullptr);  // no list to reload from here
     menus->unregisterHandler(MenuCommand::ImportConfiguration);
+    EXPECT_FALSE(about.importButton()->isVisible());
     if (hadImport)
         BuiltinFeatures::registerAll();
 
@@ -157,12 +137,8 @@ TEST_F(SettingsAboutTest, AboutShowsItselfAndOffersImportOnceTheFeatureIsThere)
 
 TEST_F(SettingsAboutTest, HomeFolderNoticeCopiesItsCommand)
 {
-    HomeFolderAccessNotice notice;
-    notice.title = QStringLiteral("Home Folder Access Required");
-    notice.text = QStringLiteral("text");
-    notice.confirmButton = QStringLiteral("Copy Command");
-    notice.cancelButton = QStringLiteral("Cancel");
-    notice.command = QStringLiteral("chmod u+rwx '/home/someone'");
+    const HomeFolderAccessNotice notice{"Home Folder Access Required", "text", "Copy Command", "Cancel",
+                                        "chmod u+rwx '/home/someone'"};
     QWidget parent;
     parent.show();
     QMessageBox *box = StartupQuestions::showHomeFolderNotice(&parent, notice);

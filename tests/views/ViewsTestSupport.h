@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/MenuDestination.h"
+#include "tools/security/OpenPanelPresenter.h"
 #include "views/app/FileDialogs.h"
 
 #include <QMessageBox>
@@ -27,6 +28,18 @@ public:
     QList<QUrl> urls;
 public slots:
     void open(const QUrl &url) { urls.append(url); }
+};
+
+// Answers the open panel at once with a chosen location (empty cancels) and keeps the requests.
+class FakeOpenPanel : public OpenPanelPresenter {
+public:
+    QUrl answer;
+    QList<OpenPanelRequest> requests;
+    void present(const OpenPanelRequest &request, std::function<void(const QUrl &)> completion) override
+    {
+        requests.append(request);
+        completion(answer);
+    }
 };
 
 // Answers the save and folder panels without showing them and records what was asked.

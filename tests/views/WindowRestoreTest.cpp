@@ -21,11 +21,7 @@ protected:
 
     static void store(const QRect &frame, bool zoomed = false)
     {
-        WindowState state;
-        state.windowOriginX = frame.x();
-        state.windowOriginY = frame.y();
-        state.windowWidth = frame.width();
-        state.windowHeight = frame.height();
+        WindowState state{double(frame.x()), double(frame.y()), double(frame.width()), double(frame.height())};
         state.isZoomed = zoomed;
         SettingsManager(UserDefaultsKeys::windowState).saveWindowState(state);
     }
