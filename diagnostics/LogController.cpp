@@ -1,8 +1,8 @@
 #include "diagnostics/LogController.h"
 
 #include "app/MainThread.h"
-#include "engine/bridge/MainThreadQueue.h"
 #include "app/UserDefaults.h"
+#include "engine/bridge/MainThreadQueue.h"
 
 #include <QCoreApplication>
 #include <QLocale>

@@ -91,7 +91,6 @@ QList<ToolOutSchemeParams *> ToolsQueryService::sortedProperties(const ToolOutpu
     return schema ? sortedByParameterName(schema->properties()) : QList<ToolOutSchemeParams *>();
 }
 
-
 bool ToolsQueryService::hasItems(const std::optional<QString> &itemType)
 {
     return itemType && !itemType->isEmpty() && !itemType->contains(QLatin1String("null"));

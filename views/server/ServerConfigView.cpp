@@ -105,13 +105,13 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     addressRow->addStretch();
 
     m_start = new CommandButton(QStringLiteral("startServerButton"), QStringLiteral("Start server"),
-                            QKeySequence(Qt::CTRL | Qt::Key_R), this);
+                                QKeySequence(Qt::CTRL | Qt::Key_R), this);
     m_stop = new CommandButton(QStringLiteral("stopServerButton"), QStringLiteral("Stop server"),
-                           QKeySequence(Qt::CTRL | Qt::Key_X), this);
+                               QKeySequence(Qt::CTRL | Qt::Key_X), this);
     m_save = new CommandButton(QStringLiteral("saveChangesButton"), QStringLiteral("Save changes"),
-                           QKeySequence(Qt::CTRL | Qt::Key_S), this);
+                               QKeySequence(Qt::CTRL | Qt::Key_S), this);
     m_revert = new CommandButton(QStringLiteral("revertChangesButton"), QStringLiteral("Revert changes"),
-                             QKeySequence(Qt::CTRL | Qt::Key_U), this);
+                                 QKeySequence(Qt::CTRL | Qt::Key_U), this);
     auto *buttons = new QHBoxLayout;
     buttons->setSpacing(8);
     buttons->addWidget(m_start);
