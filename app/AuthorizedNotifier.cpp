@@ -1,7 +1,7 @@
 #include "app/AuthorizedNotifier.h"
 
 #include "app/AppLaunchState.h"
-#include "app/SystemLog.h"
+#include "base/SystemLog.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>

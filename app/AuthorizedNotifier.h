@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/DesktopNotifier.h"
+#include "base/DesktopNotifier.h"
 
 #include <functional>
 #include <optional>

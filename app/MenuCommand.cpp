@@ -1,6 +1,6 @@
 #include "app/MenuCommand.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 
 namespace MenuCommands {
 

@@ -2,7 +2,7 @@
 
 #include "app/MenuCommandTarget.h"
 #include "app/MenuVisibility.h"
-#include "store/AbstractController.h"
+#include "base/AbstractController.h"
 
 #include <QCoreApplication>
 #include <QPointer>

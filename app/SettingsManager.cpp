@@ -1,7 +1,7 @@
 #include "app/SettingsManager.h"
 
-#include "app/MainThread.h"
-#include "app/UserDefaults.h"
+#include "base/MainThread.h"
+#include "base/UserDefaults.h"
 
 #include <QPointer>
 

@@ -1,7 +1,7 @@
 #include "diagnostics/LogController.h"
 
-#include "app/MainThread.h"
-#include "app/UserDefaults.h"
+#include "base/MainThread.h"
+#include "base/UserDefaults.h"
 #include "engine/bridge/MainThreadQueue.h"
 
 #include <QCoreApplication>

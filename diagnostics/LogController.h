@@ -2,8 +2,8 @@
 
 #include "diagnostics/LogEntry.h"
 #include "diagnostics/MCPLogMessageType.h"
-#include "store/AbstractController.h"
-#include "tools/router/JSONToolResult.h"
+#include "base/AbstractController.h"
+#include "base/JSONToolResult.h"
 
 #include <QDateTime>
 #include <QList>

@@ -1,9 +1,9 @@
 #include "store/ConfigurationController.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "diagnostics/LogController.h"
 #include "engine/bridge/MCPServerBridge.h"
-#include "store/AbstractController.h"
+#include "base/AbstractController.h"
 #include "store/PersistenceController.h"
 #include "store/PromptArguments.h"
 #include "store/PromptConfig.h"

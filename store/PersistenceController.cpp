@@ -1,7 +1,8 @@
 #include "store/PersistenceController.h"
 
-#include "app/AppPaths.h"
-#include "app/SystemLog.h"
+#include "base/AppPaths.h"
+#include "base/SystemLog.h"
+#include "store/StoredConfigurationLookup.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -57,8 +58,12 @@ QString failureText(const QSqlError &error)
 PersistenceController *PersistenceController::shared()
 {
     static PersistenceController *instance = nullptr;
-    if (!instance)
+    if (!instance) {
         instance = new PersistenceController(AppPaths::storePath(), QCoreApplication::instance());
+        // From now on scripts can read the stored resources and prompts.
+        static StoredConfigurationLookup lookup;
+        ConfigurationLookup::setShared(&lookup);
+    }
     return instance;
 }
 

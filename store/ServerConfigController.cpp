@@ -1,8 +1,8 @@
 #include "store/ServerConfigController.h"
 
-#include "app/DesktopNotifier.h"
-#include "app/AppPaths.h"
-#include "app/UserDefaults.h"
+#include "base/DesktopNotifier.h"
+#include "base/AppPaths.h"
+#include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "engine/bridge/MCPServerBridge.h"
 #include "store/ConfigurationController.h"
@@ -285,7 +285,7 @@ void ServerConfigController::runStartPipeline()
     configuration.instructions = m_serverConfig->instructions();
     bridge->configureWithConfiguration(configuration);
 
-    AppError startError;
+    BridgeError startError;
     const bool listenAtAll = m_listenAtAll;
     if (!bridge->startOnPort(m_serverConfig->port(), listenAtAll, &startError)) {
         failStart(startError.description);

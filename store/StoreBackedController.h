@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/AbstractController.h"
+#include "base/AbstractController.h"
 #include "store/ConfigClipboard.h"
 #include "store/FetchRequest.h"
 #include "store/StoreContext.h"

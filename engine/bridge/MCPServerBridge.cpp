@@ -131,7 +131,7 @@ MCPServerConfiguration MCPServerBridge::getConfiguration() const
     return configuration;
 }
 
-bool MCPServerBridge::startOnPort(int port, bool listenAtAll, AppError *error)
+bool MCPServerBridge::startOnPort(int port, bool listenAtAll, BridgeError *error)
 {
     m_cppServer->setListenAtAll(listenAtAll);
     m_cppServer->setServerName(utf8(m_serverName));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/AppError.h"
+#include "engine/bridge/BridgeError.h"
 #include "engine/MCPTypes.h"
 #include "engine/bridge/MCPServerConfiguration.h"
 
@@ -54,7 +54,7 @@ public:
     MCPServerConfiguration getConfiguration() const;
 
     // On failure fills error (when given) with domain "MCPServerBridge", code 1001.
-    bool startOnPort(int port, bool listenAtAll, AppError *error);
+    bool startOnPort(int port, bool listenAtAll, BridgeError *error);
     void stop();
     bool isRunning() const;
 

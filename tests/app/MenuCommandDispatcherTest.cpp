@@ -1,6 +1,6 @@
 #include "app/MenuCommandDispatcher.h"
 #include "app/MenuCommandTarget.h"
-#include "store/AbstractController.h"
+#include "base/AbstractController.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>

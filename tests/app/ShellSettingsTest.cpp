@@ -1,6 +1,6 @@
 #include "app/MenuDestination.h"
 #include "app/SettingsManager.h"
-#include "app/UserDefaults.h"
+#include "base/UserDefaults.h"
 #include "app/UserDefaultsKeys.h"
 
 #include <gtest/gtest.h>

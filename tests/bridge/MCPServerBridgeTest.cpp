@@ -116,7 +116,7 @@ TEST(MCPServerBridgeTest, StartFailureFillsTheError)
 {
     const int port = TestSupport::freePort();
     MCPServerBridge first;
-    AppError error;
+    BridgeError error;
     ASSERT_TRUE(first.startOnPort(port, false, &error));
     EXPECT_TRUE(first.isRunning());
     EXPECT_EQ(error.code, 0);

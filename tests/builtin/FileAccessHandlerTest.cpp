@@ -1,4 +1,4 @@
-#include "app/UserDefaults.h"
+#include "base/UserDefaults.h"
 #include "tests/support/TestSupport.h"
 #include "tools/builtin/FileAccessHandler.h"
 #include "tools/security/BookmarkController.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "diagnostics/LogController.h"
 #include "engine/bridge/MCPServerBridge.h"
 #include "store/ConfigurationController.h"

@@ -1,5 +1,5 @@
 #include "app/DesktopInstance.h"
-#include "app/DesktopNotifier.h"
+#include "base/DesktopNotifier.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "diagnostics/LogController.h"
 
-#include "app/UserDefaults.h"
+#include "base/UserDefaults.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/UserDefaults.h"
+#include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
 #include "tools/plugins/PluginController.h"

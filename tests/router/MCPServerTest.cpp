@@ -252,7 +252,7 @@ TEST_F(MCPServerTest, PromptsAreNotRenderedAndEngineLogLinesReachTheLog)
     EXPECT_TRUE(lines.last().message.contains(u"Ada"_s));
 
     const int port = TestSupport::freePort();
-    AppError error;
+    BridgeError error;
     ASSERT_TRUE(bridge.startOnPort(port, false, &error)) << error.description;
     bridge.stop();
     ASSERT_TRUE(TestSupport::waitUntil([&] {

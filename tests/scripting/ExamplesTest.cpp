@@ -1,4 +1,4 @@
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "tests/http/TestHttpServer.h"
 #include "tests/scripting/ScriptTestFixture.h"
 

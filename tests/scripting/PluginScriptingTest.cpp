@@ -1,4 +1,4 @@
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "tests/scripting/ScriptTestFixture.h"
 #include "tools/scripting/PluginScripting.h"
 #include "tools/scripting/ScriptContextManager.h"

@@ -2,7 +2,7 @@
 
 #include "tests/support/LogLines.h"
 #include "tools/plugins/PluginController.h"
-#include "tools/router/JSONToolResult.h"
+#include "base/JSONToolResult.h"
 
 #include <gtest/gtest.h>
 

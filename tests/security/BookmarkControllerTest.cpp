@@ -1,4 +1,4 @@
-#include "app/UserDefaults.h"
+#include "base/UserDefaults.h"
 #include "tests/support/TestSupport.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/OpenPanelPresenter.h"

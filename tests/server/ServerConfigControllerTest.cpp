@@ -1,4 +1,4 @@
-#include "app/DesktopNotifier.h"
+#include "base/DesktopNotifier.h"
 #include "store/ServerConfig.h"
 #include "store/ServerConfigController.h"
 #include "tests/config/ConfigTestFixture.h"

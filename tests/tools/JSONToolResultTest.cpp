@@ -1,4 +1,4 @@
-#include "tools/router/JSONToolResult.h"
+#include "base/JSONToolResult.h"
 
 #include <QJsonDocument>
 #include <QSize>

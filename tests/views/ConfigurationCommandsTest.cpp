@@ -1,4 +1,4 @@
-#include "app/DesktopNotifier.h"
+#include "base/DesktopNotifier.h"
 #include "app/MenuCommandDispatcher.h"
 #include "store/ConfigurationController.h"
 #include "tests/support/TestSupport.h"

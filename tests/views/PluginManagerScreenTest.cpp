@@ -1,4 +1,4 @@
-#include "app/UserDefaults.h"
+#include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"

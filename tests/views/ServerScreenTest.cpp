@@ -1,4 +1,4 @@
-#include "app/UserDefaults.h"
+#include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "store/ServerConfig.h"
 #include "store/ServerConfigController.h"

@@ -1,5 +1,5 @@
 #include "app/SettingsManager.h"
-#include "app/UserDefaults.h"
+#include "base/UserDefaults.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "views/app/AppDelegate.h"

@@ -1,6 +1,6 @@
 #include "tools/http/HttpClient.h"
 
-#include "app/SystemLog.h"
+#include "base/SystemLog.h"
 #include "tools/http/HttpClientError.h"
 #include "tools/http/Utf8Text.h"
 

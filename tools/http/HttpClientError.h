@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/AppError.h"
+#include "base/AppError.h"
 
 // Errors raised by HttpClient itself. Failures of the transfer (refused connection, time-out)
 // carry the domain "libcurl" and curl's code instead; a download's bad status carries the

@@ -1,6 +1,6 @@
 #include "tools/plugins/CustomToolHandler.h"
 
-#include "app/SystemLog.h"
+#include "base/SystemLog.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/AppError.h"
+#include "base/AppError.h"
 #include "resources/ToolSDK/include/KelvaraToolSDK.h"
 #include "tools/plugins/ToolDescriptor.h"
 

@@ -1,6 +1,6 @@
 #include "tools/plugins/ExternToolBridge.h"
 
-#include "app/SystemLog.h"
+#include "base/SystemLog.h"
 
 #include <QFileInfo>
 #include <new>

@@ -1,7 +1,7 @@
 #include "tools/plugins/PluginController.h"
 
-#include "app/SystemLog.h"
-#include "app/UserDefaults.h"
+#include "base/SystemLog.h"
+#include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tools/plugins/ToolDiscoveryService.h"
 #include "tools/scripting/PluginScripting.h"

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "app/AppError.h"
-#include "store/AbstractController.h"
+#include "base/AppError.h"
+#include "base/AbstractController.h"
 #include "tools/plugins/ExternToolBridge.h"
 #include "tools/plugins/Plugin.h"
-#include "tools/router/JSONToolResult.h"
+#include "base/JSONToolResult.h"
 
 #include <QList>
 #include <QMutex>

@@ -1,6 +1,6 @@
 #include "tools/plugins/ToolDiscoveryService.h"
 
-#include "app/SystemLog.h"
+#include "base/SystemLog.h"
 
 #include <QDir>
 #include <QFileInfo>

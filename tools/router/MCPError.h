@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/router/AnyCodable.h"
+#include "base/AnyCodable.h"
 
 #include <QString>
 #include <optional>

@@ -1,6 +1,6 @@
 #include "tools/router/MCPServer.h"
 
-#include "app/MainThread.h"
+#include "base/MainThread.h"
 #include "diagnostics/LogController.h"
 #include "engine/bridge/MCPServerBridge.h"
 #include "tools/builtin/FileAccessHandler.h"

@@ -1,6 +1,6 @@
 #include "tools/scripting/PluginScripting.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "diagnostics/LogController.h"
 #include "tools/builtin/Utf8TextFile.h"
 #include "tools/plugins/PluginController.h"

@@ -1,17 +1,11 @@
 #include "tools/scripting/ScriptBridge.h"
 
-#include "app/MainThread.h"
 #include "diagnostics/LogController.h"
-#include "store/ConfigurationController.h"
-#include "store/PersistenceController.h"
-#include "store/PromptConfig.h"
-#include "store/PromptQueryService.h"
-#include "store/ResourceConfig.h"
-#include "store/ResourceQueryService.h"
 #include "tools/builtin/Utf8TextFile.h"
 #include "tools/http/Utf8Text.h"
 #include "tools/plugins/ExternToolBridge.h"
 #include "tools/plugins/PluginController.h"
+#include "tools/scripting/ConfigurationLookup.h"
 #include "tools/scripting/ScriptContext.h"
 #include "tools/scripting/ScriptProcess.h"
 #include "tools/scripting/ScriptValue.h"
@@ -52,43 +46,23 @@ QString itemName(const QString &path)
     return name.isEmpty() ? path : name;
 }
 
-QString prettyJSON(const QJsonObject &object)
+// The JSON text of a stored record, or "" with the reason logged.
+QString configJSON(LogController *logger, const QString &kind, const QString &name,
+                   ConfigurationLookup::Answer (ConfigurationLookup::*lookUp)(const QString &))
 {
-    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Indented));
-}
-
-// The JSON text of the first record that `matches`, or "" with the reason logged. The store's
-// context belongs to the main thread: the look-up runs there (directly when already there).
-template <class Fetch, class Matches, class ToConfig>
-QString configJSON(LogController *logger, const QString &kind, const QString &name, Fetch fetch, Matches matches,
-                   ToConfig toConfig)
-{
-    std::optional<QString> fetchError;
-    std::optional<QString> json;
-    MainThread::runBlocking([&] {
-        AppError error;
-        const auto records = fetch(PersistenceController::shared()->viewContext(), &error);
-        if (error.code != 0) {
-            fetchError = error.description;
-            return;
-        }
-        for (const auto *record : records) {
-            if (matches(record)) {
-                json = prettyJSON(toConfig(record).toJson());
-                break;
-            }
-        }
-    });
-    if (fetchError) {
-        logger->log(QStringLiteral("[Script] Fetch error: ") + *fetchError, -40110, MCPLogMessageType::Error);
+    ConfigurationLookup *lookup = ConfigurationLookup::shared();
+    const ConfigurationLookup::Answer answer =
+        lookup ? (lookup->*lookUp)(name) : ConfigurationLookup::Answer{std::nullopt, QStringLiteral("no store is open")};
+    if (answer.fetchError) {
+        logger->log(QStringLiteral("[Script] Fetch error: ") + *answer.fetchError, -40110, MCPLogMessageType::Error);
         return QStringLiteral("");
     }
-    if (!json) {
+    if (!answer.json) {
         logger->log(QStringLiteral("[Script] ") + kind + QStringLiteral(" ") + name + QStringLiteral(" not found"),
                     -40110, MCPLogMessageType::Error);
         return QStringLiteral("");
     }
-    return *json;
+    return *answer.json;
 }
 
 }  // namespace
@@ -278,21 +252,12 @@ bool ScriptBridge::downloadFile(const QString &url, const QString &destination)
 QString ScriptBridge::resourceConfig(const QString &name)
 {
     // Sorted by name: the first whose name holds the text wins. An empty text is part of no name.
-    return configJSON(
-        m_logger, QStringLiteral("Resource"), name, &ResourceQueryService::fetchResourceConfigs,
-        [&name](const ResourceConfig *resource) {
-            const std::optional<QString> resourceName = resource->name();
-            return !name.isEmpty() && resourceName && resourceName->contains(name, Qt::CaseSensitive);
-        },
-        &ConfigurationController::resourceConfig);
+    return configJSON(m_logger, QStringLiteral("Resource"), name, &ConfigurationLookup::resourceConfig);
 }
 
 QString ScriptBridge::promptConfig(const QString &name)
 {
-    return configJSON(
-        m_logger, QStringLiteral("Prompt"), name, &PromptQueryService::fetchPrompts,
-        [&name](const PromptConfig *prompt) { return prompt->name().value_or(QString()) == name; },
-        &ConfigurationController::promptConfig);
+    return configJSON(m_logger, QStringLiteral("Prompt"), name, &ConfigurationLookup::promptConfig);
 }
 
 bool ScriptBridge::process(const QString &path, const QVariantList &arguments, const QString &stdoutName,

@@ -1,7 +1,7 @@
 #include "tools/security/BookmarkController.h"
 
-#include "app/SystemLog.h"
-#include "app/UserDefaults.h"
+#include "base/SystemLog.h"
+#include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tools/security/OpenPanelPresenter.h"
 #include "tools/security/OpenPanelRequest.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/AppError.h"
-#include "store/AbstractController.h"
+#include "base/AppError.h"
+#include "base/AbstractController.h"
 #include "tools/security/BookmarkInfo.h"
 #include "tools/security/HomeFolderAccessNotice.h"
 

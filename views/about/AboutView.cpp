@@ -1,6 +1,6 @@
 #include "views/about/AboutView.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "app/MenuCommandDispatcher.h"
 #include "tools/security/BookmarkSetupViewModel.h"
 #include "views/app/AppIcons.h"

@@ -1,6 +1,6 @@
 #include "views/app/AlertPresenter.h"
 
-#include "store/AbstractController.h"
+#include "base/AbstractController.h"
 
 #include <QApplication>
 #include <QHash>

@@ -1,8 +1,8 @@
 #include "views/app/AppDelegate.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "app/SettingsManager.h"
-#include "app/SystemLog.h"
+#include "base/SystemLog.h"
 
 #include <QCoreApplication>
 #include <QEvent>

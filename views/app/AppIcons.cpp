@@ -1,6 +1,6 @@
 #include "views/app/AppIcons.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 
 #include <QFileInfo>
 #include <QPainter>

@@ -2,10 +2,10 @@
 
 #include "app/AppLaunchState.h"
 #include "app/AppLaunchViewModel.h"
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "app/MenuVisibility.h"
 #include "app/SettingsManager.h"
-#include "store/AbstractController.h"
+#include "base/AbstractController.h"
 #include "views/about/AboutView.h"
 #include "views/app/AppIcons.h"
 #include "views/app/AppMenuBar.h"

@@ -1,6 +1,6 @@
 #include "views/app/BuiltinFeatures.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "app/MenuCommandDispatcher.h"
 #include "app/MenuCommandTarget.h"
 #include "tools/security/BookmarkSetupViewModel.h"

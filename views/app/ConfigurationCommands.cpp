@@ -1,8 +1,8 @@
 #include "views/app/ConfigurationCommands.h"
 
-#include "app/DesktopNotifier.h"
+#include "base/DesktopNotifier.h"
 #include "app/MenuCommandDispatcher.h"
-#include "store/AbstractController.h"
+#include "base/AbstractController.h"
 #include "store/ConfigurationController.h"
 #include "views/app/FileDialogs.h"
 

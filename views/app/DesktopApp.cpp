@@ -1,6 +1,6 @@
 #include "views/app/DesktopApp.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "app/AuthorizedNotifier.h"
 #include "app/DesktopInstance.h"
 #include "app/MenuVisibility.h"

@@ -1,6 +1,6 @@
 #include "views/app/NewAppWindow.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "app/WindowState.h"
 #include "views/app/AppMainWindow.h"
 

@@ -1,6 +1,6 @@
 #include "views/settings/AppSettingsWindow.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 #include "views/app/AppIcons.h"
 
 #include <QGuiApplication>

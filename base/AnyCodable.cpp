@@ -1,4 +1,4 @@
-#include "tools/router/AnyCodable.h"
+#include "base/AnyCodable.h"
 
 #include <QDebug>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tools/router/AnyCodable.h"
-#include "tools/router/JSONToolContent.h"
+#include "base/AnyCodable.h"
+#include "base/JSONToolContent.h"
 
 #include <QList>
 #include <QMap>

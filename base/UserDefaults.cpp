@@ -1,6 +1,6 @@
-#include "app/UserDefaults.h"
+#include "base/UserDefaults.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 
 #include <QStandardPaths>
 

@@ -1,6 +1,6 @@
-#include "app/DesktopNotifier.h"
+#include "base/DesktopNotifier.h"
 
-#include "app/AppPaths.h"
+#include "base/AppPaths.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

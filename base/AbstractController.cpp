@@ -1,4 +1,4 @@
-#include "store/AbstractController.h"
+#include "base/AbstractController.h"
 
 #include <QMetaObject>
 
