@@ -3,6 +3,9 @@
 #include "app/PluginCommand.h"
 
 #include "diagnostics/LogController.h"
+#include "engine/MCPServer.h"
+#include "engine/MCPStdioTransport.h"
+#include "engine/bridge/MCPServerBridge.h"
 #include "diagnostics/LogEntry.h"
 #include "store/ConfigurationController.h"
 #include "store/PersistenceController.h"
@@ -26,6 +29,9 @@
 namespace {
 
 int g_signalPipe[2] = {-1, -1};
+// Where status messages and log lines go: standard output, or standard error when the
+// protocol itself has standard output (--stdio).
+std::FILE *g_report = stdout;
 
 void onSignal(int)
 {
@@ -52,13 +58,13 @@ void printLine(std::FILE *stream, const QString &line)
 void printLogLine(const QString &line)
 {
     static bool flushPending = false;
-    writeLine(stdout, line);
+    writeLine(g_report, line);
     if (flushPending)
         return;
     flushPending = true;
     QTimer::singleShot(0, qApp, [] {
         flushPending = false;
-        std::fflush(stdout);
+        std::fflush(g_report);
     });
 }
 
@@ -76,8 +82,8 @@ bool installSignalHandlers()
 // Drives one run: start, then wait for a signal to stop; the exit code comes from how it ended.
 class ServeSession : public QObject {
 public:
-    ServeSession(ServerConfigController *controller, QObject *parent = nullptr)
-        : QObject(parent), m_controller(controller)
+    ServeSession(ServerConfigController *controller, bool stdio, QObject *parent = nullptr)
+        : QObject(parent), m_controller(controller), m_stdio(stdio)
     {
         connect(controller, &ServerConfigController::serverStatusMessageChanged, this, &ServeSession::statusChanged);
         connect(controller, &AbstractController::shouldShowAlertChanged, this, [this] {
@@ -107,11 +113,14 @@ private:
     void statusChanged()
     {
         const QString status = m_controller->serverStatusMessage();
-        printLine(stdout, status);
+        printLine(g_report, status);
         if (status == ServerConfigController::statusRunning) {
-            if (ServerConfig *config = m_controller->serverConfig()) {
+            if (m_stdio) {
+                printLine(g_report, QStringLiteral("Serving on standard input and output (the end of input, SIGINT or "
+                                                   "SIGTERM stops the server)"));
+            } else if (ServerConfig *config = m_controller->serverConfig()) {
                 const QString host = m_controller->listenAtAll() ? QStringLiteral("0.0.0.0") : QStringLiteral("127.0.0.1");
-                printLine(stdout, QStringLiteral("Serving on http://%1:%2/ (SIGINT or SIGTERM stops the server)")
+                printLine(g_report, QStringLiteral("Serving on http://%1:%2/ (SIGINT or SIGTERM stops the server)")
                                       .arg(host)
                                       .arg(config->port()));
             }
@@ -140,6 +149,7 @@ private:
     }
 
     ServerConfigController *m_controller;
+    const bool m_stdio;
     bool m_stopRequested = false;
 };
 
@@ -178,6 +188,8 @@ std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &argu
             if (!value || value->isEmpty())
                 return fail(QStringLiteral("--import needs a folder"));
             options.importFolders.append(*value);
+        } else if (argument == QLatin1String("--stdio")) {
+            options.stdio = true;
         } else if (argument == QLatin1String("--import-builtin")) {
             options.importBuiltin = true;
         } else if (argument == QLatin1String("--enable-plugin") || argument.startsWith(QLatin1String("--enable-plugin="))) {
@@ -189,6 +201,8 @@ std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &argu
             return fail(QStringLiteral("unknown argument '%1'").arg(argument));
         }
     }
+    if (options.stdio && (options.port || options.listenAtAll))
+        return fail(QStringLiteral("--stdio does not listen on a port: leave out --port, --listen-all and --loopback"));
     return options;
 }
 
@@ -208,6 +222,8 @@ int ServeCommand::main(int argc, char **argv)
         std::fputs(usageText.toLocal8Bit().constData(), stdout);
         return 0;
     }
+    if (options->stdio)
+        g_report = stderr;
     if (options->port && !ServerConfigController::parsePort(*options->port)) {
         printLine(stderr, QStringLiteral("kelvara serve: ") + ServerConfigController::invalidPortText);
         return 2;
@@ -242,7 +258,7 @@ int ServeCommand::main(int argc, char **argv)
             printLine(stderr, QStringLiteral("kelvara serve: import of %1 failed: %2").arg(source, error.description()));
             return false;
         }
-        printLine(stdout, ConfigurationController::importSummary(*result) + QStringLiteral(" (") + source +
+        printLine(g_report, ConfigurationController::importSummary(*result) + QStringLiteral(" (") + source +
                               QLatin1Char(')'));
         for (const QString &line : result->allErrors())
             printLine(stderr, line);
@@ -267,7 +283,7 @@ int ServeCommand::main(int argc, char **argv)
             printLine(stderr, QStringLiteral("kelvara serve: ") + reason);
             return 1;
         }
-        printLine(stdout, QStringLiteral("Enabled plugin: %1 (%2)").arg(*name, file));
+        printLine(g_report, QStringLiteral("Enabled plugin: %1 (%2)").arg(*name, file));
     }
 
     if (!installSignalHandlers()) {
@@ -277,7 +293,14 @@ int ServeCommand::main(int argc, char **argv)
     // The controller queues its first sync now; the options are applied after it, so that
     // the sync's reading of the stored flag does not undo --listen-all or --loopback.
     ServerConfigController controller(store->viewContext(), configuration, &router);
-    ServeSession session(&controller);
+    ServeSession session(&controller, options->stdio);
+    if (options->stdio) {
+        // The end of standard input stops the server as a signal does.
+        auto transport = std::make_unique<MCP::MCPStdioTransport>();
+        transport->setClosedHandler(
+            [&session] { QMetaObject::invokeMethod(&session, [&session] { session.signalled(); }, Qt::QueuedConnection); });
+        MCPServerBridge::sharedInstance().server().setTransport(std::move(transport));
+    }
     QSocketNotifier notifier(g_signalPipe[0], QSocketNotifier::Read);
     QObject::connect(&notifier, &QSocketNotifier::activated, &session, [&session] {
         char byte = 0;

@@ -8,7 +8,9 @@
 // the bundles asked for, and runs exactly the Start pipeline of the server screen. Log
 // lines go to standard output in the form of the log export, each status message on a
 // line of its own; SIGINT or SIGTERM stops the server and ends with exit code 0. A start
-// that fails ends with exit code 1 and its text on standard error; bad usage with 2.
+// that fails ends with exit code 1 and its text on standard error; bad usage with 2. With
+// --stdio the protocol takes standard output for itself, everything else goes to standard
+// error, and the end of standard input stops the server too.
 class ServeCommand {
 public:
     struct Options {
@@ -17,6 +19,7 @@ public:
         QStringList importFolders;        // user bundles, in order
         bool importBuiltin = false;       // the built-in bundle, before the folders
         QStringList enablePlugins;        // plug-in files the user confirms for this run
+        bool stdio = false;               // serve MCP over standard input and output
         bool help = false;
     };
 
@@ -39,6 +42,11 @@ public:
         "  --import DIR      import the configuration bundle in DIR (its Tools, Resources\n"
         "                    and Prompts folders) before starting; may be given more than once\n"
         "  --import-builtin  import the built-in configuration bundle before starting\n"
+        "  --stdio           serve MCP over standard input and output instead of HTTP\n"
+        "                    (newline-delimited JSON-RPC, for MCP hosts that launch their\n"
+        "                    servers as child processes): standard output carries the\n"
+        "                    protocol alone, log lines and status messages go to standard\n"
+        "                    error, and the end of standard input stops the server (exit 0)\n"
         "  --enable-plugin PATH\n"
         "                    enable the registered native plug-in whose file PATH is, for\n"
         "                    this run: naming the file here is your confirmation, as picking\n"

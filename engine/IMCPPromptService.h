@@ -8,6 +8,10 @@
 
 namespace MCP {
 
+// The registry of prompts, keyed by name. Every operation may be called from any thread,
+// also while the server runs. Registering a name that is already there replaces it; each
+// change calls the list-changed callback. renderPrompt calls the renderer under the
+// registry's lock; an unknown name or a renderer that throws gives a text that says so.
 class IMCPPromptService {
 public:
     virtual ~IMCPPromptService() = default;

@@ -9,6 +9,11 @@
 
 namespace MCP {
 
+// The registry of resources, keyed by URI. Every operation may be called from any thread,
+// also while the server runs. Registering a URI that is already there replaces it; each
+// change calls the list-changed callback. readResource calls the resource's provider under
+// the registry's lock (one read at a time), and answers a provider that throws with a
+// text/plain resource naming the error.
 class IMCPResourceService {
 public:
     virtual ~IMCPResourceService() = default;

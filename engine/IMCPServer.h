@@ -9,6 +9,10 @@
 
 namespace MCP {
 
+// An MCP server: the three registries behind a transport. start and stop are called by the
+// owner from one thread at a time; start while running fails (logged, code 3001). The
+// registries may be changed from any thread while the server runs. The configuration
+// setters take effect for the answers of later requests (initialize reports them).
 class IMCPServer {
 public:
     virtual ~IMCPServer() = default;

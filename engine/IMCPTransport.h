@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/LogMessageType.h"
 #include "engine/MCPMessage.h"
 
 #include <functional>
@@ -8,18 +9,33 @@
 
 namespace MCP {
 
+// How messages reach the server and answers leave it. The server owns its transport; the
+// transport calls the message handler for every request it receives, each on a thread of
+// its own choosing (several at once), and the handler answers through sendResponse before
+// it returns. A request it leaves unanswered (a notification) is acknowledged as the
+// transport's protocol does it.
+//
+// Threads: start, stop and the setters are called by the server's owner, never from inside
+// the handler; setMessageHandler, setLogCallback and setLogLevel only while stopped.
+// sendResponse may be called from any worker at any time, also for a connection that has
+// gone away (it is then dropped). stop returns once no new request will reach the handler;
+// a stopped transport may be started again.
 class IMCPTransport {
 public:
     using MessageHandler = std::function<void(const std::string &connectionId, std::shared_ptr<MCPMessage> message)>;
 
     virtual ~IMCPTransport() = default;
+    // port and listenAtAll mean what they say for a network transport; others ignore them.
+    // False when the transport cannot start (the reason goes to the log callback).
     virtual bool start(int port, bool listenAtAll) = 0;
     virtual void stop() = 0;
     virtual bool isRunning() const = 0;
-    // The handler answers through sendResponse before it returns: a request it leaves
-    // unanswered (a notification) is acknowledged with 202 Accepted and its socket closed.
     virtual void setMessageHandler(MessageHandler handler) = 0;
     virtual void sendResponse(const std::string &connectionId, std::shared_ptr<MCPMessage> message) = 0;
+    // Lines of the transport's own; with no callback a transport may write them to stderr.
+    virtual void setLogCallback(LogCallback callback) = 0;
+    // Lines less severe than this level are neither built nor delivered.
+    virtual void setLogLevel(LogMessageType level) = 0;
 };
 
 }  // namespace MCP

@@ -22,6 +22,12 @@ JSONValue &JSONValue::operator=(JSONValue &&other) noexcept
     return *this;
 }
 
+const char *JSONValue::typeName(Type type)
+{
+    static const char *const names[] = {"Null", "Bool", "Number", "String", "Array", "Object"};
+    return names[static_cast<int>(type)];
+}
+
 bool JSONValue::contains(std::string_view key) const
 {
     const auto *object = std::get_if<ObjectType>(&m_value);

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "engine/JSONTypeError.h"
+
 #include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -50,20 +53,23 @@ public:
     bool isArray() const { return type() == Type::Array; }
     bool isObject() const { return type() == Type::Object; }
 
-    // Typed access; asking for an alternative the value does not hold throws
-    // std::bad_variant_access, which the route dispatcher answers as an internal error.
-    bool asBool() const { return std::get<bool>(m_value); }
-    double asNumber() const { return std::get<double>(m_value); }
-    const std::string &asString() const { return std::get<std::string>(m_value); }
-    std::string &asString() { return std::get<std::string>(m_value); }
-    const ArrayType &asArray() const { return std::get<ArrayType>(m_value); }
-    ArrayType &asArray() { return std::get<ArrayType>(m_value); }
-    const ObjectType &asObject() const { return std::get<ObjectType>(m_value); }
-    ObjectType &asObject() { return std::get<ObjectType>(m_value); }
+    // Typed access; asking for a kind the value does not hold throws JSONTypeError, which
+    // the route dispatcher answers as an internal error.
+    bool asBool() const { return held<bool>(); }
+    double asNumber() const { return held<double>(); }
+    const std::string &asString() const { return held<std::string>(); }
+    std::string &asString() { return const_cast<std::string &>(held<std::string>()); }
+    const ArrayType &asArray() const { return held<ArrayType>(); }
+    ArrayType &asArray() { return const_cast<ArrayType &>(held<ArrayType>()); }
+    const ObjectType &asObject() const { return held<ObjectType>(); }
+    ObjectType &asObject() { return const_cast<ObjectType &>(held<ObjectType>()); }
+    // "Null", "Bool", "Number", "String", "Array" or "Object".
+    static const char *typeName(Type type);
 
     // False for anything that is not an Object.
     bool contains(std::string_view key) const;
-    // Throws std::out_of_range("map::at:  key not found") for a missing key.
+    // Throws JSONTypeError for a non-Object and std::out_of_range("map::at:  key not found")
+    // for a missing key.
     const JSONValue &at(std::string_view key) const;
     JSONValue &at(std::string_view key);
     // Turns a non-Object into an empty Object, inserts a Null member when the key is
@@ -88,6 +94,28 @@ public:
     static void appendNumber(std::string &out, double value);
 
 private:
+    template <class T>
+    const T &held() const
+    {
+        if (const T *value = std::get_if<T>(&m_value))
+            return *value;
+        throw JSONTypeError(typeName(typeOf<T>()), typeName(type()));
+    }
+    template <class T>
+    static constexpr Type typeOf()
+    {
+        if constexpr (std::is_same_v<T, bool>)
+            return Type::Bool;
+        else if constexpr (std::is_same_v<T, double>)
+            return Type::Number;
+        else if constexpr (std::is_same_v<T, std::string>)
+            return Type::String;
+        else if constexpr (std::is_same_v<T, ArrayType>)
+            return Type::Array;
+        else
+            return Type::Object;
+    }
+
     std::variant<std::monostate, bool, double, std::string, ArrayType, ObjectType> m_value;
 };
 

@@ -1,6 +1,7 @@
 #include "engine/MCPHttpTransport.h"
 
 #include "engine/HttpRequest.h"
+#include "engine/MCPCodes.h"
 #include "engine/PlatformLog.h"
 
 #include <algorithm>
@@ -277,7 +278,7 @@ void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int f
     HttpRequest request;
     if (!readRequest(shared, fd, request)) {
         if (!shared.destroying.load())
-            emitLog(hooks, LogMessageType::Critical, 1005, "Failed to read complete HTTP request");
+            emitLog(hooks, LogMessageType::Critical, LogCode::RequestReadFailed, "Failed to read complete HTTP request");
         ::close(fd);
         return;
     }
@@ -294,15 +295,15 @@ void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int f
 
     const std::string_view text(request.body.data(), request.body.size());
     if (wants(hooks, LogMessageType::Debug))
-        emitLog(hooks, LogMessageType::Debug, 0, "Received request body (" + std::to_string(text.size()) + " bytes)");
+        emitLog(hooks, LogMessageType::Debug, LogCode::Info, "Received request body (" + std::to_string(text.size()) + " bytes)");
     auto message = MCPMessage::parse(text);
     if (!message) {
-        emitLog(hooks, LogMessageType::Critical, 1006, "Invalid JSON-RPC request. BODY:\n" + std::string(text));
+        emitLog(hooks, LogMessageType::Critical, LogCode::InvalidRequest, "Invalid JSON-RPC request. BODY:\n" + std::string(text));
         answer(fd, 400, "application/json", R"({"error":"Invalid JSON-RPC request"})");
         return;
     }
     if (!hooks.handler) {
-        emitLog(hooks, LogMessageType::Critical, 1007, "No message handler available");
+        emitLog(hooks, LogMessageType::Critical, LogCode::NoMessageHandler, "No message handler available");
         answer(fd, 500, "application/json", R"({"error":"No message handler available."})");
         return;
     }
@@ -404,7 +405,7 @@ void submitJob(const std::shared_ptr<MCPHttpTransport::Shared> &shared, Job &&jo
         std::thread(workerLoop, shared, job).detach();
     } catch (const std::system_error &) {
         // No thread could be made: this connection is dropped, the listener goes on.
-        emitLog(*job.hooks, LogMessageType::Critical, 1004, "Failed to accept connection");
+        emitLog(*job.hooks, LogMessageType::Critical, LogCode::AcceptFailed, "Failed to accept connection");
         ::close(job.fd);
         std::lock_guard lock(shared->poolMutex);
         if (--shared->workers == 0)
@@ -478,7 +479,7 @@ bool MCPHttpTransport::start(int port, bool listenAtAll)
     // Close-on-exec: processes that tools start must not inherit the listener.
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0) {
-        emitLog(*hooks, LogMessageType::Critical, 1001, "Failed to create socket");
+        emitLog(*hooks, LogMessageType::Critical, LogCode::SocketCreateFailed, "Failed to create socket");
         return false;
     }
     const int one = 1;
@@ -489,13 +490,13 @@ bool MCPHttpTransport::start(int port, bool listenAtAll)
     address.sin_addr.s_addr = htonl(listenAtAll ? INADDR_ANY : INADDR_LOOPBACK);
     address.sin_port = htons(static_cast<uint16_t>(port));
     if (::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) < 0) {
-        emitLog(*hooks, LogMessageType::Critical, 1002, "Failed to bind socket to port " + std::to_string(port));
+        emitLog(*hooks, LogMessageType::Critical, LogCode::SocketBindFailed, "Failed to bind socket to port " + std::to_string(port));
         ::close(fd);
         m_listenSocket = -1;
         return false;
     }
     if (::listen(fd, 10) < 0) {
-        emitLog(*hooks, LogMessageType::Critical, 1003, "Failed to listen on socket");
+        emitLog(*hooks, LogMessageType::Critical, LogCode::SocketListenFailed, "Failed to listen on socket");
         ::close(fd);
         m_listenSocket = -1;
         return false;
@@ -503,7 +504,7 @@ bool MCPHttpTransport::start(int port, bool listenAtAll)
     m_listenSocket = fd;
     m_port = port;
     m_shared->running.store(true);
-    emitLog(*hooks, LogMessageType::Info, 0, "MCP HTTP Server started on port " + std::to_string(port));
+    emitLog(*hooks, LogMessageType::Info, LogCode::Info, "MCP HTTP Server started on port " + std::to_string(port));
     m_acceptThread = std::thread([this, fd] { acceptLoop(fd); });
     return true;
 }
@@ -521,7 +522,7 @@ void MCPHttpTransport::acceptLoop(int listenSocket)
                 break;
             if (error == EINTR)
                 continue;
-            emitLog(*hooks, LogMessageType::Critical, 1004, "Failed to accept connection");
+            emitLog(*hooks, LogMessageType::Critical, LogCode::AcceptFailed, "Failed to accept connection");
             // Out of descriptors or memory: give the system a moment instead of spinning.
             if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM)
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -549,7 +550,7 @@ void MCPHttpTransport::stop()
     for (const auto &[id, fd] : m_shared->pendingConnections)
         ::close(fd);
     m_shared->pendingConnections.clear();
-    emitLog(*hooks, LogMessageType::Info, 0, "MCP HTTP Server stopped");
+    emitLog(*hooks, LogMessageType::Info, LogCode::Info, "MCP HTTP Server stopped");
 }
 
 void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared_ptr<MCPMessage> message)

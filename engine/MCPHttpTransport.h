@@ -41,9 +41,9 @@ public:
     void sendResponse(const std::string &connectionId, std::shared_ptr<MCPMessage> message) override;
 
     // With no callback, lines go to stderr with the prefix "[MCPTransport] ".
-    void setLogCallback(LogCallback callback);
-    // Lines less severe than this level are neither built nor delivered (default: all).
-    void setLogLevel(LogMessageType level);
+    void setLogCallback(LogCallback callback) override;
+    // Default: all lines.
+    void setLogLevel(LogMessageType level) override;
 
     int port() const { return m_port; }
     // Connections waiting for their response (handed to the handler, not yet answered).

@@ -1,5 +1,6 @@
 #include "engine/MCPServer.h"
 
+#include "engine/MCPCodes.h"
 #include "engine/MCPHttpTransport.h"
 #include "engine/MCPPromptService.h"
 #include "engine/MCPResourceService.h"
@@ -37,13 +38,23 @@ std::string numberIdText(double value)
 
 }  // namespace
 
-MCPServer::MCPServer()
+MCPServer::MCPServer(std::unique_ptr<IMCPTransport> transport)
     : m_toolService(std::make_unique<MCPToolService>()),
       m_resourceService(std::make_unique<MCPResourceService>()),
       m_promptService(std::make_unique<MCPPromptService>()),
-      m_transport(std::make_unique<MCPHttpTransport>())
+      m_transport(transport ? std::move(transport) : std::make_unique<MCPHttpTransport>())
 {
     setupRoutes();
+}
+
+void MCPServer::setTransport(std::unique_ptr<IMCPTransport> transport)
+{
+    if (m_running || !transport)
+        return;
+    m_transport = std::move(transport);
+    if (m_logCallback)
+        m_transport->setLogCallback(m_logCallback);
+    m_transport->setLogLevel(m_logLevel);
 }
 
 MCPServer::~MCPServer()
@@ -102,7 +113,7 @@ void MCPServer::setConfiguration(const MCPServerConfig &config)
     m_config.instructions = config.instructions;
     m_config.listenAtAll = config.listenAtAll;
     if (logs(LogMessageType::Info))
-        log(LogMessageType::Info, 0,
+        log(LogMessageType::Info, LogCode::Info,
             "MCP Server configured: " + m_config.name + " v" + m_config.version + " on port " + std::to_string(m_config.port));
 }
 
@@ -117,7 +128,7 @@ bool MCPServer::isRunning() const { return m_running; }
 bool MCPServer::start(int port, bool listenAtAll)
 {
     if (m_running) {
-        log(LogMessageType::Warning, 3001, "Server already running");
+        log(LogMessageType::Warning, LogCode::ServerAlreadyRunning, "Server already running");
         return false;
     }
     m_config.port = static_cast<uint16_t>(port);
@@ -126,15 +137,15 @@ bool MCPServer::start(int port, bool listenAtAll)
         handleMessage(connectionId, std::move(message));
     });
     if (!m_transport->start(port, listenAtAll)) {
-        log(LogMessageType::Error, 3002, "Failed to start transport layer");
+        log(LogMessageType::Error, LogCode::TransportStartFailed, "Failed to start transport layer");
         return false;
     }
     m_running = true;
     if (logs(LogMessageType::Info)) {
-        log(LogMessageType::Info, 0,
+        log(LogMessageType::Info, LogCode::Info,
             "MCP Server '" + m_config.name + "' v" + m_config.version + " started on port " + std::to_string(m_config.port));
         if (m_config.instructions)
-            log(LogMessageType::Info, 0, "Server instructions: " + *m_config.instructions);
+            log(LogMessageType::Info, LogCode::Info, "Server instructions: " + *m_config.instructions);
     }
     return true;
 }
@@ -145,7 +156,7 @@ void MCPServer::stop()
         return;
     m_transport->stop();
     m_running = false;
-    log(LogMessageType::Info, 0, "MCP Server stopped");
+    log(LogMessageType::Info, LogCode::Info, "MCP Server stopped");
 }
 
 std::shared_ptr<CancellationToken> MCPServer::registerRequest(const std::string &key)
@@ -176,13 +187,13 @@ std::shared_ptr<MCPMessage> MCPServer::process(const std::string &sessionId, std
 {
     MCPContext context{sessionId, message, message->params};
     if (logs(LogMessageType::Debug)) {
-        log(LogMessageType::Debug, 0, "HTTP-RCV [" + message->method + "]\n" + message->toString());
-        log(LogMessageType::Debug, 0,
+        log(LogMessageType::Debug, LogCode::Info, "HTTP-RCV [" + message->method + "]\n" + message->toString());
+        log(LogMessageType::Debug, LogCode::Info,
             "Dispatch: \"" + message->method + "\" sid: \"" + sessionId + "\" id: " + idText(message->id));
     }
     auto response = m_router.dispatch(context);
     if (response && logs(LogMessageType::Debug))
-        log(LogMessageType::Debug, 0, "HTTP-RSP [" + message->method + "]\n" + response->toString());
+        log(LogMessageType::Debug, LogCode::Info, "HTTP-RSP [" + message->method + "]\n" + response->toString());
     return response;
 }
 
@@ -215,7 +226,7 @@ void MCPServer::setupRoutes()
 
 std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &context)
 {
-    log(LogMessageType::Info, 0, "Initialize request received (protocol: 2025-06-18)");
+    log(LogMessageType::Info, LogCode::Info, "Initialize request received (protocol: 2025-06-18)");
     JSONValue result;
     result["protocolVersion"] = JSONValue(kProtocolVersion);
     JSONValue &info = result["serverInfo"];
@@ -240,13 +251,13 @@ std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &contex
 
 std::shared_ptr<MCPMessage> MCPServer::handleInitialized(const MCPContext &context)
 {
-    log(LogMessageType::Info, 0, "Received notifications/initialized");
+    log(LogMessageType::Info, LogCode::Info, "Received notifications/initialized");
     return MCPServerMessage::createResponse(*context.message, JSONValue(JSONValue::ObjectType{}));
 }
 
 std::shared_ptr<MCPMessage> MCPServer::handlePing(const MCPContext &context)
 {
-    log(LogMessageType::Info, 0, "Ping received");
+    log(LogMessageType::Info, LogCode::Info, "Ping received");
     return MCPServerMessage::createResponse(*context.message, JSONValue(JSONValue::ObjectType{}));
 }
 
@@ -254,7 +265,7 @@ std::shared_ptr<MCPMessage> MCPServer::handleCancelled(const MCPContext &context
 {
     const JSONValue &params = context.params;
     if (!params.isObject()) {
-        log(LogMessageType::Error, 3003, "Cancel notification has invalid params");
+        log(LogMessageType::Error, LogCode::InvalidCancel, "Cancel notification has invalid params");
         return nullptr;
     }
     std::string requestId;
@@ -264,15 +275,15 @@ std::shared_ptr<MCPMessage> MCPServer::handleCancelled(const MCPContext &context
     } else if (idValue && idValue->isNumber()) {
         requestId = numberIdText(idValue->asNumber());
     } else {
-        log(LogMessageType::Warning, 0, "Cancel notification missing or invalid requestId");
+        log(LogMessageType::Warning, LogCode::Info, "Cancel notification missing or invalid requestId");
         return nullptr;
     }
     std::string reason = "<none>";
     if (params.contains("reason") && params.at("reason").isString())
         reason = params.at("reason").asString();
-    log(LogMessageType::Warning, 0, "Cancel received for requestId=" + requestId + " reason=" + reason);
+    log(LogMessageType::Warning, LogCode::Info, "Cancel received for requestId=" + requestId + " reason=" + reason);
     if (!cancelRequest(requestId))
-        log(LogMessageType::Info, 0, "Cancel arrived after completion for requestId=" + requestId);
+        log(LogMessageType::Info, LogCode::Info, "Cancel arrived after completion for requestId=" + requestId);
     return nullptr;
 }
 
@@ -282,7 +293,7 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsList(const MCPContext &context
 {
     const auto tools = m_toolService->listTools();
     if (logs(LogMessageType::Info))
-        log(LogMessageType::Info, 0, "Tools list requested - count: " + std::to_string(tools.size()));
+        log(LogMessageType::Info, LogCode::Info, "Tools list requested - count: " + std::to_string(tools.size()));
     JSONValue::ArrayType list;
     list.reserve(tools.size());
     for (const auto &tool : tools)
@@ -296,22 +307,22 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
 {
     const uint64_t id = context.message->id;
     auto fail = [&](int32_t code, const std::string &text) {
-        log(LogMessageType::Error, 3004, text);
+        log(LogMessageType::Error, LogCode::ToolCallFailed, text);
         return MCPServerMessage::createError(id, text, code);
     };
     const JSONValue &params = context.params;
     if (!params.isObject())
-        return fail(-32604, "Tool call has invalid context parameter");
+        return fail(RPCCode::ToolInvalidContext, "Tool call has invalid context parameter");
     if (!params.contains("name"))
-        return fail(-32614, "Tool call missing 'name' parameter");
+        return fail(RPCCode::ToolMissingName, "Tool call missing 'name' parameter");
     if (!params.contains("arguments"))
-        return fail(-32624, "Tool call missing 'arguments' parameter");
+        return fail(RPCCode::ToolMissingArguments, "Tool call missing 'arguments' parameter");
     const std::string &name = params.at("name").asString();  // a non-String raises: -32603
     if (name.empty())
-        return fail(-32625, "Tool name cannot be empty");
+        return fail(RPCCode::ToolEmptyName, "Tool name cannot be empty");
     const auto tool = m_toolService->findTool(name);
     if (!tool)
-        return fail(-32626, "Could not find tool: " + name);
+        return fail(RPCCode::ToolNotFound, "Could not find tool: " + name);
 
     JSONValue arguments = params.at("arguments");
     arguments["sessionId"] = JSONValue(context.sessionId);
@@ -319,13 +330,13 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
     if (tool->title && !tool->title->empty())
         arguments["title"] = JSONValue(*tool->title);
     if (tool->toolType.empty())
-        return fail(-32627, "Tool object missing 'toolType' parameter");
+        return fail(RPCCode::ToolMissingType, "Tool object missing 'toolType' parameter");
     arguments["toolType"] = JSONValue(tool->toolType);
     if (tool->execHandler.empty())
-        return fail(-32628, "Tool object missing 'execHandler' parameter");
+        return fail(RPCCode::ToolMissingHandler, "Tool object missing 'execHandler' parameter");
     arguments["execHandler"] = JSONValue(tool->execHandler);
     if (tool->execMethod.empty())
-        return fail(-32629, "Tool object missing 'execMethod' parameter");
+        return fail(RPCCode::ToolMissingMethod, "Tool object missing 'execMethod' parameter");
     arguments["execMethod"] = JSONValue(tool->execMethod);
     if (!tool->pluginName.empty())
         arguments["pluginName"] = JSONValue(tool->pluginName);
@@ -341,14 +352,14 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
     } guard{this, key};
 
     if (token->isCancelled()) {
-        log(LogMessageType::Warning, 0, "Tool call cancelled before execution: " + name);
-        return MCPServerMessage::createError(id, "Request cancelled", -32800);
+        log(LogMessageType::Warning, LogCode::Info, "Tool call cancelled before execution: " + name);
+        return MCPServerMessage::createError(id, "Request cancelled", RPCCode::RequestCancelled);
     }
-    log(LogMessageType::Info, 0, "Executing tool: " + name);
+    log(LogMessageType::Info, LogCode::Info, "Executing tool: " + name);
     JSONValue result = m_toolService->callTool(name, arguments);
     if (token->isCancelled()) {
-        log(LogMessageType::Warning, 0, "Tool call cancelled during execution: " + name);
-        return MCPServerMessage::createError(id, "Request cancelled", -32800);
+        log(LogMessageType::Warning, LogCode::Info, "Tool call cancelled during execution: " + name);
+        return MCPServerMessage::createError(id, "Request cancelled", RPCCode::RequestCancelled);
     }
     return MCPServerMessage::createResponse(*context.message, std::move(result));
 }
@@ -359,7 +370,7 @@ std::shared_ptr<MCPMessage> MCPServer::handleResourcesList(const MCPContext &con
 {
     const auto resources = m_resourceService->listResources();
     if (logs(LogMessageType::Info))
-        log(LogMessageType::Info, 0, "Resources list requested - count: " + std::to_string(resources.size()));
+        log(LogMessageType::Info, LogCode::Info, "Resources list requested - count: " + std::to_string(resources.size()));
     JSONValue::ArrayType list;
     list.reserve(resources.size());
     for (const auto &resource : resources)
@@ -373,22 +384,22 @@ std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &con
 {
     const uint64_t id = context.message->id;
     auto fail = [&](int32_t code, const std::string &text) {
-        log(LogMessageType::Error, 3010, text);
+        log(LogMessageType::Error, LogCode::ResourceReadFailed, text);
         return MCPServerMessage::createError(id, text, code);
     };
     const JSONValue &params = context.params;
     if (!params.isObject())
-        return fail(-32730, "Invalid ressource parameters");
+        return fail(RPCCode::ResourceInvalidParams, "Invalid ressource parameters");
     if (!params.contains("uri"))
-        return fail(-32731, "Resource read missing 'uri' parameter");
+        return fail(RPCCode::ResourceMissingUri, "Resource read missing 'uri' parameter");
     const JSONValue &uriValue = params.at("uri");
     if (!uriValue.isString() || uriValue.asString().empty())
-        return fail(-32732, "Resource URL must not be empty");
+        return fail(RPCCode::ResourceNotFound, "Resource URL must not be empty");
     const std::string &uri = uriValue.asString();
-    log(LogMessageType::Info, 0, "Reading resource: " + uri);
+    log(LogMessageType::Info, LogCode::Info, "Reading resource: " + uri);
     const auto found = m_resourceService->findResource(uri);
     if (!found)
-        return fail(-32732, "Resource object for '" + uri + "' not found");
+        return fail(RPCCode::ResourceNotFound, "Resource object for '" + uri + "' not found");
     const ResourceDefinition resource = m_resourceService->readResource(*found);
 
     JSONValue content;
@@ -418,7 +429,7 @@ std::shared_ptr<MCPMessage> MCPServer::handlePromptsList(const MCPContext &conte
 {
     const auto prompts = m_promptService->listPrompts();
     if (logs(LogMessageType::Info))
-        log(LogMessageType::Info, 0, "Prompts list requested - count: " + std::to_string(prompts.size()));
+        log(LogMessageType::Info, LogCode::Info, "Prompts list requested - count: " + std::to_string(prompts.size()));
     JSONValue::ArrayType list;
     list.reserve(prompts.size());
     for (const auto &prompt : prompts)
@@ -433,21 +444,21 @@ std::shared_ptr<MCPMessage> MCPServer::handlePromptsGet(const MCPContext &contex
     const uint64_t id = context.message->id;
     auto fail = [&](int32_t code) {
         const std::string text = "Prompt name must not be empty";
-        log(LogMessageType::Error, 3011, text);
+        log(LogMessageType::Error, LogCode::PromptGetFailed, text);
         return MCPServerMessage::createError(id, text, code);
     };
     const JSONValue &params = context.params;
     if (params.isArray())
-        return fail(-32602);
+        return fail(RPCCode::InvalidParams);
     if (!params.isObject())
-        return fail(-32615);
+        return fail(RPCCode::PromptParamsNotObject);
     if (!params.contains("name"))
-        return fail(-32613);
+        return fail(RPCCode::PromptMissingName);
     const JSONValue &nameValue = params.at("name");
     if (!nameValue.isString() || nameValue.asString().empty())
-        return fail(-32614);
+        return fail(RPCCode::PromptEmptyName);
     const std::string &name = nameValue.asString();
-    log(LogMessageType::Info, 0, "Rendering prompt: " + name);
+    log(LogMessageType::Info, LogCode::Info, "Rendering prompt: " + name);
     std::string text = m_promptService->renderPrompt(name, params);
 
     JSONValue message;

@@ -2,6 +2,7 @@
 
 #include "engine/CancellationToken.h"
 #include "engine/IMCPServer.h"
+#include "engine/IMCPTransport.h"
 #include "engine/LogMessageType.h"
 #include "engine/MCPContext.h"
 #include "engine/MessageRouter.h"
@@ -13,17 +14,17 @@
 
 namespace MCP {
 
-class MCPHttpTransport;
 class MCPToolService;
 class MCPResourceService;
 class MCPPromptService;
 
 // The MCP server: owns the transport, the three registries, the router and the table of
-// cancellable tool calls, and turns each request into its response. Every HTTP request
-// stands alone; `initialize` is answered but not required.
+// cancellable tool calls, and turns each request into its response. Every request stands
+// alone; `initialize` is answered but not required.
 class MCPServer : public IMCPServer {
 public:
-    MCPServer();
+    // Serves over the given transport; without one, over HTTP (MCPHttpTransport).
+    explicit MCPServer(std::unique_ptr<IMCPTransport> transport = nullptr);
     ~MCPServer() override;
 
     MCPServer(const MCPServer &) = delete;
@@ -59,7 +60,9 @@ public:
     // The same without the transport: gives the response, or an empty pointer for none.
     std::shared_ptr<MCPMessage> process(const std::string &sessionId, std::shared_ptr<MCPMessage> message);
 
-    MCPHttpTransport &transport() { return *m_transport; }
+    IMCPTransport &transport() { return *m_transport; }
+    // Serves over another transport from the next start on. Only while stopped.
+    void setTransport(std::unique_ptr<IMCPTransport> transport);
 
 private:
     void setupRoutes();
@@ -84,7 +87,7 @@ private:
     std::unique_ptr<MCPToolService> m_toolService;
     std::unique_ptr<MCPResourceService> m_resourceService;
     std::unique_ptr<MCPPromptService> m_promptService;
-    std::unique_ptr<MCPHttpTransport> m_transport;
+    std::unique_ptr<IMCPTransport> m_transport;
     MessageRouter m_router;
     MCPServerConfig m_config;
     bool m_running = false;

@@ -1,5 +1,7 @@
 #include "engine/MessageRouter.h"
 
+#include "engine/MCPCodes.h"
+
 #include "engine/MCPServerMessage.h"
 
 #include <exception>
@@ -26,15 +28,15 @@ std::shared_ptr<MCPMessage> MessageRouter::dispatch(const MCPContext &context) c
     const MCPMessage &message = *context.message;
     for (const auto &middleware : m_middleware) {
         if (!middleware(message.method, message.params))
-            return MCPServerMessage::createError(message.id, "Middleware rejected request", -32000);
+            return MCPServerMessage::createError(message.id, "Middleware rejected request", RPCCode::MiddlewareRejected);
     }
     auto it = m_routes.find(message.method);
     if (it == m_routes.end())
-        return MCPServerMessage::createError(message.id, "Method not found: " + message.method, -32601);
+        return MCPServerMessage::createError(message.id, "Method not found: " + message.method, RPCCode::MethodNotFound);
     try {
         return it->second(context);
     } catch (const std::exception &e) {
-        return MCPServerMessage::createError(message.id, std::string("Internal error: ") + e.what(), -32603);
+        return MCPServerMessage::createError(message.id, std::string("Internal error: ") + e.what(), RPCCode::InternalError);
     }
 }
 

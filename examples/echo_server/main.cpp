@@ -1,10 +1,13 @@
 // echo_server: the MCP engine on its own. Serves one tool `echo` (gives back its `text`
-// argument), one resource and one prompt over HTTP, until SIGINT or SIGTERM.
+// argument), one resource and one prompt over HTTP until SIGINT or SIGTERM, or over
+// standard input and output until the input ends.
 //
 //   echo_server --port N [--listen-all] [--verbose]
+//   echo_server --stdio [--verbose]
 
 #include "engine/JSONValue.h"
 #include "engine/MCPServer.h"
+#include "engine/MCPStdioTransport.h"
 
 #include <csignal>
 #include <cstdio>
@@ -14,12 +17,14 @@
 #include <mutex>
 #include <pthread.h>
 #include <string>
+#include <unistd.h>
 
 using namespace MCP;
 
 namespace {
 
-const char *kUsage = "usage: echo_server --port N [--listen-all] [--verbose]\n";
+const char *kUsage = "usage: echo_server --port N [--listen-all] [--verbose]\n"
+                     "       echo_server --stdio [--verbose]\n";
 
 // The result object that an MCP client expects: text content for people and the same
 // value as structured content, which the tool's output schema describes.
@@ -94,6 +99,7 @@ int main(int argc, char **argv)
     int port = -1;
     bool listenAll = false;
     bool verbose = false;
+    bool stdio = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--port" && i + 1 < argc) {
@@ -106,6 +112,8 @@ int main(int argc, char **argv)
             port = static_cast<int>(value);
         } else if (arg == "--listen-all") {
             listenAll = true;
+        } else if (arg == "--stdio") {
+            stdio = true;
         } else if (arg == "--verbose") {
             verbose = true;
         } else if (arg == "--help" || arg == "-h") {
@@ -116,7 +124,7 @@ int main(int argc, char **argv)
             return 2;
         }
     }
-    if (port < 0) {
+    if ((port < 0) == !stdio) {
         std::fputs(kUsage, stderr);
         return 2;
     }
@@ -129,7 +137,15 @@ int main(int argc, char **argv)
     sigaddset(&stopSignals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
-    MCPServer server;
+    // Over stdio the transport is plugged in from here; standard output then carries the
+    // protocol alone, and the end of input stops the server as a signal would.
+    std::unique_ptr<IMCPTransport> transport;
+    if (stdio) {
+        auto stdioTransport = std::make_unique<MCPStdioTransport>();
+        stdioTransport->setClosedHandler([] { ::kill(::getpid(), SIGTERM); });
+        transport = std::move(stdioTransport);
+    }
+    MCPServer server(std::move(transport));
     std::mutex logMutex;
     server.setLogCallback([&logMutex](LogMessageType type, int32_t code, const std::string &message) {
         static const char *names[] = {"critical", "error", "warning", "info", "debug"};
@@ -141,7 +157,7 @@ int main(int argc, char **argv)
     server.setLogLevel(verbose ? LogMessageType::Debug : LogMessageType::Warning);
 
     MCPServerConfig config;
-    config.port = static_cast<uint16_t>(port);
+    config.port = static_cast<uint16_t>(stdio ? 0 : port);
     config.name = "echo_server";
     config.title = "Echo Server";
     config.version = "1.0.0";
@@ -150,14 +166,18 @@ int main(int argc, char **argv)
     server.setConfiguration(config);
     registerEcho(server);
 
-    if (!server.start(port, listenAll))
+    if (!server.start(stdio ? 0 : port, listenAll))
         return 1;
-    std::printf("echo_server listening on %s:%d\n", listenAll ? "0.0.0.0" : "127.0.0.1", port);
-    std::fflush(stdout);
+    std::FILE *status = stdio ? stderr : stdout;
+    if (stdio)
+        std::fprintf(status, "echo_server serving on standard input and output\n");
+    else
+        std::fprintf(status, "echo_server listening on %s:%d\n", listenAll ? "0.0.0.0" : "127.0.0.1", port);
+    std::fflush(status);
 
     int signal = 0;
     sigwait(&stopSignals, &signal);
     server.stop();
-    std::printf("echo_server stopped\n");
+    std::fprintf(status, "echo_server stopped\n");
     return 0;
 }

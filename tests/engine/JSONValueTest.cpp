@@ -77,8 +77,18 @@ TEST(JSONValueTest, MemberAccess)
     } catch (const std::out_of_range &e) {
         EXPECT_STREQ(e.what(), "map::at:  key not found");
     }
-    EXPECT_THROW((void)JSONValue(1).asString(), std::bad_variant_access);
-    EXPECT_THROW((void)JSONValue("1").asNumber(), std::bad_variant_access);
+    const auto typeError = [](auto access) {
+        try {
+            access();
+        } catch (const MCP::JSONTypeError &e) {
+            return std::string(e.what());
+        }
+        return std::string("no error");
+    };
+    EXPECT_EQ(typeError([] { (void)JSONValue(1).asString(); }), "JSON value is a Number, not a String");
+    EXPECT_EQ(typeError([] { (void)JSONValue("1").asNumber(); }), "JSON value is a String, not a Number");
+    EXPECT_EQ(typeError([] { (void)JSONValue().asObject(); }), "JSON value is a Null, not an Object");
+    EXPECT_EQ(typeError([] { (void)JSONValue(true).at("k"); }), "JSON value is a Bool, not an Object");
 }
 
 TEST(JSONValueTest, Emptiness)

@@ -120,7 +120,7 @@ TEST_F(RoutesTest, ToolCallValidation)
     expectError(R"({"id":1,"method":"tools/call"})", -32604, "Tool call has invalid context parameter", 3004);
     expectError(head + R"({"arguments":{}}})", -32614, "Tool call missing 'name' parameter", 3004);
     expectError(head + R"({"name":"ok"}})", -32624, "Tool call missing 'arguments' parameter", 3004);
-    expectError(head + R"({"name":5,"arguments":{}}})", -32603, "Internal error: std::get: wrong index for variant");
+    expectError(head + R"({"name":5,"arguments":{}}})", -32603, "Internal error: JSON value is a Number, not a String");
     expectError(head + R"({"name":"","arguments":{}}})", -32625, "Tool name cannot be empty", 3004);
     expectError(head + R"({"name":"zz","arguments":{}}})", -32626, "Could not find tool: zz", 3004);
     expectError(head + R"({"name":"bare","arguments":{}}})", -32627, "Tool object missing 'toolType' parameter", 3004);

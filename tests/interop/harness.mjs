@@ -45,9 +45,10 @@ export function finish() {
   process.exit(failed === 0 ? 0 : 1);
 }
 
-// Runs the steps with the SDK client; every step must succeed.
-export async function scenario(url, steps) {
-  const { results } = await runScenario(url, steps);
+// Runs the steps with the SDK client against a URL or a {command, args, env} started over
+// stdio; every step must succeed.
+export async function scenario(target, steps) {
+  const { results } = await runScenario(target, steps);
   for (const r of results) check(`${r.op} succeeds`, () => assert.ok(!('error' in r), r.error));
   return results;
 }

@@ -3,6 +3,9 @@
 //
 //   node mcp-client.mjs URL SCENARIO
 //
+// From a script, runScenario(target, steps) takes the URL of an HTTP server, or
+// {command, args, env} for a server that speaks MCP on its standard input and output.
+//
 // SCENARIO is JSON text, or @path to a file holding it: an array of steps, each one of
 //   {"op": "initialize"}                        connect; the result is what the server said
 //   {"op": "listTools"} | {"op": "listResources"} | {"op": "listPrompts"} | {"op": "ping"}
@@ -16,6 +19,7 @@
 
 import { readFileSync } from 'node:fs';
 import { Client } from '@modelcontextprotocol/sdk/client/index.js';
+import { StdioClientTransport } from '@modelcontextprotocol/sdk/client/stdio.js';
 import { StreamableHTTPClientTransport } from '@modelcontextprotocol/sdk/client/streamableHttp.js';
 
 function usage(message) {
@@ -23,7 +27,16 @@ function usage(message) {
   process.exit(2);
 }
 
-export async function runScenario(url, steps) {
+function transportFor(target) {
+  if (typeof target === 'string') return new StreamableHTTPClientTransport(new URL(target));
+  // The server's standard error is collected, not mixed into the test's output.
+  const transport = new StdioClientTransport({ command: target.command, args: target.args ?? [], env: target.env, stderr: 'pipe' });
+  target.stderr = '';
+  transport.stderr?.on('data', (chunk) => { target.stderr += chunk; });
+  return transport;
+}
+
+export async function runScenario(target, steps) {
   const client = new Client({ name: 'kelvara-interop', version: '1.0.0' });
   const ops = {
     initialize: async () => ({
@@ -45,7 +58,7 @@ export async function runScenario(url, steps) {
     try {
       if (!Object.hasOwn(ops, step.op)) throw new Error(`unknown op '${step.op}'`);
       if (!connected) {
-        await client.connect(new StreamableHTTPClientTransport(new URL(url)));
+        await client.connect(transportFor(target));
         connected = true;
       }
       results.push({ op: step.op, result: await ops[step.op](step) });

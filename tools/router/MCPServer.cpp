@@ -81,7 +81,7 @@ MCPServer::MCPServer(LogController *logger, MCPServerBridge *bridge, PluginContr
       m_alive(std::make_shared<std::atomic<bool>>(true))
 {
     // The bridge calls this on the main thread. Once the router is gone the lines go to
-    // standard output instead of the log.
+    // standard error instead of the log.
     QPointer<LogController> weakLogger(logger);
     m_bridge->setLogHandler([alive = m_alive, weakLogger](int type, int code, const QString &message) {
         if (alive->load() && weakLogger) {
@@ -89,9 +89,9 @@ MCPServer::MCPServer(LogController *logger, MCPServerBridge *bridge, PluginContr
                 handler(static_cast<MCPLogMessageType>(type), code, message);
             return;
         }
-        std::fputs(message.toLocal8Bit().constData(), stdout);
-        std::fputc('\n', stdout);
-        std::fflush(stdout);
+        std::fputs(message.toLocal8Bit().constData(), stderr);
+        std::fputc('\n', stderr);
+        std::fflush(stderr);
     });
 }
 
