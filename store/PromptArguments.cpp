@@ -2,24 +2,28 @@
 
 #include "store/PromptConfig.h"
 
+#include "store/StoreColumns.h"
+
 #include <QSqlQuery>
 
 PromptArguments::PromptArguments(StoreContext *context, qint64 key, State state)
     : StoreRecord(staticEntity, context, key, state)
 {}
 
-QVariantList PromptArguments::columnValues() const
+const StoreColumns<PromptArguments::Values> &PromptArguments::columns()
 {
-    return {toColumn(m_v.id), toColumn(m_v.name), toColumn(m_v.info), QVariant(m_v.required ? 1 : 0)};
+    static const auto columns = StoreColumns<Values>().add("id", &Values::id)
+                                                  .add("name", &Values::name)
+                                                  .add("info", &Values::info)
+                                                  .addInteger("required", &Values::required);
+    return columns;
 }
 
-void PromptArguments::readColumns(const QSqlQuery &query, int first)
-{
-    m_v.id = uuidColumn(query.value(first + 0));
-    m_v.name = textColumn(query.value(first + 1));
-    m_v.info = textColumn(query.value(first + 2));
-    m_v.required = query.value(first + 3).toInt() != 0;
-}
+QList<StoreEntityInfo::Column> PromptArguments::columnLayout() { return columns().layout(); }
+
+QVariantList PromptArguments::columnValues() const { return columns().values(m_v); }
+
+void PromptArguments::readColumns(const QSqlQuery &query, int first) { columns().read(m_v, query, first); }
 
 void PromptArguments::setPromptConfig(PromptConfig *owner)
 {

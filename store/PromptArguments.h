@@ -2,11 +2,17 @@
 
 #include "store/StoreRecord.h"
 
+template <class V>
+class StoreColumns;
+
 class PromptConfig;
 
 // One argument of a prompt.
 class PromptArguments final : public StoreRecord {
 public:
+    // The stored attributes' columns, in order: the table layout.
+    static QList<StoreEntityInfo::Column> columnLayout();
+
     static constexpr StoreEntity staticEntity = StoreEntity::PromptArguments;
 
     std::optional<QUuid> id() const { return m_v.id; }
@@ -42,6 +48,7 @@ private:
     void takeSnapshot() override { keepCopy(m_v, m_stored); }
     void restoreSnapshot() override { restoreCopy(m_v, m_stored); }
     void dropSnapshot() override { m_stored.reset(); }
+    static const StoreColumns<Values> &columns();
     QVariantList columnValues() const override;
     void readColumns(const QSqlQuery &query, int first) override;
     std::optional<QString> nameValue() const override { return m_v.name; }

@@ -2,24 +2,28 @@
 
 #include "store/PromptArguments.h"
 
+#include "store/StoreColumns.h"
+
 #include <QSqlQuery>
 
 PromptConfig::PromptConfig(StoreContext *context, qint64 key, State state)
     : StoreRecord(staticEntity, context, key, state)
 {}
 
-QVariantList PromptConfig::columnValues() const
+const StoreColumns<PromptConfig::Values> &PromptConfig::columns()
 {
-    return {toColumn(m_v.id), toColumn(m_v.name), toColumn(m_v.promptDescription), toColumn(m_v.templateText)};
+    static const auto columns = StoreColumns<Values>().add("id", &Values::id)
+                                                  .add("name", &Values::name)
+                                                  .add("promptDescription", &Values::promptDescription)
+                                                  .add("template", &Values::templateText);
+    return columns;
 }
 
-void PromptConfig::readColumns(const QSqlQuery &query, int first)
-{
-    m_v.id = uuidColumn(query.value(first + 0));
-    m_v.name = textColumn(query.value(first + 1));
-    m_v.promptDescription = textColumn(query.value(first + 2));
-    m_v.templateText = textColumn(query.value(first + 3));
-}
+QList<StoreEntityInfo::Column> PromptConfig::columnLayout() { return columns().layout(); }
+
+QVariantList PromptConfig::columnValues() const { return columns().values(m_v); }
+
+void PromptConfig::readColumns(const QSqlQuery &query, int first) { columns().read(m_v, query, first); }
 
 QList<PromptArguments *> PromptConfig::arguments() const
 {

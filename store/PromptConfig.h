@@ -2,12 +2,18 @@
 
 #include "store/StoreRecord.h"
 
+template <class V>
+class StoreColumns;
+
 class PromptArguments;
 
 // One prompt template with its ordered arguments, which it owns. The attribute
 // `template` is reached through templateText(), since `template` is a C++ keyword.
 class PromptConfig final : public StoreRecord {
 public:
+    // The stored attributes' columns, in order: the table layout.
+    static QList<StoreEntityInfo::Column> columnLayout();
+
     static constexpr StoreEntity staticEntity = StoreEntity::PromptConfig;
 
     std::optional<QUuid> id() const { return m_v.id; }
@@ -47,6 +53,7 @@ private:
     void takeSnapshot() override { keepCopy(m_v, m_stored); }
     void restoreSnapshot() override { restoreCopy(m_v, m_stored); }
     void dropSnapshot() override { m_stored.reset(); }
+    static const StoreColumns<Values> &columns();
     QVariantList columnValues() const override;
     void readColumns(const QSqlQuery &query, int first) override;
     bool ownedListsChanged() const override;

@@ -1,37 +1,31 @@
 #include "store/ResourceConfig.h"
 
+#include "store/StoreColumns.h"
+
 #include <QSqlQuery>
 
 ResourceConfig::ResourceConfig(StoreContext *context, qint64 key, State state)
     : StoreRecord(staticEntity, context, key, state)
 {}
 
-QVariantList ResourceConfig::columnValues() const
+const StoreColumns<ResourceConfig::Values> &ResourceConfig::columns()
 {
-    return {toColumn(m_v.id),
-            toColumn(m_v.name),
-            toColumn(m_v.resourceDescription),
-            toColumn(m_v.type),
-            toColumn(m_v.mimeType),
-            toColumn(m_v.uri),
-            toColumn(m_v.contextTags),
-            toColumn(m_v.relatedResources),
-            toColumn(m_v.annAudience),
-            toColumn(m_v.annPriority),
-            toColumn(m_v.annLastModified)};
+    static const auto columns = StoreColumns<Values>().add("id", &Values::id)
+                                                  .add("name", &Values::name)
+                                                  .add("resourceDescription", &Values::resourceDescription)
+                                                  .add("type", &Values::type)
+                                                  .add("mimeType", &Values::mimeType)
+                                                  .add("uri", &Values::uri)
+                                                  .add("contextTags", &Values::contextTags)
+                                                  .add("relatedResources", &Values::relatedResources)
+                                                  .add("annAudience", &Values::annAudience)
+                                                  .add("annPriority", &Values::annPriority)
+                                                  .add("annLastModified", &Values::annLastModified);
+    return columns;
 }
 
-void ResourceConfig::readColumns(const QSqlQuery &query, int first)
-{
-    m_v.id = uuidColumn(query.value(first + 0));
-    m_v.name = textColumn(query.value(first + 1));
-    m_v.resourceDescription = textColumn(query.value(first + 2));
-    m_v.type = textColumn(query.value(first + 3));
-    m_v.mimeType = textColumn(query.value(first + 4));
-    m_v.uri = urlColumn(query.value(first + 5));
-    m_v.contextTags = textColumn(query.value(first + 6));
-    m_v.relatedResources = textColumn(query.value(first + 7));
-    m_v.annAudience = textColumn(query.value(first + 8));
-    m_v.annPriority = doubleColumn(query.value(first + 9));
-    m_v.annLastModified = dateColumn(query.value(first + 10));
-}
+QList<StoreEntityInfo::Column> ResourceConfig::columnLayout() { return columns().layout(); }
+
+QVariantList ResourceConfig::columnValues() const { return columns().values(m_v); }
+
+void ResourceConfig::readColumns(const QSqlQuery &query, int first) { columns().read(m_v, query, first); }

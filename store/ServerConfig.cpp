@@ -1,22 +1,25 @@
 #include "store/ServerConfig.h"
 
+#include "store/StoreColumns.h"
+
 #include <QSqlQuery>
 
 ServerConfig::ServerConfig(StoreContext *context, qint64 key, State state)
     : StoreRecord(staticEntity, context, key, state)
 {}
 
-QVariantList ServerConfig::columnValues() const
+const StoreColumns<ServerConfig::Values> &ServerConfig::columns()
 {
-    return {toColumn(m_v.serverName), toColumn(m_v.serverTitle), toColumn(m_v.serverVersion),
-            toColumn(m_v.instructions), QVariant(int(m_v.port))};
+    static const auto columns = StoreColumns<Values>().add("serverName", &Values::serverName)
+                                                  .add("serverTitle", &Values::serverTitle)
+                                                  .add("serverVersion", &Values::serverVersion)
+                                                  .add("instructions", &Values::instructions)
+                                                  .addInteger("port", &Values::port);
+    return columns;
 }
 
-void ServerConfig::readColumns(const QSqlQuery &query, int first)
-{
-    m_v.serverName = textColumn(query.value(first + 0));
-    m_v.serverTitle = textColumn(query.value(first + 1));
-    m_v.serverVersion = textColumn(query.value(first + 2));
-    m_v.instructions = textColumn(query.value(first + 3));
-    m_v.port = qint16(query.value(first + 4).toInt());
-}
+QList<StoreEntityInfo::Column> ServerConfig::columnLayout() { return columns().layout(); }
+
+QVariantList ServerConfig::columnValues() const { return columns().values(m_v); }
+
+void ServerConfig::readColumns(const QSqlQuery &query, int first) { columns().read(m_v, query, first); }

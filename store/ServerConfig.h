@@ -2,9 +2,15 @@
 
 #include "store/StoreRecord.h"
 
+template <class V>
+class StoreColumns;
+
 // The server's identity and port. At most one row exists; ServerQueryService makes it.
 class ServerConfig final : public StoreRecord {
 public:
+    // The stored attributes' columns, in order: the table layout.
+    static QList<StoreEntityInfo::Column> columnLayout();
+
     static constexpr StoreEntity staticEntity = StoreEntity::ServerConfig;
 
     std::optional<QString> serverName() const { return m_v.serverName; }
@@ -35,6 +41,7 @@ private:
     void takeSnapshot() override { keepCopy(m_v, m_stored); }
     void restoreSnapshot() override { restoreCopy(m_v, m_stored); }
     void dropSnapshot() override { m_stored.reset(); }
+    static const StoreColumns<Values> &columns();
     QVariantList columnValues() const override;
     void readColumns(const QSqlQuery &query, int first) override;
 };

@@ -10,11 +10,8 @@
 #include "store/ServerConfig.h"
 #include "store/ServerQueryService.h"
 #include "store/StoreContext.h"
-#include "tools/builtin/FileAccessHandler.h"
-#include "tools/plugins/PluginController.h"
 #include "tools/router/MCPError.h"
 #include "tools/router/MCPServer.h"
-#include "tools/security/BookmarkController.h"
 
 #include <QCoreApplication>
 #include <QMetaObject>
@@ -50,10 +47,7 @@ ServerConfigController::ServerConfigController(StoreContext *context, Configurat
       m_context(context),
       m_exportService(exportService),
       m_router(router),
-      m_logController(router->logger()),
-      m_scManager(BookmarkController::shared()),
-      m_fileHandler(FileAccessHandler::shared()),
-      m_etController(router->toolController())
+      m_logController(router->logger())
 {
     connect(m_context, &StoreContext::objectsDidChange, this, [this] { updateUnsaved(false); }, Qt::QueuedConnection);
 

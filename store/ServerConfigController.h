@@ -5,13 +5,10 @@
 #include <QString>
 #include <optional>
 
-class BookmarkController;
 class ConfigurationController;
 class DesktopNotifier;
-class FileAccessHandler;
 class LogController;
 class MCPServer;
-class PluginController;
 class ServerConfig;
 class StoreContext;
 
@@ -128,9 +125,6 @@ private:
     ConfigurationController *m_exportService;
     MCPServer *m_router;
     LogController *m_logController;
-    BookmarkController *m_scManager;
-    FileAccessHandler *m_fileHandler;
-    PluginController *m_etController;
     DesktopNotifier *m_notifier = nullptr;
 
     ServerConfig *m_serverConfig = nullptr;

@@ -124,7 +124,7 @@ protected:
     // The alert text for an add while adding; nullopt ignores the command silently.
     virtual std::optional<QString> addRefusalMessage() const { return std::nullopt; }
     // After a new record was appended, selected and marked (move the focus here).
-    virtual void didAddRecord(StoreRecord *record) { Q_UNUSED(record) }
+    virtual void didAddRecord(StoreRecord * /*record*/) {}
     // Reload selects the first record always (true) or only while nothing is selected.
     virtual bool selectsFirstAfterReloadAlways() const { return false; }
     virtual void didReload() {}
@@ -135,11 +135,7 @@ protected:
     // Revert, adding: after the rollback, before reload (clear the selection here).
     virtual void willReloadAfterAddingRevert() {}
     // Where the focus goes after a revert (nullopt: it stays).
-    virtual std::optional<int> focusAfterRevert(bool wasAdding) const
-    {
-        Q_UNUSED(wasAdding)
-        return std::nullopt;
-    }
+    virtual std::optional<int> focusAfterRevert(bool /*wasAdding*/) const { return std::nullopt; }
     // Whether the focus stands on the top record, for the default deleteTapped().
     virtual bool focusIsOnTopRecord() const { return true; }
     // A confirmed top-record delete was saved, before the reload.

@@ -184,9 +184,8 @@ void StoreContext::recordWillChange(StoreRecord *record)
     }
 }
 
-void StoreContext::recordDidChange(StoreRecord *record)
+void StoreContext::recordDidChange()
 {
-    Q_UNUSED(record)
     emit objectsDidChange();
 }
 

@@ -91,7 +91,7 @@ private:
     friend class StoreRecord;
 
     void recordWillChange(StoreRecord *record);
-    void recordDidChange(StoreRecord *record);
+    void recordDidChange();
     bool ensureLoaded(StoreEntity entity, AppError *error = nullptr);
     bool loadTable(StoreEntity entity, QString *failure);
     bool prefetch(StoreEntity entity, const QString &relationship, AppError *error);

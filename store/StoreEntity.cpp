@@ -1,71 +1,39 @@
 #include "store/StoreEntity.h"
 
+#include "store/PromptArguments.h"
+#include "store/PromptConfig.h"
+#include "store/ResourceConfig.h"
+#include "store/ServerConfig.h"
+#include "store/ToolInSchemaParams.h"
+#include "store/ToolInputSchema.h"
+#include "store/ToolOutSchemeParams.h"
+#include "store/ToolOutputSchema.h"
+#include "store/ToolsConfig.h"
+
 #include <array>
 
 namespace {
 
-using Column = StoreEntityInfo::Column;
-
-Column text(const char *name) { return {QString::fromLatin1(name), QStringLiteral("TEXT")}; }
-
 std::array<StoreEntityInfo, storeEntityCount> makeInfos()
 {
-    const QList<Column> params{
-        text("id"),           text("parameterName"), text("parameterType"), text("parameterDescription"),
-        text("defaultValue"), text("itemType"),      text("items")};
-    const QList<Column> schema{text("id"), text("type"), text("requiredParams")};
+    // Each record type describes its own columns; the two schema and the two parameter
+    // entities share theirs.
     return {{
-        {StoreEntity::ServerConfig,
-         QStringLiteral("ServerConfig"),
-         {text("serverName"),
-          text("serverTitle"),
-          text("serverVersion"),
-          text("instructions"),
-          {QStringLiteral("port"), QStringLiteral("INTEGER NOT NULL DEFAULT 0")}},
-         std::nullopt,
+        {StoreEntity::ServerConfig, QStringLiteral("ServerConfig"), ServerConfig::columnLayout(), std::nullopt, QString()},
+        {StoreEntity::ToolsConfig, QStringLiteral("ToolsConfig"), ToolsConfig::columnLayout(), std::nullopt, QString()},
+        {StoreEntity::ToolInputSchema, QStringLiteral("ToolInputSchema"), ToolInputSchema::columnLayout(),
+         StoreEntity::ToolsConfig, QStringLiteral("toolConfig")},
+        {StoreEntity::ToolOutputSchema, QStringLiteral("ToolOutputSchema"), ToolOutputSchema::columnLayout(),
+         StoreEntity::ToolsConfig, QStringLiteral("toolConfig")},
+        {StoreEntity::ToolInSchemaParams, QStringLiteral("ToolInSchemaParams"), ToolInSchemaParams::columnLayout(),
+         StoreEntity::ToolInputSchema, QStringLiteral("toolInputSchema")},
+        {StoreEntity::ToolOutSchemeParams, QStringLiteral("ToolOutSchemeParams"), ToolOutSchemeParams::columnLayout(),
+         StoreEntity::ToolOutputSchema, QStringLiteral("toolOutputSchema")},
+        {StoreEntity::ResourceConfig, QStringLiteral("ResourceConfig"), ResourceConfig::columnLayout(), std::nullopt,
          QString()},
-        {StoreEntity::ToolsConfig,
-         QStringLiteral("ToolsConfig"),
-         {text("id"), text("name"), text("title"), text("toolDescription"), text("toolType"), text("methodName"),
-          text("handlerName"), text("pluginName"), text("scriptFileName")},
-         std::nullopt,
-         QString()},
-        {StoreEntity::ToolInputSchema, QStringLiteral("ToolInputSchema"), schema, StoreEntity::ToolsConfig,
-         QStringLiteral("toolConfig")},
-        {StoreEntity::ToolOutputSchema, QStringLiteral("ToolOutputSchema"), schema, StoreEntity::ToolsConfig,
-         QStringLiteral("toolConfig")},
-        {StoreEntity::ToolInSchemaParams, QStringLiteral("ToolInSchemaParams"), params, StoreEntity::ToolInputSchema,
-         QStringLiteral("toolInputSchema")},
-        {StoreEntity::ToolOutSchemeParams, QStringLiteral("ToolOutSchemeParams"), params, StoreEntity::ToolOutputSchema,
-         QStringLiteral("toolOutputSchema")},
-        {StoreEntity::ResourceConfig,
-         QStringLiteral("ResourceConfig"),
-         {text("id"),
-          text("name"),
-          text("resourceDescription"),
-          text("type"),
-          text("mimeType"),
-          text("uri"),
-          text("contextTags"),
-          text("relatedResources"),
-          text("annAudience"),
-          {QStringLiteral("annPriority"), QStringLiteral("REAL")},
-          text("annLastModified")},
-         std::nullopt,
-         QString()},
-        {StoreEntity::PromptConfig,
-         QStringLiteral("PromptConfig"),
-         {text("id"), text("name"), text("promptDescription"), text("template")},
-         std::nullopt,
-         QString()},
-        {StoreEntity::PromptArguments,
-         QStringLiteral("PromptArguments"),
-         {text("id"),
-          text("name"),
-          text("info"),
-          {QStringLiteral("required"), QStringLiteral("INTEGER NOT NULL DEFAULT 0")}},
-         StoreEntity::PromptConfig,
-         QStringLiteral("promptConfig")},
+        {StoreEntity::PromptConfig, QStringLiteral("PromptConfig"), PromptConfig::columnLayout(), std::nullopt, QString()},
+        {StoreEntity::PromptArguments, QStringLiteral("PromptArguments"), PromptArguments::columnLayout(),
+         StoreEntity::PromptConfig, QStringLiteral("promptConfig")},
     }};
 }
 

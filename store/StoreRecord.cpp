@@ -19,7 +19,7 @@ void StoreRecord::willChange()
 void StoreRecord::didChange()
 {
     if (m_state != State::Detached)
-        m_context->recordDidChange(this);
+        m_context->recordDidChange();
 }
 
 void StoreRecord::ensureLoaded(StoreEntity entity) const

@@ -21,6 +21,19 @@ class StoreContext;
 // longer fetched or saved.
 class StoreRecord {
 public:
+    // Conversions between attribute values and column values. A present empty string is
+    // written as '' and a missing one as NULL.
+    static QVariant toColumn(const std::optional<QString> &value);
+    static QVariant toColumn(const std::optional<QUuid> &value);
+    static QVariant toColumn(const std::optional<QUrl> &value);
+    static QVariant toColumn(const std::optional<double> &value);
+    static QVariant toColumn(const std::optional<QDateTime> &value);
+    static std::optional<QString> textColumn(const QVariant &value);
+    static std::optional<QUuid> uuidColumn(const QVariant &value);
+    static std::optional<QUrl> urlColumn(const QVariant &value);
+    static std::optional<double> doubleColumn(const QVariant &value);
+    static std::optional<QDateTime> dateColumn(const QVariant &value);
+
     enum class State {
         Inserted,   // new, pending until the next save
         Persisted,  // in the file (possibly with pending edits: isUpdated)
@@ -138,24 +151,12 @@ protected:
     // into its copy for rollback).
     virtual qsizetype positionInOwner() const { return -1; }
     virtual void removeFromOwner() {}
-    virtual void attachLoaded(StoreRecord *owner) { Q_UNUSED(owner) }
+    virtual void attachLoaded(StoreRecord * /*owner*/) {}
     // An owner whose lists differ from its stored ones needs its children's positions written.
     virtual bool ownedListsChanged() const { return false; }
     // The `name` attribute where the entity has one, for sorted fetches.
     virtual std::optional<QString> nameValue() const { return std::nullopt; }
 
-    // Conversions between attribute values and column values. A present empty string is
-    // written as '' and a missing one as NULL.
-    static QVariant toColumn(const std::optional<QString> &value);
-    static QVariant toColumn(const std::optional<QUuid> &value);
-    static QVariant toColumn(const std::optional<QUrl> &value);
-    static QVariant toColumn(const std::optional<double> &value);
-    static QVariant toColumn(const std::optional<QDateTime> &value);
-    static std::optional<QString> textColumn(const QVariant &value);
-    static std::optional<QUuid> uuidColumn(const QVariant &value);
-    static std::optional<QUrl> urlColumn(const QVariant &value);
-    static std::optional<double> doubleColumn(const QVariant &value);
-    static std::optional<QDateTime> dateColumn(const QVariant &value);
 
 private:
     friend class StoreContext;

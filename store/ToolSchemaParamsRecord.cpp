@@ -5,6 +5,8 @@
 #include "store/ToolOutSchemeParams.h"
 #include "store/ToolOutputSchema.h"
 
+#include "store/StoreColumns.h"
+
 #include <QSqlQuery>
 
 template <class Params, class Schema>
@@ -13,28 +15,26 @@ ToolSchemaParamsRecord<Params, Schema>::ToolSchemaParamsRecord(StoreContext *con
 {}
 
 template <class Params, class Schema>
-QVariantList ToolSchemaParamsRecord<Params, Schema>::columnValues() const
+const StoreColumns<typename ToolSchemaParamsRecord<Params, Schema>::Values> &ToolSchemaParamsRecord<Params, Schema>::columns()
 {
-    return {toColumn(m_v.id),
-            toColumn(m_v.parameterName),
-            toColumn(m_v.parameterType),
-            toColumn(m_v.parameterDescription),
-            toColumn(m_v.defaultValue),
-            toColumn(m_v.itemType),
-            toColumn(m_v.items)};
+    static const auto columns = StoreColumns<Values>().add("id", &Values::id)
+                                                  .add("parameterName", &Values::parameterName)
+                                                  .add("parameterType", &Values::parameterType)
+                                                  .add("parameterDescription", &Values::parameterDescription)
+                                                  .add("defaultValue", &Values::defaultValue)
+                                                  .add("itemType", &Values::itemType)
+                                                  .add("items", &Values::items);
+    return columns;
 }
 
 template <class Params, class Schema>
-void ToolSchemaParamsRecord<Params, Schema>::readColumns(const QSqlQuery &query, int first)
-{
-    m_v.id = uuidColumn(query.value(first + 0));
-    m_v.parameterName = textColumn(query.value(first + 1));
-    m_v.parameterType = textColumn(query.value(first + 2));
-    m_v.parameterDescription = textColumn(query.value(first + 3));
-    m_v.defaultValue = textColumn(query.value(first + 4));
-    m_v.itemType = textColumn(query.value(first + 5));
-    m_v.items = textColumn(query.value(first + 6));
-}
+QList<StoreEntityInfo::Column> ToolSchemaParamsRecord<Params, Schema>::columnLayout() { return columns().layout(); }
+
+template <class Params, class Schema>
+QVariantList ToolSchemaParamsRecord<Params, Schema>::columnValues() const { return columns().values(m_v); }
+
+template <class Params, class Schema>
+void ToolSchemaParamsRecord<Params, Schema>::readColumns(const QSqlQuery &query, int first) { columns().read(m_v, query, first); }
 
 template <class Params, class Schema>
 QList<Params *> &ToolSchemaParamsRecord<Params, Schema>::propertiesOf(Schema *schema)

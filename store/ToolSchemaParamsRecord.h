@@ -2,6 +2,9 @@
 
 #include "store/StoreRecord.h"
 
+template <class V>
+class StoreColumns;
+
 template <class Schema, class Params>
 class ToolSchemaRecord;
 
@@ -11,6 +14,9 @@ class ToolSchemaRecord;
 template <class Params, class Schema>
 class ToolSchemaParamsRecord : public StoreRecord {
 public:
+    // The stored attributes' columns, in order: the table layout.
+    static QList<StoreEntityInfo::Column> columnLayout();
+
     std::optional<QUuid> id() const { return m_v.id; }
     void setId(std::optional<QUuid> value) { assign(m_v, &Values::id, std::move(value)); }
     std::optional<QString> parameterName() const { return m_v.parameterName; }
@@ -62,6 +68,7 @@ private:
     void takeSnapshot() override { keepCopy(m_v, m_stored); }
     void restoreSnapshot() override { restoreCopy(m_v, m_stored); }
     void dropSnapshot() override { m_stored.reset(); }
+    static const StoreColumns<Values> &columns();
     QVariantList columnValues() const override;
     void readColumns(const QSqlQuery &query, int first) override;
     qsizetype positionInOwner() const override;

@@ -6,6 +6,8 @@
 #include "store/ToolOutputSchema.h"
 #include "store/ToolsConfig.h"
 
+#include "store/StoreColumns.h"
+
 #include <QSqlQuery>
 
 template <class Schema, class Params>
@@ -14,18 +16,22 @@ ToolSchemaRecord<Schema, Params>::ToolSchemaRecord(StoreContext *context, qint64
 {}
 
 template <class Schema, class Params>
-QVariantList ToolSchemaRecord<Schema, Params>::columnValues() const
+const StoreColumns<typename ToolSchemaRecord<Schema, Params>::Values> &ToolSchemaRecord<Schema, Params>::columns()
 {
-    return {toColumn(m_v.id), toColumn(m_v.type), toColumn(m_v.requiredParams)};
+    static const auto columns = StoreColumns<Values>().add("id", &Values::id)
+                                                  .add("type", &Values::type)
+                                                  .add("requiredParams", &Values::requiredParams);
+    return columns;
 }
 
 template <class Schema, class Params>
-void ToolSchemaRecord<Schema, Params>::readColumns(const QSqlQuery &query, int first)
-{
-    m_v.id = uuidColumn(query.value(first + 0));
-    m_v.type = textColumn(query.value(first + 1));
-    m_v.requiredParams = textColumn(query.value(first + 2));
-}
+QList<StoreEntityInfo::Column> ToolSchemaRecord<Schema, Params>::columnLayout() { return columns().layout(); }
+
+template <class Schema, class Params>
+QVariantList ToolSchemaRecord<Schema, Params>::columnValues() const { return columns().values(m_v); }
+
+template <class Schema, class Params>
+void ToolSchemaRecord<Schema, Params>::readColumns(const QSqlQuery &query, int first) { columns().read(m_v, query, first); }
 
 template <class Schema, class Params>
 QList<Schema *> &ToolSchemaRecord<Schema, Params>::schemasOf(ToolsConfig *tool)

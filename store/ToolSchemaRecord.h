@@ -2,6 +2,9 @@
 
 #include "store/StoreRecord.h"
 
+template <class V>
+class StoreColumns;
+
 class ToolsConfig;
 
 template <class Params, class Schema>
@@ -15,6 +18,9 @@ class ToolSchemaParamsRecord;
 template <class Schema, class Params>
 class ToolSchemaRecord : public StoreRecord {
 public:
+    // The stored attributes' columns, in order: the table layout.
+    static QList<StoreEntityInfo::Column> columnLayout();
+
     std::optional<QUuid> id() const { return m_v.id; }
     void setId(std::optional<QUuid> value) { assign(m_v, &Values::id, std::move(value)); }
     std::optional<QString> type() const { return m_v.type; }
@@ -58,6 +64,7 @@ private:
     void takeSnapshot() override { keepCopy(m_v, m_stored); }
     void restoreSnapshot() override { restoreCopy(m_v, m_stored); }
     void dropSnapshot() override { m_stored.reset(); }
+    static const StoreColumns<Values> &columns();
     QVariantList columnValues() const override;
     void readColumns(const QSqlQuery &query, int first) override;
     bool ownedListsChanged() const override;

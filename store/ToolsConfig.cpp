@@ -3,37 +3,33 @@
 #include "store/ToolInputSchema.h"
 #include "store/ToolOutputSchema.h"
 
+#include "store/StoreColumns.h"
+
 #include <QSqlQuery>
 
 ToolsConfig::ToolsConfig(StoreContext *context, qint64 key, State state)
     : StoreRecord(staticEntity, context, key, state)
 {}
 
-QVariantList ToolsConfig::columnValues() const
+const StoreColumns<ToolsConfig::Values> &ToolsConfig::columns()
 {
-    return {toColumn(m_v.id),
-            toColumn(m_v.name),
-            toColumn(m_v.title),
-            toColumn(m_v.toolDescription),
-            toColumn(m_v.toolType),
-            toColumn(m_v.methodName),
-            toColumn(m_v.handlerName),
-            toColumn(m_v.pluginName),
-            toColumn(m_v.scriptFileName)};
+    static const auto columns = StoreColumns<Values>().add("id", &Values::id)
+                                                  .add("name", &Values::name)
+                                                  .add("title", &Values::title)
+                                                  .add("toolDescription", &Values::toolDescription)
+                                                  .add("toolType", &Values::toolType)
+                                                  .add("methodName", &Values::methodName)
+                                                  .add("handlerName", &Values::handlerName)
+                                                  .add("pluginName", &Values::pluginName)
+                                                  .add("scriptFileName", &Values::scriptFileName);
+    return columns;
 }
 
-void ToolsConfig::readColumns(const QSqlQuery &query, int first)
-{
-    m_v.id = uuidColumn(query.value(first + 0));
-    m_v.name = textColumn(query.value(first + 1));
-    m_v.title = textColumn(query.value(first + 2));
-    m_v.toolDescription = textColumn(query.value(first + 3));
-    m_v.toolType = textColumn(query.value(first + 4));
-    m_v.methodName = textColumn(query.value(first + 5));
-    m_v.handlerName = textColumn(query.value(first + 6));
-    m_v.pluginName = textColumn(query.value(first + 7));
-    m_v.scriptFileName = textColumn(query.value(first + 8));
-}
+QList<StoreEntityInfo::Column> ToolsConfig::columnLayout() { return columns().layout(); }
+
+QVariantList ToolsConfig::columnValues() const { return columns().values(m_v); }
+
+void ToolsConfig::readColumns(const QSqlQuery &query, int first) { columns().read(m_v, query, first); }
 
 QList<ToolInputSchema *> ToolsConfig::inputSchemas() const
 {

@@ -2,6 +2,9 @@
 
 #include "store/StoreRecord.h"
 
+template <class V>
+class StoreColumns;
+
 class ToolInputSchema;
 class ToolOutputSchema;
 template <class Schema, class Params>
@@ -11,6 +14,9 @@ class ToolSchemaRecord;
 // output schemas (the relationship is spelled `outputSchmas`). Owns its schemas.
 class ToolsConfig final : public StoreRecord {
 public:
+    // The stored attributes' columns, in order: the table layout.
+    static QList<StoreEntityInfo::Column> columnLayout();
+
     static constexpr StoreEntity staticEntity = StoreEntity::ToolsConfig;
 
     std::optional<QUuid> id() const { return m_v.id; }
@@ -72,6 +78,7 @@ private:
     void takeSnapshot() override { keepCopy(m_v, m_stored); }
     void restoreSnapshot() override { restoreCopy(m_v, m_stored); }
     void dropSnapshot() override { m_stored.reset(); }
+    static const StoreColumns<Values> &columns();
     QVariantList columnValues() const override;
     void readColumns(const QSqlQuery &query, int first) override;
     bool ownedListsChanged() const override;

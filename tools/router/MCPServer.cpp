@@ -115,15 +115,14 @@ JSONToolResult MCPServer::fail(const QString &message, MCPLogMessageType level)
 
 JSONToolResult MCPServer::handleToolCall(const QVariantMap &arguments, const JSONToolConfig &config)
 {
-    JSONToolResult result = route(arguments, config);
+    JSONToolResult result = route(arguments);
     // Every result, failures included, carries the members its output schema promises.
     applyOutputSchema(result, config.outputSchema);
     return result;
 }
 
-JSONToolResult MCPServer::route(const QVariantMap &arguments, const JSONToolConfig &config)
+JSONToolResult MCPServer::route(const QVariantMap &arguments)
 {
-    Q_UNUSED(config)
     // The engine checks these too; a caller that skips the engine (the chat client) does not.
     if (!nonEmptyString(arguments, kSessionId))
         return fail(QStringLiteral("Custom tool sessionId must not be empty"), MCPLogMessageType::Error);
@@ -226,16 +225,12 @@ JSONToolResult MCPServer::callPlugin(const QVariantMap &arguments)
     const std::optional<QString> json = jsonText(arguments, &failure);
     if (!json)
         return failure;
-    return runPlugin(arguments.value(kSessionId).toString(), *pluginName, *json, arguments.value(kName).toString(),
-                     arguments.value(kExecMethod).toString());
+    return runPlugin(arguments.value(kSessionId).toString(), *pluginName, *json);
 }
 
-JSONToolResult MCPServer::runPlugin(const QString &sessionId, const QString &pluginName, const QString &json,
-                                    const QString &name, const QString &execMethod)
+JSONToolResult MCPServer::runPlugin(const QString &sessionId, const QString &pluginName, const QString &json)
 {
     // The plug-in registry finds, loads and calls the plug-in, and shapes every failure.
-    Q_UNUSED(name)
-    Q_UNUSED(execMethod)
     return m_toolController->callPlugin(sessionId, pluginName, json);
 }
 

@@ -64,13 +64,12 @@ public:
     static inline const QString promptNotImplementedText = QStringLiteral("Error: Prompt handler not implemented yet");
 
 private:
-    JSONToolResult route(const QVariantMap &arguments, const JSONToolConfig &config);
+    JSONToolResult route(const QVariantMap &arguments);
     JSONToolResult callBuiltin(const QString &name, const QString &execMethod, const QVariantMap &arguments);
     JSONToolResult callPlugin(const QVariantMap &arguments);
     JSONToolResult callScript(const QVariantMap &arguments);
     // Where plug-in tools reach the plug-in registry.
-    JSONToolResult runPlugin(const QString &sessionId, const QString &pluginName, const QString &json,
-                             const QString &name, const QString &execMethod);
+    JSONToolResult runPlugin(const QString &sessionId, const QString &pluginName, const QString &json);
     // Pretty-printed JSON text of a parameter map, or the error result of the failure.
     std::optional<QString> jsonText(const QVariantMap &value, JSONToolResult *failure);
     JSONToolResult fail(const QString &message, MCPLogMessageType level);

@@ -11,7 +11,7 @@ ScriptContextManager *ScriptContextManager::shared()
 }
 
 ScriptContextManager::ScriptContextManager()
-    : m_security(BookmarkController::shared()), m_logger(LogController::shared())
+    : m_logger(LogController::shared())
 {
 }
 

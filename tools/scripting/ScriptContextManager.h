@@ -7,7 +7,6 @@
 #include <memory>
 #include <mutex>
 
-class BookmarkController;
 class LogController;
 
 // The JavaScript contexts of the script calls now under way, one per session id. An entry
@@ -30,7 +29,6 @@ public:
     void handleException(JSContextRef ctx, JSValueRef exception) const;
 
 private:
-    BookmarkController *m_security;
     LogController *m_logger;
     QHash<QString, std::shared_ptr<ScriptContext>> m_contexts;
     mutable std::mutex m_contextLock;

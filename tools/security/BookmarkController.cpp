@@ -2,7 +2,6 @@
 
 #include "base/SystemLog.h"
 #include "base/UserDefaults.h"
-#include "diagnostics/LogController.h"
 #include "tools/security/OpenPanelPresenter.h"
 #include "tools/security/OpenPanelRequest.h"
 
@@ -80,7 +79,7 @@ BookmarkController *BookmarkController::shared()
 }
 
 BookmarkController::BookmarkController(QObject *parent)
-    : AbstractController(parent), m_logger(LogController::shared())
+    : AbstractController(parent)
 {
     loadBookmarks();
 }

@@ -15,7 +15,6 @@
 #include <functional>
 #include <optional>
 
-class LogController;
 class OpenPanelPresenter;
 struct OpenPanelRequest;
 
@@ -145,6 +144,5 @@ private:
     // The dictionary under "SecurityScopedBookmarks", kept in memory so that look-ups from
     // workers do not go through the settings file; written through on every change.
     QMap<QString, QByteArray> m_bookmarkData;
-    LogController *m_logger = nullptr;
     OpenPanelPresenter *m_panelPresenter = nullptr;
 };
