@@ -9,10 +9,12 @@
 #include "diagnostics/LogEntry.h"
 #include "store/ConfigurationController.h"
 #include "store/PersistenceController.h"
+#include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
 #include "store/ServerConfigController.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/router/MCPServer.h"
+#include "tools/scripting/ScriptWatchdog.h"
 
 #include <QCoreApplication>
 #include <QMetaObject>
@@ -102,6 +104,8 @@ public:
         if (m_stopRequested)
             return;
         m_stopRequested = true;
+        // A script stuck in a loop would hold its worker, and the stop waits for workers.
+        ScriptWatchdog::terminateAll();
         if (m_controller->isServerRunning())
             m_controller->stop();
         else if (!m_controller->isStarting())
@@ -118,11 +122,17 @@ private:
             if (m_stdio) {
                 printLine(g_report, QStringLiteral("Serving on standard input and output (the end of input, SIGINT or "
                                                    "SIGTERM stops the server)"));
-            } else if (ServerConfig *config = m_controller->serverConfig()) {
+            } else {
                 const QString host = m_controller->listenAtAll() ? QStringLiteral("0.0.0.0") : QStringLiteral("127.0.0.1");
                 printLine(g_report, QStringLiteral("Serving on http://%1:%2/ (SIGINT or SIGTERM stops the server)")
                                       .arg(host)
-                                      .arg(config->port()));
+                                      .arg(m_controller->listeningPort()));
+                // The token goes where a user reads it, never into a log file of standard output.
+                if (m_controller->tokenRequired())
+                    printLine(stderr, QStringLiteral("Clients must send the header: Authorization: Bearer %1")
+                                          .arg(m_controller->accessToken()));
+                else if (m_controller->listenAtAll())
+                    printLine(stderr, QStringLiteral("Warning: no token is asked for. ") + ServerAccessSettings::tokenOffWarning);
             }
             if (m_stopRequested)
                 m_controller->stop();
@@ -188,6 +198,17 @@ std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &argu
             if (!value || value->isEmpty())
                 return fail(QStringLiteral("--import needs a folder"));
             options.importFolders.append(*value);
+        } else if (argument == QLatin1String("--allow-origin") || argument.startsWith(QLatin1String("--allow-origin="))) {
+            const auto value = valueOf(QStringLiteral("--allow-origin"));
+            if (!value || value->isEmpty())
+                return fail(QStringLiteral("--allow-origin needs an origin"));
+            if (const std::optional<QString> problem = ServerAccessSettings::originProblem(*value))
+                return fail(*problem);
+            options.allowOrigins.append(*value);
+        } else if (argument == QLatin1String("--require-token")) {
+            options.requireToken = true;
+        } else if (argument == QLatin1String("--no-token")) {
+            options.requireToken = false;
         } else if (argument == QLatin1String("--stdio")) {
             options.stdio = true;
         } else if (argument == QLatin1String("--import-builtin")) {
@@ -201,6 +222,8 @@ std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &argu
             return fail(QStringLiteral("unknown argument '%1'").arg(argument));
         }
     }
+    if (options.stdio && (!options.allowOrigins.isEmpty() || options.requireToken))
+        return fail(QStringLiteral("--stdio serves no web pages and no network: leave out --allow-origin, --require-token and --no-token"));
     if (options.stdio && (options.port || options.listenAtAll))
         return fail(QStringLiteral("--stdio does not listen on a port: leave out --port, --listen-all and --loopback"));
     return options;
@@ -299,7 +322,7 @@ int ServeCommand::main(int argc, char **argv)
         auto transport = std::make_unique<MCP::MCPStdioTransport>();
         transport->setClosedHandler(
             [&session] { QMetaObject::invokeMethod(&session, [&session] { session.signalled(); }, Qt::QueuedConnection); });
-        MCPServerBridge::sharedInstance().server().setTransport(std::move(transport));
+        MCPServerBridge::sharedInstance().setTransport(std::move(transport));
     }
     QSocketNotifier notifier(g_signalPipe[0], QSocketNotifier::Read);
     QObject::connect(&notifier, &QSocketNotifier::activated, &session, [&session] {
@@ -324,6 +347,7 @@ int ServeCommand::main(int argc, char **argv)
                 controller.setPort(*chosen.port);
             if (chosen.listenAtAll)
                 controller.setListenAtAll(*chosen.listenAtAll);
+            controller.setRunOptions(chosen.allowOrigins, chosen.requireToken);
             // A chosen bind flag is saved by the start even when the store has nothing pending.
             controller.updateUnsaved(chosen.listenAtAll.has_value());
             controller.start();

@@ -20,6 +20,8 @@ public:
         bool importBuiltin = false;       // the built-in bundle, before the folders
         QStringList enablePlugins;        // plug-in files the user confirms for this run
         bool stdio = false;               // serve MCP over standard input and output
+        QStringList allowOrigins;         // web origins allowed for this run
+        std::optional<bool> requireToken; // replaces the stored token requirement for this run
         bool help = false;
     };
 
@@ -39,6 +41,14 @@ public:
         "                    window's port field does (a number from -32768 to 32767)\n"
         "  --listen-all      listen on all interfaces (0.0.0.0) and store that choice\n"
         "  --loopback        listen on 127.0.0.1 only and store that choice\n"
+        "  --allow-origin ORIGIN\n"
+        "                    serve requests from web pages of ORIGIN (such as\n"
+        "                    https://app.example:3000, or * for any) for this run, besides\n"
+        "                    loopback origins and those allowed on the Server screen; may\n"
+        "                    be given more than once\n"
+        "  --require-token   ask every client for the bearer token, on loopback as well\n"
+        "  --no-token        do not ask for the bearer token, on all interfaces either\n"
+        "                    (anyone who reaches the port can then call every tool)\n"
         "  --import DIR      import the configuration bundle in DIR (its Tools, Resources\n"
         "                    and Prompts folders) before starting; may be given more than once\n"
         "  --import-builtin  import the built-in configuration bundle before starting\n"

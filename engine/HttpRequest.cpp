@@ -74,7 +74,9 @@ HttpRequest::Progress HttpRequest::feed(const char *data, size_t size)
     } else {
         const size_t found = m_head.find("\r\n\r\n", searchFrom);
         if (found == std::string::npos)
-            return Progress::NeedMore;
+            return maxHeadBytes && m_head.size() > maxHeadBytes ? Progress::HeadTooLarge : Progress::NeedMore;
+        if (maxHeadBytes && found > maxHeadBytes)
+            return Progress::HeadTooLarge;
         blockEnd = found;
         bodyStart = found + 4;
     }
@@ -90,6 +92,8 @@ HttpRequest::Progress HttpRequest::feed(const char *data, size_t size)
         // value beyond 64 bits cannot be read.
         if (result.ec != std::errc() || value.empty() || value.front() < '0' || value.front() > '9')
             return Progress::Malformed;
+        if (maxBodyBytes && contentLength > maxBodyBytes)
+            return Progress::BodyTooLarge;
     }
 
     std::string rest = m_head.substr(bodyStart);
@@ -97,7 +101,7 @@ HttpRequest::Progress HttpRequest::feed(const char *data, size_t size)
     m_head.shrink_to_fit();
     if (chunked) {
         m_raw = std::move(rest);
-        return decodeChunks() ? Progress::Complete : Progress::NeedMore;
+        return chunkProgress();
     }
     body.assign(rest.begin(), rest.end());
     return body.size() >= contentLength ? Progress::Complete : Progress::NeedMore;
@@ -107,10 +111,20 @@ HttpRequest::Progress HttpRequest::feedBody(const char *data, size_t size)
 {
     if (chunked) {
         m_raw.append(data, size);
-        return decodeChunks() ? Progress::Complete : Progress::NeedMore;
+        return chunkProgress();
     }
     body.insert(body.end(), data, data + size);
     return body.size() >= contentLength ? Progress::Complete : Progress::NeedMore;
+}
+
+HttpRequest::Progress HttpRequest::chunkProgress()
+{
+    const bool done = decodeChunks();
+    // A chunked body declares no length: it is bounded by what it has grown to, the
+    // bytes not yet decoded included.
+    if (maxBodyBytes && body.size() + (m_raw.size() - m_rawPos) > maxBodyBytes + 64)
+        return Progress::BodyTooLarge;
+    return done ? Progress::Complete : Progress::NeedMore;
 }
 
 bool HttpRequest::decodeChunks()

@@ -25,11 +25,16 @@ public:
     uint64_t chunkRead = 0;
     int32_t chunkState = ReadSize;
 
-    enum class Progress { NeedMore, Complete, Malformed };
+    // Bounds set before the first feed; zero means none.
+    size_t maxHeadBytes = 0;
+    uint64_t maxBodyBytes = 0;
+
+    enum class Progress { NeedMore, Complete, Malformed, HeadTooLarge, BodyTooLarge };
 
     // Takes the next bytes from the connection. NeedMore asks for another receive;
     // Complete means the request is whole; Malformed means it can never be read (a
-    // content-length that is not a decimal number or does not fit 64 bits).
+    // content-length that is not a decimal number or does not fit 64 bits); HeadTooLarge
+    // and BodyTooLarge that it passed a bound (a body as soon as its declared length does).
     Progress feed(const char *data, size_t size);
 
     // Scans the header block (request line and header lines up to, not including, the
@@ -39,6 +44,7 @@ public:
 private:
     Progress startBody();
     Progress feedBody(const char *data, size_t size);
+    Progress chunkProgress();
     // Runs the chunked decoder over m_raw; true once it reached Done.
     bool decodeChunks();
 

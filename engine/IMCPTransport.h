@@ -36,6 +36,11 @@ public:
     virtual void setLogCallback(LogCallback callback) = 0;
     // Lines less severe than this level are neither built nor delivered.
     virtual void setLogLevel(LogMessageType level) = 0;
+    // The port a network transport listens on once started (the system's choice for port
+    // 0); -1 for others.
+    virtual int listeningPort() const { return -1; }
+    // Why the last start failed, in a line for the user; empty when it did not.
+    virtual std::string startFailure() const { return {}; }
 };
 
 }  // namespace MCP

@@ -32,7 +32,7 @@ constexpr int32_t PromptEmptyName = -32614;
 constexpr int32_t PromptParamsNotObject = -32615;
 }  // namespace RPCCode
 
-// The codes of the engine's log lines: 0 for plain information, 1001 to 1007 from the
+// The codes of the engine's log lines: 0 for plain information, 1001 to 1009 from the
 // transport, 3001 to 3011 from the server and its routes.
 namespace LogCode {
 constexpr int32_t Info = 0;
@@ -43,6 +43,8 @@ constexpr int32_t AcceptFailed = 1004;
 constexpr int32_t RequestReadFailed = 1005;
 constexpr int32_t InvalidRequest = 1006;
 constexpr int32_t NoMessageHandler = 1007;
+constexpr int32_t RequestRefused = 1008;
+constexpr int32_t ConnectionRefused = 1009;
 constexpr int32_t ServerAlreadyRunning = 3001;
 constexpr int32_t TransportStartFailed = 3002;
 constexpr int32_t InvalidCancel = 3003;

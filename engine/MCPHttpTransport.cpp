@@ -1,6 +1,7 @@
 #include "engine/MCPHttpTransport.h"
 
 #include "engine/HttpRequest.h"
+#include "engine/JSONValue.h"
 #include "engine/MCPCodes.h"
 #include "engine/PlatformLog.h"
 
@@ -9,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstring>
 #include <netinet/in.h>
 #include <poll.h>
 #include <pthread.h>
@@ -27,6 +29,7 @@ struct Hooks {
     IMCPTransport::MessageHandler handler;
     LogCallback log;
     LogMessageType level = LogMessageType::Debug;
+    MCPHttpPolicy policy;
 };
 
 // One accepted connection on its way to a worker; fd -1 tells the worker to end.
@@ -82,6 +85,11 @@ constexpr auto kWorkerIdleTime = std::chrono::seconds(2);
 struct MCPHttpTransport::Shared {
     std::atomic<bool> running{false};
     std::atomic<bool> destroying{false};
+    // While listening on loopback only, a request must name a loopback host.
+    std::atomic<bool> loopbackOnly{true};
+    // Connections accepted and not yet closed, against the policy's cap.
+    std::atomic<size_t> openConnections{0};
+    size_t connectionCap = 0;  // fixed at start
     // Readable once the transport is being destroyed: wakes workers waiting on idle peers.
     const int wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 
@@ -189,17 +197,29 @@ const char *MCPHttpTransport::reasonPhrase(int status)
     switch (status) {
     case 202: return "Accepted";
     case 400: return "Bad Request";
+    case 401: return "Unauthorized";
+    case 403: return "Forbidden";
     case 404: return "Not Found";
     case 405: return "Method Not Allowed";
+    case 408: return "Request Timeout";
+    case 413: return "Content Too Large";
+    case 431: return "Request Header Fields Too Large";
     case 500: return "Internal Server Error";
+    case 503: return "Service Unavailable";
     default: return "OK";
     }
 }
 
 std::string MCPHttpTransport::buildResponse(int status, std::string_view contentType, std::string_view body)
 {
+    return buildResponse(status, contentType, body, {});
+}
+
+std::string MCPHttpTransport::buildResponse(int status, std::string_view contentType, std::string_view body,
+                                            std::string_view extraHeaders)
+{
     std::string out;
-    out.reserve(220 + body.size());
+    out.reserve(220 + extraHeaders.size() + body.size());
     out += "HTTP/1.1 ";
     out += std::to_string(status);
     out += ' ';
@@ -211,34 +231,66 @@ std::string MCPHttpTransport::buildResponse(int status, std::string_view content
     out += "\r\nAccess-Control-Allow-Origin: *"
            "\r\nAccess-Control-Allow-Methods: POST, GET, OPTIONS"
            "\r\nAccess-Control-Allow-Headers: Content-Type"
-           "\r\nConnection: close\r\n\r\n";
+           "\r\nConnection: close\r\n";
+    out += extraHeaders;
+    out += "\r\n";
     out += body;
     return out;
 }
 
+std::string MCPHttpTransport::refusalBody(std::string_view message)
+{
+    std::string body = R"({"jsonrpc":"2.0","id":null,"error":{"code":)";
+    body += std::to_string(RPCCode::MiddlewareRejected);
+    body += R"(,"message":")";
+    JSONValue::appendEscaped(body, message);
+    body += "\"}}";
+    return body;
+}
+
 namespace {
 
-// Waits until the socket has bytes (or news of its peer) or the transport is being
-// destroyed; false in the latter case.
-bool waitReadable(const MCPHttpTransport::Shared &shared, int fd)
+using Clock = std::chrono::steady_clock;
+
+enum class Wait { Readable, Destroying, TimedOut };
+
+// Waits until the socket has bytes (or news of its peer), the transport is being
+// destroyed, or the deadline (none when it is max()) has passed.
+Wait waitReadable(const MCPHttpTransport::Shared &shared, int fd, Clock::time_point deadline)
 {
     pollfd fds[2] = {{fd, POLLIN, 0}, {shared.wakeFd, POLLIN, 0}};
     for (;;) {
-        const int n = ::poll(fds, 2, -1);
+        int timeout = -1;
+        if (deadline != Clock::time_point::max()) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+            if (left <= 0)
+                return Wait::TimedOut;
+            timeout = static_cast<int>(std::min<long long>(left, 60000));
+        }
+        const int n = ::poll(fds, 2, timeout);
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0)
-            return true;  // let the receive report the failure
+            return Wait::Readable;  // let the receive report the failure
         if (fds[1].revents & POLLIN)
-            return false;
-        return true;
+            return Wait::Destroying;
+        if (n == 0)
+            continue;  // the deadline is looked at again above
+        return Wait::Readable;
     }
 }
 
-// Reads one request; false when the peer closed or failed before it was whole, the
-// request can never be read, or the transport is going away.
-bool readRequest(const MCPHttpTransport::Shared &shared, int fd, HttpRequest &request)
+enum class ReadOutcome { Complete, Closed, TimedOut, Malformed, HeadTooLarge, BodyTooLarge };
+
+// Reads one request within the policy's bounds. Closed: the peer closed or failed before
+// it was whole, or the transport is going away.
+ReadOutcome readRequest(const MCPHttpTransport::Shared &shared, const MCPHttpPolicy &policy, int fd,
+                        HttpRequest &request)
 {
+    request.maxHeadBytes = policy.maxHeadBytes;
+    request.maxBodyBytes = policy.maxBodyBytes;
+    const Clock::time_point deadline =
+        policy.receiveTimeout.count() > 0 ? Clock::now() + policy.receiveTimeout : Clock::time_point::max();
     char buffer[8192];
     for (;;) {
         size_t want = sizeof buffer;
@@ -250,19 +302,20 @@ bool readRequest(const MCPHttpTransport::Shared &shared, int fd, HttpRequest &re
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-            if (!waitReadable(shared, fd))
-                return false;
-            continue;
+            switch (waitReadable(shared, fd, deadline)) {
+            case Wait::Readable: continue;
+            case Wait::Destroying: return ReadOutcome::Closed;
+            case Wait::TimedOut: return ReadOutcome::TimedOut;
+            }
         }
         if (n < 1)
-            return false;
+            return ReadOutcome::Closed;
         switch (request.feed(buffer, static_cast<size_t>(n))) {
-        case HttpRequest::Progress::Complete:
-            return true;
-        case HttpRequest::Progress::Malformed:
-            return false;
-        case HttpRequest::Progress::NeedMore:
-            break;
+        case HttpRequest::Progress::Complete: return ReadOutcome::Complete;
+        case HttpRequest::Progress::Malformed: return ReadOutcome::Malformed;
+        case HttpRequest::Progress::HeadTooLarge: return ReadOutcome::HeadTooLarge;
+        case HttpRequest::Progress::BodyTooLarge: return ReadOutcome::BodyTooLarge;
+        case HttpRequest::Progress::NeedMore: break;
         }
     }
 }
@@ -273,15 +326,102 @@ void answer(int fd, int status, std::string_view contentType, std::string_view b
     ::close(fd);
 }
 
+// Answers a request that is refused before it was read in full and closes without a
+// reset: the peer may still be sending, and a close with unread bytes would destroy the
+// answer on its way. What is left is read and dropped for a short while.
+void refuseEarly(int fd, int status, std::string_view message)
+{
+    sendAll(fd, MCPHttpTransport::buildResponse(status, "application/json", MCPHttpTransport::refusalBody(message)));
+    ::shutdown(fd, SHUT_WR);
+    const Clock::time_point until = Clock::now() + std::chrono::milliseconds(500);
+    char sink[16384];
+    for (size_t drained = 0; drained < (4u << 20);) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
+        pollfd pfd{fd, POLLIN, 0};
+        if (left <= 0 || ::poll(&pfd, 1, static_cast<int>(left)) <= 0)
+            break;
+        const ssize_t n = ::recv(fd, sink, sizeof sink, MSG_DONTWAIT);
+        if (n <= 0)
+            break;
+        drained += static_cast<size_t>(n);
+    }
+    ::close(fd);
+}
+
+std::string headerOf(const HttpRequest &request, const char *name)
+{
+    auto it = request.headers.find(name);
+    return it == request.headers.end() ? std::string() : it->second;
+}
+
+// The checks a request passes before anything of it runs: a foreign origin (a web page),
+// a foreign host on a loopback listener (DNS rebinding) and a missing or wrong token are
+// refused, each with one log line that says how to allow it. True when it may go on.
+bool admit(const MCPHttpTransport::Shared &shared, const Hooks &hooks, const HttpRequest &request, int fd)
+{
+    const MCPHttpPolicy &policy = hooks.policy;
+    if (auto it = request.headers.find("origin"); it != request.headers.end() && !policy.originAllowed(it->second)) {
+        emitLog(hooks, LogMessageType::Warning, LogCode::RequestRefused,
+                "Refused a request from origin " + it->second +
+                    ": a web page may not call this server. To allow it, add the origin to the allowed origins "
+                    "(Server screen, or kelvara serve --allow-origin " + it->second + ")");
+        answer(fd, 403, "application/json", MCPHttpTransport::refusalBody("Forbidden: origin " + it->second + " is not allowed"));
+        return false;
+    }
+    if (shared.loopbackOnly.load()) {
+        if (auto it = request.headers.find("host"); it != request.headers.end() && !MCPHttpPolicy::isLoopbackHost(it->second)) {
+            emitLog(hooks, LogMessageType::Warning, LogCode::RequestRefused,
+                    "Refused a request for host " + it->second +
+                        ": the server listens on loopback only and answers only for localhost, 127.0.0.1 and [::1]. "
+                        "To serve other hosts, listen on all interfaces");
+            answer(fd, 403, "application/json", MCPHttpTransport::refusalBody("Forbidden: host " + it->second + " is not served here"));
+            return false;
+        }
+    }
+    if (!policy.authorizationAccepted(headerOf(request, "authorization"))) {
+        emitLog(hooks, LogMessageType::Warning, LogCode::RequestRefused,
+                "Refused a request without a valid bearer token. Give the client the token shown on the Server "
+                "screen (kelvara serve prints it on standard error) as \"Authorization: Bearer <token>\"");
+        sendAll(fd, MCPHttpTransport::buildResponse(401, "application/json",
+                                                     MCPHttpTransport::refusalBody("Unauthorized: a valid bearer token is required"),
+                                                     "WWW-Authenticate: Bearer realm=\"kelvara\"\r\n"));
+        ::close(fd);
+        return false;
+    }
+    return true;
+}
+
 void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int fd)
 {
     HttpRequest request;
-    if (!readRequest(shared, fd, request)) {
+    switch (readRequest(shared, hooks.policy, fd, request)) {
+    case ReadOutcome::Complete:
+        break;
+    case ReadOutcome::TimedOut:
+        emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
+                "Closed a connection that did not send a whole request within " +
+                    std::to_string(hooks.policy.receiveTimeout.count() / 1000.0).substr(0, 4) + " s");
+        refuseEarly(fd, 408, "Request Timeout: the request did not arrive in time");
+        return;
+    case ReadOutcome::HeadTooLarge:
+        emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
+                "Refused a request whose head is larger than " + std::to_string(hooks.policy.maxHeadBytes) + " bytes");
+        refuseEarly(fd, 431, "Request Header Fields Too Large");
+        return;
+    case ReadOutcome::BodyTooLarge:
+        emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
+                "Refused a request whose body is larger than " + std::to_string(hooks.policy.maxBodyBytes) + " bytes");
+        refuseEarly(fd, 413, "Content Too Large: the body may have at most " + std::to_string(hooks.policy.maxBodyBytes) + " bytes");
+        return;
+    case ReadOutcome::Closed:
+    case ReadOutcome::Malformed:
         if (!shared.destroying.load())
             emitLog(hooks, LogMessageType::Critical, LogCode::RequestReadFailed, "Failed to read complete HTTP request");
         ::close(fd);
         return;
     }
+    if (!admit(shared, hooks, request, fd))
+        return;
     const std::string connectionId = newConnectionId();
 
     if (request.method == "OPTIONS") {
@@ -354,6 +494,7 @@ void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, Job first)
     Job job = std::move(first);
     for (;;) {
         serveConnection(*shared, *job.hooks, job.fd);
+        shared->openConnections.fetch_sub(1);
         job = Job{};
 
         {
@@ -407,6 +548,7 @@ void submitJob(const std::shared_ptr<MCPHttpTransport::Shared> &shared, Job &&jo
         // No thread could be made: this connection is dropped, the listener goes on.
         emitLog(*job.hooks, LogMessageType::Critical, LogCode::AcceptFailed, "Failed to accept connection");
         ::close(job.fd);
+        shared->openConnections.fetch_sub(1);
         std::lock_guard lock(shared->poolMutex);
         if (--shared->workers == 0)
             shared->workersGone.notify_all();
@@ -450,6 +592,19 @@ void MCPHttpTransport::setLogCallback(LogCallback callback)
     m_shared->hooks = std::move(hooks);
 }
 
+void MCPHttpTransport::setPolicy(MCPHttpPolicy policy)
+{
+    std::lock_guard lock(m_shared->hooksMutex);
+    auto hooks = std::make_shared<Hooks>(*m_shared->hooks);
+    hooks->policy = std::move(policy);
+    m_shared->hooks = std::move(hooks);
+}
+
+MCPHttpPolicy MCPHttpTransport::policy() const
+{
+    return m_shared->currentHooks()->policy;
+}
+
 void MCPHttpTransport::setLogLevel(LogMessageType level)
 {
     std::lock_guard lock(m_shared->hooksMutex);
@@ -461,6 +616,17 @@ void MCPHttpTransport::setLogLevel(LogMessageType level)
 bool MCPHttpTransport::isRunning() const
 {
     return m_shared->running.load();
+}
+
+size_t MCPHttpTransport::openConnectionCount() const
+{
+    return m_shared->openConnections.load();
+}
+
+std::string MCPHttpTransport::startFailure() const
+{
+    std::lock_guard lifecycle(m_lifecycleMutex);
+    return m_startFailure;
 }
 
 size_t MCPHttpTransport::pendingConnectionCount() const
@@ -475,11 +641,16 @@ bool MCPHttpTransport::start(int port, bool listenAtAll)
     if (m_shared->running.load())
         return false;
     const auto hooks = m_shared->currentHooks();
+    m_startFailure.clear();
+    auto fail = [&](int32_t code, const std::string &text, int error = 0) {
+        m_startFailure = error ? text + ": " + std::strerror(error) : text;
+        emitLog(*hooks, LogMessageType::Critical, code, text);
+    };
 
     // Close-on-exec: processes that tools start must not inherit the listener.
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0) {
-        emitLog(*hooks, LogMessageType::Critical, LogCode::SocketCreateFailed, "Failed to create socket");
+        fail(LogCode::SocketCreateFailed, "Failed to create socket", errno);
         return false;
     }
     const int one = 1;
@@ -490,19 +661,26 @@ bool MCPHttpTransport::start(int port, bool listenAtAll)
     address.sin_addr.s_addr = htonl(listenAtAll ? INADDR_ANY : INADDR_LOOPBACK);
     address.sin_port = htons(static_cast<uint16_t>(port));
     if (::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) < 0) {
-        emitLog(*hooks, LogMessageType::Critical, LogCode::SocketBindFailed, "Failed to bind socket to port " + std::to_string(port));
+        const int error = errno;
+        fail(LogCode::SocketBindFailed, "Failed to bind socket to port " + std::to_string(port), error);
         ::close(fd);
         m_listenSocket = -1;
         return false;
     }
-    if (::listen(fd, 10) < 0) {
-        emitLog(*hooks, LogMessageType::Critical, LogCode::SocketListenFailed, "Failed to listen on socket");
+    if (::listen(fd, 128) < 0) {
+        fail(LogCode::SocketListenFailed, "Failed to listen on socket", errno);
         ::close(fd);
         m_listenSocket = -1;
         return false;
     }
+    // Port 0 asks the system for a free port: the one it gave is the one to report.
+    socklen_t length = sizeof address;
+    if (::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) == 0)
+        port = ntohs(address.sin_port);
     m_listenSocket = fd;
     m_port = port;
+    m_shared->loopbackOnly.store(!listenAtAll);
+    m_shared->connectionCap = hooks->policy.connectionCap();
     m_shared->running.store(true);
     emitLog(*hooks, LogMessageType::Info, LogCode::Info, "MCP HTTP Server started on port " + std::to_string(port));
     m_acceptThread = std::thread([this, fd] { acceptLoop(fd); });
@@ -513,6 +691,19 @@ void MCPHttpTransport::acceptLoop(int listenSocket)
 {
     pthread_setname_np(pthread_self(), "mcp.kelvara.acc");
     const std::shared_ptr<Shared> shared = m_shared;
+    // Refusals under pressure come in floods: one line a second says how many there were.
+    Clock::time_point lastRefusalLine{};
+    size_t refusedSinceLine = 0;
+    auto refusalLine = [&](const Hooks &hooks, int32_t code, const std::string &text) {
+        ++refusedSinceLine;
+        const Clock::time_point now = Clock::now();
+        if (now - lastRefusalLine < std::chrono::seconds(1))
+            return;
+        emitLog(hooks, code == LogCode::AcceptFailed ? LogMessageType::Critical : LogMessageType::Warning, code,
+                refusedSinceLine > 1 ? text + " (" + std::to_string(refusedSinceLine) + " times in the last second)" : text);
+        lastRefusalLine = now;
+        refusedSinceLine = 0;
+    };
     while (shared->running.load()) {
         const int fd = ::accept4(listenSocket, nullptr, nullptr, SOCK_CLOEXEC);
         const int error = errno;
@@ -522,12 +713,33 @@ void MCPHttpTransport::acceptLoop(int listenSocket)
                 break;
             if (error == EINTR)
                 continue;
-            emitLog(*hooks, LogMessageType::Critical, LogCode::AcceptFailed, "Failed to accept connection");
+            if (error == EMFILE || error == ENFILE)
+                refusalLine(*hooks, LogCode::AcceptFailed, "Failed to accept connection: the process has no open files left");
+            else
+                emitLog(*hooks, LogMessageType::Critical, LogCode::AcceptFailed, "Failed to accept connection");
             // Out of descriptors or memory: give the system a moment instead of spinning.
             if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM)
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
             continue;
         }
+        // Over the cap a connection is told so at once and closed, so that holding many
+        // connections open cannot starve the others of threads and descriptors.
+        if (shared->openConnections.load() >= shared->connectionCap) {
+            refusalLine(*hooks, LogCode::ConnectionRefused,
+                        "Refused a connection: " + std::to_string(shared->connectionCap) + " connections are open already");
+            const std::string busy = buildResponse(503, "application/json", refusalBody("Service Unavailable: too many connections"),
+                                                   "Retry-After: 1\r\n");
+            [[maybe_unused]] const ssize_t sent = ::send(fd, busy.data(), busy.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            ::close(fd);
+            continue;
+        }
+        const auto timeout = hooks->policy.receiveTimeout;
+        if (timeout.count() > 0) {
+            // A peer that never reads its answer must not hold a worker for ever either.
+            timeval sendTimeout{static_cast<time_t>(timeout.count() / 1000), static_cast<suseconds_t>((timeout.count() % 1000) * 1000)};
+            ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &sendTimeout, sizeof sendTimeout);
+        }
+        shared->openConnections.fetch_add(1);
         submitJob(shared, Job{fd, hooks});
     }
 }

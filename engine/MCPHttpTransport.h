@@ -2,6 +2,7 @@
 
 #include "engine/IMCPTransport.h"
 #include "engine/LogMessageType.h"
+#include "engine/MCPHttpPolicy.h"
 
 #include <atomic>
 #include <map>
@@ -21,9 +22,13 @@ namespace MCP {
 // and closed at once; a content-length that is not a decimal number fails the read (code
 // 1005); a request still being read when stop comes is closed without an answer.
 //
+// Every request passes the policy (see MCPHttpPolicy) before anything of it runs: a
+// refused one is answered 401, 403, 408, 413, 431 or 503 with a JSON-RPC error body and
+// one log line, and closed. A request within the policy sees exactly the bytes above.
+//
 // One thread runs the accept loop; every accepted connection is served by a worker thread
-// of its own at once: an idle one when there is one, a new one otherwise, with no cap, so
-// a slow tool blocks only its own connection. Workers keep the state they need alive
+// of its own at once: an idle one when there is one, a new one otherwise, up to the policy's
+// cap of open connections, so a slow tool blocks only its own connection. Workers keep the state they need alive
 // through a shared pointer, and the destructor waits until the last of them is gone, so
 // no worker ever touches a dead transport.
 class MCPHttpTransport : public IMCPTransport {
@@ -44,14 +49,27 @@ public:
     void setLogCallback(LogCallback callback) override;
     // Default: all lines.
     void setLogLevel(LogMessageType level) override;
+    // Applies to connections accepted from now on; the connection cap is fixed at start.
+    void setPolicy(MCPHttpPolicy policy);
+    MCPHttpPolicy policy() const;
 
+    // The port listened on: the system's choice when started with port 0.
     int port() const { return m_port; }
+    int listeningPort() const override { return m_port; }
+    std::string startFailure() const override;
     // Connections waiting for their response (handed to the handler, not yet answered).
     size_t pendingConnectionCount() const;
+    // Connections accepted and not yet closed (counted against the cap).
+    size_t openConnectionCount() const;
 
     // The complete response text: status line, the fixed header lines with the CORS
     // lines and "Connection: close", a blank line, the body.
     static std::string buildResponse(int status, std::string_view contentType, std::string_view body);
+    // extraHeaders: whole header lines, each ending in CRLF, put before the blank line.
+    static std::string buildResponse(int status, std::string_view contentType, std::string_view body,
+                                     std::string_view extraHeaders);
+    // {"jsonrpc":"2.0","id":null,"error":{"code":-32000,"message":...}}: the body of a refusal.
+    static std::string refusalBody(std::string_view message);
     static const char *reasonPhrase(int status);
 
     struct Shared;
@@ -61,9 +79,10 @@ private:
 
     int m_listenSocket = -1;
     int m_port = 0;
+    std::string m_startFailure;  // under m_lifecycleMutex
     std::shared_ptr<Shared> m_shared;
     std::thread m_acceptThread;
-    std::mutex m_lifecycleMutex;  // start and stop from different threads take turns
+    mutable std::mutex m_lifecycleMutex;  // start and stop from different threads take turns
 };
 
 }  // namespace MCP

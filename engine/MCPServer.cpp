@@ -140,6 +140,8 @@ bool MCPServer::start(int port, bool listenAtAll)
         log(LogMessageType::Error, LogCode::TransportStartFailed, "Failed to start transport layer");
         return false;
     }
+    if (const int bound = m_transport->listeningPort(); bound > 0)
+        m_config.port = static_cast<uint16_t>(bound);
     m_running = true;
     if (logs(LogMessageType::Info)) {
         log(LogMessageType::Info, LogCode::Info,

@@ -7,6 +7,7 @@
 #include "engine/bridge/MCPServerBridge.h"
 #include "store/ConfigurationController.h"
 #include "store/PersistenceController.h"
+#include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
 #include "store/ServerQueryService.h"
 #include "store/StoreContext.h"
@@ -120,6 +121,7 @@ void ServerConfigController::applyListenAtAll(bool value)
         return;
     m_listenAtAll = value;
     emit listenAtAllChanged();
+    emit accessChanged();  // whether a token is asked for follows the bind
     emit changed();
 }
 
@@ -281,6 +283,7 @@ void ServerConfigController::runStartPipeline()
 
     BridgeError startError;
     const bool listenAtAll = m_listenAtAll;
+    bridge->setAccessPolicy(ServerAccessSettings::policy(listenAtAll, m_runOrigins, m_runTokenRequired));
     if (!bridge->startOnPort(m_serverConfig->port(), listenAtAll, &startError)) {
         failStart(startError.description);
         setStarting(false);
@@ -332,4 +335,71 @@ void ServerConfigController::postNotification()
 {
     DesktopNotifier *notifier = m_notifier ? m_notifier : DesktopNotifier::shared();
     notifier->notify(AppPaths::displayName(), m_serverStatusMessage);
+}
+
+int ServerConfigController::listeningPort() const
+{
+    if (m_isServerRunning) {
+        if (const int port = m_router->bridge()->listeningPort(); port >= 0)
+            return port;
+    }
+    return m_serverConfig ? static_cast<quint16>(m_serverConfig->port()) : 0;
+}
+
+QString ServerConfigController::accessToken() const
+{
+    return ServerAccessSettings::token();
+}
+
+void ServerConfigController::renewAccessToken()
+{
+    ServerAccessSettings::renewToken();
+    emit accessChanged();
+}
+
+bool ServerConfigController::requireToken() const
+{
+    return ServerAccessSettings::requireToken();
+}
+
+void ServerConfigController::setRequireToken(bool value)
+{
+    if (value == requireToken())
+        return;
+    ServerAccessSettings::setRequireToken(value);
+    if (!value)
+        showAlert(QStringLiteral("Warning"), ServerAccessSettings::tokenOffWarning);
+    emit accessChanged();
+}
+
+bool ServerConfigController::tokenRequired() const
+{
+    return ServerAccessSettings::tokenRequired(m_listenAtAll, m_runTokenRequired);
+}
+
+QStringList ServerConfigController::allowedOrigins() const
+{
+    return ServerAccessSettings::allowedOrigins();
+}
+
+bool ServerConfigController::setAllowedOriginsText(const QString &text)
+{
+    QStringList origins;
+    for (const QString &part : text.split(QRegularExpression(QStringLiteral("[,\\s]+")), Qt::SkipEmptyParts)) {
+        if (const std::optional<QString> problem = ServerAccessSettings::originProblem(part)) {
+            showAlert(QStringLiteral("Error"), *problem);
+            return false;
+        }
+        origins.append(part);
+    }
+    ServerAccessSettings::setAllowedOrigins(origins);
+    emit accessChanged();
+    return true;
+}
+
+void ServerConfigController::setRunOptions(const QStringList &extraOrigins, std::optional<bool> tokenRequired)
+{
+    m_runOrigins = extraOrigins;
+    m_runTokenRequired = tokenRequired;
+    emit accessChanged();
 }

@@ -3,6 +3,7 @@
 #include "base/AbstractController.h"
 
 #include <QString>
+#include <QStringList>
 #include <optional>
 
 class ConfigurationController;
@@ -26,6 +27,10 @@ class ServerConfigController : public AbstractController {
     Q_PROPERTY(bool isStarting READ isStarting NOTIFY isStartingChanged)
     Q_PROPERTY(bool listenAtAll READ listenAtAll WRITE setListenAtAll NOTIFY listenAtAllChanged)
     Q_PROPERTY(bool canStart READ canStart NOTIFY changed)
+    Q_PROPERTY(QString accessToken READ accessToken NOTIFY accessChanged)
+    Q_PROPERTY(bool requireToken READ requireToken WRITE setRequireToken NOTIFY accessChanged)
+    Q_PROPERTY(bool tokenRequired READ tokenRequired NOTIFY accessChanged)
+    Q_PROPERTY(QStringList allowedOrigins READ allowedOrigins NOTIFY accessChanged)
 
 public:
     // The user default behind the bind flag; absent reads as false.
@@ -90,6 +95,28 @@ public:
     // hasUnsavedChanges = the context's hasChanges or force.
     void updateUnsaved(bool force);
 
+    // The port the running server listens on (the system's choice for port 0), else the
+    // stored one.
+    int listeningPort() const;
+
+    // Access: the token clients send when one is required, renewable (the running server
+    // keeps the old one until it is started again); the requirement on all interfaces,
+    // which may be turned off with a warning; the origins web pages may call from.
+    QString accessToken() const;
+    void renewAccessToken();
+    bool requireToken() const;
+    // Turning it off raises the alert with ServerAccessSettings::tokenOffWarning.
+    void setRequireToken(bool value);
+    // Whether the next start (or the running server) asks for the token.
+    bool tokenRequired() const;
+    QStringList allowedOrigins() const;
+    // One origin per line or separated by commas; an entry that is not an origin raises
+    // an alert naming it and nothing is stored. True when stored.
+    bool setAllowedOriginsText(const QString &text);
+    // For one run (kelvara serve): origins allowed besides the stored ones, and a token
+    // requirement that replaces the stored one.
+    void setRunOptions(const QStringList &extraOrigins, std::optional<bool> tokenRequired);
+
     // The value setPort() accepts for text, if any.
     static std::optional<qint16> parsePort(const QString &text);
     // Where the start and stop notifications go; nullptr for DesktopNotifier::shared().
@@ -108,6 +135,7 @@ signals:
     void serverStatusMessageChanged();
     void isStartingChanged();
     void listenAtAllChanged();
+    void accessChanged();
 
 private:
     void runStartPipeline();
@@ -133,4 +161,6 @@ private:
     QString m_serverStatusMessage;
     bool m_isStarting = false;
     bool m_listenAtAll = false;
+    QStringList m_runOrigins;
+    std::optional<bool> m_runTokenRequired;
 };

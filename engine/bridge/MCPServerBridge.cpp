@@ -1,6 +1,7 @@
 #include "engine/bridge/MCPServerBridge.h"
 
 #include "engine/JSONParser.h"
+#include "engine/MCPHttpTransport.h"
 #include "engine/MCPServer.h"
 #include "engine/bridge/MainThreadQueue.h"
 #include "engine/bridge/VariantJSON.h"
@@ -61,9 +62,11 @@ MCPServerBridge &MCPServerBridge::sharedInstance()
     return *instance;
 }
 
-MCPServerBridge::MCPServerBridge()
-    : m_logSink(std::make_shared<LogSink>()), m_cppServer(std::make_unique<MCP::MCPServer>())
+MCPServerBridge::MCPServerBridge() : m_logSink(std::make_shared<LogSink>())
 {
+    auto http = std::make_unique<MCP::MCPHttpTransport>();
+    m_http = http.get();
+    m_cppServer = std::make_unique<MCP::MCPServer>(std::move(http));
     m_cppServer->setMainQueuePoster(postToMainThread);
     setupLogCallback();
 }
@@ -141,8 +144,58 @@ bool MCPServerBridge::startOnPort(int port, bool listenAtAll, BridgeError *error
         error->domain = QStringLiteral("MCPServerBridge");
         error->code = 1001;
         error->description = QStringLiteral("Failed to start MCP server");
+        if (const std::string reason = m_cppServer->transport().startFailure(); !reason.empty())
+            error->description += QStringLiteral(": ") + QString::fromStdString(reason);
     }
     return started;
+}
+
+int MCPServerBridge::listeningPort() const
+{
+    return m_cppServer->isRunning() ? m_cppServer->transport().listeningPort() : -1;
+}
+
+void MCPServerBridge::setAccessPolicy(const QVariantMap &policy)
+{
+    if (!m_http)
+        return;
+    MCP::MCPHttpPolicy rules = m_http->policy();
+    if (policy.contains(QStringLiteral("allowedOrigins")))
+        rules.allowedOrigins = variantStrings(policy.value(QStringLiteral("allowedOrigins")));
+    if (policy.contains(QStringLiteral("bearerToken")))
+        rules.bearerToken = utf8(policy.value(QStringLiteral("bearerToken")).toString());
+    if (policy.contains(QStringLiteral("receiveTimeout")))
+        rules.receiveTimeout = std::chrono::milliseconds(
+            std::max<qint64>(0, qRound64(policy.value(QStringLiteral("receiveTimeout")).toDouble() * 1000)));
+    if (policy.contains(QStringLiteral("maxConnections")))
+        rules.maxConnections = static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxConnections")).toLongLong()));
+    if (policy.contains(QStringLiteral("maxBodyBytes")))
+        rules.maxBodyBytes = static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxBodyBytes")).toLongLong()));
+    if (policy.contains(QStringLiteral("maxHeadBytes")))
+        rules.maxHeadBytes = static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxHeadBytes")).toLongLong()));
+    m_http->setPolicy(std::move(rules));
+}
+
+QVariantMap MCPServerBridge::accessPolicy() const
+{
+    if (!m_http)
+        return {};
+    const MCP::MCPHttpPolicy rules = m_http->policy();
+    QStringList origins;
+    for (const std::string &origin : rules.allowedOrigins)
+        origins.append(QString::fromStdString(origin));
+    return {{QStringLiteral("allowedOrigins"), origins},
+            {QStringLiteral("bearerToken"), QString::fromStdString(rules.bearerToken)},
+            {QStringLiteral("receiveTimeout"), rules.receiveTimeout.count() / 1000.0},
+            {QStringLiteral("maxConnections"), static_cast<qint64>(rules.maxConnections)},
+            {QStringLiteral("maxBodyBytes"), static_cast<qint64>(rules.maxBodyBytes)},
+            {QStringLiteral("maxHeadBytes"), static_cast<qint64>(rules.maxHeadBytes)}};
+}
+
+void MCPServerBridge::setTransport(std::unique_ptr<MCP::IMCPTransport> transport)
+{
+    m_http = dynamic_cast<MCP::MCPHttpTransport *>(transport.get());
+    m_cppServer->setTransport(std::move(transport));
 }
 
 void MCPServerBridge::stop()

@@ -14,6 +14,8 @@
 #include <optional>
 
 namespace MCP {
+class IMCPTransport;
+class MCPHttpTransport;
 class MCPServer;
 }
 
@@ -53,8 +55,22 @@ public:
     void configureWithConfiguration(const MCPServerConfiguration &configuration);
     MCPServerConfiguration getConfiguration() const;
 
-    // On failure fills error (when given) with domain "MCPServerBridge", code 1001.
+    // On failure fills error (when given) with domain "MCPServerBridge", code 1001, and the
+    // transport's reason ("Failed to start MCP server: Failed to bind socket to port 8888:
+    // Address already in use").
     bool startOnPort(int port, bool listenAtAll, BridgeError *error);
+    // The port the server listens on (the system's choice for port 0), or -1.
+    int listeningPort() const;
+
+    // The HTTP listener's access rules and limits, for connections accepted from now on
+    // (the connection cap at the next start). Keys, each optional: "allowedOrigins" (string
+    // list), "bearerToken" (empty: none required), "receiveTimeout" (seconds, 0 for none),
+    // "maxConnections" (0: from the open-file limit), "maxBodyBytes", "maxHeadBytes".
+    // Ignored while another transport than HTTP is in place.
+    void setAccessPolicy(const QVariantMap &policy);
+    QVariantMap accessPolicy() const;
+    // Puts another transport in place of the HTTP listener (while stopped).
+    void setTransport(std::unique_ptr<MCP::IMCPTransport> transport);
     void stop();
     bool isRunning() const;
 
@@ -98,6 +114,7 @@ private:
     QString m_serverVersion = QStringLiteral("1.0.0");
     std::shared_ptr<LogSink> m_logSink;
     std::unique_ptr<MCP::MCPServer> m_cppServer;
+    MCP::MCPHttpTransport *m_http = nullptr;  // owned by m_cppServer while it is its transport
     mutable std::mutex m_blocksMutex;  // the two tables are read on transport workers
     QHash<QString, ResourceProvider> m_resourceProviders;
     QHash<QString, PromptRenderer> m_promptRenderers;

@@ -125,10 +125,21 @@ TEST(MCPServerBridgeTest, StartFailureFillsTheError)
     EXPECT_FALSE(second.startOnPort(port, false, &error));
     EXPECT_EQ(error.domain, "MCPServerBridge");
     EXPECT_EQ(error.code, 1001);
-    EXPECT_EQ(error.description, "Failed to start MCP server");
+    // The reason travels with the error, for the status line and standard error.
+    EXPECT_EQ(error.description.toStdString(),
+              "Failed to start MCP server: Failed to bind socket to port " + std::to_string(port) + ": Address already in use");
     EXPECT_FALSE(second.startOnPort(port, false, nullptr));
+    EXPECT_EQ(first.listeningPort(), port);
+    EXPECT_EQ(second.listeningPort(), -1);
     first.stop();
     EXPECT_FALSE(first.isRunning());
+
+    // Port 0: the system's choice is the port reported.
+    MCPServerBridge any;
+    ASSERT_TRUE(any.startOnPort(0, false, nullptr));
+    EXPECT_GT(any.listeningPort(), 0);
+    EXPECT_EQ(any.getConfiguration().port, any.listeningPort());
+    any.stop();
 }
 
 TEST(MCPServerBridgeTest, ToolCallsCrossTheSeamBothWays)

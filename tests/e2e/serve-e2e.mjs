@@ -184,7 +184,7 @@ try {
   blocker.close();
   check('a taken port ends with exit code 1 and the failure text', () => {
     assert.equal(refusedEnd.code, 1);
-    assert.match(refused.stderr, /^Failed to start MCP Server: Failed to start MCP server$/m);
+    assert.match(refused.stderr, new RegExp(`^Failed to start MCP Server: Failed to start MCP server: Failed to bind socket to port ${takenPort}: Address already in use$`, 'm'));
   });
 
   // ---- 3. a record that cannot be exported ----

@@ -2,6 +2,8 @@
 #include "tests/scripting/ScriptTestFixture.h"
 #include "tools/scripting/PluginScripting.h"
 #include "tools/scripting/ScriptContextManager.h"
+#include "tools/scripting/ScriptWatchdog.h"
+#include "base/UserDefaults.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -245,3 +247,25 @@ TEST_F(PluginScriptingTest, CallsOnManyThreadsRunSideBySideAndKeepTheirOwnResult
 }
 
 }  // namespace
+
+TEST_F(PluginScriptingTest, ARunawayScriptEndsAtItsTimeLimitAndTheWorkerServesTheNextCall)
+{
+    UserDefaults::standard()->setValue(ScriptWatchdog::timeLimitKey, 1);
+    const QString expected = QStringLiteral("Script exceeded its time limit of 1 s");
+    // In the handler, and in the script's own top-level code, where a try cannot catch it.
+    const JSONToolResult inHandler = run("function toolEntry() { try { while (true) {} } catch (e) { return '{}'; } }");
+    EXPECT_EQ(field(inHandler, "error_message").toString(), expected);
+    EXPECT_FALSE(field(inHandler, "success").toBool(true));
+    const JSONToolResult atTopLevel = run("for (;;) {}\nfunction toolEntry() { return '{\"text\":\"never\"}'; }");
+    EXPECT_EQ(field(atTopLevel, "error_message").toString(), expected);
+
+    const JSONToolResult next = run("function toolEntry() { return JSON.stringify({ text: 'after' }); }");
+    EXPECT_EQ(text(next), "after");
+
+    // A limit of 0 means none: a script that runs a while longer than a tick still finishes.
+    UserDefaults::standard()->setValue(ScriptWatchdog::timeLimitKey, 0);
+    const JSONToolResult unlimited = run(R"JS(function toolEntry() {
+        var end = Date.now() + 400; while (Date.now() < end) {} return JSON.stringify({ text: 'done' }); })JS");
+    EXPECT_EQ(text(unlimited), "done");
+    UserDefaults::standard()->remove(ScriptWatchdog::timeLimitKey);
+}

@@ -9,6 +9,7 @@
 #include "tools/scripting/ScriptContextManager.h"
 #include "tools/scripting/ScriptSourceCache.h"
 #include "tools/scripting/ScriptValue.h"
+#include "tools/scripting/ScriptWatchdog.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/ScopedSecurityAccess.h"
 
@@ -110,6 +111,9 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     if (!context)
         return logger->toolError(QStringLiteral("[Script] Failed to create JavaScript context"), -1, MCPLogMessageType::Info);
     JSGlobalContextRef ctx = context->jsContext();
+    // Everything the call runs in this context is under the time limit, the tool's own
+    // top-level code included.
+    const ScriptWatchdog watchdog(context->group(), ScriptWatchdog::configuredTimeLimit());
 
     auto bridge = std::make_shared<ScriptBridge>(sid, controller);
     context->setObjectForKeyedSubscript(QStringLiteral("Kelvara"), ScriptBridgeExports::makeHostObject(ctx, bridge));
@@ -131,6 +135,10 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     context->evaluateScript(sources.source(path, *scriptText).get(), QUrl::fromLocalFile(path).toString());
 
     JSValueRef toolEntry = context->objectForKeyedSubscript(QStringLiteral("toolEntry"));
+    if (watchdog.fired()) {
+        manager->clearContext(sid);
+        return logger->toolError(ScriptWatchdog::exceededText(watchdog.limit()), -1, MCPLogMessageType::Error);
+    }
     if (!toolEntry || JSValueIsUndefined(ctx, toolEntry)) {
         return logger->toolError(QStringLiteral("[Script] Script must define 'toolEntry' function"), -1,
                                  MCPLogMessageType::Info);
@@ -153,6 +161,8 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
 
     manager->clearContext(sid);
 
+    if (watchdog.fired())
+        return logger->toolError(ScriptWatchdog::exceededText(watchdog.limit()), -1, MCPLogMessageType::Error);
     if (std::optional<JSONToolResult> result = bridge->toolResult())
         return *result;
     return logger->toolError(QStringLiteral("[Script] Script must return a JSON result structure"), -1,

@@ -20,6 +20,7 @@ public:
     ScriptContext &operator=(const ScriptContext &) = delete;
 
     JSGlobalContextRef jsContext() const { return m_context; }
+    JSContextGroupRef group() const { return m_group; }
     JSObjectRef globalObject() const;
 
     void setExceptionHandler(ExceptionHandler handler);

@@ -1,0 +1,112 @@
+#include "store/ServerAccessSettings.h"
+
+#include "base/UserDefaults.h"
+
+#include <QRandomGenerator>
+#include <QUrl>
+
+namespace {
+
+QString normalisedOrigin(QString origin)
+{
+    origin = origin.trimmed();
+    while (origin.endsWith(QLatin1Char('/')))
+        origin.chop(1);
+    return origin;
+}
+
+}  // namespace
+
+QStringList ServerAccessSettings::allowedOrigins()
+{
+    return UserDefaults::standard()->value(allowedOriginsKey).toStringList();
+}
+
+void ServerAccessSettings::setAllowedOrigins(const QStringList &origins)
+{
+    QStringList kept;
+    for (const QString &origin : origins) {
+        const QString clean = normalisedOrigin(origin);
+        if (!clean.isEmpty() && !kept.contains(clean, Qt::CaseInsensitive))
+            kept.append(clean);
+    }
+    UserDefaults::standard()->setValue(allowedOriginsKey, kept);
+}
+
+std::optional<QString> ServerAccessSettings::originProblem(const QString &text)
+{
+    const QString origin = normalisedOrigin(text);
+    if (origin == QLatin1String("*"))
+        return std::nullopt;
+    const QUrl url(origin, QUrl::StrictMode);
+    if (!url.isValid() || (url.scheme() != QLatin1String("http") && url.scheme() != QLatin1String("https")))
+        return QStringLiteral("%1 is not an origin: write it as a browser does, like https://app.example:3000").arg(text);
+    if (url.host().isEmpty() || !url.path().isEmpty() || url.hasQuery() || url.hasFragment() || !url.userInfo().isEmpty())
+        return QStringLiteral("%1 is not an origin: give only the scheme, the host and the port").arg(text);
+    return std::nullopt;
+}
+
+QString ServerAccessSettings::token()
+{
+    QString stored = UserDefaults::standard()->value(tokenKey).toString();
+    if (stored.isEmpty())
+        stored = renewToken();
+    return stored;
+}
+
+QString ServerAccessSettings::renewToken()
+{
+    quint32 words[8];
+    QRandomGenerator::system()->fillRange(words);
+    const QByteArray bytes(reinterpret_cast<const char *>(words), sizeof words);
+    const QString made = QString::fromLatin1(bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+    UserDefaults::standard()->setValue(tokenKey, made);
+    return made;
+}
+
+bool ServerAccessSettings::requireToken()
+{
+    return UserDefaults::standard()->value(requireTokenKey, true).toBool();
+}
+
+void ServerAccessSettings::setRequireToken(bool value)
+{
+    UserDefaults::standard()->setValue(requireTokenKey, value);
+}
+
+bool ServerAccessSettings::tokenOnLoopback()
+{
+    return UserDefaults::standard()->value(tokenOnLoopbackKey, false).toBool();
+}
+
+void ServerAccessSettings::setTokenOnLoopback(bool value)
+{
+    UserDefaults::standard()->setValue(tokenOnLoopbackKey, value);
+}
+
+bool ServerAccessSettings::tokenRequired(bool listenAtAll, std::optional<bool> override)
+{
+    if (override)
+        return *override;
+    return listenAtAll ? requireToken() : tokenOnLoopback();
+}
+
+QVariantMap ServerAccessSettings::policy(bool listenAtAll, const QStringList &extraOrigins, std::optional<bool> tokenOverride)
+{
+    const auto settings = UserDefaults::standard();
+    QStringList origins = allowedOrigins();
+    for (const QString &origin : extraOrigins)
+        origins.append(normalisedOrigin(origin));
+    bool ok = false;
+    double timeout = settings->value(receiveTimeoutKey).toDouble(&ok);
+    if (!ok)
+        timeout = defaultReceiveTimeout;
+    qint64 maxBody = settings->value(maxBodyBytesKey).toLongLong(&ok);
+    if (!ok || maxBody <= 0)
+        maxBody = defaultMaxBodyBytes;
+    return {{QStringLiteral("allowedOrigins"), origins},
+            {QStringLiteral("bearerToken"), tokenRequired(listenAtAll, tokenOverride) ? token() : QString()},
+            {QStringLiteral("receiveTimeout"), timeout},
+            {QStringLiteral("maxConnections"), std::max<qint64>(0, settings->value(maxConnectionsKey).toLongLong())},
+            {QStringLiteral("maxBodyBytes"), maxBody}};
+}

@@ -1,0 +1,238 @@
+// The HTTP transport's policy: who may call it and what a connection may cost.
+#include "EngineTestSupport.h"
+
+#include "engine/MCPHttpPolicy.h"
+#include "engine/MCPHttpTransport.h"
+#include "engine/MCPServerMessage.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using namespace MCP;
+using namespace EngineTest;
+
+namespace {
+
+std::string postWith(const std::string &headers, const std::string &body)
+{
+    return "POST / HTTP/1.1\r\n" + headers + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+const std::string kPing = R"({"jsonrpc":"2.0","id":1,"method":"ping"})";
+
+class AccessTest : public ::testing::Test {
+protected:
+    void startWith(MCPHttpPolicy policy, bool listenAtAll = false)
+    {
+        transport.setLogCallback(log.callback());
+        transport.setPolicy(std::move(policy));
+        transport.setMessageHandler([this](const std::string &id, std::shared_ptr<MCPMessage> message) {
+            ++handled;
+            transport.sendResponse(id, MCPServerMessage::createResponse(*message, JSONValue(JSONValue::ObjectType{})));
+        });
+        ASSERT_TRUE(transport.start(0, listenAtAll));
+        port = transport.port();
+        ASSERT_GT(port, 0);
+    }
+
+    LogRecorder log;
+    MCPHttpTransport transport;
+    std::atomic<int> handled{0};
+    int port = 0;
+};
+
+}  // namespace
+
+TEST(MCPHttpPolicyTest, LoopbackOriginsAndHostsAndTheAllowedList)
+{
+    for (const char *origin : {"http://localhost", "http://localhost:5173", "https://127.0.0.1:8443", "http://[::1]:3000",
+                               "HTTP://LocalHost:1/"})
+        EXPECT_TRUE(MCPHttpPolicy::isLoopbackOrigin(origin)) << origin;
+    for (const char *origin : {"http://evil.example", "http://localhost.evil.example", "null", "file://", "ws://localhost",
+                               "http://127.0.0.1.nip.io", "http://localhost:80x", "http://[::1"})
+        EXPECT_FALSE(MCPHttpPolicy::isLoopbackOrigin(origin)) << origin;
+    for (const char *host : {"localhost", "127.0.0.1:8888", "[::1]:8888", "LOCALHOST:1"})
+        EXPECT_TRUE(MCPHttpPolicy::isLoopbackHost(host)) << host;
+    for (const char *host : {"evil.example", "evil.example:8888", "127.0.0.2", "", "localhost:"})
+        EXPECT_FALSE(MCPHttpPolicy::isLoopbackHost(host)) << host;
+
+    MCPHttpPolicy policy;
+    policy.allowedOrigins = {"https://app.example:3000/"};
+    EXPECT_TRUE(policy.originAllowed("https://APP.example:3000"));
+    EXPECT_FALSE(policy.originAllowed("https://app.example:3001"));
+    EXPECT_FALSE(policy.originAllowed("http://app.example:3000"));
+    policy.allowedOrigins = {"*"};
+    EXPECT_TRUE(policy.originAllowed("http://anything.example"));
+}
+
+TEST(MCPHttpPolicyTest, TheTokenMustMatchInFull)
+{
+    MCPHttpPolicy policy;
+    EXPECT_TRUE(policy.authorizationAccepted(""));  // none asked for
+    policy.bearerToken = "s3cret-token";
+    EXPECT_TRUE(policy.authorizationAccepted("Bearer s3cret-token"));
+    EXPECT_TRUE(policy.authorizationAccepted("bearer s3cret-token"));
+    for (const char *given : {"", "Bearer", "Bearer ", "Bearer s3cret", "Bearer s3cret-token2", "Basic s3cret-token",
+                              "s3cret-token", "Bearer S3CRET-TOKEN"})
+        EXPECT_FALSE(policy.authorizationAccepted(given)) << given;
+}
+
+TEST_F(AccessTest, AForeignOriginOrHostIsRefusedBeforeAnythingRuns)
+{
+    MCPHttpPolicy policy;
+    policy.allowedOrigins = {"https://app.example"};
+    startWith(policy);
+
+    const HttpReply evil = parseReply(roundTrip(port, postWith("Host: 127.0.0.1\r\nOrigin: http://evil.example\r\n", kPing)));
+    EXPECT_EQ(evil.status, 403);
+    EXPECT_EQ(evil.body, R"({"jsonrpc":"2.0","id":null,"error":{"code":-32000,"message":"Forbidden: origin http://evil.example is not allowed"}})");
+    // DNS rebinding: the page's own origin, the attacker's name for this machine.
+    const HttpReply rebound = parseReply(roundTrip(port, postWith("Host: evil.example:8888\r\n", kPing)));
+    EXPECT_EQ(rebound.status, 403);
+    // A preflight from a foreign page is refused as well.
+    EXPECT_EQ(parseReply(roundTrip(port, "OPTIONS / HTTP/1.1\r\nOrigin: http://evil.example\r\n\r\n")).status, 403);
+    EXPECT_EQ(handled.load(), 0);
+    EXPECT_TRUE(waitFor([&] { return log.count(1008) == 3; }));
+    EXPECT_TRUE(log.contains(1008, "Refused a request from origin http://evil.example: a web page may not call this server. "
+                                   "To allow it, add the origin to the allowed origins (Server screen, or kelvara serve "
+                                   "--allow-origin http://evil.example)"));
+
+    // Allowed and loopback origins, and clients that send no origin, see today's bytes.
+    const std::string plain = roundTrip(port, postWith("Host: 127.0.0.1\r\n", kPing));
+    for (const char *origin : {"https://app.example", "http://localhost:5173"}) {
+        EXPECT_EQ(roundTrip(port, postWith("Host: localhost:1\r\nOrigin: " + std::string(origin) + "\r\n", kPing)), plain) << origin;
+    }
+    EXPECT_EQ(parseReply(plain).status, 200);
+    EXPECT_EQ(handled.load(), 3);
+}
+
+TEST_F(AccessTest, OnAllInterfacesAnyHostIsServedButTheTokenIsRequired)
+{
+    MCPHttpPolicy policy;
+    policy.bearerToken = "t0ken";
+    startWith(policy, true);
+
+    const HttpReply missing = parseReply(roundTrip(port, postWith("Host: my-desktop.lan:8888\r\n", kPing)));
+    EXPECT_EQ(missing.status, 401);
+    EXPECT_NE(missing.head.find("\r\nWWW-Authenticate: Bearer realm=\"kelvara\"\r\n"), std::string::npos);
+    EXPECT_EQ(parseReply(roundTrip(port, postWith("Authorization: Bearer wrong\r\n", kPing))).status, 401);
+    EXPECT_EQ(handled.load(), 0);
+    EXPECT_EQ(parseReply(roundTrip(port, postWith("Host: my-desktop.lan:8888\r\nAuthorization: Bearer t0ken\r\n", kPing))).status, 200);
+    EXPECT_EQ(handled.load(), 1);
+}
+
+TEST_F(AccessTest, OversizedHeadsAndBodiesAreRefusedWithoutRunning)
+{
+    MCPHttpPolicy policy;
+    policy.maxBodyBytes = 1000;
+    policy.maxHeadBytes = 512;
+    startWith(policy);
+
+    // Refused on the declared length alone: the client need not send the body.
+    const HttpReply declared = parseReply(roundTrip(port, "POST / HTTP/1.1\r\nContent-Length: 1001\r\n\r\n"));
+    EXPECT_EQ(declared.status, 413);
+    EXPECT_NE(declared.body.find("the body may have at most 1000 bytes"), std::string::npos);
+    // A chunked body has no declared length: it is stopped once it grows past the bound.
+    std::string chunked = "POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n";
+    for (int i = 0; i < 20; ++i)
+        chunked += "64\r\n" + std::string(100, 'x') + "\r\n";
+    EXPECT_EQ(parseReply(roundTrip(port, chunked)).status, 413);
+    EXPECT_EQ(parseReply(roundTrip(port, "POST / HTTP/1.1\r\nX-Big: " + std::string(600, 'a') + "\r\n\r\n")).status, 431);
+    EXPECT_EQ(handled.load(), 0);
+    // Right at the bounds a request is served.
+    const std::string padded = R"({"jsonrpc":"2.0","id":1,"method":"ping","pad":")" + std::string(1000 - 49, 'p') + "\"}";
+    ASSERT_EQ(padded.size(), 1000u);
+    EXPECT_EQ(post(port, padded).status, 200);
+}
+
+TEST_F(AccessTest, ASlowClientGets408AndConnectionsOverTheCapGet503)
+{
+    MCPHttpPolicy policy;
+    policy.receiveTimeout = std::chrono::milliseconds(300);
+    policy.maxConnections = 2;
+    startWith(policy);
+
+    const int first = sendRaw(port, "POST / HTTP/1.1\r\nContent-Le");
+    const int second = sendRaw(port, "POST / HTTP/1.1\r\nContent-Length: 10\r\n\r\n{");
+    ASSERT_TRUE(waitFor([&] { return transport.openConnectionCount() == 2; }));
+    const HttpReply busy = parseReply(roundTrip(port, postWith("", kPing)));
+    EXPECT_EQ(busy.status, 503);
+    EXPECT_NE(busy.head.find("\r\nRetry-After: 1\r\n"), std::string::npos);
+
+    EXPECT_EQ(parseReply(readAll(first)).status, 408);
+    EXPECT_EQ(parseReply(readAll(second)).status, 408);
+    ::close(first);
+    ::close(second);
+    ASSERT_TRUE(waitFor([&] { return transport.openConnectionCount() == 0; }));
+    EXPECT_EQ(post(port, kPing).status, 200);
+    EXPECT_EQ(handled.load(), 1);
+}
+
+// Under the open-file limit of a desktop session, hundreds of connections that never finish
+// their request neither stop the server nor make it spin; once the receive limit has passed,
+// a client is served again. The server runs in a child process with its own limit.
+TEST(MCPHttpAccessLimits, HalfOpenConnectionsUnderALowOpenFileLimit)
+{
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::close(ready[0]);
+        const rlimit low{256, 256};
+        ::setrlimit(RLIMIT_NOFILE, &low);
+        MCPHttpTransport server;
+        server.setLogCallback([](LogMessageType, int32_t, const std::string &) {});
+        MCPHttpPolicy policy;
+        policy.receiveTimeout = std::chrono::seconds(1);
+        server.setPolicy(policy);
+        server.setMessageHandler([&server](const std::string &id, std::shared_ptr<MCPMessage> message) {
+            server.sendResponse(id, MCPServerMessage::createResponse(*message, JSONValue(JSONValue::ObjectType{})));
+        });
+        const int port = server.start(0, false) ? server.port() : 0;
+        [[maybe_unused]] const ssize_t n = ::write(ready[1], &port, sizeof port);
+        ::pause();
+        ::_exit(0);
+    }
+    ::close(ready[1]);
+    int port = 0;
+    ASSERT_EQ(::read(ready[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
+    ::close(ready[0]);
+    ASSERT_GT(port, 0);
+
+    rlimit mine{};
+    ::getrlimit(RLIMIT_NOFILE, &mine);
+    const int wanted = std::min<int>(400, static_cast<int>(mine.rlim_cur) - 64);
+    std::vector<int> halfOpen;
+    for (int i = 0; i < wanted; ++i) {
+        const int fd = sendRaw(port, "POST / HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Le");
+        if (fd >= 0)
+            halfOpen.push_back(fd);
+    }
+    EXPECT_EQ(static_cast<int>(halfOpen.size()), wanted);
+
+    // Served again once the stalled ones have been closed by the receive limit.
+    bool served = false;
+    for (int attempt = 0; attempt < 100 && !served; ++attempt) {
+        served = post(port, kPing).status == 200;
+        if (!served)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    EXPECT_TRUE(served);
+    int answered = 0;
+    for (const int fd : halfOpen) {
+        const int status = parseReply(readAll(fd)).status;
+        answered += status == 408 || status == 503;
+        ::close(fd);
+    }
+    EXPECT_EQ(answered, static_cast<int>(halfOpen.size()));
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+}
