@@ -3,6 +3,7 @@
 #include "engine/MCPTypes.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@ public:
     virtual void unregisterPrompt(const std::string &name) = 0;
     virtual void clearPrompts() = 0;
     virtual std::string renderPrompt(const std::string &name, const JSONValue &params) = 0;
+    virtual std::optional<PromptDefinition> findPrompt(const std::string &name) = 0;
     virtual std::vector<PromptDefinition> listPrompts() = 0;
     virtual void setListChangedCallback(std::function<void()> callback) = 0;
     virtual void notifyListChanged() = 0;

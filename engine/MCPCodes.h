@@ -16,7 +16,6 @@ constexpr int32_t RequestCancelled = -32800;
 
 constexpr int32_t ToolInvalidContext = -32604;
 constexpr int32_t ToolMissingName = -32614;
-constexpr int32_t ToolMissingArguments = -32624;
 constexpr int32_t ToolEmptyName = -32625;
 constexpr int32_t ToolNotFound = -32626;
 constexpr int32_t ToolMissingType = -32627;

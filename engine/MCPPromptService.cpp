@@ -44,6 +44,15 @@ std::string MCPPromptService::renderPrompt(const std::string &name, const JSONVa
     }
 }
 
+std::optional<PromptDefinition> MCPPromptService::findPrompt(const std::string &name)
+{
+    std::lock_guard lock(m_mutex);
+    auto it = m_prompts.find(name);
+    if (it == m_prompts.end())
+        return std::nullopt;
+    return it->second;
+}
+
 std::vector<PromptDefinition> MCPPromptService::listPrompts()
 {
     std::lock_guard lock(m_mutex);

@@ -15,6 +15,7 @@ public:
     void unregisterPrompt(const std::string &name) override;
     void clearPrompts() override;
     std::string renderPrompt(const std::string &name, const JSONValue &params) override;
+    std::optional<PromptDefinition> findPrompt(const std::string &name) override;
     std::vector<PromptDefinition> listPrompts() override;
     void setListChangedCallback(std::function<void()> callback) override;
     void notifyListChanged() override;

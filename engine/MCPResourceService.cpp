@@ -1,6 +1,59 @@
 #include "engine/MCPResourceService.h"
 
+#include <algorithm>
+
 namespace MCP {
+
+namespace {
+
+std::string lowered(std::string_view text)
+{
+    std::string out(text);
+    std::transform(out.begin(), out.end(), out.begin(),
+                   [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
+    return out;
+}
+
+}  // namespace
+
+std::string IMCPResourceService::normalisedUri(std::string_view uri)
+{
+    const size_t colon = uri.find(':');
+    if (colon == std::string_view::npos || colon == 0)
+        return std::string(uri);
+    const std::string scheme = lowered(uri.substr(0, colon));
+    if (!std::all_of(scheme.begin(), scheme.end(), [](char c) {
+            return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
+        }))
+        return std::string(uri);
+    std::string_view rest = uri.substr(colon + 1);
+    if (!rest.starts_with("//"))
+        return scheme + ":" + std::string(rest);
+    rest.remove_prefix(2);
+    const size_t authorityEnd = std::min(rest.find_first_of("/?#"), rest.size());
+    std::string_view authority = rest.substr(0, authorityEnd);
+    std::string_view tail = rest.substr(authorityEnd);
+
+    // user:pass@ keeps its case; the host does not.
+    std::string userInfo;
+    if (const size_t at = authority.rfind('@'); at != std::string_view::npos) {
+        userInfo = std::string(authority.substr(0, at + 1));
+        authority.remove_prefix(at + 1);
+    }
+    std::string host = lowered(authority);
+    static const std::pair<const char *, const char *> defaultPorts[] = {
+        {"http", ":80"}, {"https", ":443"}, {"ws", ":80"}, {"wss", ":443"}, {"ftp", ":21"}};
+    for (const auto &[name, port] : defaultPorts)
+        if (scheme == name && host.ends_with(port) && host.size() > std::string_view(port).size())
+            host.resize(host.size() - std::string_view(port).size());
+    const bool web = scheme == "http" || scheme == "https" || scheme == "ws" || scheme == "wss" || scheme == "ftp" ||
+                     scheme == "file";
+    std::string out = scheme + "://" + userInfo + host;
+    if (web && (tail.empty() || tail.front() != '/'))
+        out += '/';
+    out += tail;
+    return out;
+}
 
 void MCPResourceService::registerResource(const ResourceDefinition &definition)
 {
@@ -32,10 +85,13 @@ void MCPResourceService::clearResources()
 std::optional<ResourceDefinition> MCPResourceService::findResource(const std::string &uri)
 {
     std::lock_guard lock(m_mutex);
-    auto it = m_resources.find(uri);
-    if (it == m_resources.end())
-        return std::nullopt;
-    return it->second;
+    if (auto it = m_resources.find(uri); it != m_resources.end())
+        return it->second;
+    const std::string wanted = normalisedUri(uri);
+    for (const auto &[key, definition] : m_resources)
+        if (normalisedUri(key) == wanted)
+            return definition;
+    return std::nullopt;
 }
 
 std::optional<ResourceDefinition> MCPResourceService::findResourceByName(const std::string &name)
@@ -55,13 +111,9 @@ ResourceDefinition MCPResourceService::readResource(const ResourceDefinition &de
             return definition;
         return definition.provider(definition);
     } catch (const std::exception &e) {
-        const std::string text = std::string("Error reading resource: ") + e.what();
-        ResourceDefinition failed;
-        failed.mimeType = "text/plain";
-        failed.data.format = "text/plain";
-        failed.name = text;
-        failed.description = text;
-        failed.data.content = text;
+        ResourceDefinition failed = definition;
+        failed.data = ResourceData{};
+        failed.data.error = std::string("Error reading resource: ") + e.what();
         return failed;
     }
 }

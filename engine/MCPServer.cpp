@@ -6,6 +6,7 @@
 #include "engine/MCPResourceService.h"
 #include "engine/MCPServerMessage.h"
 #include "engine/MCPToolService.h"
+#include "engine/PromptTemplate.h"
 
 #include <charconv>
 #include <cmath>
@@ -239,10 +240,9 @@ std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &contex
     JSONValue capabilities = JSONValue(JSONValue::ObjectType{});
     if (m_toolService->count() > 0)
         capabilities["tools"]["listChanged"] = JSONValue(true);
-    if (m_resourceService->count() > 0) {
+    // Only what is answered: resources/subscribe is not, so no "subscribe".
+    if (m_resourceService->count() > 0)
         capabilities["resources"]["listChanged"] = JSONValue(true);
-        capabilities["resources"]["subscribe"] = JSONValue(true);
-    }
     if (m_promptService->count() > 0)
         capabilities["prompts"]["listChanged"] = JSONValue(true);
     result["capabilities"] = std::move(capabilities);
@@ -317,8 +317,6 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
         return fail(RPCCode::ToolInvalidContext, "Tool call has invalid context parameter");
     if (!params.contains("name"))
         return fail(RPCCode::ToolMissingName, "Tool call missing 'name' parameter");
-    if (!params.contains("arguments"))
-        return fail(RPCCode::ToolMissingArguments, "Tool call missing 'arguments' parameter");
     const std::string &name = params.at("name").asString();  // a non-String raises: -32603
     if (name.empty())
         return fail(RPCCode::ToolEmptyName, "Tool name cannot be empty");
@@ -326,7 +324,8 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
     if (!tool)
         return fail(RPCCode::ToolNotFound, "Could not find tool: " + name);
 
-    JSONValue arguments = params.at("arguments");
+    // Clients may leave out the arguments of a tool that takes none.
+    JSONValue arguments = params.contains("arguments") ? params.at("arguments") : JSONValue(JSONValue::ObjectType{});
     arguments["sessionId"] = JSONValue(context.sessionId);
     arguments["name"] = JSONValue(tool->name);
     if (tool->title && !tool->title->empty())
@@ -363,7 +362,32 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
         log(LogMessageType::Warning, LogCode::Info, "Tool call cancelled during execution: " + name);
         return MCPServerMessage::createError(id, "Request cancelled", RPCCode::RequestCancelled);
     }
+    markFailure(result);
     return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+void MCPServer::markFailure(JSONValue &result)
+{
+    if (!result.isObject() || result.contains("isError"))
+        return;
+    bool failed = false;
+    if (result.contains("structuredContent")) {
+        const JSONValue &structured = result.at("structuredContent");
+        failed = structured.isObject() && structured.contains("success") && structured.at("success").isBool() &&
+                 !structured.at("success").asBool();
+    }
+    // An executor that failed answers {"error": text}, which clients show nothing of.
+    if (result.contains("error") && result.at("error").isString()) {
+        failed = true;
+        if (!result.contains("content")) {
+            JSONValue item;
+            item["type"] = JSONValue("text");
+            item["text"] = result.at("error");
+            result["content"] = JSONValue(JSONValue::ArrayType{std::move(item)});
+        }
+    }
+    if (failed)
+        result["isError"] = JSONValue(true);
 }
 
 // ---- resources ----
@@ -403,6 +427,8 @@ std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &con
     if (!found)
         return fail(RPCCode::ResourceNotFound, "Resource object for '" + uri + "' not found");
     const ResourceDefinition resource = m_resourceService->readResource(*found);
+    if (!resource.data.error.empty())
+        return fail(RPCCode::InternalError, "Failed to read resource '" + uri + "': " + resource.data.error);
 
     JSONValue content;
     content["id"] = JSONValue(context.sessionId);
@@ -417,8 +443,11 @@ std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &con
     if (resource.type == "template") {
         result["resourceTemplates"] = JSONValue(JSONValue::ArrayType{std::move(content)});
     } else {
-        std::string text = content.toString(2);
-        content["text"] = JSONValue(std::move(text));
+        // The resource's own text (or its bytes) where every client looks for it.
+        if (!resource.data.blob.empty())
+            content["blob"] = JSONValue(resource.data.blob);
+        else
+            content["text"] = JSONValue(resource.data.content);
         result["contents"] = JSONValue(JSONValue::ArrayType{std::move(content)});
     }
     result["status"] = JSONValue("success");
@@ -461,7 +490,22 @@ std::shared_ptr<MCPMessage> MCPServer::handlePromptsGet(const MCPContext &contex
         return fail(RPCCode::PromptEmptyName);
     const std::string &name = nameValue.asString();
     log(LogMessageType::Info, LogCode::Info, "Rendering prompt: " + name);
-    std::string text = m_promptService->renderPrompt(name, params);
+    // A prompt with a template is filled in here; one without goes to its renderer.
+    std::string text;
+    const std::optional<PromptDefinition> prompt = m_promptService->findPrompt(name);
+    const JSONValue noValues;
+    const JSONValue &values = params.contains("arguments") ? params.at("arguments") : noValues;
+    if (prompt) {
+        if (const std::optional<std::string> missing = PromptTemplate::missingRequired(prompt->arguments, values)) {
+            const std::string message = "Missing required argument '" + *missing + "' for prompt '" + name + "'";
+            log(LogMessageType::Error, LogCode::PromptGetFailed, message);
+            return MCPServerMessage::createError(id, message, RPCCode::InvalidParams);
+        }
+    }
+    if (prompt && !prompt->template_.empty())
+        text = PromptTemplate::render(prompt->template_, prompt->arguments, values);
+    else
+        text = m_promptService->renderPrompt(name, params);
 
     JSONValue message;
     message["role"] = JSONValue("user");

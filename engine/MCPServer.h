@@ -83,6 +83,9 @@ private:
     std::shared_ptr<MCPMessage> handleResourcesRead(const MCPContext &context);
     std::shared_ptr<MCPMessage> handlePromptsList(const MCPContext &context);
     std::shared_ptr<MCPMessage> handlePromptsGet(const MCPContext &context);
+    // A failed tool result (structured success false, or an executor's {"error": text})
+    // gets "isError": true, and the error's text as content when it has none.
+    static void markFailure(JSONValue &result);
 
     std::unique_ptr<MCPToolService> m_toolService;
     std::unique_ptr<MCPResourceService> m_resourceService;

@@ -86,6 +86,8 @@ struct ResourceData {
     std::string createdAt;
     std::string updatedAt;
     std::string size;
+    std::string blob;   // base64 of binary content; then `content` is empty
+    std::string error;  // why the content could not be read; the read answers an error
 };
 
 struct ResourceDefinition;

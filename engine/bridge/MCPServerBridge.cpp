@@ -467,14 +467,22 @@ MCP::ResourceDefinition MCPServerBridge::provideResource(const MCP::ResourceDefi
         provider = m_resourceProviders.value(QString::fromStdString(definition.uri));
     }
     if (provider) {
-        const QString content = provider(VariantJSON::toVariantMap(definition.toJSON()));
-        result.data.content = utf8(content);  // a null QString counts as empty
+        const ResourceReading reading = provider(VariantJSON::toVariantMap(definition.toJSON()));
+        if (!reading.error.isEmpty()) {
+            result.data.error = utf8(reading.error);
+        } else if (reading.binary) {
+            result.data.blob = reading.bytes.toBase64().toStdString();
+            result.data.size = std::to_string(reading.bytes.size());
+        } else {
+            result.data.content = utf8(reading.text);  // a null QString counts as empty
+        }
         result.data.format = definition.mimeType;
     } else {
         result.data.content = "Failed to hande resource '" + definition.name + "' " + definition.uri;
         result.data.format = "text/plain";
     }
-    result.data.size = std::to_string(result.data.content.size());
+    if (result.data.size.empty())
+        result.data.size = std::to_string(result.data.content.size());
     const std::string now = utf8(currentTimestamp());
     result.data.createdAt = now;
     result.data.updatedAt = now;

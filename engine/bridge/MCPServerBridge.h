@@ -3,6 +3,7 @@
 #include "engine/bridge/BridgeError.h"
 #include "engine/MCPTypes.h"
 #include "engine/bridge/MCPServerConfiguration.h"
+#include "engine/bridge/ResourceReading.h"
 
 #include <QHash>
 #include <QString>
@@ -27,8 +28,8 @@ class MCPServerBridge {
 public:
     // Gets the enriched arguments; gives the result's `json` text, or nothing.
     using ToolHandler = std::function<std::optional<QString>(const QVariantMap &arguments)>;
-    // Gets the resource in its "resources/list" form; gives its content.
-    using ResourceProvider = std::function<QString(const QVariantMap &resource)>;
+    // Gets the resource in its "resources/list" form; gives its content, or why it failed.
+    using ResourceProvider = std::function<ResourceReading(const QVariantMap &resource)>;
     // Gets the request's params; gives the rendered prompt.
     using PromptRenderer = std::function<QString(const QVariantMap &params)>;
     // Always called on the Qt main thread.

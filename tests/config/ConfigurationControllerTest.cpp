@@ -1,5 +1,7 @@
 #include "tests/config/ConfigTestFixture.h"
 
+#include "engine/IMCPResourceService.h"
+#include "engine/MCPServer.h"
 #include "store/PromptQueryService.h"
 #include "store/ResourceQueryService.h"
 #include "store/ToolsQueryService.h"
@@ -239,6 +241,12 @@ TEST_F(ConfigTestFixture, TheBuiltInBundleImportsAndExportsWithoutErrors)
     const ExportResult exported = exportOrFail();
     EXPECT_FALSE(exported.hasErrors()) << exported.allErrors().join(u'\n');
     EXPECT_EQ(exported.exportedTools, imported->importedTools);
+
+    // What clients see of the built-in resources: tags as lists, URIs in their normal form.
+    for (const MCP::ResourceDefinition &resource : bridge.server().getResourceService()->listResources()) {
+        EXPECT_FALSE(resource.contextTags.empty()) << resource.uri;
+        EXPECT_EQ(resource.uri, MCP::IMCPResourceService::normalisedUri(resource.uri));
+    }
 }
 
 TEST_F(ConfigTestFixture, ExportWithoutARootFailsBeforeTouchingTheRegistry)

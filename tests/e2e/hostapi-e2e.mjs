@@ -146,7 +146,7 @@ try {
     check('a "link" resource gives the body fetched over HTTP', () => {
       const [content] = linked.result.contents;
       assert.equal(content.mimeType, 'text/plain');
-      assert.equal(JSON.parse(content.text).content, 'Linked text über HTTP\n');
+      assert.equal(content.text, 'Linked text über HTTP\n');
     });
     check('the notes example writes, lists and reads files through the host object', () => {
       assert.equal(added.result.structuredContent.success, true, added.result.content[0].text);

@@ -13,12 +13,14 @@
 
 import assert from 'node:assert/strict';
 import { readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { request as httpRequest } from 'node:http';
 import { createServer } from 'node:net';
 import { join } from 'node:path';
 import { pathToFileURL } from 'node:url';
 import {
   argumentsOrUsage, check, finish, freeLowPort, sandbox, scenario, serve, stop, withTimeout, workDir, writeJson,
 } from '../interop/harness.mjs';
+import { runScenario } from '../interop/mcp-client.mjs';
 
 const [kelvara] = argumentsOrUsage('serve-e2e.mjs PATH/TO/kelvara');
 const work = workDir('kelvara-e2e-');
@@ -156,10 +158,43 @@ try {
     check('a "file" resource gives the file text', () => {
       const [content] = resource.result.contents;
       assert.equal(content.mimeType, 'text/plain');
-      assert.equal(JSON.parse(content.text).content, 'rewritten — once\n');
+      assert.equal(content.text, 'rewritten — once\n');
     });
-    check('a prompt gives the fixed text', () => {
-      assert.equal(prompt.result.messages[0].content.text, 'Error: Prompt handler not implemented yet');
+    check('a prompt renders its template with the arguments', () => {
+      assert.equal(prompt.result.messages[0].content.text, 'Hello Ada');
+    });
+    check('a failed call is marked as an error for the client', () => {
+      assert.equal(calendars.result.isError, true);
+      assert.notEqual(read.result.isError, true);
+    });
+    check('initialize advertises only what the server answers', () => {
+      assert.deepEqual(init.result.capabilities.resources, { listChanged: true });
+    });
+
+    const lenient = await runScenario(`http://127.0.0.1:${port}/mcp`, [
+      { op: 'callToolWithoutArguments', name: 'system_info' },
+      { op: 'getPrompt', name: 'greeting', arguments: {} },
+    ]);
+    check('a tool without arguments runs, and a missing required prompt argument is named', () => {
+      const [info, missing] = lenient.results;
+      assert.equal(info.result?.structuredContent?.success, true, JSON.stringify(info));
+      assert.match(missing.error, /Missing required argument 'who' for prompt 'greeting'/);
+    });
+
+    // node:http sends the headers as given, as a browser or a rebinding page would.
+    const rpc = (headers) => new Promise((resolve, reject) => {
+      const body = JSON.stringify({ jsonrpc: '2.0', id: 9, method: 'tools/call', params: { name: 'write_file', arguments: { file_path: notesPath, content: 'pwned' } } });
+      const request = httpRequest({ host: '127.0.0.1', port, path: '/mcp', method: 'POST', headers: { 'content-type': 'application/json', ...headers } },
+        (response) => { response.resume(); response.on('end', () => resolve({ status: response.statusCode })); });
+      request.on('error', reject);
+      request.end(body);
+    });
+    const fromPage = await rpc({ origin: 'http://evil.example' });
+    const rebound = await rpc({ host: 'evil.example' });
+    check('a web page of another origin, or a rebound host name, is refused and nothing runs', () => {
+      assert.equal(fromPage.status, 403);
+      assert.equal(rebound.status, 403);
+      assert.equal(readFileSync(notesPath, 'utf8'), 'rewritten — once\n');
     });
   }
 
@@ -212,6 +247,34 @@ try {
     assert.equal(usageEnd.code, 2);
     assert.match(usage.stderr, /Invalid port number\./);
   });
+
+  // ---- 5. all interfaces, on a port the system picks ----
+  const open = serve(kelvara, ['--port', '0', '--listen-all', '--allow-origin', 'https://app.example'], env('open'));
+  const openState = await withTimeout(open.ready, 30000, 'kelvara serve --listen-all to start');
+  // The address and the token follow the status line, on their own streams.
+  for (let waited = 0; waited < 10000 && !/^Clients must send/m.test(open.stderr) && openState === 'running'; waited += 20)
+    await new Promise((resolve) => setTimeout(resolve, 20));
+  check('--port 0 prints the port it really listens on', () => {
+    assert.equal(openState, 'running', open.stderr);
+    assert.match(open.stdout, /^Serving on http:\/\/0\.0\.0\.0:[1-9]\d*\/ /m);
+  });
+  const openPort = Number(/^Serving on http:\/\/0\.0\.0\.0:(\d+)\//m.exec(open.stdout)?.[1]);
+  const token = /^Clients must send the header: Authorization: Bearer (\S+)$/m.exec(open.stderr)?.[1];
+  if (openState === 'running' && token) {
+    const target = { url: `http://127.0.0.1:${openPort}/mcp`, headers: { authorization: `Bearer ${token}` } };
+    const withToken = await runScenario(target, [{ op: 'ping' }]);
+    const withoutToken = await runScenario(`http://127.0.0.1:${openPort}/mcp`, [{ op: 'ping' }]);
+    const allowedPage = await runScenario({ ...target, headers: { ...target.headers, origin: 'https://app.example' } }, [{ op: 'ping' }]);
+    check('on all interfaces the token printed on standard error is required', () => {
+      assert.ok(!('error' in withToken.results[0]), withToken.results[0].error);
+      assert.match(withoutToken.results[0].error, /Unauthorized: a valid bearer token is required/);
+      assert.ok(!('error' in allowedPage.results[0]), allowedPage.results[0].error);
+      assert.ok(!open.stdout.includes(token), 'the token must not reach standard output or the log');
+    });
+  } else {
+    check('on all interfaces the token printed on standard error is required', () => assert.fail(`no token in: ${open.stderr}`));
+  }
+  await stop(open);
 } finally {
   rmSync(work, { recursive: true, force: true });
 }

@@ -1,6 +1,7 @@
 #include "EngineTestSupport.h"
 
 #include "engine/MCPServer.h"
+#include "engine/PromptTemplate.h"
 
 #include <gtest/gtest.h>
 
@@ -63,7 +64,7 @@ TEST_F(RoutesTest, InitializeReflectsRegistrationsAndConfiguration)
     EXPECT_FALSE(again.contains("instructions"));
     EXPECT_EQ(again.at("capabilities").toString(0),
               "{\n  \"prompts\": {\n    \"listChanged\": true\n  },\n"
-              "  \"resources\": {\n    \"listChanged\": true,\n    \"subscribe\": true\n  },\n"
+              "  \"resources\": {\n    \"listChanged\": true\n  },\n"
               "  \"tools\": {\n    \"listChanged\": true\n  }\n}");
 }
 
@@ -119,7 +120,6 @@ TEST_F(RoutesTest, ToolCallValidation)
     expectError(head + "[1]}", -32604, "Tool call has invalid context parameter", 3004);
     expectError(R"({"id":1,"method":"tools/call"})", -32604, "Tool call has invalid context parameter", 3004);
     expectError(head + R"({"arguments":{}}})", -32614, "Tool call missing 'name' parameter", 3004);
-    expectError(head + R"({"name":"ok"}})", -32624, "Tool call missing 'arguments' parameter", 3004);
     expectError(head + R"({"name":5,"arguments":{}}})", -32603, "Internal error: JSON value is a Number, not a String");
     expectError(head + R"({"name":"","arguments":{}}})", -32625, "Tool name cannot be empty", 3004);
     expectError(head + R"({"name":"zz","arguments":{}}})", -32626, "Could not find tool: zz", 3004);
@@ -130,6 +130,10 @@ TEST_F(RoutesTest, ToolCallValidation)
     auto fine = call(head + R"({"name":"ok","arguments":{}}})");
     EXPECT_EQ(fine->type, MCPMessage::MessageType::Response);
     EXPECT_TRUE(log.contains(0, "Executing tool: ok"));
+    // A tool without parameters may be called without arguments.
+    auto bare = call(head + R"({"name":"ok"}})");
+    EXPECT_EQ(bare->type, MCPMessage::MessageType::Response);
+    EXPECT_EQ(log.count(3004), 8);  // the error lines above, none more
 }
 
 TEST_F(RoutesTest, ToolCallEnrichesTheArguments)
@@ -174,8 +178,18 @@ TEST_F(RoutesTest, ToolResultsOfAnyShape)
     EXPECT_EQ(call(request)->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 6\n}");
     answer = "{not json";
     EXPECT_EQ(call(request)->result.at("error").asString().rfind("Tool execution failed: JSON parsing failed: ", 0), 0u);
+    // A failure is marked so that clients see one; the executor's error becomes the content.
+    answer = R"({"content":[{"type":"text","text":"no"}],"structuredContent":{"success":false}})";
+    EXPECT_TRUE(call(request)->result.at("isError").asBool());
+    answer = R"({"content":[],"structuredContent":{"success":true}})";
+    EXPECT_FALSE(call(request)->result.contains("isError"));
+    answer = R"({"content":[],"structuredContent":{"success":"false"}})";
+    EXPECT_FALSE(call(request)->result.contains("isError"));
     none = true;
-    EXPECT_EQ(call(request)->result.at("error").asString(), "Tool does not response any JSON object");
+    const JSONValue failed = call(request)->result;
+    EXPECT_EQ(failed.at("error").asString(), "Tool does not response any JSON object");
+    EXPECT_TRUE(failed.at("isError").asBool());
+    EXPECT_EQ(failed.at("content").asArray().at(0).at("text").asString(), "Tool does not response any JSON object");
     raise = true;
     EXPECT_EQ(call(request)->result.at("error").asString(), "Tool execution failed: boom");
     EXPECT_EQ(server.getToolService()->callTool("missing", JSONValue()).at("error").asString(), "Tool not found: missing");
@@ -210,7 +224,15 @@ TEST_F(RoutesTest, ResourceRoutes)
     ResourceDefinition failing = plain;
     failing.uri = "file:///bad";
     failing.provider = [](const ResourceDefinition &) -> ResourceDefinition { throw std::runtime_error("disk gone"); };
-    for (const auto &resource : {plain, templated, failing})
+    ResourceDefinition binary = plain;
+    binary.uri = "HTTPS://Example.COM:443";
+    binary.mimeType = "image/png";
+    binary.provider = [](const ResourceDefinition &definition) {
+        ResourceDefinition filled = definition;
+        filled.data.blob = "iVBORw0=";
+        return filled;
+    };
+    for (const auto &resource : {plain, templated, failing, binary})
         server.getResourceService()->registerResource(resource);
 
     const std::string head = R"({"id":1,"method":"resources/read","params":)";
@@ -223,25 +245,31 @@ TEST_F(RoutesTest, ResourceRoutes)
     auto read = call(head + R"({"uri":"file:///a.txt"}})", "S1");
     const JSONValue &content = read->result.at("contents").asArray().at(0);
     EXPECT_EQ(read->result.at("status").asString(), "success");
-    EXPECT_EQ(content.at("text").asString(),  // the dump of the content's own members
-              "{\n      \"content\": \"hello\",\n      \"description\": \"\",\n      \"id\": \"S1\",\n"
-              "      \"mimeType\": \"text/plain\",\n      \"name\": \"a\",\n      \"type\": \"text\",\n"
-              "      \"uri\": \"file:///a.txt\"\n    }");
+    EXPECT_EQ(content.toString(0),  // the resource's own text where clients look for it
+              "{\n  \"content\": \"hello\",\n  \"description\": \"\",\n  \"id\": \"S1\",\n"
+              "  \"mimeType\": \"text/plain\",\n  \"name\": \"a\",\n  \"text\": \"hello\",\n  \"type\": \"text\",\n"
+              "  \"uri\": \"file:///a.txt\"\n}");
     EXPECT_TRUE(log.contains(0, "Reading resource: file:///a.txt"));
 
     auto templ = call(head + R"({"uri":"file:///{name}"}})");
     EXPECT_FALSE(templ->result.contains("contents"));
     EXPECT_FALSE(templ->result.at("resourceTemplates").asArray().at(0).contains("text"));
 
-    auto failed = call(head + R"({"uri":"file:///bad"}})");
-    EXPECT_EQ(failed->result.at("status").asString(), "success");
-    const JSONValue &failedContent = failed->result.at("contents").asArray().at(0);
-    EXPECT_EQ(failedContent.at("content").asString(), "Error reading resource: disk gone");
-    EXPECT_EQ(failedContent.at("mimeType").asString(), "text/plain");
+    expectError(head + R"({"uri":"file:///bad"}})", -32603, "Failed to read resource 'file:///bad': Error reading resource: disk gone", 3010);
+
+    // Binary content as base64, found under any spelling of its URL.
+    for (const char *uri : {"HTTPS://Example.COM:443", "https://example.com", "https://example.com/", "https://EXAMPLE.com:443/"}) {
+        auto bytes = call(head + R"({"uri":")" + uri + R"("}})");
+        ASSERT_EQ(bytes->type, MCPMessage::MessageType::Response) << uri;
+        const JSONValue &item = bytes->result.at("contents").asArray().at(0);
+        EXPECT_EQ(item.at("blob").asString(), "iVBORw0=") << uri;
+        EXPECT_FALSE(item.contains("text"));
+    }
+    expectError(head + R"({"uri":"https://example.com/x"}})", -32732, "Resource object for 'https://example.com/x' not found", 3010);
 
     auto list = call(R"({"id":2,"method":"resources/list"})");
-    EXPECT_EQ(list->result.at("resources").asArray().size(), 3u);
-    EXPECT_TRUE(log.contains(0, "Resources list requested - count: 3"));
+    EXPECT_EQ(list->result.at("resources").asArray().size(), 4u);
+    EXPECT_TRUE(log.contains(0, "Resources list requested - count: 4"));
 }
 
 TEST_F(RoutesTest, PromptRoutes)
@@ -267,6 +295,9 @@ TEST_F(RoutesTest, PromptRoutes)
         return call(body)->result.at("messages").asArray().at(0).at("content").at("text").asString();
     };
     EXPECT_EQ(message(head + R"({"name":"nope"}})"), "Prompt not found: nope");
+    // A required argument without a value is the client's error, named.
+    for (const char *arguments : {"", R"(,"arguments":{})", R"(,"arguments":{"who":""})", R"(,"arguments":{"who":null})"})
+        expectError(head + R"({"name":"greet")" + arguments + "}}", -32602, "Missing required argument 'who' for prompt 'greet'", 3011);
     EXPECT_EQ(message(head + R"({"name":"broken"}})"), "Error rendering prompt: bad template");
 
     auto list = call(R"({"id":2,"method":"prompts/list"})");
@@ -274,6 +305,39 @@ TEST_F(RoutesTest, PromptRoutes)
     EXPECT_EQ(first.at("template").asString(), "Hi {{who}}");
     EXPECT_TRUE(first.at("arguments").asArray().at(0).at("required").asBool());
     EXPECT_TRUE(log.contains(0, "Prompts list requested - count: 2"));
+}
+
+TEST(ResourceUriTest, NormalisedAsTheURLStandardDoes)
+{
+    for (const auto &[given, normal] : std::vector<std::pair<std::string, std::string>>{
+             {"https://modelcontextprotocol.io", "https://modelcontextprotocol.io/"},
+             {"HTTP://User:Pw@Host.Example:80?q=A#F", "http://User:Pw@host.example/?q=A#F"},
+             {"http://host:8080/Path/", "http://host:8080/Path/"},
+             {"file:///tmp/A.txt", "file:///tmp/A.txt"},
+             {"Custom://Thing", "custom://thing"},
+             {"urn:ISBN:0451450523", "urn:ISBN:0451450523"},
+             {"no scheme here", "no scheme here"},
+             {"mailto:A@B.c", "mailto:A@B.c"}})
+        EXPECT_EQ(IMCPResourceService::normalisedUri(given), normal) << given;
+}
+
+TEST(PromptTemplateTest, BothPlaceholderFormsOfDeclaredArgumentsAreFilled)
+{
+    const std::vector<PromptArgument> arguments{{"who", "", true}, {"mood", "", false}, {" ", "", true}};
+    JSONValue values;
+    values["who"] = JSONValue("Ada");
+    values["count"] = JSONValue(3);
+    EXPECT_EQ(PromptTemplate::render("Hello {{who}}, {who}! {{mood}}|{mood}|{{ who }}|{count}|{{who}", arguments, values),
+              "Hello Ada, Ada! ||{{ who }}|{count}|{Ada");
+    values["mood"] = JSONValue(true);
+    EXPECT_EQ(PromptTemplate::render("{mood} {{who}}{{who}}", arguments, values), "true AdaAda");
+    // A value that holds a placeholder is not filled again.
+    values["who"] = JSONValue("{mood}");
+    EXPECT_EQ(PromptTemplate::render("{who}", {{"who", "", false}}, values), "{mood}");
+    EXPECT_EQ(PromptTemplate::render("{who}", arguments, JSONValue("not an object")), "");
+
+    EXPECT_EQ(PromptTemplate::missingRequired(arguments, values), std::nullopt);  // the blank name counts for nothing
+    EXPECT_EQ(PromptTemplate::missingRequired(arguments, JSONValue()), "who");
 }
 
 TEST_F(RoutesTest, CancelNotificationsNeverAnswer)

@@ -3,13 +3,15 @@
 //
 //   node mcp-client.mjs URL SCENARIO
 //
-// From a script, runScenario(target, steps) takes the URL of an HTTP server, or
-// {command, args, env} for a server that speaks MCP on its standard input and output.
+// From a script, runScenario(target, steps) takes the URL of an HTTP server, {url, headers}
+// for one that wants more headers (a bearer token), or {command, args, env} for a server that
+// speaks MCP on its standard input and output.
 //
 // SCENARIO is JSON text, or @path to a file holding it: an array of steps, each one of
 //   {"op": "initialize"}                        connect; the result is what the server said
 //   {"op": "listTools"} | {"op": "listResources"} | {"op": "listPrompts"} | {"op": "ping"}
 //   {"op": "callTool", "name": "...", "arguments": {...}}
+//   {"op": "callToolWithoutArguments", "name": "..."}    params without an "arguments" member
 //   {"op": "readResource", "uri": "..."}
 //   {"op": "getPrompt", "name": "...", "arguments": {...}}
 // A step other than "initialize" connects first when not yet connected.
@@ -29,6 +31,7 @@ function usage(message) {
 
 function transportFor(target) {
   if (typeof target === 'string') return new StreamableHTTPClientTransport(new URL(target));
+  if (target.url) return new StreamableHTTPClientTransport(new URL(target.url), { requestInit: { headers: target.headers } });
   // The server's standard error is collected, not mixed into the test's output.
   const transport = new StdioClientTransport({ command: target.command, args: target.args ?? [], env: target.env, stderr: 'pipe' });
   target.stderr = '';
@@ -49,6 +52,7 @@ export async function runScenario(target, steps) {
     listPrompts: () => client.listPrompts(),
     ping: () => client.ping(),
     callTool: (step) => client.callTool({ name: step.name, arguments: step.arguments ?? {} }),
+    callToolWithoutArguments: (step) => client.callTool({ name: step.name }),
     readResource: (step) => client.readResource({ uri: step.uri }),
     getPrompt: (step) => client.getPrompt({ name: step.name, arguments: step.arguments ?? {} }),
   };

@@ -194,22 +194,35 @@ TEST_F(MCPServerTest, ScriptsGetTheNestedMapOrAllArguments)
     EXPECT_EQ(errorMessage(script({})), "Script file name missing in custom tool configuration");
 }
 
-TEST_F(MCPServerTest, FileResourcesGiveTheTextOrTheReadersError)
+TEST_F(MCPServerTest, FileResourcesGiveTheTextTheBytesOrTheReadersError)
 {
     const QString path = writeFile(folder + u"/resource.txt"_s, "Grüße\n");
-    auto resource = [](const QString &uri, const QString &type) {
-        return QVariantMap{{"uri", uri}, {"name", "Notes"}, {"type", type}, {"mimeType", "text/plain"}};
+    auto resource = [](const QString &uri, const QString &type, const QString &mimeType = u"text/plain"_s) {
+        return QVariantMap{{"uri", uri}, {"name", "Notes"}, {"type", type}, {"mimeType", mimeType}};
     };
-    EXPECT_EQ(router->handleResource(resource(QUrl::fromLocalFile(path).toString(), u"file"_s)), u"Grüße\n"_s);
-    EXPECT_EQ(router->handleResource(resource(path, u"file"_s)), u"Grüße\n"_s);
+    EXPECT_EQ(router->handleResource(resource(QUrl::fromLocalFile(path).toString(), u"file"_s)).text, u"Grüße\n"_s);
+    EXPECT_EQ(router->handleResource(resource(path, u"file"_s)).text, u"Grüße\n"_s);
     const QByteArray dump = QJsonDocument(QJsonObject::fromVariantMap(resource(path, u"file"_s))).toJson();
     EXPECT_TRUE(logged(MCPLogMessageType::Info, "[MCPServer] Resource handler:\n" + QString::fromUtf8(dump).trimmed()));
-    EXPECT_EQ(router->handleResource(resource(folder + u"/gone.txt"_s, u"file"_s)), "File '" + folder + "/gone.txt' does not exist.");
+    // A file that cannot be read is a failure with the reader's text, not content.
+    const ResourceReading gone = router->handleResource(resource(folder + u"/gone.txt"_s, u"file"_s));
+    EXPECT_EQ(gone.error, "File '" + folder + "/gone.txt' does not exist.");
+    EXPECT_TRUE(gone.text.isEmpty());
 
-    // The checks in order; an error answers with the JSON text of the error result.
-    auto errorOf = [this](const QVariantMap &r) {
-        return QJsonDocument::fromJson(router->handleResource(r).toUtf8())["structuredContent"]["error_message"].toString();
-    };
+    // Binary content travels as bytes, whatever it holds.
+    const QByteArray png("\x89PNG\r\n\x1a\n\0\xff", 10);
+    const QString image = writeFile(folder + u"/pixel.png"_s, png);
+    const ResourceReading bytes = router->handleResource(resource(image, u"file"_s, u"image/png"_s));
+    EXPECT_TRUE(bytes.binary);
+    EXPECT_EQ(bytes.bytes, png);
+    EXPECT_EQ(router->handleResource(resource(folder, u"file"_s, u"application/octet-stream"_s)).error,
+              "'" + folder + "' is not a regular file.");
+    for (const char *textual : {"text/markdown", "application/json; charset=utf-8", "application/ld+json", ""})
+        EXPECT_TRUE(MCPServer::isTextual(QString::fromLatin1(textual))) << textual;
+    EXPECT_FALSE(MCPServer::isTextual(u"application/pdf"_s));
+
+    // The checks in order.
+    auto errorOf = [this](const QVariantMap &r) { return router->handleResource(r).error; };
     QVariantMap empty = resource(QString(), QString());
     EXPECT_EQ(errorOf(empty), "Resource URI cannot be empty");
     empty.insert(u"uri"_s, u"x:y"_s);
@@ -231,15 +244,20 @@ TEST_F(MCPServerTest, LinkResourcesReadTheBodyOverHttp)
         return response;
     });
     ASSERT_TRUE(server.isListening());
-    auto read = [&](const QString &path, const char *type) {
-        return router->handleResource(
-            {{"uri", server.url(path)}, {"name", "Remote"}, {"type", type}, {"mimeType", "application/json"}});
+    auto read = [&](const QString &url, const char *type) {
+        return router->handleResource({{"uri", url}, {"name", "Remote"}, {"type", type}, {"mimeType", "application/json"}});
     };
     for (const char *type : {"link", "resourceLink", "resource"})
-        EXPECT_EQ(read(u"/data"_s, type), "{\"hello\": \"world\"}") << type;
+        EXPECT_EQ(read(server.url(u"/data"_s), type).text, "{\"hello\": \"world\"}") << type;
     // An HTTP error status still has a body, and that is the text.
-    EXPECT_EQ(read(u"/missing"_s, "link"), "not here");
+    EXPECT_EQ(read(server.url(u"/missing"_s), "link").text, "not here");
     EXPECT_EQ(server.requests().size(), 4);
+
+    // No answer at all is a failure that says why, and is logged.
+    const QString closed = u"http://127.0.0.1:%1/data"_s.arg(TestSupport::freePort());
+    const ResourceReading unreachable = read(closed, "link");
+    EXPECT_TRUE(unreachable.error.startsWith("Failed to fetch " + closed + ": ")) << unreachable.error.toStdString();
+    EXPECT_TRUE(logged(MCPLogMessageType::Info, unreachable.error));
 }
 
 TEST_F(MCPServerTest, PromptsAreNotRenderedAndEngineLogLinesReachTheLog)

@@ -8,6 +8,8 @@
 #include "tools/plugins/PluginController.h"
 #include "tools/router/BuiltinToolTable.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -259,11 +261,45 @@ void MCPServer::applyOutputSchema(JSONToolResult &result, const JSONToolSchema &
 
 // ---- resources and prompts ----
 
-QString MCPServer::handleResource(const QVariantMap &resource)
+bool MCPServer::isTextual(const QString &mimeType)
+{
+    const QString type = mimeType.section(QLatin1Char(';'), 0, 0).trimmed().toLower();
+    static const QStringList textual = {
+        QStringLiteral("application/json"), QStringLiteral("application/xml"), QStringLiteral("application/javascript"),
+        QStringLiteral("application/x-yaml"), QStringLiteral("application/yaml"), QStringLiteral("application/toml"),
+        QStringLiteral("application/x-sh"), QStringLiteral("application/sql"), QStringLiteral("image/svg+xml")};
+    return type.isEmpty() || type.startsWith(QLatin1String("text/")) || type.endsWith(QLatin1String("+json")) ||
+           type.endsWith(QLatin1String("+xml")) || textual.contains(type);
+}
+
+ResourceReading MCPServer::readBytes(const QString &path)
+{
+    const QFileInfo info(path);
+    QString reason;
+    if (!info.exists())
+        reason = QStringLiteral("File '%1' does not exist.").arg(path);
+    else if (!info.isFile())
+        reason = QStringLiteral("'%1' is not a regular file.").arg(path);
+    else if (info.size() > kMaxResourceBytes)
+        reason = QStringLiteral("File '%1' is larger than %2 bytes.").arg(path).arg(kMaxResourceBytes);
+    QFile file(path);
+    if (reason.isEmpty() && !file.open(QIODevice::ReadOnly))
+        reason = QStringLiteral("File '%1' cannot be read: %2").arg(path, file.errorString());
+    if (!reason.isEmpty()) {
+        fail(reason, MCPLogMessageType::Info);
+        return ResourceReading::failure(reason);
+    }
+    return ResourceReading::ofBytes(file.read(kMaxResourceBytes));
+}
+
+ResourceReading MCPServer::handleResource(const QVariantMap &resource)
 {
     m_logger->log(QStringLiteral("[MCPServer] Resource handler:\n") + describe(resource), -1, MCPLogMessageType::Info);
 
-    auto failText = [this](const QString &message) { return fail(message, MCPLogMessageType::Info).json(); };
+    auto failText = [this](const QString &message) {
+        fail(message, MCPLogMessageType::Info);
+        return ResourceReading::failure(message);
+    };
     const std::optional<QString> uri = nonEmptyString(resource, QStringLiteral("uri"));
     if (!uri)
         return failText(QStringLiteral("Resource URI cannot be empty"));
@@ -281,11 +317,15 @@ QString MCPServer::handleResource(const QVariantMap &resource)
         // A file: URI names a local path; anything else is taken as a path as it stands.
         const QUrl url(*uri);
         const QString path = url.isLocalFile() ? url.toLocalFile() : *uri;
+        const QString mimeType = resource.value(QStringLiteral("mimeType")).toString();
+        if (!isTextual(mimeType))
+            return readBytes(path);
         const JSONToolResult read = FileAccessHandler::shared()->readFile(QVariantMap{{kFilePath, path}});
-        // Always text: on failure the reader's own error text.
         QString text;
         for (const JSONToolContent &item : read.content)
             text += item.text;
+        if (read.structuredContent.value(QStringLiteral("success")).toJson() == QJsonValue(false))
+            return failText(text);
         return text;
     }
 
@@ -296,7 +336,15 @@ QString MCPServer::handleResource(const QVariantMap &resource)
         const QJsonDocument document = QJsonDocument::fromJson(answer.toUtf8(), &parseError);
         if (parseError.error != QJsonParseError::NoError)
             return failText(QStringLiteral("Failed to parse response."));
-        const QJsonValue body = document.object().value(QStringLiteral("body"));
+        const QJsonObject reply = document.object();
+        // No answer at all (no connection, a time-out): the client hears why, not an
+        // empty text. An answer with an error status still has its body as the text.
+        if (reply.value(QStringLiteral("success")) == QJsonValue(false) &&
+            reply.value(QStringLiteral("statusCode")).toInt() == 0) {
+            const QString reason = reply.value(QStringLiteral("error")).toString();
+            return failText(QStringLiteral("Failed to fetch %1: %2").arg(*uri, reason.isEmpty() ? QStringLiteral("no answer") : reason));
+        }
+        const QJsonValue body = reply.value(QStringLiteral("body"));
         if (!document.isObject() || !body.isString())
             return failText(cannotHandle);
         return body.toString();

@@ -3,6 +3,7 @@
 #include "diagnostics/MCPLogMessageType.h"
 #include "tools/router/JSONToolConfig.h"
 #include "base/JSONToolResult.h"
+#include "engine/bridge/ResourceReading.h"
 
 #include <QString>
 #include <QVariantMap>
@@ -47,8 +48,14 @@ public:
 
     // A tool call: the enriched arguments of the engine and the tool's configuration.
     JSONToolResult handleToolCall(const QVariantMap &arguments, const JSONToolConfig &config);
-    // A resource read: the resource in its "resources/list" form; gives the content.
-    QString handleResource(const QVariantMap &resource);
+    // A resource read: the resource in its "resources/list" form; gives the content: the
+    // file's text for a textual MIME type, its bytes for another, a link's body, or why
+    // it could not be read (logged as well).
+    ResourceReading handleResource(const QVariantMap &resource);
+    // Whether content of this MIME type is given as text (an empty type counts as text).
+    static bool isTextual(const QString &mimeType);
+    // The largest binary file resource read.
+    static constexpr qint64 kMaxResourceBytes = qint64(16) << 20;
     // A prompt request: its params. Prompts are listed but not rendered.
     QString handlePrompt(const QVariantMap &params);
 
@@ -64,6 +71,7 @@ public:
     static inline const QString promptNotImplementedText = QStringLiteral("Error: Prompt handler not implemented yet");
 
 private:
+    ResourceReading readBytes(const QString &path);
     JSONToolResult route(const QVariantMap &arguments);
     JSONToolResult callBuiltin(const QString &name, const QString &execMethod, const QVariantMap &arguments);
     JSONToolResult callPlugin(const QVariantMap &arguments);
