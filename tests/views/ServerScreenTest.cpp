@@ -144,3 +144,39 @@ TEST_F(ServerScreenTest, LogPaneKeepsItsStoredHeight)
 }
 
 }  // namespace
+
+TEST_F(ServerScreenTest, TheTokenTheRequirementAndTheAllowedOrigins)
+{
+    // The token is there from the first look, copied as shown, and renewed on request.
+    const QString token = view->tokenLabel()->text();
+    EXPECT_EQ(token.size(), 43);
+    EXPECT_EQ(token, controller->accessToken());
+    view->copyTokenButton()->click();
+    EXPECT_EQ(QApplication::clipboard()->text(), token);
+    view->renewTokenButton()->click();
+    EXPECT_NE(view->tokenLabel()->text(), token);
+    EXPECT_EQ(view->tokenLabel()->text(), controller->accessToken());
+
+    // Loopback needs no token; all interfaces do, unless the user turns it off, warned.
+    EXPECT_EQ(view->tokenHint()->text(), "Not asked for while the server listens on this computer only.");
+    view->listenAllToggle()->click();
+    EXPECT_EQ(view->tokenHint()->text(), "Clients send it as the header \"Authorization: Bearer <token>\".");
+    EXPECT_TRUE(view->requireTokenToggle()->isChecked());
+    view->requireTokenToggle()->click();
+    closeAlert(QStringLiteral("Without a token, anyone who can reach this computer on the network can call every tool."));
+    EXPECT_FALSE(controller->tokenRequired());
+    EXPECT_EQ(view->tokenHint()->text(), "Without a token, anyone who can reach this computer on the network can call every tool.");
+    view->requireTokenToggle()->click();
+    EXPECT_TRUE(controller->tokenRequired());
+    view->revertButton()->click();
+
+    // Origins: a list is stored cleaned up; an entry that is no origin is refused by name.
+    view->allowedOriginsField()->setText(QStringLiteral("https://app.example:3000/ , http://tool.local"));
+    emit view->allowedOriginsField()->editingFinished();
+    EXPECT_EQ(controller->allowedOrigins(), (QStringList{"https://app.example:3000", "http://tool.local"}));
+    view->allowedOriginsField()->setText(QStringLiteral("https://ok.example, app.example/path"));
+    emit view->allowedOriginsField()->editingFinished();
+    closeAlert(QStringLiteral("app.example/path is not an origin: write it as a browser does, like https://app.example:3000"));
+    EXPECT_EQ(controller->allowedOrigins(), (QStringList{"https://app.example:3000", "http://tool.local"}));
+    EXPECT_EQ(view->allowedOriginsField()->text(), "https://app.example:3000, http://tool.local");
+}

@@ -1,6 +1,7 @@
 #include "views/server/ServerConfigView.h"
 
 #include "app/SettingsManager.h"
+#include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
 #include "store/ServerConfigController.h"
 #include "views/app/AlertPresenter.h"
@@ -104,6 +105,40 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     addressRow->addWidget(m_copy);
     addressRow->addStretch();
 
+    // Who may call: the token beside the address, the requirement, the origins of web pages.
+    m_token = new QLabel(this);
+    m_token->setObjectName(QStringLiteral("accessToken"));
+    m_token->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_token->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_copyToken = new QPushButton(QStringLiteral("Copy"), this);
+    m_copyToken->setObjectName(QStringLiteral("copyTokenButton"));
+    m_copyToken->setAutoDefault(false);
+    m_renewToken = new QPushButton(QStringLiteral("Renew"), this);
+    m_renewToken->setObjectName(QStringLiteral("renewTokenButton"));
+    m_renewToken->setAutoDefault(false);
+    m_renewToken->setToolTip(QStringLiteral("Make a new token; clients with the old one are refused from the next start"));
+    auto *tokenRow = new QHBoxLayout;
+    tokenRow->setSpacing(8);
+    tokenRow->addWidget(new QLabel(QStringLiteral("Token:"), this));
+    tokenRow->addWidget(m_token);
+    tokenRow->addWidget(m_copyToken);
+    tokenRow->addWidget(m_renewToken);
+    tokenRow->addStretch();
+    m_tokenHint = new QLabel(this);
+    m_tokenHint->setObjectName(QStringLiteral("tokenHint"));
+    m_tokenHint->setWordWrap(true);
+    m_requireToken = new QCheckBox(QStringLiteral("Require the token when listening on all interfaces"), this);
+    m_requireToken->setObjectName(QStringLiteral("requireTokenToggle"));
+    m_origins = new QLineEdit(this);
+    m_origins->setObjectName(QStringLiteral("allowedOriginsField"));
+    m_origins->setPlaceholderText(QStringLiteral("https://app.example:3000, …"));
+    m_origins->setToolTip(QStringLiteral("Web pages of these origins may call the server, besides pages on localhost. "
+                                         "Separate them with commas; * allows every page."));
+    auto *originsRow = new QHBoxLayout;
+    originsRow->setSpacing(8);
+    originsRow->addWidget(new QLabel(QStringLiteral("Allowed web origins:"), this));
+    originsRow->addWidget(m_origins, 1);
+
     m_start = new CommandButton(QStringLiteral("startServerButton"), QStringLiteral("Start server"),
                                 QKeySequence(Qt::CTRL | Qt::Key_R), this);
     m_stop = new CommandButton(QStringLiteral("stopServerButton"), QStringLiteral("Stop server"),
@@ -128,6 +163,10 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     topLayout->addSpacing(4);
     topLayout->addLayout(statusRow);
     topLayout->addLayout(addressRow);
+    topLayout->addLayout(tokenRow);
+    topLayout->addWidget(m_tokenHint);
+    topLayout->addWidget(m_requireToken);
+    topLayout->addLayout(originsRow);
     topLayout->addSpacing(4);
     topLayout->addLayout(buttons);
     topLayout->addStretch();
@@ -174,6 +213,11 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     connect(m_port, &QLineEdit::editingFinished, this, &ServerConfigView::commitPort);
     connect(m_listenAll, &QCheckBox::clicked, this, [this](bool checked) { m_controller->setListenAtAll(checked); });
     connect(m_copy, &QPushButton::clicked, this, &ServerConfigView::copyAddress);
+    connect(m_copyToken, &QPushButton::clicked, this, &ServerConfigView::copyToken);
+    connect(m_renewToken, &QPushButton::clicked, m_controller, &ServerConfigController::renewAccessToken);
+    connect(m_requireToken, &QCheckBox::clicked, m_controller, &ServerConfigController::setRequireToken);
+    connect(m_origins, &QLineEdit::editingFinished, this, &ServerConfigView::commitOrigins);
+    connect(m_controller, &ServerConfigController::accessChanged, this, &ServerConfigView::refreshAccess);
 
     // The buttons only send on the controller's channels.
     connect(m_start, &QPushButton::clicked, this, [this] {
@@ -197,6 +241,7 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
 
     refreshFields();
     refresh();
+    refreshAccess();
 }
 
 AbstractController *ServerConfigView::activeController() const { return m_controller; }
@@ -225,7 +270,7 @@ void ServerConfigView::applySplit()
 QString ServerConfigView::clientAddress() const
 {
     const ServerConfig *row = m_controller->serverConfig();
-    const int port = row ? row->port() : fallbackPort;
+    const int port = row ? m_controller->listeningPort() : fallbackPort;
     const QString host = m_controller->listenAtAll() ? QStringLiteral("0.0.0.0") : QStringLiteral("127.0.0.1");
     return QStringLiteral("http://%1:%2").arg(host).arg(port);
 }
@@ -235,6 +280,38 @@ void ServerConfigView::copyAddress()
     QClipboard *clipboard = QApplication::clipboard();
     clipboard->clear();
     clipboard->setText(clientAddress());
+}
+
+void ServerConfigView::copyToken()
+{
+    QClipboard *clipboard = QApplication::clipboard();
+    clipboard->clear();
+    clipboard->setText(m_controller->accessToken());
+}
+
+void ServerConfigView::commitOrigins()
+{
+    const QString shown = m_controller->allowedOrigins().join(QStringLiteral(", "));
+    if (m_origins->text().trimmed() == shown)
+        return;
+    // A refused entry leaves the stored list in the field; the alert names the entry.
+    if (!m_controller->setAllowedOriginsText(m_origins->text()))
+        m_origins->setText(shown);
+}
+
+void ServerConfigView::refreshAccess()
+{
+    m_token->setText(m_controller->accessToken());
+    if (m_requireToken->isChecked() != m_controller->requireToken())
+        m_requireToken->setChecked(m_controller->requireToken());
+    if (!m_origins->hasFocus())
+        m_origins->setText(m_controller->allowedOrigins().join(QStringLiteral(", ")));
+    if (m_controller->tokenRequired())
+        m_tokenHint->setText(QStringLiteral("Clients send it as the header \"Authorization: Bearer <token>\"."));
+    else if (m_controller->listenAtAll())
+        m_tokenHint->setText(ServerAccessSettings::tokenOffWarning);
+    else
+        m_tokenHint->setText(QStringLiteral("Not asked for while the server listens on this computer only."));
 }
 
 void ServerConfigView::commitPort()

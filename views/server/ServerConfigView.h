@@ -13,8 +13,10 @@ class ServerConfigController;
 class SettingsManager;
 
 // The server screen: the fields of the server's row, the bind toggle, the status line,
-// the address clients use, Start, Stop, Save and Revert, and below a split the log. The
-// height of the log pane is kept under "serverView.VSplitViewPos".
+// the address clients use, who may call the server (the bearer token with Copy and Renew,
+// the token requirement on all interfaces, the web origins allowed), Start, Stop, Save and
+// Revert, and below a split the log. The height of the log pane is kept under
+// "serverView.VSplitViewPos".
 class ServerConfigView : public DestinationScreen {
     Q_OBJECT
 
@@ -40,10 +42,17 @@ public:
     QLabel *statusLabel() const { return m_status; }
     QLabel *addressLabel() const { return m_address; }
     QSplitter *splitter() const { return m_split; }
+    QLabel *tokenLabel() const { return m_token; }
+    QLabel *tokenHint() const { return m_tokenHint; }
+    QPushButton *copyTokenButton() const { return m_copyToken; }
+    QPushButton *renewTokenButton() const { return m_renewToken; }
+    QCheckBox *requireTokenToggle() const { return m_requireToken; }
+    QLineEdit *allowedOriginsField() const { return m_origins; }
 
     // "http://127.0.0.1:8888", or "http://0.0.0.0:8888" when listening on all interfaces.
     QString clientAddress() const;
     void copyAddress();
+    void copyToken();
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -52,6 +61,8 @@ private:
     void refresh();
     void refreshFields();
     void commitPort();
+    void commitOrigins();
+    void refreshAccess();
     void applySplit();
 
     ServerConfigController *m_controller;
@@ -66,6 +77,12 @@ private:
     QLabel *m_status;
     QLabel *m_address;
     QPushButton *m_copy;
+    QLabel *m_token;
+    QLabel *m_tokenHint;
+    QPushButton *m_copyToken;
+    QPushButton *m_renewToken;
+    QCheckBox *m_requireToken;
+    QLineEdit *m_origins;
     QPushButton *m_start;
     QPushButton *m_stop;
     QPushButton *m_save;

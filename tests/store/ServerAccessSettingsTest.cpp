@@ -1,0 +1,61 @@
+#include "base/UserDefaults.h"
+#include "store/ServerAccessSettings.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class ServerAccessSettingsTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        for (const QString &key : {ServerAccessSettings::allowedOriginsKey, ServerAccessSettings::tokenKey,
+                                   ServerAccessSettings::requireTokenKey, ServerAccessSettings::tokenOnLoopbackKey,
+                                   ServerAccessSettings::receiveTimeoutKey, ServerAccessSettings::maxConnectionsKey,
+                                   ServerAccessSettings::maxBodyBytesKey})
+            UserDefaults::standard()->remove(key);
+    }
+};
+
+}  // namespace
+
+TEST_F(ServerAccessSettingsTest, SafeDefaultsAndWhoIsAskedForTheToken)
+{
+    const QVariantMap loopback = ServerAccessSettings::policy(false);
+    EXPECT_EQ(loopback.value("bearerToken").toString(), "");
+    EXPECT_EQ(loopback.value("receiveTimeout").toDouble(), 30.0);
+    EXPECT_EQ(loopback.value("maxBodyBytes").toLongLong(), 32 << 20);
+    EXPECT_EQ(loopback.value("maxConnections").toLongLong(), 0);
+    EXPECT_TRUE(loopback.value("allowedOrigins").toStringList().isEmpty());
+
+    // The token is made once and kept; all interfaces ask for it unless told not to.
+    const QString token = ServerAccessSettings::token();
+    EXPECT_EQ(ServerAccessSettings::token(), token);
+    EXPECT_EQ(ServerAccessSettings::policy(true).value("bearerToken").toString(), token);
+    EXPECT_EQ(ServerAccessSettings::policy(true, {}, false).value("bearerToken").toString(), "");
+    EXPECT_EQ(ServerAccessSettings::policy(false, {}, true).value("bearerToken").toString(), token);
+    ServerAccessSettings::setRequireToken(false);
+    EXPECT_FALSE(ServerAccessSettings::tokenRequired(true));
+    ServerAccessSettings::setTokenOnLoopback(true);
+    EXPECT_TRUE(ServerAccessSettings::tokenRequired(false));
+    EXPECT_NE(ServerAccessSettings::renewToken(), token);
+
+    // Stored limits and a run's extra origins.
+    UserDefaults::standard()->setValue(ServerAccessSettings::receiveTimeoutKey, 0);
+    UserDefaults::standard()->setValue(ServerAccessSettings::maxBodyBytesKey, "nonsense");
+    ServerAccessSettings::setAllowedOrigins({"https://a.example/", " ", "HTTPS://A.example", "http://b.example"});
+    const QVariantMap stored = ServerAccessSettings::policy(false, {"http://c.example/"});
+    EXPECT_EQ(stored.value("receiveTimeout").toDouble(), 0.0);
+    EXPECT_EQ(stored.value("maxBodyBytes").toLongLong(), 32 << 20);
+    EXPECT_EQ(stored.value("allowedOrigins").toStringList(),
+              (QStringList{"https://a.example", "http://b.example", "http://c.example"}));
+}
+
+TEST_F(ServerAccessSettingsTest, OnlyOriginsAsBrowsersSendThemAreAccepted)
+{
+    for (const char *origin : {"https://app.example:3000", "http://localhost", "http://192.168.1.4:8080/", "*"})
+        EXPECT_EQ(ServerAccessSettings::originProblem(QString::fromLatin1(origin)), std::nullopt) << origin;
+    for (const char *origin : {"app.example", "ftp://files.example", "https://app.example/path", "https://app.example?q",
+                               "https://user@app.example", "https://"})
+        EXPECT_NE(ServerAccessSettings::originProblem(QString::fromLatin1(origin)), std::nullopt) << origin;
+}
