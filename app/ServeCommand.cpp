@@ -209,6 +209,8 @@ std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &argu
             options.requireToken = true;
         } else if (argument == QLatin1String("--no-token")) {
             options.requireToken = false;
+        } else if (argument == QLatin1String("--keep-alive")) {
+            options.keepAlive = true;
         } else if (argument == QLatin1String("--stdio")) {
             options.stdio = true;
         } else if (argument == QLatin1String("--import-builtin")) {
@@ -222,8 +224,9 @@ std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &argu
             return fail(QStringLiteral("unknown argument '%1'").arg(argument));
         }
     }
-    if (options.stdio && (!options.allowOrigins.isEmpty() || options.requireToken))
-        return fail(QStringLiteral("--stdio serves no web pages and no network: leave out --allow-origin, --require-token and --no-token"));
+    if (options.stdio && (!options.allowOrigins.isEmpty() || options.requireToken || options.keepAlive))
+        return fail(QStringLiteral("--stdio serves no web pages and no network: leave out --allow-origin, --require-token, "
+                                   "--no-token and --keep-alive"));
     if (options.stdio && (options.port || options.listenAtAll))
         return fail(QStringLiteral("--stdio does not listen on a port: leave out --port, --listen-all and --loopback"));
     return options;
@@ -347,7 +350,8 @@ int ServeCommand::main(int argc, char **argv)
                 controller.setPort(*chosen.port);
             if (chosen.listenAtAll)
                 controller.setListenAtAll(*chosen.listenAtAll);
-            controller.setRunOptions(chosen.allowOrigins, chosen.requireToken);
+            controller.setRunOptions(chosen.allowOrigins, chosen.requireToken,
+                                     chosen.keepAlive ? std::optional<bool>(true) : std::nullopt);
             // A chosen bind flag is saved by the start even when the store has nothing pending.
             controller.updateUnsaved(chosen.listenAtAll.has_value());
             controller.start();

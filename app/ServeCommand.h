@@ -22,6 +22,7 @@ public:
         bool stdio = false;               // serve MCP over standard input and output
         QStringList allowOrigins;         // web origins allowed for this run
         std::optional<bool> requireToken; // replaces the stored token requirement for this run
+        bool keepAlive = false;           // persistent connections for this run
         bool help = false;
     };
 
@@ -49,6 +50,8 @@ public:
         "  --require-token   ask every client for the bearer token, on loopback as well\n"
         "  --no-token        do not ask for the bearer token, on all interfaces either\n"
         "                    (anyone who reaches the port can then call every tool)\n"
+        "  --keep-alive      keep connections open for further requests (HTTP/1.1\n"
+        "                    persistent connections) for this run\n"
         "  --import DIR      import the configuration bundle in DIR (its Tools, Resources\n"
         "                    and Prompts folders) before starting; may be given more than once\n"
         "  --import-builtin  import the built-in configuration bundle before starting\n"

@@ -31,9 +31,9 @@ void HttpRequest::parseHeaderBlock(std::string_view block)
         pos = end + 2;
         if (first) {
             first = false;
-            // Method, path and a dropped third token, split at white space.
+            // Method, path and version, split at white space.
             std::string_view rest = line;
-            std::string_view tokens[2];
+            std::string_view tokens[3];
             for (auto &token : tokens) {
                 while (!rest.empty() && isSpace(rest.front()))
                     rest.remove_prefix(1);
@@ -45,6 +45,7 @@ void HttpRequest::parseHeaderBlock(std::string_view block)
             }
             method.assign(tokens[0]);
             path.assign(tokens[1]);
+            version.assign(tokens[2]);
             continue;
         }
         const size_t colon = line.find(':');
@@ -103,6 +104,10 @@ HttpRequest::Progress HttpRequest::feed(const char *data, size_t size)
         m_raw = std::move(rest);
         return chunkProgress();
     }
+    if (exactFraming && rest.size() > contentLength) {
+        m_surplus = rest.substr(static_cast<size_t>(contentLength));
+        rest.resize(static_cast<size_t>(contentLength));
+    }
     body.assign(rest.begin(), rest.end());
     return body.size() >= contentLength ? Progress::Complete : Progress::NeedMore;
 }
@@ -120,6 +125,10 @@ HttpRequest::Progress HttpRequest::feedBody(const char *data, size_t size)
 HttpRequest::Progress HttpRequest::chunkProgress()
 {
     const bool done = decodeChunks();
+    if (done && exactFraming && m_rawPos < m_raw.size()) {
+        m_surplus = m_raw.substr(m_rawPos);
+        m_rawPos = m_raw.size();
+    }
     // A chunked body declares no length: it is bounded by what it has grown to, the
     // bytes not yet decoded included.
     if (maxBodyBytes && body.size() + (m_raw.size() - m_rawPos) > maxBodyBytes + 64)

@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace MCP {
@@ -16,6 +17,7 @@ public:
 
     std::string method;
     std::string path;
+    std::string version;  // "HTTP/1.1" as the request line gives it
     std::map<std::string, std::string> headers;
     std::vector<char> body;
     uint64_t contentLength = 0;
@@ -28,6 +30,10 @@ public:
     // Bounds set before the first feed; zero means none.
     size_t maxHeadBytes = 0;
     uint64_t maxBodyBytes = 0;
+    // For a connection that carries more requests: the body ends where its length says (none
+    // without a length), and what follows it is kept for the next request (takeSurplus).
+    // Without it, the bytes that arrive with the head count as the body, as they always did.
+    bool exactFraming = false;
 
     enum class Progress { NeedMore, Complete, Malformed, HeadTooLarge, BodyTooLarge };
 
@@ -36,6 +42,9 @@ public:
     // content-length that is not a decimal number or does not fit 64 bits); HeadTooLarge
     // and BodyTooLarge that it passed a bound (a body as soon as its declared length does).
     Progress feed(const char *data, size_t size);
+
+    // Bytes received beyond the end of a complete request (with exactFraming).
+    std::string takeSurplus() { return std::exchange(m_surplus, {}); }
 
     // Scans the header block (request line and header lines up to, not including, the
     // blank line) into method, path and headers.
@@ -50,6 +59,7 @@ private:
 
     std::string m_head;       // bytes received before the blank line was seen
     std::string m_raw;        // undecoded chunked stream
+    std::string m_surplus;    // the next request's first bytes
     size_t m_rawPos = 0;
     bool m_decoderStuck = false;
 };

@@ -29,6 +29,13 @@ struct MCPHttpPolicy {
     size_t maxBodyBytes = 32u << 20;
     size_t maxHeadBytes = 64u << 10;
 
+    // Persistent connections: several requests in turn on one connection, answered with
+    // "Connection: keep-alive", closed after idleTimeout without a request or after
+    // maxRequestsPerConnection requests. Off: one request per connection.
+    bool keepAlive = false;
+    std::chrono::milliseconds idleTimeout{std::chrono::seconds(5)};
+    size_t maxRequestsPerConnection = 1000;
+
     static bool isLoopbackOrigin(std::string_view origin);
     // A Host header value naming this machine's loopback, with or without a port.
     static bool isLoopbackHost(std::string_view host);

@@ -97,7 +97,7 @@ struct MCPHttpTransport::Shared {
     std::shared_ptr<const Hooks> hooks = std::make_shared<Hooks>();
 
     std::mutex connectionsMutex;
-    std::map<std::string, int> pendingConnections;
+    std::map<std::string, Pending> pendingConnections;
 
     // The workers. A connection goes to an idle worker when there is one and to a new
     // thread otherwise, so no request ever waits for another and their number has no
@@ -216,7 +216,7 @@ std::string MCPHttpTransport::buildResponse(int status, std::string_view content
 }
 
 std::string MCPHttpTransport::buildResponse(int status, std::string_view contentType, std::string_view body,
-                                            std::string_view extraHeaders)
+                                            std::string_view extraHeaders, bool keepAlive)
 {
     std::string out;
     out.reserve(220 + extraHeaders.size() + body.size());
@@ -231,7 +231,8 @@ std::string MCPHttpTransport::buildResponse(int status, std::string_view content
     out += "\r\nAccess-Control-Allow-Origin: *"
            "\r\nAccess-Control-Allow-Methods: POST, GET, OPTIONS"
            "\r\nAccess-Control-Allow-Headers: Content-Type"
-           "\r\nConnection: close\r\n";
+           "\r\nConnection: ";
+    out += keepAlive ? "keep-alive\r\n" : "close\r\n";
     out += extraHeaders;
     out += "\r\n";
     out += body;
@@ -285,12 +286,22 @@ enum class ReadOutcome { Complete, Closed, TimedOut, Malformed, HeadTooLarge, Bo
 // Reads one request within the policy's bounds. Closed: the peer closed or failed before
 // it was whole, or the transport is going away.
 ReadOutcome readRequest(const MCPHttpTransport::Shared &shared, const MCPHttpPolicy &policy, int fd,
-                        HttpRequest &request)
+                        HttpRequest &request, const std::string &carried)
 {
     request.maxHeadBytes = policy.maxHeadBytes;
     request.maxBodyBytes = policy.maxBodyBytes;
     const Clock::time_point deadline =
         policy.receiveTimeout.count() > 0 ? Clock::now() + policy.receiveTimeout : Clock::time_point::max();
+    // Bytes of this request that came with the last one on the same connection.
+    if (!carried.empty()) {
+        switch (request.feed(carried.data(), carried.size())) {
+        case HttpRequest::Progress::Complete: return ReadOutcome::Complete;
+        case HttpRequest::Progress::Malformed: return ReadOutcome::Malformed;
+        case HttpRequest::Progress::HeadTooLarge: return ReadOutcome::HeadTooLarge;
+        case HttpRequest::Progress::BodyTooLarge: return ReadOutcome::BodyTooLarge;
+        case HttpRequest::Progress::NeedMore: break;
+        }
+    }
     char buffer[8192];
     for (;;) {
         size_t want = sizeof buffer;
@@ -391,47 +402,28 @@ bool admit(const MCPHttpTransport::Shared &shared, const Hooks &hooks, const Htt
     return true;
 }
 
-void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int fd)
+// Answers and, unless the connection stays open for another request, closes. False when the
+// connection is closed now.
+bool reply(int fd, bool keepOpen, int status, std::string_view contentType, std::string_view body)
 {
-    HttpRequest request;
-    switch (readRequest(shared, hooks.policy, fd, request)) {
-    case ReadOutcome::Complete:
-        break;
-    case ReadOutcome::TimedOut:
-        emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
-                "Closed a connection that did not send a whole request within " +
-                    std::to_string(hooks.policy.receiveTimeout.count() / 1000.0).substr(0, 4) + " s");
-        refuseEarly(fd, 408, "Request Timeout: the request did not arrive in time");
-        return;
-    case ReadOutcome::HeadTooLarge:
-        emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
-                "Refused a request whose head is larger than " + std::to_string(hooks.policy.maxHeadBytes) + " bytes");
-        refuseEarly(fd, 431, "Request Header Fields Too Large");
-        return;
-    case ReadOutcome::BodyTooLarge:
-        emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
-                "Refused a request whose body is larger than " + std::to_string(hooks.policy.maxBodyBytes) + " bytes");
-        refuseEarly(fd, 413, "Content Too Large: the body may have at most " + std::to_string(hooks.policy.maxBodyBytes) + " bytes");
-        return;
-    case ReadOutcome::Closed:
-    case ReadOutcome::Malformed:
-        if (!shared.destroying.load())
-            emitLog(hooks, LogMessageType::Critical, LogCode::RequestReadFailed, "Failed to read complete HTTP request");
-        ::close(fd);
-        return;
-    }
+    const bool sent = sendAll(fd, MCPHttpTransport::buildResponse(status, contentType, body, {}, keepOpen));
+    if (keepOpen && sent)
+        return true;
+    ::close(fd);
+    return false;
+}
+
+// Serves one request that was read whole. True when the connection stays open for the next.
+bool serveRequest(MCPHttpTransport::Shared &shared, const Hooks &hooks, int fd, HttpRequest &request, bool keepOpen)
+{
     if (!admit(shared, hooks, request, fd))
-        return;
+        return false;
     const std::string connectionId = newConnectionId();
 
-    if (request.method == "OPTIONS") {
-        answer(fd, 200, "text/plain", "");
-        return;
-    }
-    if (request.method != "POST" || request.body.empty()) {
-        answer(fd, 405, "application/json", R"({"error":"Method not allowed"})");
-        return;
-    }
+    if (request.method == "OPTIONS")
+        return reply(fd, keepOpen, 200, "text/plain", "");
+    if (request.method != "POST" || request.body.empty())
+        return reply(fd, keepOpen, 405, "application/json", R"({"error":"Method not allowed"})");
 
     const std::string_view text(request.body.data(), request.body.size());
     if (wants(hooks, LogMessageType::Debug))
@@ -439,22 +431,20 @@ void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int f
     auto message = MCPMessage::parse(text);
     if (!message) {
         emitLog(hooks, LogMessageType::Critical, LogCode::InvalidRequest, "Invalid JSON-RPC request. BODY:\n" + std::string(text));
-        answer(fd, 400, "application/json", R"({"error":"Invalid JSON-RPC request"})");
-        return;
+        return reply(fd, keepOpen, 400, "application/json", R"({"error":"Invalid JSON-RPC request"})");
     }
     if (!hooks.handler) {
         emitLog(hooks, LogMessageType::Critical, LogCode::NoMessageHandler, "No message handler available");
-        answer(fd, 500, "application/json", R"({"error":"No message handler available."})");
-        return;
+        return reply(fd, keepOpen, 500, "application/json", R"({"error":"No message handler available."})");
     }
     {
         std::lock_guard lock(shared.connectionsMutex);
         if (!shared.running.load()) {
             // Stopped while this request was being read: nobody will answer it.
             ::close(fd);
-            return;
+            return false;
         }
-        shared.pendingConnections.emplace(connectionId, fd);
+        shared.pendingConnections.emplace(connectionId, MCPHttpTransport::Pending{fd, keepOpen});
     }
     bool handled = true;
     try {
@@ -467,20 +457,98 @@ void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int f
 
     // The handler answers through sendResponse before it returns. A request that gets
     // no response at all (a cancel notification) is acknowledged with 202 and an empty
-    // body, so that its socket does not stay open until stop.
-    int unanswered = -1;
+    // body, so that its socket does not stay open until stop. A connection that stays
+    // open comes back here once answered; one that does not was closed by the answer or
+    // by stop.
+    MCPHttpTransport::Pending pending;
     {
         std::lock_guard lock(shared.connectionsMutex);
         auto it = shared.pendingConnections.find(connectionId);
         if (it == shared.pendingConnections.end())
-            return;
-        unanswered = it->second;
+            return false;
+        pending = it->second;
         shared.pendingConnections.erase(it);
     }
+    if (pending.stopped) {
+        ::close(fd);
+        return false;
+    }
+    if (pending.answered) {
+        if (shared.running.load())
+            return true;
+        ::close(fd);
+        return false;
+    }
     if (handled)
-        answer(unanswered, 202, "application/json", "");
-    else
-        answer(unanswered, 500, "application/json", R"({"error":"Internal error"})");
+        return reply(fd, keepOpen, 202, "application/json", "");
+    return reply(fd, keepOpen, 500, "application/json", R"({"error":"Internal error"})");
+}
+
+// Reads and serves requests until the connection is closed: one request unless the policy
+// keeps connections open, then as many as the peer sends in turn, up to the policy's number,
+// while each follows the last within the idle time.
+void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int fd)
+{
+    const MCPHttpPolicy &policy = hooks.policy;
+    std::string carried;
+    for (size_t served = 0;; ++served) {
+        if (served > 0 && carried.empty()) {
+            // Between requests: the idle time, checked against stop a few times a second.
+            const Clock::time_point idleEnd = Clock::now() + policy.idleTimeout;
+            Wait waited = Wait::TimedOut;
+            while (shared.running.load() && Clock::now() < idleEnd) {
+                waited = waitReadable(shared, fd, std::min(idleEnd, Clock::now() + std::chrono::milliseconds(250)));
+                if (waited != Wait::TimedOut)
+                    break;
+            }
+            if (waited != Wait::Readable || !shared.running.load()) {
+                ::close(fd);
+                return;
+            }
+            char probe;
+            const ssize_t n = ::recv(fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT);
+            if (n <= 0 && !(n < 0 && (errno == EAGAIN || errno == EINTR))) {
+                ::close(fd);  // the peer is done with the connection
+                return;
+            }
+        }
+        HttpRequest request;
+        request.exactFraming = policy.keepAlive;
+        switch (readRequest(shared, policy, fd, request, carried)) {
+        case ReadOutcome::Complete:
+            break;
+        case ReadOutcome::TimedOut:
+            emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
+                    "Closed a connection that did not send a whole request within " +
+                        std::to_string(policy.receiveTimeout.count() / 1000.0).substr(0, 4) + " s");
+            refuseEarly(fd, 408, "Request Timeout: the request did not arrive in time");
+            return;
+        case ReadOutcome::HeadTooLarge:
+            emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
+                    "Refused a request whose head is larger than " + std::to_string(policy.maxHeadBytes) + " bytes");
+            refuseEarly(fd, 431, "Request Header Fields Too Large");
+            return;
+        case ReadOutcome::BodyTooLarge:
+            emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
+                    "Refused a request whose body is larger than " + std::to_string(policy.maxBodyBytes) + " bytes");
+            refuseEarly(fd, 413, "Content Too Large: the body may have at most " + std::to_string(policy.maxBodyBytes) + " bytes");
+            return;
+        case ReadOutcome::Closed:
+        case ReadOutcome::Malformed:
+            if (!shared.destroying.load())
+                emitLog(hooks, LogMessageType::Critical, LogCode::RequestReadFailed, "Failed to read complete HTTP request");
+            ::close(fd);
+            return;
+        }
+        carried = request.takeSurplus();
+        // HTTP/1.1 keeps a connection unless either side says "close"; HTTP/1.0 does not.
+        const auto connection = request.headers.find("connection");
+        const bool peerCloses = request.version != "HTTP/1.1" ||
+                                (connection != request.headers.end() && connection->second.find("close") != std::string::npos);
+        const bool keepOpen = policy.keepAlive && !peerCloses && served + 1 < policy.maxRequestsPerConnection;
+        if (!serveRequest(shared, hooks, fd, request, keepOpen))
+            return;
+    }
 }
 
 }  // namespace
@@ -759,9 +827,18 @@ void MCPHttpTransport::stop()
 
     const auto hooks = m_shared->currentHooks();
     std::lock_guard lock(m_shared->connectionsMutex);
-    for (const auto &[id, fd] : m_shared->pendingConnections)
-        ::close(fd);
-    m_shared->pendingConnections.clear();
+    // A connection that closes with its answer is closed here; one that stays open belongs
+    // to its worker, which closes it once the handler returns.
+    for (auto it = m_shared->pendingConnections.begin(); it != m_shared->pendingConnections.end();) {
+        if (it->second.keepOpen) {
+            ::shutdown(it->second.fd, SHUT_RDWR);
+            it->second.stopped = true;
+            ++it;
+        } else {
+            ::close(it->second.fd);
+            it = m_shared->pendingConnections.erase(it);
+        }
+    }
     emitLog(*hooks, LogMessageType::Info, LogCode::Info, "MCP HTTP Server stopped");
 }
 
@@ -770,22 +847,29 @@ void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared
     if (!message)
         return;
     // Messages are immutable once handed on, so the text is built before the lock.
-    const std::string response = buildResponse(200, "application/json", message->toString());
+    const std::string body = message->toString();
     // The entry leaves the table under the lock, so that stop can no longer close this
     // socket; the write and the close then happen outside it. Holding the lock across a
     // loopback write, which runs the receiver's side too, made every other response
-    // wait in line for no gain.
+    // wait in line for no gain. A connection that stays open keeps its entry, marked
+    // answered, for its worker to take back.
     int fd = -1;
+    bool keepOpen = false;
     {
         std::lock_guard lock(m_shared->connectionsMutex);
         auto it = m_shared->pendingConnections.find(connectionId);
-        if (it == m_shared->pendingConnections.end())
+        if (it == m_shared->pendingConnections.end() || it->second.answered || it->second.stopped)
             return;
-        fd = it->second;
-        m_shared->pendingConnections.erase(it);
+        fd = it->second.fd;
+        keepOpen = it->second.keepOpen;
+        if (keepOpen)
+            it->second.answered = true;
+        else
+            m_shared->pendingConnections.erase(it);
     }
-    sendAll(fd, response);
-    ::close(fd);
+    sendAll(fd, buildResponse(200, "application/json", body, {}, keepOpen));
+    if (!keepOpen)
+        ::close(fd);
 }
 
 }  // namespace MCP

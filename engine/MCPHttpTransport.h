@@ -65,14 +65,22 @@ public:
     // The complete response text: status line, the fixed header lines with the CORS
     // lines and "Connection: close", a blank line, the body.
     static std::string buildResponse(int status, std::string_view contentType, std::string_view body);
-    // extraHeaders: whole header lines, each ending in CRLF, put before the blank line.
+    // extraHeaders: whole header lines, each ending in CRLF, put before the blank line;
+    // keepAlive says "Connection: keep-alive" in place of "Connection: close".
     static std::string buildResponse(int status, std::string_view contentType, std::string_view body,
-                                     std::string_view extraHeaders);
+                                     std::string_view extraHeaders, bool keepAlive = false);
     // {"jsonrpc":"2.0","id":null,"error":{"code":-32000,"message":...}}: the body of a refusal.
     static std::string refusalBody(std::string_view message);
     static const char *reasonPhrase(int status);
 
     struct Shared;
+    // A request handed to the handler and not yet taken back by its worker.
+    struct Pending {
+        int fd = -1;
+        bool keepOpen = false;  // the connection stays open after the answer
+        bool answered = false;  // sendResponse wrote the answer (only kept when keepOpen)
+        bool stopped = false;   // stop shut the connection down (only kept when keepOpen)
+    };
 
 private:
     void acceptLoop(int listenSocket);

@@ -73,7 +73,10 @@ std::string MCPMessage::toString() const
             params.appendTo(out, 2);
         }
     }
-    if (type == MessageType::Response && !result.isNull()) {
+    if (type == MessageType::Response && resultText) {
+        out += ",\n  \"result\": ";
+        out += *resultText;
+    } else if (type == MessageType::Response && !result.isNull()) {
         out += ",\n  \"result\": ";
         result.appendTo(out, 2);
     }

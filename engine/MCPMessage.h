@@ -23,6 +23,9 @@ public:
     JSONValue result;
     std::optional<std::string> errorMessage;
     int32_t errorCode = 0;
+    // A response's result already in its serial form (as result.appendTo at level 2 writes
+    // it), shared between responses: toString writes it in place of `result`.
+    std::shared_ptr<const std::string> resultText;
 
     MCPMessage() = default;
     virtual ~MCPMessage() = default;

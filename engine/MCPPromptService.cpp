@@ -7,6 +7,7 @@ void MCPPromptService::registerPrompt(const PromptDefinition &definition)
     {
         std::lock_guard lock(m_mutex);
         m_prompts.insert_or_assign(definition.name, definition);
+        ++m_revision;
     }
     notifyListChanged();
 }
@@ -16,6 +17,7 @@ void MCPPromptService::unregisterPrompt(const std::string &name)
     {
         std::lock_guard lock(m_mutex);
         m_prompts.erase(name);
+        ++m_revision;
     }
     notifyListChanged();
 }
@@ -25,6 +27,7 @@ void MCPPromptService::clearPrompts()
     {
         std::lock_guard lock(m_mutex);
         m_prompts.clear();
+        ++m_revision;
     }
     notifyListChanged();
 }

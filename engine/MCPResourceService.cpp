@@ -60,6 +60,7 @@ void MCPResourceService::registerResource(const ResourceDefinition &definition)
     {
         std::lock_guard lock(m_mutex);
         m_resources.insert_or_assign(definition.uri, definition);
+        ++m_revision;
     }
     notifyListChanged();
 }
@@ -69,6 +70,7 @@ void MCPResourceService::unregisterResource(const std::string &uri)
     {
         std::lock_guard lock(m_mutex);
         m_resources.erase(uri);
+        ++m_revision;
     }
     notifyListChanged();
 }
@@ -78,6 +80,7 @@ void MCPResourceService::clearResources()
     {
         std::lock_guard lock(m_mutex);
         m_resources.clear();
+        ++m_revision;
     }
     notifyListChanged();
 }

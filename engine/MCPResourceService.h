@@ -3,6 +3,7 @@
 #include "engine/IMCPResourceService.h"
 #include "engine/ListChangedNotifier.h"
 
+#include <atomic>
 #include <map>
 #include <mutex>
 
@@ -25,10 +26,15 @@ public:
     void setMainQueuePoster(MainQueuePoster poster) { m_notifier.setMainQueuePoster(std::move(poster)); }
     size_t count();
 
+    // Changes with every registration, removal and clearing: a list built at one revision
+    // is the list for as long as the revision stays.
+    uint64_t revision() const { return m_revision.load(); }
+
 private:
     std::map<std::string, ResourceDefinition> m_resources;
     ListChangedNotifier m_notifier;
     std::mutex m_mutex;
+    std::atomic<uint64_t> m_revision{0};
 };
 
 }  // namespace MCP

@@ -291,18 +291,53 @@ std::shared_ptr<MCPMessage> MCPServer::handleCancelled(const MCPContext &context
 
 // ---- tools ----
 
+template <class Build>
+std::pair<std::shared_ptr<const std::string>, size_t> MCPServer::cachedList(ListCache &cache, uint64_t revision, Build build)
+{
+    {
+        std::lock_guard lock(cache.mutex);
+        if (cache.text && cache.revision == revision)
+            return {cache.text, cache.count};
+    }
+    // Built outside the lock: a request that races a rebuild builds its own copy. A change
+    // after `revision` was read leaves a newer list under the older revision, which the
+    // next request replaces.
+    auto [value, count] = build();
+    std::string text;
+    value.appendTo(text, 2);
+    auto shared = std::make_shared<const std::string>(std::move(text));
+    std::lock_guard lock(cache.mutex);
+    cache.text = shared;
+    cache.revision = revision;
+    cache.count = count;
+    return {shared, count};
+}
+
+namespace {
+
+template <class Definition>
+std::pair<JSONValue, size_t> listReply(const char *key, const std::vector<Definition> &items)
+{
+    JSONValue::ArrayType list;
+    list.reserve(items.size());
+    for (const auto &item : items)
+        list.push_back(item.toJSON());
+    JSONValue result;
+    result[key] = JSONValue(std::move(list));
+    return {std::move(result), items.size()};
+}
+
+}  // namespace
+
 std::shared_ptr<MCPMessage> MCPServer::handleToolsList(const MCPContext &context)
 {
-    const auto tools = m_toolService->listTools();
+    const auto [text, count] =
+        cachedList(m_toolList, m_toolService->revision(), [this] { return listReply("tools", m_toolService->listTools()); });
     if (logs(LogMessageType::Info))
-        log(LogMessageType::Info, LogCode::Info, "Tools list requested - count: " + std::to_string(tools.size()));
-    JSONValue::ArrayType list;
-    list.reserve(tools.size());
-    for (const auto &tool : tools)
-        list.push_back(tool.toJSON());
-    JSONValue result;
-    result["tools"] = JSONValue(std::move(list));
-    return MCPServerMessage::createResponse(*context.message, std::move(result));
+        log(LogMessageType::Info, LogCode::Info, "Tools list requested - count: " + std::to_string(count));
+    auto response = MCPServerMessage::createResponse(*context.message, JSONValue());
+    response->resultText = text;
+    return response;
 }
 
 std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context)
@@ -394,16 +429,13 @@ void MCPServer::markFailure(JSONValue &result)
 
 std::shared_ptr<MCPMessage> MCPServer::handleResourcesList(const MCPContext &context)
 {
-    const auto resources = m_resourceService->listResources();
+    const auto [text, count] = cachedList(m_resourceList, m_resourceService->revision(),
+                                          [this] { return listReply("resources", m_resourceService->listResources()); });
     if (logs(LogMessageType::Info))
-        log(LogMessageType::Info, LogCode::Info, "Resources list requested - count: " + std::to_string(resources.size()));
-    JSONValue::ArrayType list;
-    list.reserve(resources.size());
-    for (const auto &resource : resources)
-        list.push_back(resource.toJSON());
-    JSONValue result;
-    result["resources"] = JSONValue(std::move(list));
-    return MCPServerMessage::createResponse(*context.message, std::move(result));
+        log(LogMessageType::Info, LogCode::Info, "Resources list requested - count: " + std::to_string(count));
+    auto response = MCPServerMessage::createResponse(*context.message, JSONValue());
+    response->resultText = text;
+    return response;
 }
 
 std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &context)
@@ -458,16 +490,13 @@ std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &con
 
 std::shared_ptr<MCPMessage> MCPServer::handlePromptsList(const MCPContext &context)
 {
-    const auto prompts = m_promptService->listPrompts();
+    const auto [text, count] = cachedList(m_promptList, m_promptService->revision(),
+                                          [this] { return listReply("prompts", m_promptService->listPrompts()); });
     if (logs(LogMessageType::Info))
-        log(LogMessageType::Info, LogCode::Info, "Prompts list requested - count: " + std::to_string(prompts.size()));
-    JSONValue::ArrayType list;
-    list.reserve(prompts.size());
-    for (const auto &prompt : prompts)
-        list.push_back(prompt.toJSON());
-    JSONValue result;
-    result["prompts"] = JSONValue(std::move(list));
-    return MCPServerMessage::createResponse(*context.message, std::move(result));
+        log(LogMessageType::Info, LogCode::Info, "Prompts list requested - count: " + std::to_string(count));
+    auto response = MCPServerMessage::createResponse(*context.message, JSONValue());
+    response->resultText = text;
+    return response;
 }
 
 std::shared_ptr<MCPMessage> MCPServer::handlePromptsGet(const MCPContext &context)

@@ -87,6 +87,20 @@ private:
     // gets "isError": true, and the error's text as content when it has none.
     static void markFailure(JSONValue &result);
 
+    // A list reply in its serial form, kept until its registry's revision changes.
+    struct ListCache {
+        std::mutex mutex;
+        uint64_t revision = 0;
+        size_t count = 0;
+        std::shared_ptr<const std::string> text;
+    };
+    // The cached text and item count for the revision, built by `build` when stale.
+    template <class Build>
+    static std::pair<std::shared_ptr<const std::string>, size_t> cachedList(ListCache &cache, uint64_t revision, Build build);
+
+    ListCache m_toolList;
+    ListCache m_resourceList;
+    ListCache m_promptList;
     std::unique_ptr<MCPToolService> m_toolService;
     std::unique_ptr<MCPResourceService> m_resourceService;
     std::unique_ptr<MCPPromptService> m_promptService;

@@ -11,6 +11,7 @@ void MCPToolService::registerTool(const ToolDefinition &definition)
     {
         std::lock_guard lock(m_mutex);
         m_tools.insert_or_assign(definition.name, definition);
+        ++m_revision;
     }
     notifyListChanged();
 }
@@ -20,6 +21,7 @@ void MCPToolService::unregisterTool(const std::string &name)
     {
         std::lock_guard lock(m_mutex);
         m_tools.erase(name);
+        ++m_revision;
     }
     notifyListChanged();
 }
@@ -29,6 +31,7 @@ void MCPToolService::clearTools()
     {
         std::lock_guard lock(m_mutex);
         m_tools.clear();
+        ++m_revision;
     }
     notifyListChanged();
 }

@@ -3,6 +3,7 @@
 #include "engine/IMCPToolService.h"
 #include "engine/ListChangedNotifier.h"
 
+#include <atomic>
 #include <map>
 #include <mutex>
 
@@ -26,10 +27,15 @@ public:
     void setMainQueuePoster(MainQueuePoster poster) { m_notifier.setMainQueuePoster(std::move(poster)); }
     size_t count();
 
+    // Changes with every registration, removal and clearing: a list built at one revision
+    // is the list for as long as the revision stays.
+    uint64_t revision() const { return m_revision.load(); }
+
 private:
     std::map<std::string, ToolDefinition> m_tools;
     ListChangedNotifier m_notifier;
     std::mutex m_mutex;
+    std::atomic<uint64_t> m_revision{0};
 };
 
 }  // namespace MCP

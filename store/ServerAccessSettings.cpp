@@ -91,7 +91,18 @@ bool ServerAccessSettings::tokenRequired(bool listenAtAll, std::optional<bool> o
     return listenAtAll ? requireToken() : tokenOnLoopback();
 }
 
-QVariantMap ServerAccessSettings::policy(bool listenAtAll, const QStringList &extraOrigins, std::optional<bool> tokenOverride)
+bool ServerAccessSettings::keepAlive()
+{
+    return UserDefaults::standard()->value(keepAliveKey, false).toBool();
+}
+
+void ServerAccessSettings::setKeepAlive(bool value)
+{
+    UserDefaults::standard()->setValue(keepAliveKey, value);
+}
+
+QVariantMap ServerAccessSettings::policy(bool listenAtAll, const QStringList &extraOrigins, std::optional<bool> tokenOverride,
+                                         std::optional<bool> keepAliveOverride)
 {
     const auto settings = UserDefaults::standard();
     QStringList origins = allowedOrigins();
@@ -104,7 +115,16 @@ QVariantMap ServerAccessSettings::policy(bool listenAtAll, const QStringList &ex
     qint64 maxBody = settings->value(maxBodyBytesKey).toLongLong(&ok);
     if (!ok || maxBody <= 0)
         maxBody = defaultMaxBodyBytes;
+    double idle = settings->value(idleTimeoutKey).toDouble(&ok);
+    if (!ok || idle <= 0)
+        idle = 5;
+    qint64 perConnection = settings->value(maxRequestsPerConnectionKey).toLongLong(&ok);
+    if (!ok || perConnection <= 0)
+        perConnection = 1000;
     return {{QStringLiteral("allowedOrigins"), origins},
+            {QStringLiteral("keepAlive"), keepAliveOverride.value_or(keepAlive())},
+            {QStringLiteral("idleTimeout"), idle},
+            {QStringLiteral("maxRequestsPerConnection"), perConnection},
             {QStringLiteral("bearerToken"), tokenRequired(listenAtAll, tokenOverride) ? token() : QString()},
             {QStringLiteral("receiveTimeout"), timeout},
             {QStringLiteral("maxConnections"), std::max<qint64>(0, settings->value(maxConnectionsKey).toLongLong())},

@@ -20,6 +20,11 @@ public:
     static inline const QString receiveTimeoutKey = QStringLiteral("mcp.server.receiveTimeout");
     static inline const QString maxConnectionsKey = QStringLiteral("mcp.server.maxConnections");
     static inline const QString maxBodyBytesKey = QStringLiteral("mcp.server.maxBodyBytes");
+    // Persistent connections (off when absent), their idle time in seconds (5) and the
+    // requests one connection may carry (1000).
+    static inline const QString keepAliveKey = QStringLiteral("mcp.server.keepAlive");
+    static inline const QString idleTimeoutKey = QStringLiteral("mcp.server.idleTimeout");
+    static inline const QString maxRequestsPerConnectionKey = QStringLiteral("mcp.server.maxRequestsPerConnection");
 
     static constexpr double defaultReceiveTimeout = 30;
     static constexpr qint64 defaultMaxBodyBytes = qint64(32) << 20;
@@ -47,8 +52,13 @@ public:
     // requirement for one run (kelvara serve --no-token).
     static bool tokenRequired(bool listenAtAll, std::optional<bool> override = std::nullopt);
 
+    static bool keepAlive();
+    static void setKeepAlive(bool value);
+
     // The engine's policy (see MCPServerBridge::setAccessPolicy) for a server that listens
-    // so, with extra origins allowed for this run.
+    // so, with extra origins allowed for this run, and this run's choices of the token
+    // requirement and of persistent connections.
     static QVariantMap policy(bool listenAtAll, const QStringList &extraOrigins = {},
-                              std::optional<bool> tokenOverride = std::nullopt);
+                              std::optional<bool> tokenOverride = std::nullopt,
+                              std::optional<bool> keepAliveOverride = std::nullopt);
 };

@@ -283,7 +283,7 @@ void ServerConfigController::runStartPipeline()
 
     BridgeError startError;
     const bool listenAtAll = m_listenAtAll;
-    bridge->setAccessPolicy(ServerAccessSettings::policy(listenAtAll, m_runOrigins, m_runTokenRequired));
+    bridge->setAccessPolicy(ServerAccessSettings::policy(listenAtAll, m_runOrigins, m_runTokenRequired, m_runKeepAlive));
     if (!bridge->startOnPort(m_serverConfig->port(), listenAtAll, &startError)) {
         failStart(startError.description);
         setStarting(false);
@@ -397,9 +397,11 @@ bool ServerConfigController::setAllowedOriginsText(const QString &text)
     return true;
 }
 
-void ServerConfigController::setRunOptions(const QStringList &extraOrigins, std::optional<bool> tokenRequired)
+void ServerConfigController::setRunOptions(const QStringList &extraOrigins, std::optional<bool> tokenRequired,
+                                           std::optional<bool> keepAlive)
 {
     m_runOrigins = extraOrigins;
     m_runTokenRequired = tokenRequired;
+    m_runKeepAlive = keepAlive;
     emit accessChanged();
 }

@@ -115,7 +115,8 @@ public:
     bool setAllowedOriginsText(const QString &text);
     // For one run (kelvara serve): origins allowed besides the stored ones, and a token
     // requirement that replaces the stored one.
-    void setRunOptions(const QStringList &extraOrigins, std::optional<bool> tokenRequired);
+    void setRunOptions(const QStringList &extraOrigins, std::optional<bool> tokenRequired,
+                       std::optional<bool> keepAlive = std::nullopt);
 
     // The value setPort() accepts for text, if any.
     static std::optional<qint16> parsePort(const QString &text);
@@ -163,4 +164,5 @@ private:
     bool m_listenAtAll = false;
     QStringList m_runOrigins;
     std::optional<bool> m_runTokenRequired;
+    std::optional<bool> m_runKeepAlive;
 };

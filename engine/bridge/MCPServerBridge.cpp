@@ -171,6 +171,14 @@ void MCPServerBridge::setAccessPolicy(const QVariantMap &policy)
         rules.maxConnections = static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxConnections")).toLongLong()));
     if (policy.contains(QStringLiteral("maxBodyBytes")))
         rules.maxBodyBytes = static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxBodyBytes")).toLongLong()));
+    if (policy.contains(QStringLiteral("keepAlive")))
+        rules.keepAlive = policy.value(QStringLiteral("keepAlive")).toBool();
+    if (policy.contains(QStringLiteral("idleTimeout")))
+        rules.idleTimeout = std::chrono::milliseconds(
+            std::max<qint64>(0, qRound64(policy.value(QStringLiteral("idleTimeout")).toDouble() * 1000)));
+    if (policy.contains(QStringLiteral("maxRequestsPerConnection")))
+        rules.maxRequestsPerConnection =
+            static_cast<size_t>(std::max<qint64>(1, policy.value(QStringLiteral("maxRequestsPerConnection")).toLongLong()));
     if (policy.contains(QStringLiteral("maxHeadBytes")))
         rules.maxHeadBytes = static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxHeadBytes")).toLongLong()));
     m_http->setPolicy(std::move(rules));
@@ -189,7 +197,10 @@ QVariantMap MCPServerBridge::accessPolicy() const
             {QStringLiteral("receiveTimeout"), rules.receiveTimeout.count() / 1000.0},
             {QStringLiteral("maxConnections"), static_cast<qint64>(rules.maxConnections)},
             {QStringLiteral("maxBodyBytes"), static_cast<qint64>(rules.maxBodyBytes)},
-            {QStringLiteral("maxHeadBytes"), static_cast<qint64>(rules.maxHeadBytes)}};
+            {QStringLiteral("maxHeadBytes"), static_cast<qint64>(rules.maxHeadBytes)},
+            {QStringLiteral("keepAlive"), rules.keepAlive},
+            {QStringLiteral("idleTimeout"), rules.idleTimeout.count() / 1000.0},
+            {QStringLiteral("maxRequestsPerConnection"), static_cast<qint64>(rules.maxRequestsPerConnection)}};
 }
 
 void MCPServerBridge::setTransport(std::unique_ptr<MCP::IMCPTransport> transport)

@@ -2,10 +2,11 @@
 // argument), one resource and one prompt over HTTP until SIGINT or SIGTERM, or over
 // standard input and output until the input ends.
 //
-//   echo_server --port N [--listen-all] [--verbose]
+//   echo_server --port N [--listen-all] [--keep-alive] [--verbose]
 //   echo_server --stdio [--verbose]
 
 #include "engine/JSONValue.h"
+#include "engine/MCPHttpTransport.h"
 #include "engine/MCPServer.h"
 #include "engine/MCPStdioTransport.h"
 
@@ -23,7 +24,7 @@ using namespace MCP;
 
 namespace {
 
-const char *kUsage = "usage: echo_server --port N [--listen-all] [--verbose]\n"
+const char *kUsage = "usage: echo_server --port N [--listen-all] [--keep-alive] [--verbose]\n"
                      "       echo_server --stdio [--verbose]\n";
 
 // The result object that an MCP client expects: text content for people and the same
@@ -100,6 +101,7 @@ int main(int argc, char **argv)
     bool listenAll = false;
     bool verbose = false;
     bool stdio = false;
+    bool keepAlive = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--port" && i + 1 < argc) {
@@ -112,6 +114,8 @@ int main(int argc, char **argv)
             port = static_cast<int>(value);
         } else if (arg == "--listen-all") {
             listenAll = true;
+        } else if (arg == "--keep-alive") {
+            keepAlive = true;
         } else if (arg == "--stdio") {
             stdio = true;
         } else if (arg == "--verbose") {
@@ -140,7 +144,14 @@ int main(int argc, char **argv)
     // Over stdio the transport is plugged in from here; standard output then carries the
     // protocol alone, and the end of input stops the server as a signal would.
     std::unique_ptr<IMCPTransport> transport;
-    if (stdio) {
+    if (!stdio) {
+        // HTTP keeps the defaults of the engine's policy; --keep-alive keeps connections open.
+        auto http = std::make_unique<MCPHttpTransport>();
+        MCPHttpPolicy policy;
+        policy.keepAlive = keepAlive;
+        http->setPolicy(policy);
+        transport = std::move(http);
+    } else {
         auto stdioTransport = std::make_unique<MCPStdioTransport>();
         stdioTransport->setClosedHandler([] { ::kill(::getpid(), SIGTERM); });
         transport = std::move(stdioTransport);

@@ -236,3 +236,95 @@ TEST(MCPHttpAccessLimits, HalfOpenConnectionsUnderALowOpenFileLimit)
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
 }
+
+namespace {
+
+// Reads one whole response (head and Content-Length body) off a connection that stays open.
+std::string readOneResponse(int fd)
+{
+    std::string data;
+    char byte;
+    while (data.find("\r\n\r\n") == std::string::npos && ::recv(fd, &byte, 1, 0) == 1)
+        data += byte;
+    const size_t at = data.find("Content-Length: ");
+    if (at == std::string::npos)
+        return data;
+    size_t length = std::stoul(data.substr(at + 16));
+    std::string body(length, '\0');
+    size_t got = 0;
+    while (got < length) {
+        const ssize_t n = ::recv(fd, body.data() + got, length - got, 0);
+        if (n <= 0)
+            break;
+        got += static_cast<size_t>(n);
+    }
+    return data + body.substr(0, got);
+}
+
+bool closedByPeer(int fd)
+{
+    char byte;
+    return ::recv(fd, &byte, 1, 0) == 0;
+}
+
+}  // namespace
+
+TEST_F(AccessTest, KeptOpenConnectionsServeRequestsInTurnUntilIdleOrDone)
+{
+    MCPHttpPolicy policy;
+    policy.keepAlive = true;
+    policy.idleTimeout = std::chrono::milliseconds(300);
+    policy.maxRequestsPerConnection = 4;
+    startWith(policy);
+    const std::string ping = postWith("Host: 127.0.0.1\r\n", kPing);
+
+    // Three in turn, then three sent at once: six answers, in order, on one connection.
+    const int fd = connectTo(port);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_EQ(::send(fd, ping.data(), ping.size(), 0), static_cast<ssize_t>(ping.size()));
+        const HttpReply reply = parseReply(readOneResponse(fd));
+        EXPECT_EQ(reply.status, 200) << i;
+        EXPECT_NE(reply.head.find("\r\nConnection: keep-alive\r\n"), std::string::npos) << i;
+    }
+    // The fourth is the last this connection takes: it says so and closes.
+    ASSERT_EQ(::send(fd, ping.data(), ping.size(), 0), static_cast<ssize_t>(ping.size()));
+    EXPECT_NE(parseReply(readOneResponse(fd)).head.find("\r\nConnection: close\r\n"), std::string::npos);
+    EXPECT_TRUE(closedByPeer(fd));
+    ::close(fd);
+
+    const int pipelined = connectTo(port);
+    const std::string three = ping + ping + postWith("Host: 127.0.0.1\r\n", R"({"jsonrpc":"2.0","id":3,"method":"last"})");
+    ASSERT_EQ(::send(pipelined, three.data(), three.size(), 0), static_cast<ssize_t>(three.size()));
+    EXPECT_EQ(parseReply(readOneResponse(pipelined)).status, 200);
+    EXPECT_EQ(parseReply(readOneResponse(pipelined)).status, 200);
+    EXPECT_NE(readOneResponse(pipelined).find("\"id\": 3"), std::string::npos);
+    // Nothing more within the idle time: the server closes the connection.
+    EXPECT_TRUE(closedByPeer(pipelined));
+    ::close(pipelined);
+
+    // A client that says "close", or speaks HTTP/1.0, gets one answer and the close.
+    for (const std::string &request : {postWith("Connection: close\r\n", kPing),
+                                       "POST / HTTP/1.0\r\nContent-Length: " + std::to_string(kPing.size()) + "\r\n\r\n" + kPing}) {
+        const int once = sendRaw(port, request);
+        EXPECT_NE(parseReply(readOneResponse(once)).head.find("\r\nConnection: close\r\n"), std::string::npos);
+        EXPECT_TRUE(closedByPeer(once));
+        ::close(once);
+    }
+    EXPECT_EQ(handled.load(), 9);
+}
+
+TEST_F(AccessTest, StopClosesConnectionsWaitingForTheirNextRequest)
+{
+    MCPHttpPolicy policy;
+    policy.keepAlive = true;
+    policy.idleTimeout = std::chrono::seconds(30);
+    startWith(policy);
+    const std::string ping = postWith("", kPing);
+    const int fd = connectTo(port);
+    ASSERT_EQ(::send(fd, ping.data(), ping.size(), 0), static_cast<ssize_t>(ping.size()));
+    EXPECT_EQ(parseReply(readOneResponse(fd)).status, 200);
+    transport.stop();
+    EXPECT_TRUE(closedByPeer(fd));  // within a quarter second, not the idle time
+    ::close(fd);
+    EXPECT_TRUE(waitFor([&] { return transport.openConnectionCount() == 0; }));
+}

@@ -1,6 +1,8 @@
 #include "EngineTestSupport.h"
 
+#include "engine/JSONParser.h"
 #include "engine/MCPServer.h"
+#include "engine/MCPServerMessage.h"
 #include "engine/PromptTemplate.h"
 
 #include <gtest/gtest.h>
@@ -35,6 +37,15 @@ protected:
         if (logCode >= 0) {
             EXPECT_TRUE(log.contains(logCode, text)) << text;
         }
+    }
+
+    // The result as a client reads it, whether the response holds it as a value or as text.
+    static JSONValue resultOf(const std::shared_ptr<MCPMessage> &response)
+    {
+        std::string error;
+        auto document = JSONParser::parseDocument(response->toString(), &error);
+        EXPECT_TRUE(document) << error;
+        return document ? document->at("result") : JSONValue();
     }
 
     LogRecorder log;
@@ -202,7 +213,8 @@ TEST_F(RoutesTest, ToolsListShapesEveryTool)
     server.getToolService()->registerTool(tool);
     server.getToolService()->registerTool(makeTool("a", nullptr));
     auto response = call(R"({"id":1,"method":"tools/list"})");
-    const auto &tools = response->result.at("tools").asArray();
+    const JSONValue result = resultOf(response);
+    const auto &tools = result.at("tools").asArray();
     ASSERT_EQ(tools.size(), 2u);
     EXPECT_EQ(tools[0].at("name").asString(), "a");
     EXPECT_EQ(tools[1].at("inputSchema").at("properties").at("list").at("default").asArray().size(), 2u);
@@ -268,7 +280,7 @@ TEST_F(RoutesTest, ResourceRoutes)
     expectError(head + R"({"uri":"https://example.com/x"}})", -32732, "Resource object for 'https://example.com/x' not found", 3010);
 
     auto list = call(R"({"id":2,"method":"resources/list"})");
-    EXPECT_EQ(list->result.at("resources").asArray().size(), 4u);
+    EXPECT_EQ(resultOf(list).at("resources").asArray().size(), 4u);
     EXPECT_TRUE(log.contains(0, "Resources list requested - count: 4"));
 }
 
@@ -301,10 +313,47 @@ TEST_F(RoutesTest, PromptRoutes)
     EXPECT_EQ(message(head + R"({"name":"broken"}})"), "Error rendering prompt: bad template");
 
     auto list = call(R"({"id":2,"method":"prompts/list"})");
-    const JSONValue &first = list->result.at("prompts").asArray().at(1);
+    const JSONValue prompts = resultOf(list);
+    const JSONValue &first = prompts.at("prompts").asArray().at(1);
     EXPECT_EQ(first.at("template").asString(), "Hi {{who}}");
     EXPECT_TRUE(first.at("arguments").asArray().at(0).at("required").asBool());
     EXPECT_TRUE(log.contains(0, "Prompts list requested - count: 2"));
+}
+
+TEST_F(RoutesTest, ListRepliesAreKeptUntilARegistryChanges)
+{
+    server.getToolService()->registerTool(makeTool("a", nullptr));
+    auto uncached = [&](uint64_t id) {
+        JSONValue::ArrayType tools;
+        for (const ToolDefinition &tool : server.getToolService()->listTools())
+            tools.push_back(tool.toJSON());
+        JSONValue result;
+        result["tools"] = JSONValue(std::move(tools));
+        MCPMessage request;
+        request.id = id;
+        return MCPServerMessage::createResponse(request, std::move(result))->toString();
+    };
+    auto first = call(R"({"id":1,"method":"tools/list"})");
+    auto second = call(R"({"id":2,"method":"tools/list"})");
+    EXPECT_EQ(first->resultText, second->resultText);  // one text, shared
+    EXPECT_EQ(second->toString(), uncached(2));         // and the bytes a fresh build gives
+
+    server.getToolService()->registerTool(makeTool("b", nullptr));
+    EXPECT_EQ(call(R"({"id":3,"method":"tools/list"})")->toString(), uncached(3));
+    server.getToolService()->unregisterTool("a");
+    EXPECT_EQ(resultOf(call(R"({"id":4,"method":"tools/list"})")).at("tools").asArray().size(), 1u);
+    server.getToolService()->clearTools();
+    EXPECT_EQ(call(R"({"id":5,"method":"tools/list"})")->toString(), uncached(5));
+
+    server.getResourceService()->registerResource({.uri = "r:1"});
+    EXPECT_EQ(resultOf(call(R"({"id":6,"method":"resources/list"})")).at("resources").asArray().size(), 1u);
+    server.getResourceService()->registerResource({.uri = "r:2"});
+    EXPECT_EQ(resultOf(call(R"({"id":7,"method":"resources/list"})")).at("resources").asArray().size(), 2u);
+    server.getPromptService()->registerPrompt({.name = "p"});
+    EXPECT_EQ(resultOf(call(R"({"id":8,"method":"prompts/list"})")).at("prompts").asArray().size(), 1u);
+    server.getPromptService()->unregisterPrompt("p");
+    EXPECT_EQ(resultOf(call(R"({"id":9,"method":"prompts/list"})")).at("prompts").asArray().size(), 0u);
+    EXPECT_TRUE(log.contains(0, "Prompts list requested - count: 0"));
 }
 
 TEST(ResourceUriTest, NormalisedAsTheURLStandardDoes)

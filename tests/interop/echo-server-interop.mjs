@@ -63,4 +63,19 @@ if (state === 'running') {
 
 const { code, signal } = await stop(server, 'echo_server to stop');
 check('echo_server stops cleanly on SIGTERM', () => assert.equal(code, 0, `exit ${code} signal ${signal}`));
+
+// With persistent connections the SDK client's calls share connections and get the same answers.
+const keptPort = await freeLowPort();
+const kept = start(serverPath, ['--port', String(keptPort), '--keep-alive'], 'listening');
+if (await withTimeout(kept.ready, 30000, 'echo_server --keep-alive to start') === 'running') {
+  const steps = Array.from({ length: 20 }, (_, i) => ({ op: 'callTool', name: 'echo', arguments: { text: `call ${i}` } }));
+  const results = await scenario(`http://127.0.0.1:${keptPort}/mcp`, steps);
+  check('with --keep-alive twenty calls in a row are answered in order', () => {
+    assert.deepEqual(results.map((r) => r.result?.structuredContent?.text), steps.map((s) => s.arguments.text));
+  });
+} else {
+  check('echo_server --keep-alive starts', () => assert.fail(kept.stderr));
+}
+const keptEnd = await stop(kept, 'echo_server --keep-alive to stop');
+check('echo_server --keep-alive stops cleanly on SIGTERM', () => assert.equal(keptEnd.code, 0, `exit ${keptEnd.code} signal ${keptEnd.signal}`));
 finish();
