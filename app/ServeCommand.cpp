@@ -2,6 +2,7 @@
 
 #include "app/PluginCommand.h"
 
+#include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "engine/MCPServer.h"
 #include "engine/MCPStdioTransport.h"
@@ -165,6 +166,20 @@ private:
 
 }  // namespace
 
+std::optional<MCPLogMessageType> ServeCommand::logLevelFromWord(const QString &word)
+{
+    const QString lower = word.trimmed().toLower();
+    if (lower == QLatin1String("debug"))
+        return MCPLogMessageType::Debug;
+    if (lower == QLatin1String("info"))
+        return MCPLogMessageType::Info;
+    if (lower == QLatin1String("warning"))
+        return MCPLogMessageType::Warning;
+    if (lower == QLatin1String("error"))
+        return MCPLogMessageType::Error;
+    return std::nullopt;
+}
+
 std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &arguments, QString *error)
 {
     Options options;
@@ -209,6 +224,11 @@ std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &argu
             options.requireToken = true;
         } else if (argument == QLatin1String("--no-token")) {
             options.requireToken = false;
+        } else if (argument == QLatin1String("--log-level") || argument.startsWith(QLatin1String("--log-level="))) {
+            const auto value = valueOf(QStringLiteral("--log-level"));
+            if (!value || !logLevelFromWord(*value))
+                return fail(QStringLiteral("--log-level needs one of debug, info, warning, error"));
+            options.logLevel = value->toLower();
         } else if (argument == QLatin1String("--keep-alive")) {
             options.keepAlive = true;
         } else if (argument == QLatin1String("--stdio")) {
@@ -268,8 +288,15 @@ int ServeCommand::main(int argc, char **argv)
         return 1;
     }
 
-    // Every log line is printed as the log export writes it, and kept in the log as well.
+    // Every log line of the chosen level and above is printed as the log export writes it,
+    // and kept in the log as well. Below Debug the engine formats no bodies at all.
+    if (options->logLevel)
+        UserDefaults::standard()->setValue(logLevelKey, *options->logLevel);
+    const MCPLogMessageType level =
+        logLevelFromWord(UserDefaults::standard()->value(logLevelKey).toString()).value_or(MCPLogMessageType::Info);
     LogController *logger = LogController::shared();
+    logger->setMinimumLevel(level);
+    MCPServerBridge::sharedInstance().setLogLevel(static_cast<int>(level));
     const LogController::LogHandler keep = logger->logHandler();
     logger->setLogHandler([keep](MCPLogMessageType level, int code, const QString &message) {
         printLogLine(LogEntry::make(message, code, level).exportLine());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "diagnostics/MCPLogMessageType.h"
+
 #include <QString>
 #include <QStringList>
 #include <optional>
@@ -23,8 +25,14 @@ public:
         QStringList allowOrigins;         // web origins allowed for this run
         std::optional<bool> requireToken; // replaces the stored token requirement for this run
         bool keepAlive = false;           // persistent connections for this run
+        std::optional<QString> logLevel;  // stored under logLevelKey
         bool help = false;
     };
+
+    // The stored level of serve's log: "debug", "info" (when unset), "warning" or "error".
+    static inline const QString logLevelKey = QStringLiteral("mcp.serve.logLevel");
+    // The level a word names, if it names one.
+    static std::optional<MCPLogMessageType> logLevelFromWord(const QString &word);
 
     static inline const QString usageText = QStringLiteral(
         "Usage: kelvara serve [options]\n"
@@ -52,6 +60,9 @@ public:
         "                    (anyone who reaches the port can then call every tool)\n"
         "  --keep-alive      keep connections open for further requests (HTTP/1.1\n"
         "                    persistent connections) for this run\n"
+        "  --log-level LEVEL print and keep log lines of LEVEL and above: debug, info,\n"
+        "                    warning or error, and store that choice (info at first;\n"
+        "                    debug shows every request and response in full)\n"
         "  --import DIR      import the configuration bundle in DIR (its Tools, Resources\n"
         "                    and Prompts folders) before starting; may be given more than once\n"
         "  --import-builtin  import the built-in configuration bundle before starting\n"

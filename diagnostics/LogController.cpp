@@ -25,6 +25,11 @@ LogController *LogController::shared()
         if (auto *app = QCoreApplication::instance(); app && controller->thread() != app->thread())
             controller->moveToThread(app->thread());
         instance = controller;
+        // Lines that waited too long for the main thread are dropped, oldest first; the
+        // log says how many, where they would have been.
+        MainThreadQueue::logLines().setOverflowHandler([](size_t dropped) {
+            instance->log(droppedLinesText(dropped), 0, MCPLogMessageType::Warning);
+        });
     });
     return instance;
 }
@@ -75,6 +80,8 @@ void LogController::setLogHandler(LogHandler handler)
 
 void LogController::log(const QString &message, int code, MCPLogMessageType level)
 {
+    if (static_cast<int>(level) > m_minimumLevel.load())
+        return;
     LogHandler handler = logHandler();
     if (!handler)
         return;
@@ -82,7 +89,18 @@ void LogController::log(const QString &message, int code, MCPLogMessageType leve
         handler(level, code, message);
     else
         MainThreadQueue::logLines().post(
-            [handler = std::move(handler), level, code, message] { handler(level, code, message); });
+            [handler = std::move(handler), level, code, message] { handler(level, code, message); },
+            64 + static_cast<size_t>(message.size()) * sizeof(QChar));
+}
+
+void LogController::setMinimumLevel(MCPLogMessageType level)
+{
+    m_minimumLevel.store(static_cast<int>(level));
+}
+
+QString LogController::droppedLinesText(size_t count)
+{
+    return QStringLiteral("… %1 log lines dropped under load").arg(count);
 }
 
 JSONToolResult LogController::toolError(const QString &message, int code, MCPLogMessageType level,

@@ -13,6 +13,7 @@
 #include <QTimer>
 #include <QUuid>
 #include <QVariantMap>
+#include <atomic>
 #include <functional>
 #include <optional>
 
@@ -53,6 +54,10 @@ public:
     // The handler every line goes through; by default it makes an entry here.
     LogHandler logHandler() const;
     void setLogHandler(LogHandler handler);
+    // Lines less severe than this are dropped at once (default: all lines are kept).
+    void setMinimumLevel(MCPLogMessageType level);
+    // "… 12 log lines dropped under load"
+    static QString droppedLinesText(size_t count);
 
     // Empties the log and the search text, and stores the empty search text.
     Q_INVOKABLE void clear();
@@ -116,4 +121,5 @@ private:
 
     mutable QMutex m_handlerMutex;
     LogHandler m_logHandler;
+    std::atomic<int> m_minimumLevel{static_cast<int>(MCPLogMessageType::Debug)};
 };

@@ -94,8 +94,14 @@ void MCPServerBridge::setupLogCallback()
         const QString message = QString::fromStdString(text);
         const int level = convertLogType(static_cast<int>(type));
         const int logCode = code;
-        MainThreadQueue::logLines().post([handler, level, logCode, message] { handler(level, logCode, message); });
+        const size_t cost = 64 + static_cast<size_t>(message.size()) * sizeof(QChar);
+        MainThreadQueue::logLines().post([handler, level, logCode, message] { handler(level, logCode, message); }, cost);
     });
+}
+
+void MCPServerBridge::setLogLevel(int type)
+{
+    m_cppServer->setLogLevel(static_cast<MCP::LogMessageType>(convertLogType(type)));
 }
 
 void MCPServerBridge::setLogHandler(LogHandler handler)

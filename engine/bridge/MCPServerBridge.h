@@ -50,6 +50,9 @@ public:
     void setServerVersion(const QString &version) { m_serverVersion = version; }
 
     void setLogHandler(LogHandler handler);
+    // The engine's lines less severe than this (0 critical to 4 debug) are neither built
+    // nor delivered; at 3 (info) and above no request or response body is formatted.
+    void setLogLevel(int type);
     // Engine level to application level: 0 to 4 stay, anything else becomes 3 (Info).
     static int convertLogType(int type);
 

@@ -1,6 +1,7 @@
 #include "diagnostics/LogController.h"
 
 #include "base/UserDefaults.h"
+#include "engine/bridge/MainThreadQueue.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -245,6 +246,42 @@ TEST(LogControllerShared, FirstUseFromAWorkerThreadLivesOnTheMainThread)
     std::thread([&] { fromWorker->log(QStringLiteral("shared line"), 0, MCPLogMessageType::Info); }).join();
     ASSERT_TRUE(waitUntil([&] { return fromWorker->logEntries().size() == before + 1; }));
     EXPECT_EQ(fromWorker->logEntries().last().message, QStringLiteral("shared line"));
+}
+
+TEST(LogControllerShared, UnderLoadTheOldestWaitingLinesAreDroppedAndCounted)
+{
+    LogController *log = LogController::shared();
+    MainThreadQueue &queue = MainThreadQueue::logLines();
+    queue.setCapacity(100, 1u << 20);
+    log->clear();
+    ASSERT_TRUE(waitUntil([&] { return log->logEntries().isEmpty(); }));
+    // 250 lines from a worker while the main thread is busy elsewhere: 150 never reach it.
+    std::thread([&] {
+        for (int i = 0; i < 250; ++i)
+            log->log(QStringLiteral("line %1").arg(i), 0, MCPLogMessageType::Info);
+    }).join();
+    ASSERT_TRUE(waitUntil([&] { return log->logEntries().size() == 101; }));
+    const QList<LogEntry> entries = log->logEntries();
+    EXPECT_EQ(entries.first().message, "… 150 log lines dropped under load");
+    EXPECT_EQ(entries.first().type, MCPLogMessageType::Warning);
+    EXPECT_EQ(entries.at(1).message, "line 150");
+    EXPECT_EQ(entries.last().message, "line 249");
+
+    // The byte budget counts too: two long lines do not fit in 100 KiB, the newest stays.
+    queue.setCapacity(100, 100u << 10);
+    std::thread([&] {
+        for (int i = 0; i < 3; ++i)
+            log->log(QStringLiteral("long %1 ").arg(i) + QString(30000, QLatin1Char('x')), 0, MCPLogMessageType::Info);
+    }).join();
+    ASSERT_TRUE(waitUntil([&] { return log->logEntries().last().message.startsWith("long 2"); }));
+    EXPECT_EQ(log->logEntries().at(log->logEntries().size() - 2).message, "… 2 log lines dropped under load");
+
+    // Below the minimum level nothing is queued at all.
+    queue.setCapacity(10000, 16u << 20);
+    log->setMinimumLevel(MCPLogMessageType::Info);
+    std::thread([&] { log->log(QStringLiteral("hidden"), 0, MCPLogMessageType::Debug); }).join();
+    EXPECT_EQ(queue.pendingCount(), 0u);
+    log->setMinimumLevel(MCPLogMessageType::Debug);
 }
 
 }  // namespace

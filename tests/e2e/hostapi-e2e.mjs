@@ -86,7 +86,7 @@ try {
   const env = sandbox(join(work, 'sandbox'), { no_proxy: '127.0.0.1,localhost', NO_PROXY: '127.0.0.1,localhost' });
   const notesFolder = join(work, 'notes');
   const port = await freeLowPort();
-  const server = serve(kelvara, ['--import-builtin', '--import', bundle, '--port', String(port)], env);
+  const server = serve(kelvara, ['--import-builtin', '--import', bundle, '--port', String(port), '--log-level', 'debug'], env);
   const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');
   check('kelvara serve starts', () => assert.equal(state, 'running', server.stderr + server.stdout));
 

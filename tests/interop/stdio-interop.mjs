@@ -10,7 +10,7 @@
 //    line is a parse error, and the end of input ends the process with 0.
 
 import assert from 'node:assert/strict';
-import { writeFileSync } from 'node:fs';
+import { rmSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { argumentsOrUsage, check, finish, run, sandbox, scenario, workDir } from './harness.mjs';
 
@@ -81,4 +81,5 @@ const work = workDir('kelvara-stdio-');
   check('status and log lines went to standard error', () => assert.match(stderr, /MCP Server running/));
 }
 
+rmSync(work, { recursive: true, force: true });
 finish();
