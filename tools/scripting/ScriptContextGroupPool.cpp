@@ -1,6 +1,5 @@
 #include "tools/scripting/ScriptContextGroupPool.h"
 
-#include <dlfcn.h>
 
 // The group a thread used last; handed to the shared stock when the thread ends.
 struct ThreadGroupSlot {
@@ -16,29 +15,13 @@ namespace {
 thread_local ThreadGroupSlot t_slot;
 }
 
-namespace {
-
-// JavaScriptCore's allocator hands freed pages back to the system on a timer. Every script
-// call makes and drops a whole global object, so those pages are faulted in again moments
-// later: with eight calls at once that is a fifth of the CPU time. The switch that keeps
-// them is exported by the library but not declared in its headers, so it is looked up and
-// left alone when absent; memory then stays at its high-water mark.
-void keepAllocatorPages()
-{
-    using Switch = void (*)();
-    if (auto disable = reinterpret_cast<Switch>(dlsym(RTLD_DEFAULT, "_ZN3WTF20fastDisableScavengerEv")))
-        disable();
-}
-
-}  // namespace
-
 ScriptContextGroupPool &ScriptContextGroupPool::shared()
 {
     // Never destroyed: threads ending during the exit still hand their groups back.
-    static auto *pool = [] {
-        keepAllocatorPages();
-        return new ScriptContextGroupPool;
-    }();
+    // JavaScriptCore's allocator keeps handing freed pages back to the system on its timer:
+    // keeping them saved some CPU under load but held the high-water mark for good (270 MB
+    // after eight clients), so a server that was busy once would stay that large.
+    static auto *pool = new ScriptContextGroupPool;
     return *pool;
 }
 

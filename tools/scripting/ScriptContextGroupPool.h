@@ -20,8 +20,10 @@ class ScriptContextGroupPool {
 public:
     static ScriptContextGroupPool &shared();
 
-    // Groups kept in the shared stock beyond this number are released.
-    static constexpr size_t maxIdleGroups = 16;
+    // Groups kept in the shared stock beyond this number are released: each holds its own
+    // heap, and the groups of a past burst would otherwise stay for good. Busy threads keep
+    // theirs, so a steady load makes no new groups.
+    static constexpr size_t maxIdleGroups = 1;
 
     // The calling thread's last group, or one from the shared stock, or a new one; the
     // caller owns one reference and gives it back with release().
