@@ -97,8 +97,8 @@ export function withTimeout(promise, ms, what) {
 
 // Starts a server; `ready` resolves to 'running' once its output holds the banner, or to
 // 'exited' when it ends first.
-export function start(command, args, banner, env = process.env) {
-  const child = spawn(command, args, { env, stdio: ['ignore', 'pipe', 'pipe'] });
+export function start(command, args, banner, env = process.env, cwd = undefined) {
+  const child = spawn(command, args, { env, cwd, stdio: ['ignore', 'pipe', 'pipe'] });
   const server = { child, stdout: '', stderr: '' };
   server.exited = new Promise((resolve) => child.once('exit', (code, signal) => resolve({ code, signal })));
   server.ready = new Promise((resolve) => {
@@ -113,7 +113,8 @@ export function start(command, args, banner, env = process.env) {
 }
 
 // `kelvara serve` with the arguments; ready once it says the server runs.
-export const serve = (kelvara, args, env) => start(kelvara, ['serve', ...args], '\nMCP Server running\n', env);
+export const serve = (kelvara, args, env, cwd = undefined) =>
+  start(kelvara, ['serve', ...args], '\nMCP Server running\n', env, cwd);
 
 // SIGTERM, then the exit code and signal.
 export function stop(server, what = 'the server to stop') {
