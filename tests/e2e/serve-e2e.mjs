@@ -12,7 +12,7 @@
 //  3. A record that cannot be exported keeps the server from starting (exit code 1).
 
 import assert from 'node:assert/strict';
-import { readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { mkdirSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { request as httpRequest } from 'node:http';
 import { createServer } from 'node:net';
 import { join } from 'node:path';
@@ -275,6 +275,29 @@ try {
     check('on all interfaces the token printed on standard error is required', () => assert.fail(`no token in: ${open.stderr}`));
   }
   await stop(open);
+
+  // ---- 6. a script that never returns ----
+  const loopBundle = join(work, 'loop-bundle');
+  writeJson(join(loopBundle, 'Tools', 'spin.json'), tool('spin',
+    { toolType: 'ScriptTool', execHandler: 'spin', execMethod: 'toolEntry', scriptName: join(loopBundle, 'Scripts', 'spin.js') }));
+  mkdirSync(join(loopBundle, 'Scripts'), { recursive: true });
+  writeFileSync(join(loopBundle, 'Scripts', 'spin.js'), 'function toolEntry() { while (true) {} }\n');
+  const loopEnv = env('loop');
+  // No time limit: only the stop can end the script.
+  mkdirSync(join(loopEnv.XDG_CONFIG_HOME, 'Kelvara'), { recursive: true });
+  writeFileSync(join(loopEnv.XDG_CONFIG_HOME, 'Kelvara', 'Kelvara.conf'), '[General]\nmcp.script.timeLimit=0\n');
+  const loopPort = await freeLowPort();
+  const looping = serve(kelvara, ['--import', loopBundle, '--port', String(loopPort)], loopEnv);
+  if (await withTimeout(looping.ready, 30000, 'kelvara serve with a looping script to start') === 'running') {
+    const pending = runScenario(`http://127.0.0.1:${loopPort}/mcp`, [{ op: 'callTool', name: 'spin', arguments: {} }]);
+    for (let waited = 0; waited < 10000 && !/Executing tool: spin/.test(looping.stdout); waited += 20)
+      await new Promise((resolve) => setTimeout(resolve, 20));
+    const stopped = await stop(looping, 'kelvara serve with a running endless script to stop');
+    await pending;
+    check('SIGTERM ends a script that never returns and the server exits with 0', () => assert.equal(stopped.code, 0, looping.stderr));
+  } else {
+    check('kelvara serve with a looping script starts', () => assert.fail(looping.stderr));
+  }
 } finally {
   rmSync(work, { recursive: true, force: true });
 }
