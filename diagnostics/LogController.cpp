@@ -1,5 +1,6 @@
 #include "diagnostics/LogController.h"
 
+#include "base/AtomicFile.h"
 #include "base/MainThread.h"
 #include "base/UserDefaults.h"
 #include "engine/bridge/MainThreadQueue.h"
@@ -241,18 +242,7 @@ QString LogController::entryExportFileName(const QDateTime &when)
 
 std::optional<QString> LogController::writeTextFile(const QString &path, const QString &text)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return file.errorString();
-    const QByteArray data = text.toUtf8();
-    if (file.write(data) != data.size()) {
-        const QString reason = file.errorString();
-        file.cancelWriting();
-        return reason;
-    }
-    if (!file.commit())
-        return file.errorString();
-    return std::nullopt;
+    return AtomicFile::write(path, text.toUtf8());
 }
 
 bool LogController::exportToFile(const QString &path)

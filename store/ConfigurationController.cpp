@@ -1,6 +1,7 @@
 #include "store/ConfigurationController.h"
 
 #include "base/AppPaths.h"
+#include "base/AtomicFile.h"
 #include "diagnostics/LogController.h"
 #include "engine/bridge/MCPServerBridge.h"
 #include "base/AbstractController.h"
@@ -333,9 +334,8 @@ void ConfigurationController::exportKind(const QList<Record *> &records, const Q
                 error = ExportError::encodingFailed(QStringLiteral("The record could not be written as JSON."));
                 config.reset();
             } else {
-                QSaveFile file(path);
-                if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
-                    error = ExportError::writeFailed(QStringLiteral("'%1': %2").arg(path, file.errorString()));
+                if (const std::optional<QString> failure = AtomicFile::write(path, data)) {
+                    error = ExportError::writeFailed(QStringLiteral("'%1': %2").arg(path, *failure));
                     config.reset();
                 }
             }

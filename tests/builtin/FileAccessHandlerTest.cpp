@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -221,3 +223,58 @@ TEST_F(FileAccessHandlerTest, EveryOperationIsBracketedByTheScopeOfItsFolder)
 }
 
 }  // namespace
+
+TEST_F(FileAccessHandlerTest, OnlyRegularTextFilesWithinTheLimitAreRead)
+{
+    // A FIFO without a writer and a device are refused at once, without waiting or reading.
+    const QString fifo = root + "/pipe.json";
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    for (const QString &path : {fifo, QStringLiteral("/dev/zero")}) {
+        const JSONToolResult refused = handler->readFile({{"file_path", path}});
+        EXPECT_FALSE(field(refused, "success").toBool()) << path.toStdString();
+        EXPECT_EQ(refused.content.first().text,
+                  "Failed to read file: The file '" + QFileInfo(path).fileName() +
+                      "' couldn't be read: it is not a regular file (a FIFO, a device or a socket)");
+    }
+
+    // Zeros are valid UTF-8 but no text: refused as the encoding failure, not cut short.
+    writeBytes(root + "/zeros.bin", QByteArray(4096, '\0'));
+    writeBytes(root + "/nul-inside.txt", QByteArray("before\0after", 12));
+    for (const char *name : {"zeros.bin", "nul-inside.txt"}) {
+        const JSONToolResult binary = handler->readFile({{"file_path", root + "/" + name}});
+        EXPECT_EQ(binary.content.first().text, QStringLiteral("Failed to read file: The file '%1' couldn't be opened using "
+                                                              "text encoding Unicode (UTF-8).").arg(QLatin1String(name)));
+    }
+
+    UserDefaults::standard()->setValue(QStringLiteral("mcp.files.maxReadBytes"), 100);
+    writeBytes(root + "/big.txt", QByteArray(101, 'x'));
+    writeBytes(root + "/fits.txt", QByteArray(100, 'x'));
+    EXPECT_EQ(handler->readFile({{"file_path", root + "/big.txt"}}).content.first().text,
+              "Failed to read file: The file 'big.txt' couldn't be read: it is larger than 100 bytes, the limit of "
+              "mcp.files.maxReadBytes");
+    EXPECT_TRUE(field(handler->readFile({{"file_path", root + "/fits.txt"}}), "success").toBool());
+    UserDefaults::standard()->remove(QStringLiteral("mcp.files.maxReadBytes"));
+}
+
+TEST_F(FileAccessHandlerTest, WriteFileKeepsTheModeAndWritesThroughLinks)
+{
+    const QString secret = root + "/secret.txt";
+    writeBytes(secret, "old");
+    ASSERT_EQ(::chmod(QFile::encodeName(secret).constData(), 0600), 0);
+    EXPECT_TRUE(field(handler->writeFile({{"file_path", secret}, {"content", "new"}}), "success").toBool());
+    struct stat st {};
+    ASSERT_EQ(::stat(QFile::encodeName(secret).constData(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    EXPECT_EQ(readBytes(secret), QByteArray("new"));
+
+    // Through a relative link: the target changes, the link stays a link.
+    QDir().mkpath(root + "/links");
+    ASSERT_TRUE(QFile::link(QStringLiteral("../secret.txt"), root + "/links/current"));
+    const QString link = root + "/links/current";
+    EXPECT_TRUE(field(handler->writeFile({{"file_path", link}, {"content", "via link"}}), "success").toBool());
+    EXPECT_TRUE(QFileInfo(link).isSymLink());
+    EXPECT_EQ(readBytes(secret), QByteArray("via link"));
+    ASSERT_EQ(::stat(QFile::encodeName(secret).constData(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    EXPECT_EQ(readBytes(link + ".backup"), QByteArray("new"));  // the backup sits beside the name used
+}

@@ -7,6 +7,8 @@
 #include "tools/security/ScopedSecurityAccess.h"
 
 #include <QDateTime>
+#include "base/AtomicFile.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -382,19 +384,17 @@ JSONToolResult FileAccessHandler::writeFile(const QVariantMap &params) const
             if (!old.remove())
                 return writeError(QStringLiteral("The old backup '%1' couldn't be removed: %2").arg(backupPath, old.errorString()), path);
         }
+        // The backup holds the content (of a link's target, for a link); the file itself is
+        // then replaced in one step, keeping its mode, owner and links, and stays as it was
+        // if the write fails.
         QFile original(path);
         if (!original.copy(backupPath))
             return writeError(QStringLiteral("The file '%1' couldn't be copied to '%2': %3").arg(path, backupPath, original.errorString()), path);
-        if (!original.remove())
-            return writeError(QStringLiteral("The file '%1' couldn't be removed: %2").arg(path, original.errorString()), path);
     }
 
     const QByteArray bytes = content.toUtf8();
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return writeError(QStringLiteral("The file '%1' couldn't be saved: %2").arg(path, file.errorString()), path);
-    if (file.write(bytes) != bytes.size() || !file.commit())
-        return writeError(QStringLiteral("The file '%1' couldn't be saved: %2").arg(path, file.errorString()), path);
+    if (const std::optional<QString> failure = AtomicFile::write(path, bytes))
+        return writeError(QStringLiteral("The file '%1' couldn't be saved: %2").arg(path, *failure), path);
 
     JSONToolResult result;
     const QString message = QStringLiteral("File saved successfully");

@@ -1,5 +1,7 @@
 #include "tools/builtin/Utf8TextFile.h"
 
+#include "base/UserDefaults.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QStringDecoder>
@@ -19,8 +21,17 @@ QString systemDescription(int error)
 
 }  // namespace
 
-std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDescription)
+qint64 Utf8TextFile::maxReadBytes()
 {
+    bool ok = false;
+    const qint64 stored = UserDefaults::standard()->value(maxReadBytesKey).toLongLong(&ok);
+    return ok && stored > 0 ? stored : defaultMaxReadBytes;
+}
+
+std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDescription, qint64 limit)
+{
+    if (limit <= 0)
+        limit = maxReadBytes();
     // Plain system calls: every script call reads two files, and this is on its path.
     auto fail = [&](const char *what, int error) -> std::optional<QString> {
         if (errorDescription) {
@@ -30,9 +41,17 @@ std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDes
         return std::nullopt;
     };
 
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking, so that opening a FIFO without a writer does not wait; the type is
+    // looked at before anything is read.
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
         return fail("opened", errno);
+    auto refuse = [&](const QString &why) -> std::optional<QString> {
+        ::close(fd);
+        if (errorDescription)
+            *errorDescription = QStringLiteral("The file '%1' couldn't be read: %2").arg(QFileInfo(path).fileName(), why);
+        return std::nullopt;
+    };
     struct stat st {};
     if (::fstat(fd, &st) != 0) {
         const int error = errno;
@@ -43,10 +62,17 @@ std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDes
         ::close(fd);
         return fail("read", EISDIR);
     }
+    if (!S_ISREG(st.st_mode))
+        return refuse(QStringLiteral("it is not a regular file (a FIFO, a device or a socket)"));
+    const QString tooLarge = QStringLiteral("it is larger than %1 bytes, the limit of %2").arg(limit).arg(maxReadBytesKey);
+    if (st.st_size > limit)
+        return refuse(tooLarge);
     QByteArray data;
     data.reserve(st.st_size > 0 ? qsizetype(st.st_size) : 4096);
     char buffer[16384];
     for (;;) {
+        if (data.size() > limit)
+            return refuse(tooLarge);  // it grew while being read
         const ssize_t got = ::read(fd, buffer, sizeof buffer);
         if (got == 0)
             break;
@@ -63,7 +89,8 @@ std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDes
 
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     QString text = decoder.decode(data);
-    if (decoder.hasError()) {
+    // A NUL byte is valid UTF-8 but no text: the engine would cut the text there.
+    if (decoder.hasError() || data.contains('\0')) {
         if (errorDescription)
             *errorDescription = QStringLiteral("The file '%1' couldn't be opened using text encoding Unicode (UTF-8).")
                                     .arg(QFileInfo(path).fileName());

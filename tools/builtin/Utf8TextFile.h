@@ -4,9 +4,17 @@
 #include <optional>
 
 // Reads a whole file as strict UTF-8 text, the way every file-reading operation of the
-// tools does: an open or read failure, or bytes that are not UTF-8, give no text and a
-// description fit for "Failed to read file: " and its kin.
+// tools does: an open or read failure, bytes that are not UTF-8, or a NUL byte (the file is
+// not text) give no text and a description fit for "Failed to read file: " and its kin.
+// Only regular files are read, and only up to a size: a FIFO, a device or a socket, or a
+// file over the limit, is refused at once without reading it.
 class Utf8TextFile {
 public:
-    static std::optional<QString> read(const QString &path, QString *errorDescription = nullptr);
+    // The user default of the limit in bytes; 16 MiB when unset or not positive.
+    static inline const QString maxReadBytesKey = QStringLiteral("mcp.files.maxReadBytes");
+    static constexpr qint64 defaultMaxReadBytes = qint64(16) << 20;
+    static qint64 maxReadBytes();
+
+    // limit: the largest file read; 0 for the configured one.
+    static std::optional<QString> read(const QString &path, QString *errorDescription = nullptr, qint64 limit = 0);
 };

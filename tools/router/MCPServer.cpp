@@ -4,6 +4,7 @@
 #include "diagnostics/LogController.h"
 #include "engine/bridge/MCPServerBridge.h"
 #include "tools/builtin/FileAccessHandler.h"
+#include "tools/builtin/Utf8TextFile.h"
 #include "tools/plugins/ExternToolBridge.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/router/BuiltinToolTable.h"
@@ -280,8 +281,8 @@ ResourceReading MCPServer::readBytes(const QString &path)
         reason = QStringLiteral("File '%1' does not exist.").arg(path);
     else if (!info.isFile())
         reason = QStringLiteral("'%1' is not a regular file.").arg(path);
-    else if (info.size() > kMaxResourceBytes)
-        reason = QStringLiteral("File '%1' is larger than %2 bytes.").arg(path).arg(kMaxResourceBytes);
+    else if (info.size() > Utf8TextFile::maxReadBytes())
+        reason = QStringLiteral("File '%1' is larger than %2 bytes.").arg(path).arg(Utf8TextFile::maxReadBytes());
     QFile file(path);
     if (reason.isEmpty() && !file.open(QIODevice::ReadOnly))
         reason = QStringLiteral("File '%1' cannot be read: %2").arg(path, file.errorString());
@@ -289,7 +290,7 @@ ResourceReading MCPServer::readBytes(const QString &path)
         fail(reason, MCPLogMessageType::Info);
         return ResourceReading::failure(reason);
     }
-    return ResourceReading::ofBytes(file.read(kMaxResourceBytes));
+    return ResourceReading::ofBytes(file.read(Utf8TextFile::maxReadBytes()));
 }
 
 ResourceReading MCPServer::handleResource(const QVariantMap &resource)

@@ -54,8 +54,6 @@ public:
     ResourceReading handleResource(const QVariantMap &resource);
     // Whether content of this MIME type is given as text (an empty type counts as text).
     static bool isTextual(const QString &mimeType);
-    // The largest binary file resource read.
-    static constexpr qint64 kMaxResourceBytes = qint64(16) << 20;
     // A prompt request: its params. Prompts are listed but not rendered.
     QString handlePrompt(const QVariantMap &params);
 

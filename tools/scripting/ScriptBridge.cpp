@@ -1,5 +1,6 @@
 #include "tools/scripting/ScriptBridge.h"
 
+#include "base/AtomicFile.h"
 #include "diagnostics/LogController.h"
 #include "tools/builtin/Utf8TextFile.h"
 #include "tools/http/Utf8Text.h"
@@ -123,9 +124,8 @@ bool ScriptBridge::saveFile(const QString &path, const QString &content)
     const QByteArray bytes = content.toUtf8();
     // The whole text goes to a temporary file beside the target, which then replaces it:
     // a failure leaves the old file as it was.
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
-        return fail(QStringLiteral("The file '%1' couldn't be saved: %2").arg(itemName(path), file.errorString()));
+    if (const std::optional<QString> failure = AtomicFile::write(path, bytes))
+        return fail(QStringLiteral("The file '%1' couldn't be saved: %2").arg(itemName(path), *failure));
     return true;
 }
 
