@@ -117,3 +117,32 @@ TEST_F(ExamplesTest, GitLogListsTheLatestCommits)
 }
 
 }  // namespace
+
+namespace {
+
+// The built-in bundle's text_statistics script, called as its bundle entry calls it.
+class BuiltinScriptTest : public ScriptTestFixture {
+protected:
+    JSONToolResult statistics(const QString &text)
+    {
+        const QString path = AppPaths::builtinConfigurationDir() + QStringLiteral("/Scripts/text_statistics.js");
+        return PluginController::shared()->callScript(QUuid::createUuid().toString(QUuid::WithoutBraces), path,
+                                                      QStringLiteral("textStatistics"),
+                                                      QString::fromUtf8(QJsonDocument(QJsonObject{{"text", text}}).toJson()));
+    }
+};
+
+}  // namespace
+
+TEST_F(BuiltinScriptTest, TextStatisticsCountsSentencesAndCharactersInOnePass)
+{
+    const JSONToolResult small = statistics(QString::fromUtf8("Hi!! Is it? ...no. end \xf0\x9f\x98\x80"));
+    EXPECT_EQ(field(small, "sentences").toInt(), 4);   // "Hi!!", " Is it?", " ...", "no." as the old pattern counted
+    EXPECT_EQ(field(small, "characters").toInt(), 24);  // the emoji is one character
+    // A megabyte without a sentence end: no sentence, every character counted. Its time
+    // grew with the square of the length before, which ran into the test's time limit.
+    const JSONToolResult large = statistics(QString(1 << 20, QLatin1Char('a')));
+    ASSERT_TRUE(field(large, "success").toBool()) << text(large).toStdString();
+    EXPECT_EQ(field(large, "sentences").toInt(), 0);
+    EXPECT_EQ(field(large, "characters").toInt(), 1 << 20);
+}

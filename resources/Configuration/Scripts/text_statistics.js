@@ -22,12 +22,48 @@ function statistics(text) {
         .slice(0, 5)
         .map(function (word) { return { word: word, count: counts[word] }; });
     return {
-        characters: Array.from(text).length,
+        characters: codePoints(text),
         words: words.length,
         lines: text === '' ? 0 : text.split(/\r\n|\r|\n/).length,
-        sentences: (text.match(/[^.!?]+[.!?]+/g) || []).length,
+        sentences: sentences(text),
         top_words: top
     };
+}
+
+// Characters as code points, without an array of them: a pair of surrogates is one.
+function codePoints(text) {
+    var count = text.length;
+    for (var i = 0; i < text.length; i++) {
+        var unit = text.charCodeAt(i);
+        if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < text.length) {
+            var next = text.charCodeAt(i + 1);
+            if (next >= 0xDC00 && next <= 0xDFFF) {
+                count--;
+                i++;
+            }
+        }
+    }
+    return count;
+}
+
+// Runs of text that end in '.', '!' or '?' (several of them end one sentence), counted in
+// one pass: a regular expression for the same thing retries from every position of a text
+// without an end, which grows with the square of its length.
+function sentences(text) {
+    var count = 0;
+    var inSentence = false;
+    for (var i = 0; i < text.length; i++) {
+        var c = text.charCodeAt(i);
+        if (c === 46 || c === 33 || c === 63) {
+            if (inSentence) {
+                count++;
+                inSentence = false;
+            }
+        } else {
+            inSentence = true;
+        }
+    }
+    return count;
 }
 
 function toolEntry(sid, handlerName, jsonParams) {
