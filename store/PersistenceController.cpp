@@ -12,6 +12,11 @@
 #include <QSqlQuery>
 
 #include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 namespace {
 
@@ -90,6 +95,35 @@ PersistenceController::~PersistenceController()
             db.close();
     }
     QSqlDatabase::removeDatabase(m_connectionName);
+    if (m_lockFd >= 0)
+        ::close(m_lockFd);
+}
+
+std::optional<QString> PersistenceController::lock()
+{
+    // One process per store: two would each import into it and export the same bundle,
+    // and fail each other's unique keys halfway. The lock goes with the process, also when
+    // it dies; the file names the holder for the message.
+    const QByteArray path = QFile::encodeName(m_storePath + QStringLiteral(".lock"));
+    m_lockFd = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (m_lockFd < 0)
+        return QStringLiteral("its lock file cannot be opened: %1").arg(QString::fromLocal8Bit(std::strerror(errno)));
+    if (::flock(m_lockFd, LOCK_EX | LOCK_NB) != 0) {
+        const int error = errno;
+        char holder[32] = {};
+        const ssize_t got = ::pread(m_lockFd, holder, sizeof holder - 1, 0);
+        ::close(m_lockFd);
+        m_lockFd = -1;
+        if (error != EWOULDBLOCK)
+            return QStringLiteral("it cannot be locked: %1").arg(QString::fromLocal8Bit(std::strerror(error)));
+        const QString pid = got > 0 ? QString::fromLatin1(holder).trimmed() : QStringLiteral("unknown");
+        return QStringLiteral("it is in use by process %1").arg(pid);
+    }
+    const QByteArray pid = QByteArray::number(::getpid()) + '\n';
+    if (::ftruncate(m_lockFd, 0) != 0 || ::pwrite(m_lockFd, pid.constData(), size_t(pid.size()), 0) != pid.size()) {
+        // The lock holds without the number; a refused process then says "unknown".
+    }
+    return std::nullopt;
 }
 
 std::optional<QString> PersistenceController::open()
@@ -99,6 +133,8 @@ std::optional<QString> PersistenceController::open()
         return QStringLiteral("cannot create the folder %1").arg(file.absolutePath());
     if (file.exists() && !file.isFile())
         return QStringLiteral("%1 is not a file").arg(m_storePath);
+    if (std::optional<QString> busy = lock())
+        return busy;
 
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
     if (!db.isValid())

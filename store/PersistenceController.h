@@ -30,10 +30,13 @@ public:
     std::optional<QString> loadError() const { return m_loadError; }
 
 private:
+    // Takes the store's lock; the reason when another process holds it.
+    std::optional<QString> lock();
     std::optional<QString> open();
 
     QString m_storePath;
     QString m_connectionName;
     std::optional<QString> m_loadError;
+    int m_lockFd = -1;  // holds the store's lock for the object's life
     StoreContext *m_viewContext = nullptr;
 };

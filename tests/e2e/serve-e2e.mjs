@@ -12,7 +12,7 @@
 //  3. A record that cannot be exported keeps the server from starting (exit code 1).
 
 import assert from 'node:assert/strict';
-import { mkdirSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { mkdirSync, readdirSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { request as httpRequest } from 'node:http';
 import { createServer } from 'node:net';
 import { join } from 'node:path';
@@ -67,7 +67,8 @@ writeFileSync(join(bundle, 'Tools', 'IGNORED.JSON'), '{"not": "read"}');
 try {
   // ---- 1. a running server ----
   const port = await freeLowPort();
-  const server = serve(kelvara, ['--import-builtin', '--import', bundle, '--port', String(port)], env('run'));
+  const runEnv = env('run');
+  const server = serve(kelvara, ['--import-builtin', '--import', bundle, '--port', String(port)], runEnv);
   const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');
   check('kelvara serve starts', () => assert.equal(state, 'running', server.stderr + server.stdout));
 
@@ -197,6 +198,17 @@ try {
       assert.equal(readFileSync(notesPath, 'utf8'), 'rewritten — once\n');
     });
   }
+
+  // A second serve on the same store is refused before it imports or exports anything.
+  const storeFiles = () => readdirSync(join(runEnv.XDG_DATA_HOME, 'Kelvara'), { recursive: true }).sort();
+  const before = storeFiles();
+  const second = serve(kelvara, ['--import-builtin', '--port', String(await freeLowPort())], runEnv);
+  const secondEnd = await withTimeout(second.exited, 30000, 'a second kelvara serve on the same store');
+  check('a second kelvara serve on a busy store is refused and changes nothing', () => {
+    assert.equal(secondEnd.code, 1);
+    assert.match(second.stderr, new RegExp(`could not be opened: it is in use by process ${server.child.pid}$`, 'm'));
+    assert.deepEqual(storeFiles(), before);
+  });
 
   const { code, signal } = await stop(server);
   check('SIGTERM stops kelvara serve with exit code 0', () => assert.equal(code, 0, `exit ${code} signal ${signal}\n${server.stderr}`));

@@ -344,3 +344,20 @@ TEST(StoreReadingRules, Items)
 }
 
 }  // namespace
+
+TEST_F(StoreContextTest, ASecondOpeningOfABusyStoreIsRefusedAndChangesNothing)
+{
+    makeTool(QStringLiteral("kept"));
+    AppError error;
+    ASSERT_TRUE(context->save(&error)) << error.description;
+
+    PersistenceController second(path);
+    ASSERT_TRUE(second.loadError().has_value());
+    EXPECT_EQ(*second.loadError(), QStringLiteral("it is in use by process %1").arg(QCoreApplication::applicationPid()));
+    EXPECT_EQ(rowCount(QStringLiteral("ToolsConfig")), 1);
+
+    // The lock goes with its holder.
+    reopen();
+    ASSERT_FALSE(store->loadError()) << store->loadError()->toStdString();
+    EXPECT_EQ(ToolsQueryService::fetchTools(context).size(), 1);
+}
