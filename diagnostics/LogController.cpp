@@ -6,7 +6,6 @@
 #include "engine/bridge/MainThreadQueue.h"
 
 #include <QCoreApplication>
-#include <QLocale>
 #include <QMutexLocker>
 #include <QPointer>
 #include <QSaveFile>
@@ -144,10 +143,52 @@ void LogController::appendPendingEntries()
     if (pending.size() >= maxLogEntries)
         pending.remove(0, pending.size() - maxLogEntries);
     const qsizetype excess = m_logEntries.size() + pending.size() - maxLogEntries;
-    if (excess > 0)
+    if (excess > 0) {
+        for (qsizetype i = 0; i < excess; ++i)
+            m_textBytes -= textBytesOf(m_logEntries.at(i));
         m_logEntries.remove(0, excess);
+    }
+    for (const LogEntry &entry : pending)
+        m_textBytes += textBytesOf(entry);
     m_logEntries.append(std::move(pending));
+    keepWithinBudget();
     entriesDidChange();
+}
+
+qsizetype LogController::textBytesOf(const LogEntry &entry)
+{
+    return (entry.message.size() + entry.truncatedMessage.size()) * qsizetype(sizeof(QChar));
+}
+
+QString LogController::keptForBudget(const QString &message)
+{
+    const qsizetype part = keptCharactersWhenOver / 2;
+    return message.left(part) + QStringLiteral(" … [%1 characters in all, the middle not kept] … ")
+                                    .arg(message.size()) + message.right(part);
+}
+
+void LogController::setTextBudget(qsizetype bytes)
+{
+    m_textBudget = std::max<qsizetype>(bytes, 1);
+    keepWithinBudget();
+}
+
+void LogController::keepWithinBudget()
+{
+    // Oldest first: long texts are shortened to their ends, and only if that is not enough
+    // do whole entries go. Texts within the budget stay as they were logged.
+    for (qsizetype i = 0; m_textBytes > m_textBudget && i < m_logEntries.size(); ++i) {
+        LogEntry &entry = m_logEntries[i];
+        if (entry.message.size() <= keptCharactersWhenOver + 100)
+            continue;
+        m_textBytes -= textBytesOf(entry);
+        entry = LogEntry::shortenedCopy(entry, keptForBudget(entry.message));
+        m_textBytes += textBytesOf(entry);
+    }
+    while (m_textBytes > m_textBudget && m_logEntries.size() > 1) {
+        m_textBytes -= textBytesOf(m_logEntries.first());
+        m_logEntries.removeFirst();
+    }
 }
 
 void LogController::entriesDidChange()
@@ -160,6 +201,7 @@ void LogController::entriesDidChange()
 void LogController::clear()
 {
     m_logEntries.clear();
+    m_textBytes = 0;
     entriesDidChange();
     setSearchText(QString());
     // Stored afterwards, with the value the search text has by then.

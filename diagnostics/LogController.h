@@ -33,6 +33,11 @@ public:
     using LogHandler = std::function<void(MCPLogMessageType, int code, const QString &)>;
 
     static constexpr int maxLogEntries = 1000;
+    // What the kept texts (messages and their shortened forms) may hold in all, in bytes.
+    static constexpr qsizetype defaultTextBudget = qsizetype(16) << 20;
+    // A message over this many characters is kept as its beginning and end with its length
+    // stated, once the budget is reached.
+    static constexpr qsizetype keptCharactersWhenOver = 2048;
     static constexpr int filterDebounceMs = 50;
     static inline const QString searchTextDefaultsKey = QStringLiteral("logviewSearchText");
 
@@ -54,6 +59,12 @@ public:
     // The handler every line goes through; by default it makes an entry here.
     LogHandler logHandler() const;
     void setLogHandler(LogHandler handler);
+    // The budget of the kept texts (for tests; the default otherwise).
+    void setTextBudget(qsizetype bytes);
+    qsizetype textBytes() const { return m_textBytes; }
+    // "first part … [12345678 characters in all, the middle not kept] … last part"
+    static QString keptForBudget(const QString &message);
+
     // Lines less severe than this are dropped at once (default: all lines are kept).
     void setMinimumLevel(MCPLogMessageType level);
     // "… 12 log lines dropped under load"
@@ -109,7 +120,11 @@ private:
     void scheduleFilter();
     void applyFilter();
 
+    static qsizetype textBytesOf(const LogEntry &entry);
+    void keepWithinBudget();
     QList<LogEntry> m_logEntries;
+    qsizetype m_textBytes = 0;  // of m_logEntries, counted as the budget counts
+    qsizetype m_textBudget = defaultTextBudget;
     QList<LogEntry> m_filteredEntries;
     QString m_searchText;
     bool m_autoScrollEnabled = true;

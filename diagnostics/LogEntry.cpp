@@ -140,6 +140,15 @@ LogEntry LogEntry::make(const QString &message, int code, MCPLogMessageType type
     return entry;
 }
 
+LogEntry LogEntry::shortenedCopy(const LogEntry &entry, const QString &message)
+{
+    LogEntry copy = entry;
+    copy.message = message;
+    copy.truncatedMessage = shorten(message);
+    copy.wasTruncated = !copy.truncatedMessage.isEmpty();
+    return copy;
+}
+
 QString LogEntry::shorten(const QString &message)
 {
     // Fast exit: even at 3 bytes per UTF-16 unit the text fits.

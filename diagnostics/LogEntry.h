@@ -33,6 +33,9 @@ struct LogEntry {
 
     // The shortened form of message: "" when it fits in maxDisplayBytes.
     static QString shorten(const QString &message);
+    // The same entry (id, time, level, code, expansion) with another message, shortened
+    // for display as a new one would be.
+    static LogEntry shortenedCopy(const LogEntry &entry, const QString &message);
 
     QString label() const { return mcpLogLabel(type); }
     // What the list shows and what the filter searches.

@@ -248,6 +248,32 @@ TEST(LogControllerShared, FirstUseFromAWorkerThreadLivesOnTheMainThread)
     EXPECT_EQ(fromWorker->logEntries().last().message, QStringLiteral("shared line"));
 }
 
+TEST_F(LogControllerTest, LongTextsAreShortenedOldestFirstOnceTheByteBudgetIsReached)
+{
+    LogController log;
+    log.setTextBudget(400'000);
+    const QString body(100'000, QLatin1Char('b'));  // 200 KB each as the budget counts
+    logNow(log, QStringLiteral("short line"), 0, MCPLogMessageType::Info);
+    logNow(log, body, 0, MCPLogMessageType::Debug);
+    EXPECT_EQ(log.logEntries().at(1).message, body);  // within the budget: as logged
+    logNow(log, body + QLatin1Char('!'), 0, MCPLogMessageType::Debug);
+    logNow(log, QStringLiteral("last"), 0, MCPLogMessageType::Info);
+
+    const QList<LogEntry> entries = log.logEntries();
+    ASSERT_EQ(entries.size(), 4);  // nothing dropped: shortening was enough
+    EXPECT_EQ(entries.at(0).message, "short line");
+    EXPECT_EQ(entries.at(1).message, LogController::keptForBudget(body));
+    EXPECT_TRUE(entries.at(1).message.contains(QStringLiteral(" … [100000 characters in all, the middle not kept] … ")));
+    EXPECT_EQ(entries.at(1).type, MCPLogMessageType::Debug);
+    EXPECT_EQ(entries.at(2).message.size(), 100'001);  // the newest long one fits again
+    EXPECT_LE(log.textBytes(), 400'000);
+
+    // Shortening alone not enough: whole entries go, oldest first.
+    log.setTextBudget(10'000);
+    EXPECT_LE(log.textBytes(), 10'000);
+    EXPECT_EQ(log.logEntries().last().message, "last");
+}
+
 TEST(LogControllerShared, UnderLoadTheOldestWaitingLinesAreDroppedAndCounted)
 {
     LogController *log = LogController::shared();
