@@ -8,7 +8,6 @@
 #include <QCoreApplication>
 #include <QMutexLocker>
 #include <QPointer>
-#include <QSaveFile>
 #include <QThread>
 
 #include <cstdio>

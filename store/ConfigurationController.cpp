@@ -2,6 +2,7 @@
 
 #include "base/AppPaths.h"
 #include "base/AtomicFile.h"
+#include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "engine/bridge/MCPServerBridge.h"
 #include "base/AbstractController.h"
@@ -27,10 +28,13 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QMetaObject>
-#include <QSaveFile>
 #include <QStandardPaths>
+#include <QStringDecoder>
 #include <QUrl>
 #include <QUuid>
+
+#include <dirent.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -367,6 +371,33 @@ std::optional<ImportResult> ConfigurationController::importBuiltinConfiguration(
     return importBundle(m_builtinRoot, controller, error);
 }
 
+qint64 ConfigurationController::maxImportFileBytes()
+{
+    bool ok = false;
+    const qint64 stored = UserDefaults::standard()->value(maxImportFileBytesKey).toLongLong(&ok);
+    return ok && stored > 0 ? stored : qint64(16) << 20;
+}
+
+QStringList ConfigurationController::undecodableJsonNames(const QString &folder)
+{
+    QStringList names;
+    DIR *directory = ::opendir(QFile::encodeName(folder).constData());
+    if (!directory)
+        return names;
+    while (const dirent *item = ::readdir(directory)) {
+        const QByteArray raw(item->d_name);
+        if (!raw.endsWith(".json"))
+            continue;
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        const QString decoded = decoder.decode(raw);
+        if (decoder.hasError())
+            names.append(decoded);  // shown with replacement characters where bytes were not UTF-8
+    }
+    ::closedir(directory);
+    names.sort();
+    return names;
+}
+
 std::optional<ImportResult> ConfigurationController::importConfiguration(const QString &folder,
                                                                          AbstractController *controller,
                                                                          ImportError *error)
@@ -419,6 +450,15 @@ bool ConfigurationController::importKind(Directory directory, const QString &roo
     static const QHash<Directory, QString> kindWords{{Directory::tools, QStringLiteral("tool")},
                                                      {Directory::resources, QStringLiteral("resource")},
                                                      {Directory::prompts, QStringLiteral("prompt")}};
+    auto failed = [&](const QString &name, const QString &description) {
+        const QString text = QStringLiteral("Failed to import %1 from '%2': %3").arg(kindWords.value(directory), name, description);
+        errors.append(text);
+        logFailure(text);
+    };
+    // Names the file system holds that are not UTF-8 cannot be named by the listing above.
+    for (const QString &name : undecodableJsonNames(folder))
+        failed(name, QStringLiteral("the file name is not valid UTF-8; rename the file to import it"));
+    const qint64 maxBytes = maxImportFileBytes();
     for (const QFileInfo &entry : entries) {
         // Only "json" exactly: "x.JSON" is passed over without a word.
         if (entry.suffix() != QLatin1String("json"))
@@ -426,8 +466,18 @@ bool ConfigurationController::importKind(Directory directory, const QString &roo
         ImportError fileError;
         bool ok = false;
         QFile file(entry.filePath());
-        if (entry.isDir() || !file.open(QIODevice::ReadOnly)) {
-            fileError = ImportError::readFailed(entry.isDir() ? QStringLiteral("Is a directory") : file.errorString());
+        // Looked at before opening: opening a FIFO would wait for a writer for ever.
+        struct stat st {};
+        const bool found = ::stat(QFile::encodeName(entry.filePath()).constData(), &st) == 0;
+        if (found && S_ISDIR(st.st_mode)) {
+            fileError = ImportError::readFailed(QStringLiteral("Is a directory"));
+        } else if (found && !S_ISREG(st.st_mode)) {
+            fileError = ImportError::readFailed(QStringLiteral("Not a regular file (a FIFO, a device or a socket)"));
+        } else if (found && st.st_size > maxBytes) {
+            fileError = ImportError::readFailed(
+                QStringLiteral("The file is larger than %1 bytes, the limit of %2").arg(maxBytes).arg(maxImportFileBytesKey));
+        } else if (!file.open(QIODevice::ReadOnly)) {
+            fileError = ImportError::readFailed(file.errorString());
         } else {
             const QByteArray data = file.readAll();
             QString reason;
@@ -460,10 +510,7 @@ bool ConfigurationController::importKind(Directory directory, const QString &roo
             }
         }
         if (!ok) {
-            const QString text = QStringLiteral("Failed to import %1 from '%2': %3")
-                                     .arg(kindWords.value(directory), entry.fileName(), fileError.description());
-            errors.append(text);
-            logFailure(text);
+            failed(entry.fileName(), fileError.description());
             continue;
         }
         ++count;

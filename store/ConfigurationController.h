@@ -83,6 +83,13 @@ public:
     // "Import complete — 2 tools, 1 resources, 0 prompts imported."
     static QString importSummary(const ImportResult &result);
 
+    // The largest bundle file an import reads (16 MiB when unset); larger ones are refused
+    // by name.
+    static inline const QString maxImportFileBytesKey = QStringLiteral("mcp.import.maxFileBytes");
+    static qint64 maxImportFileBytes();
+    // The names ending in ".json" in the folder that are not valid UTF-8, as they show.
+    static QStringList undecodableJsonNames(const QString &folder);
+
 private:
     template <class Record, class Convert>
     void exportKind(const QList<Record *> &records, const QString &folder, const QString &fallback,

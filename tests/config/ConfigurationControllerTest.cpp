@@ -1,5 +1,6 @@
 #include "tests/config/ConfigTestFixture.h"
 
+#include "base/UserDefaults.h"
 #include "engine/IMCPResourceService.h"
 #include "engine/MCPServer.h"
 #include "store/PromptQueryService.h"
@@ -7,6 +8,10 @@
 #include "store/ToolsQueryService.h"
 
 #include <QJsonArray>
+
+#include <cstdio>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 using Param = ConfigTestParam;
@@ -208,6 +213,37 @@ TEST_F(ConfigTestFixture, ImportSkipsCapitalExtensionsAndReportsMissingFoldersAn
             goods.append(tool);
     ASSERT_EQ(goods.size(), 3);  // the original and two imports
     EXPECT_NE(goods[1]->id(), goods[2]->id());
+}
+
+TEST_F(ConfigTestFixture, ImportReportsFilesItCannotOrMustNotReadByName)
+{
+    const QString prompts = root + u"/Odd/Prompts"_s;
+    QDir().mkpath(prompts);
+    // A FIFO named like a bundle file would block the import for ever if it were opened.
+    ASSERT_EQ(::mkfifo(QFile::encodeName(prompts + u"/pipe.json"_s).constData(), 0600), 0);
+    // A name that is not UTF-8 cannot even be listed by name.
+    const QByteArray latin1 = QFile::encodeName(prompts) + "/caf\xe9.json";
+    {
+        FILE *file = std::fopen(latin1.constData(), "w");
+        ASSERT_NE(file, nullptr);
+        std::fputs("{}", file);
+        std::fclose(file);
+    }
+    UserDefaults::standard()->setValue(ConfigurationController::maxImportFileBytesKey, 80);
+    writeFile(prompts + u"/huge.json"_s, QByteArray(81, ' '));
+    writeFile(prompts + u"/fine.json"_s,
+              R"({"name": "fine", "description": "d", "template": "t", "arguments": []})");
+
+    ImportError error;
+    const auto imported = controller->importConfiguration(root + u"/Odd"_s, nullptr, &error);
+    UserDefaults::standard()->remove(ConfigurationController::maxImportFileBytesKey);
+    ::unlink(latin1.constData());  // a name Qt cannot give back would keep the folder from going
+    ASSERT_TRUE(imported.has_value()) << error.description();
+    EXPECT_EQ(imported->importedPrompts, 1);
+    EXPECT_EQ(imported->promptsErrors,
+              (QStringList{u"Failed to import prompt from 'caf\ufffd.json': the file name is not valid UTF-8; rename the file to import it"_s,
+                           u"Failed to import prompt from 'huge.json': Read Failed: The file is larger than 80 bytes, the limit of mcp.import.maxFileBytes"_s,
+                           u"Failed to import prompt from 'pipe.json': Read Failed: Not a regular file (a FIFO, a device or a socket)"_s}));
 }
 
 TEST_F(ConfigTestFixture, OneFailingToolStopsOnlyItself)

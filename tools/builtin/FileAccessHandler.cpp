@@ -13,7 +13,6 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QSaveFile>
 #include <QTimeZone>
 
 #include <algorithm>
