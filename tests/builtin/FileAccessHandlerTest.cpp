@@ -246,6 +246,15 @@ TEST_F(FileAccessHandlerTest, OnlyRegularTextFilesWithinTheLimitAreRead)
                                                               "text encoding Unicode (UTF-8).").arg(QLatin1String(name)));
     }
 
+    // Read in pieces: a character split between two pieces is whole, one cut off at the end is not.
+    writeBytes(root + "/split.txt", QByteArray(65535, 'a') + "\xc3\xa9" "b");
+    const JSONToolResult split = handler->readFile({{"file_path", root + "/split.txt"}});
+    EXPECT_TRUE(field(split, "success").toBool());
+    EXPECT_EQ(field(split, "size").toInt(), 65538);
+    EXPECT_TRUE(split.content.first().text.endsWith(QString::fromUtf8("a\xc3\xa9" "b")));
+    writeBytes(root + "/cut.txt", "caf\xc3");
+    EXPECT_FALSE(field(handler->readFile({{"file_path", root + "/cut.txt"}}), "success").toBool());
+
     UserDefaults::standard()->setValue(QStringLiteral("mcp.files.maxReadBytes"), 100);
     writeBytes(root + "/big.txt", QByteArray(101, 'x'));
     writeBytes(root + "/fits.txt", QByteArray(100, 'x'));

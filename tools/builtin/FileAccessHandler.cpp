@@ -345,7 +345,8 @@ JSONToolResult FileAccessHandler::readFile(const QVariantMap &params) const
         return readError(QStringLiteral("File '") + path + QStringLiteral("' does not exist."), path);
 
     QString description;
-    const std::optional<QString> read = Utf8TextFile::read(path, &description);
+    qint64 bytes = 0;
+    const std::optional<QString> read = Utf8TextFile::read(path, &description, 0, &bytes);
     if (!read)
         return readError(QStringLiteral("Failed to read file: ") + description, path);
     const QString &text = *read;
@@ -357,7 +358,7 @@ JSONToolResult FileAccessHandler::readFile(const QVariantMap &params) const
     result.structuredContent.insert(QStringLiteral("content"), AnyCodable(text));
     result.structuredContent.insert(QStringLiteral("encoding"), AnyCodable("UTF-8"));
     result.structuredContent.insert(QStringLiteral("line_count"), AnyCodable(qint64(lineCount(text))));
-    result.structuredContent.insert(QStringLiteral("size"), AnyCodable(qint64(text.toUtf8().size())));
+    result.structuredContent.insert(QStringLiteral("size"), AnyCodable(bytes));
     return result;
 }
 

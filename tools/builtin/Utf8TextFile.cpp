@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QStringDecoder>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -13,6 +14,19 @@
 #include <unistd.h>
 
 namespace {
+
+// Whether the bytes end before a multi-byte sequence does.
+bool endsInsideASequence(const char *tail, size_t size)
+{
+    for (size_t back = 1; back <= size && back <= 4; ++back) {
+        const auto byte = static_cast<unsigned char>(tail[size - back]);
+        if ((byte & 0xC0) == 0x80)
+            continue;  // a continuation byte: its lead is further back
+        const size_t length = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+        return length > back;
+    }
+    return false;
+}
 
 QString systemDescription(int error)
 {
@@ -28,7 +42,7 @@ qint64 Utf8TextFile::maxReadBytes()
     return ok && stored > 0 ? stored : defaultMaxReadBytes;
 }
 
-std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDescription, qint64 limit)
+std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDescription, qint64 limit, qint64 *bytesRead)
 {
     if (limit <= 0)
         limit = maxReadBytes();
@@ -67,12 +81,17 @@ std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDes
     const QString tooLarge = QStringLiteral("it is larger than %1 bytes, the limit of %2").arg(limit).arg(maxReadBytesKey);
     if (st.st_size > limit)
         return refuse(tooLarge);
-    QByteArray data;
-    data.reserve(st.st_size > 0 ? qsizetype(st.st_size) : 4096);
-    char buffer[16384];
+    // Decoded as it arrives, so that the bytes and the text are never both held whole: the
+    // text (two bytes a character for most) is the largest thing a read keeps.
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    QString text;
+    text.reserve(st.st_size > 0 ? qsizetype(st.st_size) : 4096);
+    bool hasNul = false;
+    qint64 total = 0;
+    char tail[4];
+    size_t tailSize = 0;
+    char buffer[65536];
     for (;;) {
-        if (data.size() > limit)
-            return refuse(tooLarge);  // it grew while being read
         const ssize_t got = ::read(fd, buffer, sizeof buffer);
         if (got == 0)
             break;
@@ -83,18 +102,25 @@ std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDes
             ::close(fd);
             return fail("read", error);
         }
-        data.append(buffer, qsizetype(got));
+        total += got;
+        if (total > limit)
+            return refuse(tooLarge);  // it grew while being read
+        // A NUL byte is valid UTF-8 but no text: the engine would cut the text there.
+        hasNul = hasNul || std::memchr(buffer, 0, size_t(got)) != nullptr;
+        text.append(decoder(QByteArrayView(buffer, qsizetype(got))));
+        // The last bytes, to see whether the file ends inside a sequence the decoder holds.
+        tailSize = std::min<size_t>(size_t(got), sizeof tail);
+        std::memcpy(tail, buffer + got - ssize_t(tailSize), tailSize);
     }
     ::close(fd);
-
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(data);
-    // A NUL byte is valid UTF-8 but no text: the engine would cut the text there.
-    if (decoder.hasError() || data.contains('\0')) {
+    if (decoder.hasError() || hasNul || endsInsideASequence(tail, tailSize)) {
         if (errorDescription)
             *errorDescription = QStringLiteral("The file '%1' couldn't be opened using text encoding Unicode (UTF-8).")
                                     .arg(QFileInfo(path).fileName());
         return std::nullopt;
     }
+    text.squeeze();
+    if (bytesRead)
+        *bytesRead = total;
     return text;
 }

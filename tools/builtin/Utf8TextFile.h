@@ -15,6 +15,8 @@ public:
     static constexpr qint64 defaultMaxReadBytes = qint64(16) << 20;
     static qint64 maxReadBytes();
 
-    // limit: the largest file read; 0 for the configured one.
-    static std::optional<QString> read(const QString &path, QString *errorDescription = nullptr, qint64 limit = 0);
+    // limit: the largest file read; 0 for the configured one. bytesRead: the file's size in
+    // bytes, which is the text's size in UTF-8.
+    static std::optional<QString> read(const QString &path, QString *errorDescription = nullptr, qint64 limit = 0,
+                                       qint64 *bytesRead = nullptr);
 };
