@@ -1,5 +1,6 @@
 #include "app/PluginCommand.h"
 
+#include "app/ChildProcessPluginInspector.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/plugins/PluginTexts.h"
 #include "tools/plugins/ToolDiscoveryService.h"
@@ -78,7 +79,7 @@ int PluginCommand::add(PluginController *controller, const QString &path, bool a
         return 1;
     }
 
-    out << describe(*pending) << '\n' << PluginTexts::inProcessWarning << "\n\n";
+    out << describe(*pending) << '\n' << PluginTexts::inspectionNote << '\n' << PluginTexts::inProcessWarning << "\n\n";
     if (!assumeYes) {
         out << PluginTexts::approveButton << "? [y/N] " << Qt::flush;
         const QString answer = in.readLine();
@@ -180,6 +181,13 @@ int PluginCommand::main(int argc, char **argv)
     }
 
     const QString command = arguments.first();
+    // Not for people: the child process that reads a plug-in's descriptor for "add".
+    if (command == QLatin1String("inspect") && arguments.size() == 3)
+        return ChildProcessPluginInspector::runChild(arguments.at(2), arguments.at(1).toInt());
+    // "add" reads the descriptor in such a child, so nothing of the library runs in this
+    // process before the answer.
+    static ChildProcessPluginInspector inspector(QCoreApplication::applicationFilePath());
+    PluginInspector::setShared(&inspector);
     if (command == QLatin1String("list")) {
         if (arguments.size() > 1)
             return usage(QStringLiteral("unknown argument '%1'").arg(arguments.at(1)));

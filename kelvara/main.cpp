@@ -1,5 +1,6 @@
 // The `kelvara` executable: `kelvara serve ...` runs the MCP server without the window;
 // anything else opens the desktop application.
+#include "app/ChildProcessPluginInspector.h"
 #include "app/PluginCommand.h"
 #include "app/ServeCommand.h"
 #include "views/app/DesktopApp.h"
@@ -27,5 +28,8 @@ int main(int argc, char **argv)
         std::fputs(kUsage, stdout);
         return 0;
     }
+    // The register dialog reads a plug-in's details in a child, as "kelvara plugin add" does.
+    static ChildProcessPluginInspector inspector(QStringLiteral("/proc/self/exe"));
+    PluginInspector::setShared(&inspector);
     return runDesktop(argc, argv);
 }

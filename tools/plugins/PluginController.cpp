@@ -3,6 +3,7 @@
 #include "base/SystemLog.h"
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
+#include "tools/plugins/PluginInspector.h"
 #include "tools/plugins/ToolDiscoveryService.h"
 #include "tools/scripting/PluginScripting.h"
 #include "tools/security/BookmarkController.h"
@@ -252,12 +253,24 @@ void PluginController::addPlugin(const QUrl &url)
         showAlert(kError, QStringLiteral("Unknown plugin type: ") + extensionOf(path));
         return;
     }
-    const ToolDiscoveryService::Handler handler = m_bridge.registerPlugin(path, type, &error);
-    if (!handler || !error.domain.isEmpty()) {
-        showAlert(kError, ToolDiscoveryService::failureDescription(error));
-        return;
+    std::optional<ToolDescriptor> descriptor;
+    bool loadedHere = false;
+    if (PluginInspector *inspector = PluginInspector::shared()) {
+        // Read in a process of its own: nothing of the library runs here before approval.
+        descriptor = inspector->inspect(path, type, &error);
+        if (!descriptor) {
+            showAlert(kError, ToolDiscoveryService::failureDescription(error));
+            return;
+        }
+    } else {
+        const ToolDiscoveryService::Handler handler = m_bridge.registerPlugin(path, type, &error);
+        if (!handler || !error.domain.isEmpty()) {
+            showAlert(kError, ToolDiscoveryService::failureDescription(error));
+            return;
+        }
+        descriptor = handler->getToolDescriptor();
+        loadedHere = true;
     }
-    const std::optional<ToolDescriptor> descriptor = handler->getToolDescriptor();
     if (!descriptor) {
         showAlert(kError, QStringLiteral("Invalid plugin descriptor. Installation failed."));
         return;
@@ -265,7 +278,8 @@ void PluginController::addPlugin(const QUrl &url)
     if (pluginNamed(descriptor->name)) {
         showAlert(QStringLiteral("Information"),
                   QStringLiteral("The custom tool plugin ") + descriptor->name + QStringLiteral(" already exist."));
-        m_bridge.unloadPlugin(descriptor->name);
+        if (loadedHere)
+            m_bridge.unloadPlugin(descriptor->name);
         return;
     }
 

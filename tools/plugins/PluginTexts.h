@@ -21,6 +21,10 @@ inline const QString noPlugins = QStringLiteral("No plugins registered yet.");
 inline const QString inProcessWarning = QStringLiteral(
     "An enabled plugin runs inside Kelvara's own process with your user rights: it can read, change and send "
     "anything you can. Register and enable only plugins you trust.");
+// Said where a plug-in's details are shown before the question.
+inline const QString inspectionNote = QStringLiteral(
+    "Inspecting a library runs its code: these details were read in a separate, short-lived process, and nothing "
+    "of the library has run inside Kelvara.");
 
 // The approval dialog.
 inline const QString approvalTitle = QStringLiteral("Review the plugin details before registering");
