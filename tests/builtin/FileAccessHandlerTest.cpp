@@ -1,11 +1,15 @@
 #include "base/UserDefaults.h"
 #include "tests/support/TestSupport.h"
 #include "tools/builtin/FileAccessHandler.h"
+#include "tools/builtin/Utf8TextFile.h"
 #include "tools/security/BookmarkController.h"
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <QDateTime>
 #include <QDir>
@@ -286,4 +290,32 @@ TEST_F(FileAccessHandlerTest, WriteFileKeepsTheModeAndWritesThroughLinks)
     ASSERT_EQ(::stat(QFile::encodeName(secret).constData(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0600u);
     EXPECT_EQ(readBytes(link + ".backup"), QByteArray("new"));  // the backup sits beside the name used
+}
+
+TEST_F(FileAccessHandlerTest, AReadThatFailsOnTheProcessLimitSaysSo)
+{
+    writeBytes(root + "/fine.txt", "fine");
+    int channel[2];
+    ASSERT_EQ(::pipe(channel), 0);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        // No descriptor left: the next open fails with EMFILE.
+        const rlimit none{static_cast<rlim_t>(::dup(0)), static_cast<rlim_t>(4096)};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+        QString description;
+        Utf8TextFile::read(root + "/fine.txt", &description, 1 << 20);
+        const QByteArray text = description.toUtf8();
+        [[maybe_unused]] const ssize_t n = ::write(channel[1], text.constData(), size_t(text.size()));
+        ::_exit(0);
+    }
+    ::close(channel[1]);
+    QByteArray reported;
+    char buffer[512];
+    for (ssize_t n; (n = ::read(channel[0], buffer, sizeof buffer)) > 0;)
+        reported.append(buffer, n);
+    ::close(channel[0]);
+    ::waitpid(child, nullptr, 0);
+    EXPECT_TRUE(reported.startsWith("The file 'fine.txt' couldn't be opened: the process has no open files left"))
+        << reported.toStdString();
 }

@@ -30,6 +30,12 @@ bool endsInsideASequence(const char *tail, size_t size)
 
 QString systemDescription(int error)
 {
+    // The process's own limits are named as such: the file itself is fine.
+    if (error == EMFILE || error == ENFILE)
+        return QStringLiteral("the process has no open files left (%1); the file itself may be fine")
+            .arg(QString::fromLocal8Bit(std::strerror(error)));
+    if (error == ENOMEM)
+        return QStringLiteral("the process is out of memory");
     return QString::fromLocal8Bit(std::strerror(error));
 }
 

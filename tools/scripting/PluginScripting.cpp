@@ -43,7 +43,7 @@ QString PluginScripting::resolvedScriptPath(const QString &scriptPath)
     return QDir::cleanPath(AppPaths::dataDir() + QLatin1Char('/') + scriptPath);
 }
 
-std::optional<QString> PluginScripting::loadScriptText(const QString &path)
+std::optional<QString> PluginScripting::loadScriptText(const QString &path, QString *failure)
 {
     LogController *logger = LogController::shared();
     ScopedSecurityAccess access(BookmarkController::shared(), QUrl::fromLocalFile(path));
@@ -55,6 +55,8 @@ std::optional<QString> PluginScripting::loadScriptText(const QString &path)
         }
         logger->log(QStringLiteral("[Script] Error reading file at ") + path + QStringLiteral(": ") + description, 500,
                     MCPLogMessageType::Error);
+        if (failure)
+            *failure = description;
     }
     logger->log(QStringLiteral("[Script] Script file not found: ") + path, 404, MCPLogMessageType::Error);
     return std::nullopt;
@@ -97,10 +99,13 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     // A relative path names a file in the application's container: the current directory
     // is whatever folder the last script call left, so it would name nothing reliable.
     const QString path = resolvedScriptPath(scriptPath);
-    const std::optional<QString> scriptText = loadScriptText(path);
+    QString failure;
+    const std::optional<QString> scriptText = loadScriptText(path, &failure);
     if (!scriptText) {
-        return logger->toolError(QStringLiteral("[Script] Failed to load script file: ") + path, -1,
-                                 MCPLogMessageType::Info);
+        // A file that is there but could not be read says why (an exhausted process, say).
+        return logger->toolError(QStringLiteral("[Script] Failed to load script file: ") + path +
+                                     (failure.isEmpty() ? QString() : QStringLiteral(": ") + failure),
+                                 -1, MCPLogMessageType::Info);
     }
 
     // Changing the directory may fail; that is not looked at.

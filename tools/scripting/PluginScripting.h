@@ -24,7 +24,7 @@ public:
     static QString resolvedScriptPath(const QString &scriptPath);
     // The script's text, read as UTF-8 inside the security scope of its path, or nothing
     // (both logged).
-    static std::optional<QString> loadScriptText(const QString &path);
+    static std::optional<QString> loadScriptText(const QString &path, QString *failure = nullptr);
     // bootstrap.js from the resources' ToolSDK/Scripts folder, or nothing (logged).
     static std::optional<QString> loadPreprocessor();
     static QString preprocessorPath();
