@@ -32,14 +32,19 @@ QString systemDescription(int error)
 {
     // The process's own limits are named as such: the file itself is fine.
     if (error == EMFILE || error == ENFILE)
-        return QStringLiteral("the process has no open files left (%1); the file itself may be fine")
-            .arg(QString::fromLocal8Bit(std::strerror(error)));
+        return Utf8TextFile::noFilesLeftText + QStringLiteral(" (%1); the file itself may be fine")
+                                                   .arg(QString::fromLocal8Bit(std::strerror(error)));
     if (error == ENOMEM)
-        return QStringLiteral("the process is out of memory");
+        return Utf8TextFile::outOfMemoryText;
     return QString::fromLocal8Bit(std::strerror(error));
 }
 
 }  // namespace
+
+bool Utf8TextFile::describesProcessLimit(const QString &description)
+{
+    return description.contains(noFilesLeftText) || description.contains(outOfMemoryText);
+}
 
 qint64 Utf8TextFile::maxReadBytes()
 {

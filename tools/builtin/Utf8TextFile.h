@@ -15,6 +15,12 @@ public:
     static constexpr qint64 defaultMaxReadBytes = qint64(16) << 20;
     static qint64 maxReadBytes();
 
+    // How a failure caused by the process's own limits (open files, memory) is worded, and
+    // whether a description says so.
+    static inline const QString noFilesLeftText = QStringLiteral("the process has no open files left");
+    static inline const QString outOfMemoryText = QStringLiteral("the process is out of memory");
+    static bool describesProcessLimit(const QString &description);
+
     // limit: the largest file read; 0 for the configured one. bytesRead: the file's size in
     // bytes, which is the text's size in UTF-8.
     static std::optional<QString> read(const QString &path, QString *errorDescription = nullptr, qint64 limit = 0,

@@ -55,7 +55,7 @@ std::optional<QString> PluginScripting::loadScriptText(const QString &path, QStr
         }
         logger->log(QStringLiteral("[Script] Error reading file at ") + path + QStringLiteral(": ") + description, 500,
                     MCPLogMessageType::Error);
-        if (failure)
+        if (failure && Utf8TextFile::describesProcessLimit(description))
             *failure = description;
     }
     logger->log(QStringLiteral("[Script] Script file not found: ") + path, 404, MCPLogMessageType::Error);
@@ -102,7 +102,8 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     QString failure;
     const std::optional<QString> scriptText = loadScriptText(path, &failure);
     if (!scriptText) {
-        // A file that is there but could not be read says why (an exhausted process, say).
+        // A file that is there but could not be read because the process ran out of files or
+        // memory says so: "not found" would send the user looking for the wrong fault.
         return logger->toolError(QStringLiteral("[Script] Failed to load script file: ") + path +
                                      (failure.isEmpty() ? QString() : QStringLiteral(": ") + failure),
                                  -1, MCPLogMessageType::Info);
