@@ -1,8 +1,10 @@
+#include "app/InstallWizardViewModel.h"
 #include "app/MenuCommandDispatcher.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "tools/security/BookmarkController.h"
 #include "views/about/AboutView.h"
+#include "views/about/ToolSDKInstallWizard.h"
 #include "views/app/BuiltinFeatures.h"
 #include "views/app/StartupQuestions.h"
 #include "views/settings/AppSettingsWindow.h"
@@ -12,6 +14,10 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QDir>
+#include <QFileInfo>
+#include <QProgressBar>
+#include <QStackedWidget>
 #include <QLabel>
 #include <QPushButton>
 #include <QTabWidget>
@@ -133,6 +139,40 @@ TEST_F(SettingsAboutTest, AboutShowsItselfAndOffersImportOnceTheFeatureIsThere)
 
     QDialog *privacy = about.openPrivacySheet();
     EXPECT_EQ(privacy->windowTitle(), "Privacy");
+}
+
+TEST_F(SettingsAboutTest, TheToolSdkInstallerWalksItsPagesAndInstallsTheKit)
+{
+    const QString root = TestSupport::makeTempDir(QStringLiteral("sdk-wizard"));
+    QDir().mkpath(root + QStringLiteral("/ToolSDK"));  // an old kit, to be replaced
+    AboutView about;
+    about.show();
+    about.installToolSdkButton()->click();
+    auto *wizard = qobject_cast<ToolSDKInstallWizard *>(about.sheet());
+    ASSERT_NE(wizard, nullptr);
+    wizard->setFolderChooser([root] { return root; });
+
+    EXPECT_EQ(wizard->pages()->currentIndex(), 0);
+    EXPECT_FALSE(wizard->backButton()->isEnabled());
+    wizard->nextButton()->click();
+    EXPECT_EQ(wizard->pages()->currentIndex(), 1);
+    EXPECT_FALSE(wizard->nextButton()->isEnabled());  // closed until a folder is chosen
+    EXPECT_EQ(wizard->nextButton()->toolTip(), "Go to next page");
+    wizard->chooseButton()->click();
+    EXPECT_TRUE(wizard->nextButton()->isEnabled());
+    EXPECT_FALSE(wizard->existsWarning()->isHidden());
+    wizard->nextButton()->click();
+    EXPECT_EQ(wizard->pages()->currentIndex(), 2);
+    EXPECT_EQ(wizard->nextButton()->text(), "Install");
+    EXPECT_EQ(wizard->nextButton()->toolTip(), "Install SDK");
+    wizard->nextButton()->click();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return wizard->model()->installationComplete(); }, 20000));
+    EXPECT_EQ(wizard->pages()->currentIndex(), 4);
+    EXPECT_EQ(wizard->progressBar()->value(), 1000);
+    EXPECT_EQ(wizard->nextButton()->text(), "Finish");
+    EXPECT_TRUE(QFileInfo::exists(root + QStringLiteral("/ToolSDK/README-SamplePlugin.md")));
+    wizard->nextButton()->click();
+    EXPECT_FALSE(wizard->isVisible());
 }
 
 TEST_F(SettingsAboutTest, HomeFolderNoticeCopiesItsCommand)

@@ -3,6 +3,7 @@
 #include "base/AppPaths.h"
 #include "app/MenuCommandDispatcher.h"
 #include "tools/security/BookmarkSetupViewModel.h"
+#include "views/about/ToolSDKInstallWizard.h"
 #include "views/app/AppIcons.h"
 #include "views/settings/BookmarkSetupView.h"
 
@@ -52,6 +53,9 @@ AboutView::AboutView(QWidget *parent) : DestinationScreen(parent)
     m_import = new QPushButton(QStringLiteral("Import configuration"), this);
     m_import->setObjectName(QStringLiteral("importConfigurationButton"));
     m_import->setToolTip(QStringLiteral("Add the tools, resources and prompts of the configuration that comes with Kelvara"));
+    m_installSdk = new QPushButton(QStringLiteral("Install ToolSDK..."), this);
+    m_installSdk->setObjectName(QStringLiteral("installToolSdkButton"));
+    m_installSdk->setToolTip(QStringLiteral("Copy the kit for writing your own tools to a folder of your choice"));
     m_privacy = new QPushButton(QStringLiteral("Privacy"), this);
     m_privacy->setObjectName(QStringLiteral("privacyButton"));
 
@@ -60,6 +64,7 @@ AboutView::AboutView(QWidget *parent) : DestinationScreen(parent)
     buttons->addStretch();
     buttons->addWidget(m_scopes);
     buttons->addWidget(m_import);
+    buttons->addWidget(m_installSdk);
     buttons->addWidget(m_privacy);
     buttons->addStretch();
 
@@ -79,6 +84,7 @@ AboutView::AboutView(QWidget *parent) : DestinationScreen(parent)
 
     connect(m_scopes, &QPushButton::clicked, this, &AboutView::openSecurityScopesSheet);
     connect(m_privacy, &QPushButton::clicked, this, &AboutView::openPrivacySheet);
+    connect(m_installSdk, &QPushButton::clicked, this, &AboutView::openToolSdkInstaller);
     connect(m_import, &QPushButton::clicked, this, [this] {
         MenuCommandContext context;
         context.destination = MenuDestination::menuAbout;
@@ -163,4 +169,17 @@ QDialog *AboutView::openPrivacySheet()
     sheet->open();
     m_sheet = sheet;
     return sheet;
+}
+
+QDialog *AboutView::openToolSdkInstaller()
+{
+    if (m_sheet)
+        m_sheet->close();
+    auto *wizard = new ToolSDKInstallWizard(nullptr, window());
+    wizard->setObjectName(QStringLiteral("toolSdkInstaller"));
+    wizard->setAttribute(Qt::WA_DeleteOnClose);
+    wizard->setWindowModality(Qt::WindowModal);
+    wizard->open();
+    m_sheet = wizard;
+    return wizard;
 }
