@@ -49,11 +49,12 @@ struct Worker {
 
     void post(Job &&next)
     {
-        {
-            std::lock_guard lock(mutex);
-            job = std::move(next);
-            posted = true;
-        }
+        // Notified under the lock: once the worker sees the job it may run it, go idle, time
+        // out and end, destroying this mailbox, so nothing of it may be touched after the
+        // unlock.
+        std::lock_guard lock(mutex);
+        job = std::move(next);
+        posted = true;
         cv.notify_one();
     }
 
