@@ -1,5 +1,7 @@
 #include "engine/HttpRequest.h"
 
+#include "engine/AsciiText.h"
+
 #include <algorithm>
 #include <charconv>
 
@@ -51,10 +53,7 @@ void HttpRequest::parseHeaderBlock(std::string_view block)
         const size_t colon = line.find(':');
         if (colon == std::string_view::npos)
             continue;
-        std::string name(line.substr(0, colon));
-        std::transform(name.begin(), name.end(), name.begin(),
-                       [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
-        headers.insert_or_assign(std::move(name), std::string(trimBlanks(line.substr(colon + 1))));
+        headers.insert_or_assign(asciiLowered(line.substr(0, colon)), std::string(trimBlanks(line.substr(colon + 1))));
     }
 }
 

@@ -1,19 +1,13 @@
 #include "engine/MCPHttpPolicy.h"
 
+#include "engine/AsciiText.h"
+
 #include <algorithm>
 #include <sys/resource.h>
 
 namespace MCP {
 
 namespace {
-
-std::string lowered(std::string_view text)
-{
-    std::string out(text);
-    std::transform(out.begin(), out.end(), out.begin(),
-                   [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
-    return out;
-}
 
 // "host" or "host:port" with a decimal port; the host part returned, or nothing.
 bool splitHostPort(std::string_view authority, std::string_view &host)
@@ -57,7 +51,7 @@ std::string_view withoutTrailingSlash(std::string_view text)
 
 bool MCPHttpPolicy::isLoopbackOrigin(std::string_view origin)
 {
-    const std::string text = lowered(withoutTrailingSlash(origin));
+    const std::string text = asciiLowered(withoutTrailingSlash(origin));
     std::string_view rest(text);
     if (rest.starts_with("http://"))
         rest.remove_prefix(7);
@@ -71,7 +65,7 @@ bool MCPHttpPolicy::isLoopbackOrigin(std::string_view origin)
 
 bool MCPHttpPolicy::isLoopbackHost(std::string_view hostHeader)
 {
-    const std::string text = lowered(hostHeader);
+    const std::string text = asciiLowered(hostHeader);
     std::string_view host;
     return splitHostPort(text, host) && isLoopbackName(host);
 }
@@ -80,9 +74,9 @@ bool MCPHttpPolicy::originAllowed(std::string_view origin) const
 {
     if (isLoopbackOrigin(origin))
         return true;
-    const std::string wanted = lowered(withoutTrailingSlash(origin));
+    const std::string wanted = asciiLowered(withoutTrailingSlash(origin));
     return std::any_of(allowedOrigins.begin(), allowedOrigins.end(), [&](const std::string &allowed) {
-        return allowed == "*" || lowered(withoutTrailingSlash(allowed)) == wanted;
+        return allowed == "*" || asciiLowered(withoutTrailingSlash(allowed)) == wanted;
     });
 }
 
@@ -92,7 +86,7 @@ bool MCPHttpPolicy::authorizationAccepted(std::string_view authorization) const
         return true;
     // The scheme's name is case-insensitive; the token is compared in full whatever the
     // first difference, so the time taken tells nothing about it.
-    if (authorization.size() < 7 || lowered(authorization.substr(0, 7)) != "bearer ")
+    if (authorization.size() < 7 || asciiLowered(authorization.substr(0, 7)) != "bearer ")
         return false;
     std::string_view given = authorization.substr(7);
     while (!given.empty() && given.front() == ' ')

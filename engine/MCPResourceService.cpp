@@ -1,27 +1,17 @@
 #include "engine/MCPResourceService.h"
 
+#include "engine/AsciiText.h"
+
 #include <algorithm>
 
 namespace MCP {
-
-namespace {
-
-std::string lowered(std::string_view text)
-{
-    std::string out(text);
-    std::transform(out.begin(), out.end(), out.begin(),
-                   [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
-    return out;
-}
-
-}  // namespace
 
 std::string IMCPResourceService::normalisedUri(std::string_view uri)
 {
     const size_t colon = uri.find(':');
     if (colon == std::string_view::npos || colon == 0)
         return std::string(uri);
-    const std::string scheme = lowered(uri.substr(0, colon));
+    const std::string scheme = asciiLowered(uri.substr(0, colon));
     if (!std::all_of(scheme.begin(), scheme.end(), [](char c) {
             return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.';
         }))
@@ -40,7 +30,7 @@ std::string IMCPResourceService::normalisedUri(std::string_view uri)
         userInfo = std::string(authority.substr(0, at + 1));
         authority.remove_prefix(at + 1);
     }
-    std::string host = lowered(authority);
+    std::string host = asciiLowered(authority);
     static const std::pair<const char *, const char *> defaultPorts[] = {
         {"http", ":80"}, {"https", ":443"}, {"ws", ":80"}, {"wss", ":443"}, {"ftp", ":21"}};
     for (const auto &[name, port] : defaultPorts)
