@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QFile>
 #include <QJsonDocument>
+#include <QProcess>
 #include <QJsonObject>
 
 #include <thread>
@@ -252,4 +254,44 @@ TEST(CustomToolHandler, TellsTheFormByTheEndingAndANullDescriptorGivesAnEmptyRec
     for (const auto &[path, type] : endings)
         EXPECT_EQ(CustomToolHandler::pluginTypeForPath(QString::fromLatin1(path)), type) << path;
     EXPECT_EQ(ToolDescriptor::toolDescriptorWithCDescriptor(nullptr, 1, u"/x.so"_s), ToolDescriptor());
+}
+
+// A plug-in whose library needs another that is gone, or a symbol nothing provides: the
+// message names what is missing, not the plug-in's own file. Built here with the system's
+// compiler, since the build's own fixtures always find their libraries.
+TEST(CustomToolHandler, AMissingDependencyOrSymbolIsNamed)
+{
+    const QString dir = TestSupport::makeTempDir(QStringLiteral("deps"));
+    const QString sdk = QStringLiteral(KELVARA_SOURCE_RESOURCES "/ToolSDK/include");
+    auto compile = [&](const QStringList &arguments) {
+        QProcess cc;
+        cc.setWorkingDirectory(dir);
+        cc.start(QStringLiteral("cc"), arguments);
+        return cc.waitForFinished(60000) && cc.exitCode() == 0;
+    };
+    QFile source(dir + QStringLiteral("/plug.c"));
+    ASSERT_TRUE(source.open(QIODevice::WriteOnly));
+    source.write("#include \"KelvaraToolSDK.h\"\n"
+                 "int gone(void);\n"
+                 "static KelvaraToolDescriptor d = {KELVARA_TOOL_ABI_VERSION, 1, \"plug\", \"1\", \"a\", \"d\", \"e\", \"i\", \"{}\"};\n"
+                 "__attribute__((visibility(\"default\"))) const KelvaraToolDescriptor *toolDescribe(void) { return &d; }\n"
+                 "__attribute__((visibility(\"default\"))) int e(void) { return gone(); }\n");
+    source.close();
+    QFile dependency(dir + QStringLiteral("/gone.c"));
+    ASSERT_TRUE(dependency.open(QIODevice::WriteOnly));
+    dependency.write("int gone(void) { return 1; }\n");
+    dependency.close();
+    ASSERT_TRUE(compile({"-shared", "-fPIC", "-o", "libgone.so", "gone.c"}));
+    ASSERT_TRUE(compile({"-shared", "-fPIC", "-fvisibility=hidden", "-I" + sdk, "-o", "needs.so", "plug.c", "-L.", "-lgone"}));
+    ASSERT_TRUE(compile({"-shared", "-fPIC", "-fvisibility=hidden", "-I" + sdk, "-o", "lacks.so", "plug.c", "-Wl,-z,now"}));
+    QFile::remove(dir + QStringLiteral("/libgone.so"));
+
+    CustomToolHandler needs;
+    AppError error;
+    EXPECT_FALSE(needs.loadToolAtPath(dir + QStringLiteral("/needs.so"), CustomToolHandler::DynamicLibrary, &error));
+    EXPECT_EQ(error.description, "needs.so needs the library libgone.so, which cannot be loaded: No such file or directory");
+    CustomToolHandler lacks;
+    EXPECT_FALSE(lacks.loadToolAtPath(dir + QStringLiteral("/lacks.so"), CustomToolHandler::DynamicLibrary, &error));
+    EXPECT_TRUE(error.description.startsWith("lacks.so needs the symbol gone, which none of the libraries it loads provides"))
+        << error.description.toStdString();
 }

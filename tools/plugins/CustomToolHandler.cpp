@@ -40,6 +40,26 @@ QString lastDlError(const QString &fallback)
     return text ? QString::fromLocal8Bit(text) : fallback;
 }
 
+// The loader's words put so that a missing dependency or symbol is not read as the plug-in's
+// own file being missing: "libdep.so: cannot open shared object file: No such file or
+// directory" names the library the plug-in needs, not the plug-in.
+QString explainedLoadError(const QString &file, const QString &loaderText)
+{
+    static const QString cannotOpen = QStringLiteral(": cannot open shared object file: ");
+    const qsizetype at = loaderText.indexOf(cannotOpen);
+    if (at > 0) {
+        const QString needed = loaderText.left(at);
+        if (QFileInfo(needed).fileName() != QFileInfo(file).fileName() && QFileInfo::exists(file))
+            return QStringLiteral("%1 needs the library %2, which cannot be loaded: %3")
+                .arg(QFileInfo(file).fileName(), needed, loaderText.mid(at + cannotOpen.size()));
+    }
+    static const QString undefined = QStringLiteral("undefined symbol: ");
+    if (const qsizetype symbol = loaderText.indexOf(undefined); symbol >= 0)
+        return QStringLiteral("%1 needs the symbol %2, which none of the libraries it loads provides (%3)")
+            .arg(QFileInfo(file).fileName(), loaderText.mid(symbol + undefined.size()), loaderText);
+    return loaderText;
+}
+
 QString canonicalPath(const char *path)
 {
     if (!path || !*path)
@@ -138,7 +158,7 @@ bool CustomToolHandler::loadLibrary(const QString &path, AppError *error)
     dlerror();
     void *handle = dlopen(QFile::encodeName(file).constData(), RTLD_NOW | RTLD_LOCAL);
     if (!handle)
-        return fail("loadDynamicLibrary", error, 1, lastDlError(QStringLiteral("dlopen failed")),
+        return fail("loadDynamicLibrary", error, 1, explainedLoadError(file, lastDlError(QStringLiteral("dlopen failed"))),
                     QStringLiteral("Handle NULL pointer."));
     m_pluginHandle = handle;
     m_imageFile = file;
