@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
+#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -177,34 +179,24 @@ TEST_F(AccessTest, ASlowClientGets408AndConnectionsOverTheCapGet503)
 
 // Under the open-file limit of a desktop session, hundreds of connections that never finish
 // their request neither stop the server nor make it spin; once the receive limit has passed,
-// a client is served again. The server runs in a child process with its own limit.
+// a client is served again. The server is a process of its own with its own limit.
 TEST(MCPHttpAccessLimits, HalfOpenConnectionsUnderALowOpenFileLimit)
 {
-    int ready[2];
-    ASSERT_EQ(::pipe(ready), 0);
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        ::close(ready[0]);
-        const rlimit low{256, 256};
-        ::setrlimit(RLIMIT_NOFILE, &low);
-        MCPHttpTransport server;
-        server.setLogCallback([](LogMessageType, int32_t, const std::string &) {});
-        MCPHttpPolicy policy;
-        policy.receiveTimeout = std::chrono::seconds(1);
-        server.setPolicy(policy);
-        server.setMessageHandler([&server](const std::string &id, std::shared_ptr<MCPMessage> message) {
-            server.sendResponse(id, MCPServerMessage::createResponse(*message, JSONValue(JSONValue::ObjectType{})));
-        });
-        const int port = server.start(0, false) ? server.port() : 0;
-        [[maybe_unused]] const ssize_t n = ::write(ready[1], &port, sizeof port);
-        ::pause();
-        ::_exit(0);
-    }
-    ::close(ready[1]);
-    int port = 0;
-    ASSERT_EQ(::read(ready[0], &port, sizeof port), static_cast<ssize_t>(sizeof port));
-    ::close(ready[0]);
+    int output[2];
+    ASSERT_EQ(::pipe(output), 0);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addclose(&actions, output[0]);
+    char *const argv[] = {const_cast<char *>(KELVARA_LOW_FILE_LIMIT_SERVER), nullptr};
+    pid_t child = -1;
+    ASSERT_EQ(::posix_spawn(&child, KELVARA_LOW_FILE_LIMIT_SERVER, &actions, nullptr, argv, environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(output[1]);
+    char line[32] = {};
+    const ssize_t got = ::read(output[0], line, sizeof line - 1);
+    ::close(output[0]);
+    const int port = got > 0 ? std::atoi(line) : 0;
     ASSERT_GT(port, 0);
 
     rlimit mine{};
