@@ -34,6 +34,18 @@ int main(int argc, char **argv)
 
     ::testing::InitGoogleTest(&argc, argv);
 #ifdef KELVARA_TEST_GUI
+    // The window's guided tour is done for the tests, as for a returning user; the tour's own
+    // tests undo it.
+    {
+        QFile settings(root + QStringLiteral("/config/Kelvara/Kelvara.conf"));
+        QDir().mkpath(root + QStringLiteral("/config/Kelvara"));
+        if (settings.open(QIODevice::WriteOnly)) {
+            settings.write("[General]\n");
+            for (const char *item : {"menuServerConfig", "menuPromptConfig", "menuResourceConfig", "menuToolConfig",
+                                     "menuScriptEditor", "menuPluginManager", "menuAIChat", "menuAbout"})
+                settings.write(QByteArray("ob.completed.") + item + "=true\n");
+        }
+    }
     QApplication app(argc, argv);
 #else
     QCoreApplication app(argc, argv);

@@ -1,5 +1,6 @@
 #include "app/AppLaunchState.h"
 #include "app/MenuVisibility.h"
+#include "app/OnBoardingCompletion.h"
 #include "base/UserDefaults.h"
 #include "base/AbstractController.h"
 #include "tests/support/TestSupport.h"
@@ -12,16 +13,19 @@
 #include "views/app/DestinationScreenRegistry.h"
 #include "views/app/EmptyStateScreen.h"
 #include "views/app/NewAppWindow.h"
+#include "views/app/OnBoardingBubble.h"
 #include "views/app/SplashScreenView.h"
 
 #include <gtest/gtest.h>
 
 #include <QAction>
 #include <QDesktopServices>
+#include <QLabel>
 #include <QListWidget>
 #include <QMenu>
 #include <QScreen>
 #include <QTest>
+#include <QToolButton>
 
 using namespace ViewsTestSupport;
 
@@ -203,8 +207,56 @@ TEST_F(MainWindowTest, HelpPagesOpenInTheBrowser)
     EXPECT_TRUE(browser.urls.at(0).toLocalFile().endsWith(QStringLiteral("/help/index.html")));
     EXPECT_TRUE(browser.urls.at(1).toLocalFile().endsWith(QStringLiteral("/help/getstarted.html")));
     EXPECT_FALSE(BuiltinFeatures::openHelpPage(QStringLiteral("missing.html")));
-    // Onboarding is not part of this build, so its item is not offered.
-    EXPECT_FALSE(menus->action(MenuCommand::ShowOnboarding)->isVisible());
+}
+
+TEST_F(MainWindowTest, TheTourPointsAtEachControlAndHelpReplaysIt)
+{
+    OnBoardingCompletion *done = OnBoardingCompletion::shared();
+    done->resetAll();
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = launchedWindow(MenuDestination::menuAbout);
+    window->resize(1100, 760);
+    OnBoardingBubble *bubble = window->onboardingBubble();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return bubble->isVisible(); }));
+    EXPECT_EQ(bubble->textLabel()->text(), "This is the server section. Configure host, port, and runtime behavior here.");
+    EXPECT_TRUE(bubble->backButton()->isHidden());
+    EXPECT_EQ(bubble->closeButton()->toolTip(), "Skip onboarding");
+    // Beside the server's sidebar entry.
+    const QRect server = *window->onboardingAnchor(10);
+    EXPECT_GE(bubble->geometry().left(), server.right());
+
+    QTest::keyClick(bubble, Qt::Key_Return);
+    EXPECT_EQ(bubble->textLabel()->text(), "Use prompts to create reusable prompt templates with optional arguments.");
+    while (bubble->controller()->currentStep()->index < 91)
+        bubble->forwardButton()->click();
+    // Above the About panel's first button.
+    const QRect scopes = *window->onboardingAnchor(91);
+    EXPECT_LE(bubble->geometry().bottom(), scopes.top());
+    EXPECT_EQ(bubble->textLabel()->text(), "First, grant access to your work/personal folders.");
+    bubble->forwardButton()->click();
+    bubble->forwardButton()->click();
+    EXPECT_TRUE(bubble->forwardButton()->isHidden());  // the last step
+
+    QTest::keyClick(bubble, Qt::Key_Escape);
+    EXPECT_FALSE(bubble->isVisible());
+    EXPECT_TRUE(done->isCompleted(MenuDestination::menuAbout));
+    EXPECT_FALSE(done->isCompleted(MenuDestination::menuServerConfig));
+
+    // Another screen's tour starts the first time it opens; Help ▸ Show onboarding replays it.
+    window->navigate(MenuDestination::menuServerConfig);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return bubble->isVisible(); }));
+    bubble->closeButton()->click();
+    EXPECT_TRUE(done->isCompleted(MenuDestination::menuServerConfig));
+    AppMenuBar *menus = window->appMenuBar();
+    ASSERT_TRUE(menus->action(MenuCommand::ShowOnboarding)->isVisible());
+    menus->action(MenuCommand::ShowOnboarding)->trigger();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return bubble->isVisible(); }));
+    EXPECT_EQ(bubble->controller()->currentIndex(), 0);
+    EXPECT_FALSE(done->isCompleted(MenuDestination::menuAbout));  // every mark undone
+    EXPECT_FALSE(MenuVisibility::shared()->startOnboarding());  // the request fell back
+    bubble->closeButton()->click();
+    for (int d = 0; d < 8; ++d)
+        done->setCompleted(MenuDestination(d), true);  // the other tests' returning user again
 }
 
 }  // namespace

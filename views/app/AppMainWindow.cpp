@@ -2,19 +2,22 @@
 
 #include "app/AppLaunchState.h"
 #include "app/AppLaunchViewModel.h"
-#include "base/AppPaths.h"
 #include "app/MenuVisibility.h"
+#include "app/OnBoardingController.h"
 #include "app/SettingsManager.h"
+#include "base/AppPaths.h"
 #include "base/AbstractController.h"
 #include "views/about/AboutView.h"
 #include "views/app/AppIcons.h"
 #include "views/app/AppMenuBar.h"
 #include "views/app/DestinationScreenRegistry.h"
 #include "views/app/EmptyStateScreen.h"
+#include "views/app/OnBoardingBubble.h"
 #include "views/app/SplashScreenView.h"
 
 #include <QEvent>
 #include <QListWidget>
+#include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
 
@@ -112,7 +115,51 @@ AppMainWindow::AppMainWindow(std::optional<MenuDestination> destination, QWidget
             &AppMainWindow::takeRequestedDestination);
     connect(AppLaunchState::shared(), &AppLaunchState::launchFinishedChanged, this, &AppMainWindow::launchDidFinish);
 
+    m_bubble = new OnBoardingBubble(this, [this](int index) { return onboardingAnchor(index); });
+    connect(MenuVisibility::shared(), &MenuVisibility::startOnboardingChanged, this, &AppMainWindow::takeOnboardingRequest);
+
     openWindows().prepend(this);
+}
+
+OnBoardingController *AppMainWindow::currentTour() const
+{
+    return m_destination ? m_tours.value(*m_destination) : nullptr;
+}
+
+std::optional<QRect> AppMainWindow::onboardingAnchor(int index) const
+{
+    auto inWindow = [this](const QWidget *widget, const QRect &rect) -> std::optional<QRect> {
+        if (!widget || !widget->isVisible())
+            return std::nullopt;
+        return QRect(widget->mapTo(this, rect.topLeft()), rect.size());
+    };
+    // 10 to 80: the sidebar entries, in their order.
+    if (index >= 10 && index <= 80 && index % 10 == 0) {
+        QListWidgetItem *item = m_sidebar->item(index / 10 - 1);
+        return item ? inWindow(m_sidebar->viewport(), m_sidebar->visualItemRect(item)) : std::nullopt;
+    }
+    auto *about = qobject_cast<AboutView *>(currentScreen());
+    if (!about)
+        return std::nullopt;
+    switch (index) {
+    case 90: return inWindow(about, about->rect());
+    case 91: return inWindow(about->securityScopesButton(), about->securityScopesButton()->rect());
+    case 92: return inWindow(about->importButton(), about->importButton()->rect());
+    case 93: return inWindow(about->installToolSdkButton(), about->installToolSdkButton()->rect());
+    default: return std::nullopt;
+    }
+}
+
+void AppMainWindow::takeOnboardingRequest()
+{
+    // Help ▸ Show onboarding: the front window replays the tour of its screen, and the
+    // request falls back so that the next one is seen.
+    MenuVisibility *menus = MenuVisibility::shared();
+    if (!menus->startOnboarding() || frontWindow() != this)
+        return;
+    menus->setStartOnboarding(false);
+    if (OnBoardingController *tour = currentTour())
+        tour->replay();
 }
 
 AppMainWindow::~AppMainWindow()
@@ -195,6 +242,10 @@ void AppMainWindow::navigate(MenuDestination destination, bool store)
     if (frontWindow() == this)
         MenuVisibility::shared()->setActiveDestination(destination);
     shown->screenDidAppear();
+    // A screen's tour is made with it, and starts by itself unless it is done.
+    if (!m_tours.contains(destination))
+        m_tours.insert(destination, new OnBoardingController(OnBoardingStep::applicationSteps(), destination, nullptr, this));
+    m_bubble->setController(m_tours.value(destination));
     m_menuBar->refresh();
     if (changed)
         emit destinationChanged();

@@ -11,6 +11,8 @@
 
 class AppLaunchViewModel;
 class AppMenuBar;
+class OnBoardingBubble;
+class OnBoardingController;
 class DestinationScreen;
 class QListWidget;
 class QStackedWidget;
@@ -57,6 +59,12 @@ public:
     // Shows the destination; store writes it under "menuSelection" as the user's choice.
     void navigate(MenuDestination destination, bool store = false);
 
+    // The guided tour: its bubble, the tour of the screen in front, and the rectangle (in
+    // the window's coordinates) of the control a step index names, if it is on screen.
+    OnBoardingBubble *onboardingBubble() const { return m_bubble; }
+    OnBoardingController *currentTour() const;
+    std::optional<QRect> onboardingAnchor(int index) const;
+
 signals:
     void destinationChanged();
 
@@ -69,6 +77,7 @@ private:
     void takeRequestedDestination();
     void becameFront();
     void watchActiveController();
+    void takeOnboardingRequest();
 
     int m_windowNumber;
     std::optional<MenuDestination> m_initialDestination;
@@ -84,4 +93,6 @@ private:
     AppLaunchViewModel *m_launch;
     SettingsManager *m_menuSelection;
     QMetaObject::Connection m_controllerConnection;
+    OnBoardingBubble *m_bubble;
+    QHash<MenuDestination, OnBoardingController *> m_tours;
 };

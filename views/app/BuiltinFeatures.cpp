@@ -2,6 +2,7 @@
 
 #include "base/AppPaths.h"
 #include "app/MenuCommandDispatcher.h"
+#include "app/MenuVisibility.h"
 #include "app/MenuCommandTarget.h"
 #include "tools/security/BookmarkSetupViewModel.h"
 #include "views/app/AppMainWindow.h"
@@ -53,6 +54,9 @@ void registerAll()
     menus->registerHandler(MenuCommand::HelpGetStarted, [](const MenuCommandContext &) {
         openHelpPage(QStringLiteral("getstarted.html"));
     });
+    // The front window replays the tour of its screen (see AppMainWindow).
+    menus->registerHandler(MenuCommand::ShowOnboarding,
+                           [](const MenuCommandContext &) { MenuVisibility::shared()->setStartOnboarding(true); });
 
     ConfigurationCommands::registerCommands();
 

@@ -1,0 +1,67 @@
+#include "app/OnBoardingController.h"
+
+#include "app/OnBoardingCompletion.h"
+
+#include <QMetaObject>
+#include <algorithm>
+
+OnBoardingController::OnBoardingController(QList<OnBoardingStep> steps, MenuDestination scope,
+                                           OnBoardingCompletion *completion, QObject *parent)
+    : QObject(parent), m_steps(std::move(steps)), m_scope(scope),
+      m_completion(completion ? completion : OnBoardingCompletion::shared())
+{
+    std::stable_sort(m_steps.begin(), m_steps.end(),
+                     [](const OnBoardingStep &a, const OnBoardingStep &b) { return a.index < b.index; });
+    for (const OnBoardingStep &step : m_steps)
+        m_itemsId += step.index;
+    if (!m_isActive && !m_completion->isCompleted(m_scope))
+        QMetaObject::invokeMethod(this, &OnBoardingController::start, Qt::QueuedConnection);
+}
+
+void OnBoardingController::start()
+{
+    if (m_steps.isEmpty())
+        return;
+    m_currentIndex = 0;
+    m_isActive = true;
+    emit changed();
+}
+
+std::optional<OnBoardingStep> OnBoardingController::currentStep() const
+{
+    if (m_currentIndex < 0 || m_currentIndex >= m_steps.size())
+        return std::nullopt;
+    return m_steps.at(m_currentIndex);
+}
+
+void OnBoardingController::back()
+{
+    if (m_currentIndex > 0) {
+        --m_currentIndex;
+        emit changed();
+    }
+}
+
+void OnBoardingController::forward()
+{
+    if (m_currentIndex < m_steps.size() - 1) {
+        ++m_currentIndex;
+        emit changed();
+    }
+}
+
+void OnBoardingController::finish()
+{
+    m_isActive = false;
+    m_completion->setCompleted(m_scope, true);
+    m_completion->storeAll();
+    emit changed();
+}
+
+void OnBoardingController::replay()
+{
+    if (m_isActive)
+        return;
+    m_completion->resetAll();
+    start();
+}
