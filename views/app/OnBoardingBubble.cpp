@@ -14,9 +14,10 @@ OnBoardingBubble::OnBoardingBubble(QWidget *window, AnchorResolver resolver)
     setFrameShape(QFrame::StyledPanel);
     setAutoFillBackground(true);
     setFocusPolicy(Qt::StrongFocus);
-    setStyleSheet(QStringLiteral("#onboardingBubble { border: 1px solid palette(highlight); border-radius: 8px; }"));
+    setStyleSheet(QStringLiteral(
+        "#onboardingBubble { background: palette(window); border: 1px solid palette(highlight); border-radius: 8px; }"));
 
-    auto *header = new QLabel(QStringLiteral("✨ Preview"), this);
+    auto *header = new QLabel(QStringLiteral("Preview"), this);
     QFont bold = header->font();
     bold.setBold(true);
     header->setFont(bold);

@@ -2,15 +2,20 @@
 
 #include "app/AppLaunchState.h"
 #include "app/MenuDestination.h"
+#include "app/OnBoardingCompletion.h"
 #include "views/about/AboutView.h"
+#include "views/about/ToolSDKInstallWizard.h"
 #include "views/app/AppMainWindow.h"
+#include "views/app/OnBoardingBubble.h"
 #include "views/settings/AppSettingsWindow.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QPixmap>
 #include <QPointer>
+#include <QPushButton>
 #include <QTimer>
+#include <QToolButton>
 #include <cstdio>
 
 namespace {
@@ -59,6 +64,12 @@ ScreenshotTour::ScreenshotTour(const QString &directory, AppMainWindow *window, 
             tour->after(300, [tour, w, destination, done] {
                 tour->grab(w, QStringLiteral("%1-%2").arg(int(destination) + 1, 2, 10, QLatin1Char('0'))
                                   .arg(MenuDestinations::rawValue(destination)));
+                // The first screen shows the tour's first bubble of a fresh start; the others are
+                // shown as a returning user sees them.
+                if (OnBoardingBubble *bubble = w->onboardingBubble(); bubble && bubble->isVisible())
+                    bubble->closeButton()->click();
+                for (MenuDestination other : MenuDestinations::all())
+                    OnBoardingCompletion::shared()->setCompleted(other, true);
                 done();
             });
         });
@@ -91,6 +102,40 @@ ScreenshotTour::ScreenshotTour(const QString &directory, AppMainWindow *window, 
             }
             done();
         });
+    });
+    // The ToolSDK installer's pages, installing into a folder of the sandbox.
+    m_steps.append([](ScreenshotTour *tour, AppMainWindow *w, std::function<void()> done) {
+        w->navigate(MenuDestination::menuAbout);
+        auto *about = qobject_cast<AboutView *>(w->currentScreen());
+        auto *wizard = about ? qobject_cast<ToolSDKInstallWizard *>(about->openToolSdkInstaller()) : nullptr;
+        if (!wizard) {
+            done();
+            return;
+        }
+        const QString folder = QDir::tempPath() + QStringLiteral("/kelvara-screenshot-sdk");
+        QDir(folder).removeRecursively();
+        QDir().mkpath(folder);
+        wizard->setFolderChooser([folder] { return folder; });
+        QPointer<ToolSDKInstallWizard> weak(wizard);
+        auto shoot = std::make_shared<std::function<void(int)>>();
+        *shoot = [tour, weak, done, shoot, folder](int page) {
+            if (!weak) {
+                done();
+                return;
+            }
+            tour->grab(weak, QStringLiteral("22-toolsdk-installer-%1").arg(page));
+            if (page == 1)
+                weak->chooseButton()->click();
+            if (page == 3) {
+                weak->close();
+                QDir(folder).removeRecursively();
+                done();
+                return;
+            }
+            weak->nextButton()->click();  // page 2's "Install" starts the copy
+            tour->after(page == 2 ? 2000 : 300, [shoot, page] { (*shoot)(page + 1); });
+        };
+        tour->after(300, [shoot] { (*shoot)(0); });
     });
     m_steps.append(extraSteps());
 }
