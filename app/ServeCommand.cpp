@@ -387,5 +387,12 @@ int ServeCommand::main(int argc, char **argv)
     const int code = app.exec();
     ::signal(SIGINT, SIG_DFL);
     ::signal(SIGTERM, SIG_DFL);
+    // Before Qt's own teardown: no request reaches the engine any more, running scripts end,
+    // and a line a late worker still logs goes nowhere instead of to objects of a main loop
+    // that is gone.
+    ScriptWatchdog::terminateAll();
+    MCPServerBridge::sharedInstance().stop();
+    MCPServerBridge::sharedInstance().setLogHandler(nullptr);
+    logger->setLogHandler(nullptr);
     return code;
 }
