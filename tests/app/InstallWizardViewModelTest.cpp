@@ -125,13 +125,24 @@ TEST(InstallWizardViewModelTest, TheInstalledKitBuildsTheSamplePluginThatKelvara
     ASSERT_TRUE(install(model));
     const QString sample = root + QStringLiteral("/ToolSDK/SamplePlugin");
 
-    QProcess make;
-    make.setWorkingDirectory(sample);
-    make.start(QStringLiteral("make"), {});
-    ASSERT_TRUE(make.waitForFinished(120000));
-    ASSERT_EQ(make.exitCode(), 0) << make.readAllStandardError().toStdString();
+    // Each of the kit's three ways: make, CMake on its own, and the one cc line of its README.
+    auto build = [&](const QString &program, const QStringList &arguments) {
+        QProcess step;
+        step.setWorkingDirectory(sample);
+        step.start(program, arguments);
+        EXPECT_TRUE(step.waitForFinished(180000));
+        EXPECT_EQ(step.exitCode(), 0) << program.toStdString() << ": " << step.readAllStandardError().toStdString();
+    };
+    build(QStringLiteral("make"), {});
     EXPECT_TRUE(QFileInfo::exists(sample + "/TextStats.so"));
     EXPECT_TRUE(QFileInfo::exists(sample + "/TextStats.bundle/Contents/Linux/TextStats.so"));
+    build(QStringLiteral("cmake"), {QStringLiteral("-S"), QStringLiteral("."), QStringLiteral("-B"), QStringLiteral("cmake-build")});
+    build(QStringLiteral("cmake"), {QStringLiteral("--build"), QStringLiteral("cmake-build")});
+    EXPECT_TRUE(QFileInfo::exists(sample + "/cmake-build/lib/TextStats.so"));
+    build(QStringLiteral("cc"), {QStringLiteral("-shared"), QStringLiteral("-fPIC"), QStringLiteral("-fvisibility=hidden"),
+                                 QStringLiteral("-I"), QStringLiteral("../include"), QStringLiteral("-o"),
+                                 QStringLiteral("ByHand.so"), QStringLiteral("TextStats.c")});
+    EXPECT_TRUE(QFileInfo::exists(sample + "/ByHand.so"));
 
     QProcess add;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
