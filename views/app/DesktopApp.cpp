@@ -4,7 +4,10 @@
 #include "app/AuthorizedNotifier.h"
 #include "app/DesktopInstance.h"
 #include "app/MenuVisibility.h"
+#include "diagnostics/LogController.h"
+#include "engine/bridge/MCPServerBridge.h"
 #include "store/PersistenceController.h"
+#include "tools/scripting/ScriptWatchdog.h"
 #include "tools/security/BookmarkController.h"
 #include "views/app/AppDelegate.h"
 #include "views/app/AppIcons.h"
@@ -135,6 +138,13 @@ int runDesktop(int argc, char **argv)
         tour->start();
     }
     const int code = app.exec();
+    // Before Qt's own teardown: no request reaches the engine any more, running scripts end,
+    // and a line a late worker still logs goes nowhere instead of to objects of a main loop
+    // that is gone.
+    ScriptWatchdog::terminateAll();
+    MCPServerBridge::sharedInstance().stop();
+    MCPServerBridge::sharedInstance().setLogHandler(nullptr);
+    LogController::shared()->setLogHandler(nullptr);
     if (tour && tour->failures() > 0)
         return 1;
     return code;
