@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+#include <optional>
+
+// LM Studio's answer to a load: the new instance and how long it took.
+struct LMSLoadResponse {
+    QString type;
+    QString instanceId;
+    double loadTimeSeconds = 0;
+    QString status;
+    std::optional<qint64> contextLength; // from "load_config" when the server echoes it
+
+    static std::optional<LMSLoadResponse> fromJson(const QJsonObject &object);
+    bool operator==(const LMSLoadResponse &) const = default;
+};
