@@ -1,8 +1,11 @@
 #include "chat/clients/ChatClientError.h"
+#include "chat/clients/LMSChatStream.h"
+#include "chat/clients/LMSStreamParser.h"
 #include "chat/clients/LMStudioClient.h"
 #include "chat/service/LLMChatMapping.h"
 #include "chat/service/LLMChatService.h"
 #include "tests/chatclients/peer/ProviderPeer.h"
+#include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -249,4 +252,60 @@ TEST(LLMChatServiceTest, ChatFailuresPassThrough)
     peer.setFailure(ProviderPeer::Failure::slow);
     EXPECT_EQ(LLMChatService::chat(AIProviderID::openAI, peer.baseURL(), "k", {"Hi", "m"}).messageText,
               "Hi from OpenAI");
+}
+
+namespace {
+
+struct StreamOutcome {
+    QList<LMSStreamEvent> events;
+    std::optional<QString> error;
+    bool finished = false;
+};
+
+StreamOutcome streamFrom(const ProviderPeer &peer)
+{
+    StreamOutcome outcome;
+    LMSChatStream stream(peer.baseURL(), QString());
+    QObject::connect(&stream, &LMSChatStream::event, [&](const LMSStreamEvent &event) { outcome.events << event; });
+    QObject::connect(&stream, &LMSChatStream::finished, [&](const std::optional<QString> &error) {
+        outcome.error = error;
+        outcome.finished = true;
+    });
+    LMSChatRequest request;
+    request.model = QStringLiteral("qwen-7b");
+    request.input = QStringLiteral("Read /tmp/a");
+    stream.start(request);
+    TestSupport::waitUntil([&] { return outcome.finished; }, 20000);
+    return outcome;
+}
+
+} // namespace
+
+TEST(LMStudioStreamPeerTest, ByteByByteDeliveryMatchesTheWholeReplyAndACutFrameIsDropped)
+{
+    ProviderPeer peer;
+    LMSStreamParser whole;
+    const QList<LMSStreamEvent> expected = whole.feed(ProviderPeer::chatStream());
+    ASSERT_TRUE(whole.finished());
+
+    const StreamOutcome streamed = streamFrom(peer);
+    ASSERT_TRUE(streamed.finished);
+    EXPECT_EQ(streamed.error, std::nullopt);
+    EXPECT_EQ(streamed.events, expected);
+    ASSERT_FALSE(streamed.events.isEmpty());
+    EXPECT_EQ(streamed.events.last().kind, LMSStreamEvent::Kind::chatEnd);
+    QString text;
+    for (const LMSStreamEvent &event : streamed.events)
+        if (event.kind == LMSStreamEvent::Kind::messageDelta)
+            text += event.content;
+    EXPECT_EQ(text, "Hello, world.");
+
+    // Cut inside the message.end frame: everything before it arrives, then the stream just ends.
+    peer.setFailure(ProviderPeer::Failure::cutStream);
+    const StreamOutcome cut = streamFrom(peer);
+    ASSERT_TRUE(cut.finished);
+    EXPECT_EQ(cut.error, std::nullopt);
+    ASSERT_FALSE(cut.events.isEmpty());
+    EXPECT_EQ(cut.events.last().kind, LMSStreamEvent::Kind::messageDelta);
+    EXPECT_EQ(cut.events.size(), expected.size() - 2);
 }
