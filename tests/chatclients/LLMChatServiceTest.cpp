@@ -3,6 +3,7 @@
 #include "chat/clients/LMSStreamParser.h"
 #include "chat/clients/LMStudioClient.h"
 #include "chat/service/LLMChatMapping.h"
+#include "chat/service/LLMBackgroundCall.h"
 #include "chat/service/LLMChatService.h"
 #include "tests/chatclients/peer/ProviderPeer.h"
 #include "tests/support/TestSupport.h"
@@ -11,6 +12,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QThread>
 #include <QUrl>
 
 namespace {
@@ -308,4 +310,59 @@ TEST(LMStudioStreamPeerTest, ByteByByteDeliveryMatchesTheWholeReplyAndACutFrameI
     ASSERT_FALSE(cut.events.isEmpty());
     EXPECT_EQ(cut.events.last().kind, LMSStreamEvent::Kind::messageDelta);
     EXPECT_EQ(cut.events.size(), expected.size() - 2);
+}
+
+TEST(LLMBackgroundCallTest, TheOutcomeArrivesOnTheOwnersThreadAndCancelStopsIt)
+{
+    ProviderPeer peer;
+    QObject owner;
+    std::optional<AIChatResponse> reply;
+    std::optional<ChatClientError> failure;
+    bool onOwnersThread = false;
+    int deliveries = 0;
+    auto ask = [&](AIProviderID provider) {
+        return [provider, base = peer.baseURL()] {
+            return LLMChatService::chat(provider, base, "k", {"Hi", "m"});
+        };
+    };
+    auto collect = [&](std::optional<AIChatResponse> value, std::optional<ChatClientError> error) {
+        ++deliveries;
+        onOwnersThread = QThread::currentThread() == owner.thread();
+        reply = value;
+        failure = error;
+    };
+
+    LLMBackgroundCall<AIChatResponse> ok(&owner, ask(AIProviderID::openAI), collect);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return deliveries == 1; }, 20000));
+    EXPECT_TRUE(onOwnersThread);
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->messageText, "Hi from OpenAI");
+    EXPECT_FALSE(failure);
+
+    peer.setFailure(ProviderPeer::Failure::serverError);
+    LLMBackgroundCall<AIChatResponse> failing(&owner, ask(AIProviderID::anthropic), collect);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return deliveries == 2; }, 20000));
+    EXPECT_FALSE(reply);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->description(), ProviderPeer::serverErrorBody());
+
+    // Cancelled at once: the call still reaches the peer, but nothing is delivered. A later call
+    // on the same owner is delivered, and queued deliveries come in order, so by the time it
+    // arrives the cancelled one would have too.
+    peer.setFailure(ProviderPeer::Failure::none);
+    std::atomic<bool> cancelledDone{false};
+    LLMBackgroundCall<AIChatResponse> cancelled(
+        &owner,
+        [&, work = ask(AIProviderID::anthropic)] {
+            auto result = work();
+            cancelledDone = true;
+            return result;
+        },
+        collect);
+    cancelled.cancel();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return cancelledDone.load(); }, 20000));
+    LLMBackgroundCall<AIChatResponse> after(&owner, ask(AIProviderID::openAI), collect);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return deliveries >= 3; }, 20000));
+    EXPECT_EQ(deliveries, 3);
+    EXPECT_EQ(reply->messageText, "Hi from OpenAI");
 }
