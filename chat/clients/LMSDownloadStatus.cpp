@@ -1,37 +1,51 @@
 #include "chat/clients/LMSDownloadStatus.h"
 
-std::optional<LMSDownloadStatus::State> LMSDownloadStatus::stateFromText(const QString &text)
+#include <QJsonValue>
+
+std::optional<LMSDownloadStatus::State> LMSDownloadStatus::stateFromRaw(const QString &raw)
 {
-    if (text == QLatin1String("downloading")) return State::downloading;
-    if (text == QLatin1String("paused")) return State::paused;
-    if (text == QLatin1String("completed")) return State::completed;
-    if (text == QLatin1String("failed")) return State::failed;
-    if (text == QLatin1String("already_downloaded")) return State::alreadyDownloaded;
+    if (raw == QLatin1String("downloading")) return State::downloading;
+    if (raw == QLatin1String("paused")) return State::paused;
+    if (raw == QLatin1String("completed")) return State::completed;
+    if (raw == QLatin1String("failed")) return State::failed;
+    if (raw == QLatin1String("already_downloaded")) return State::alreadyDownloaded;
     return std::nullopt;
 }
 
 std::optional<LMSDownloadStatus> LMSDownloadStatus::fromJson(const QJsonObject &object)
 {
-    const std::optional<State> state = stateFromText(object.value(QStringLiteral("status")).toString());
-    if (!object.value(QStringLiteral("status")).isString() || !state)
+    const auto state = stateFromRaw(object.value("status").toString());
+    if (!object.value("status").isString() || !state)
         return std::nullopt;
     LMSDownloadStatus status;
     status.status = *state;
-    auto text = [&](const char *key, std::optional<QString> &into) {
-        if (object.value(QLatin1String(key)).isString())
-            into = object.value(QLatin1String(key)).toString();
+    bool ok = true;
+    auto text = [&](const char *key) -> std::optional<QString> {
+        const QJsonValue value = object.value(QLatin1String(key));
+        if (value.isString())
+            return value.toString();
+        if (!value.isUndefined() && !value.isNull())
+            ok = false;
+        return std::nullopt;
     };
-    auto integer = [&](const char *key, std::optional<qint64> &into) {
-        if (object.value(QLatin1String(key)).isDouble())
-            into = object.value(QLatin1String(key)).toInteger();
+    auto number = [&](const char *key) -> std::optional<double> {
+        const QJsonValue value = object.value(QLatin1String(key));
+        if (value.isDouble())
+            return value.toDouble();
+        if (!value.isUndefined() && !value.isNull())
+            ok = false;
+        return std::nullopt;
     };
-    text("job_id", status.jobId);
-    integer("total_size_bytes", status.totalSizeBytes);
-    integer("downloaded_bytes", status.downloadedBytes);
-    if (object.value(QStringLiteral("bytes_per_second")).isDouble())
-        status.bytesPerSecond = object.value(QStringLiteral("bytes_per_second")).toDouble();
-    text("started_at", status.startedAt);
-    text("completed_at", status.completedAt);
-    text("estimated_completion", status.estimatedCompletion);
+    status.jobId = text("job_id");
+    if (const auto total = number("total_size_bytes"))
+        status.totalSizeBytes = qint64(*total);
+    if (const auto done = number("downloaded_bytes"))
+        status.downloadedBytes = qint64(*done);
+    status.bytesPerSecond = number("bytes_per_second");
+    status.startedAt = text("started_at");
+    status.completedAt = text("completed_at");
+    status.estimatedCompletion = text("estimated_completion");
+    if (!ok)
+        return std::nullopt;
     return status;
 }

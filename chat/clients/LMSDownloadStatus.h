@@ -4,7 +4,7 @@
 #include <QString>
 #include <optional>
 
-// Where a model download stands. An unknown state fails the reading.
+// Where a model download stands. An unknown state fails the decoding.
 struct LMSDownloadStatus {
     enum class State { downloading, paused, completed, failed, alreadyDownloaded };
 
@@ -17,6 +17,7 @@ struct LMSDownloadStatus {
     std::optional<QString> completedAt;
     std::optional<QString> estimatedCompletion;
 
-    static std::optional<State> stateFromText(const QString &text);
+    static std::optional<State> stateFromRaw(const QString &raw);
     static std::optional<LMSDownloadStatus> fromJson(const QJsonObject &object);
+    bool operator==(const LMSDownloadStatus &) const = default;
 };

@@ -1,19 +1,22 @@
 #include "chat/clients/LMSLoadResponse.h"
 
+#include <QJsonValue>
+
 std::optional<LMSLoadResponse> LMSLoadResponse::fromJson(const QJsonObject &object)
 {
-    const QJsonValue type = object.value(QStringLiteral("type"));
-    const QJsonValue id = object.value(QStringLiteral("instance_id"));
-    const QJsonValue time = object.value(QStringLiteral("load_time_seconds"));
-    const QJsonValue status = object.value(QStringLiteral("status"));
-    if (!type.isString() || (type.toString() != QLatin1String("llm") && type.toString() != QLatin1String("embedding")) ||
-        !id.isString() || !time.isDouble() || !status.isString())
+    const QString type = object.value("type").toString();
+    if ((type != QLatin1String("llm") && type != QLatin1String("embedding")) || !object.value("instance_id").isString()
+        || !object.value("load_time_seconds").isDouble() || !object.value("status").isString())
         return std::nullopt;
-    LMSLoadResponse response{type.toString(), id.toString(), time.toDouble(), status.toString(), std::nullopt};
-    if (const QJsonValue config = object.value(QStringLiteral("load_config")); config.isObject()) {
-        response.loadConfig = LMSInstanceConfig::fromJson(config.toObject());
-        if (!response.loadConfig)
+    LMSLoadResponse response{type, object.value("instance_id").toString(), object.value("load_time_seconds").toDouble(),
+                             object.value("status").toString(), std::nullopt};
+    const QJsonValue config = object.value("load_config");
+    if (config.isObject()) {
+        if (!config.toObject().value("context_length").isDouble())
             return std::nullopt;
+        response.contextLength = config.toObject().value("context_length").toInteger();
+    } else if (!config.isUndefined() && !config.isNull()) {
+        return std::nullopt;
     }
     return response;
 }

@@ -1,18 +1,17 @@
 #pragma once
 
-#include "chat/clients/LMSInstanceConfig.h"
-
 #include <QJsonObject>
 #include <QString>
 #include <optional>
 
-// What LM Studio says after loading a model.
+// LM Studio's answer to a load: the new instance and how long it took.
 struct LMSLoadResponse {
     QString type;
     QString instanceId;
     double loadTimeSeconds = 0;
     QString status;
-    std::optional<LMSInstanceConfig> loadConfig;
+    std::optional<qint64> contextLength; // from "load_config" when the server echoes it
 
     static std::optional<LMSLoadResponse> fromJson(const QJsonObject &object);
+    bool operator==(const LMSLoadResponse &) const = default;
 };

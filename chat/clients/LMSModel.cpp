@@ -1,52 +1,76 @@
 #include "chat/clients/LMSModel.h"
 
 #include <QJsonArray>
+#include <QJsonValue>
+
+namespace {
+
+std::optional<QString> optionalString(const QJsonObject &object, const char *key, bool *ok)
+{
+    const QJsonValue value = object.value(QLatin1String(key));
+    if (value.isString())
+        return value.toString();
+    if (!value.isUndefined() && !value.isNull())
+        *ok = false;
+    return std::nullopt;
+}
+
+} // namespace
 
 std::optional<LMSModel> LMSModel::fromJson(const QJsonObject &object)
 {
-    auto requiredText = [&](const char *key, QString &into) {
-        const QJsonValue value = object.value(QLatin1String(key));
-        into = value.toString();
-        return value.isString();
-    };
-    auto optionalText = [&](const char *key, std::optional<QString> &into) {
-        const QJsonValue value = object.value(QLatin1String(key));
-        if (value.isString())
-            into = value.toString();
-        return value.isUndefined() || value.isNull() || value.isString();
-    };
+    for (const char *key : {"type", "publisher", "key", "display_name"})
+        if (!object.value(QLatin1String(key)).isString())
+            return std::nullopt;
+    for (const char *key : {"size_bytes", "max_context_length"})
+        if (!object.value(QLatin1String(key)).isDouble())
+            return std::nullopt;
+    if (!object.value("loaded_instances").isArray())
+        return std::nullopt;
     LMSModel model;
-    if (!requiredText("type", model.type) || (model.type != QLatin1String("llm") && model.type != QLatin1String("embedding")) ||
-        !requiredText("publisher", model.publisher) || !requiredText("key", model.key) ||
-        !requiredText("display_name", model.displayName) || !object.value(QStringLiteral("size_bytes")).isDouble() ||
-        !object.value(QStringLiteral("max_context_length")).isDouble() ||
-        !object.value(QStringLiteral("loaded_instances")).isArray())
+    model.type = object.value("type").toString();
+    if (model.type != QLatin1String("llm") && model.type != QLatin1String("embedding"))
         return std::nullopt;
-    if (!optionalText("architecture", model.architecture) || !optionalText("params_string", model.paramsString) ||
-        !optionalText("format", model.format) || !optionalText("description", model.description))
-        return std::nullopt;
-    model.sizeBytes = object.value(QStringLiteral("size_bytes")).toInteger();
-    model.maxContextLength = object.value(QStringLiteral("max_context_length")).toInteger();
-    for (const QJsonValue &value : object.value(QStringLiteral("loaded_instances")).toArray()) {
+    model.publisher = object.value("publisher").toString();
+    model.key = object.value("key").toString();
+    model.displayName = object.value("display_name").toString();
+    model.sizeBytes = object.value("size_bytes").toInteger();
+    model.maxContextLength = object.value("max_context_length").toInteger();
+    bool ok = true;
+    model.architecture = optionalString(object, "architecture", &ok);
+    model.paramsString = optionalString(object, "params_string", &ok);
+    model.format = optionalString(object, "format", &ok);
+    model.description = optionalString(object, "description", &ok);
+    const QJsonValue quantization = object.value("quantization");
+    if (quantization.isObject()) {
+        model.quantizationName = optionalString(quantization.toObject(), "name", &ok);
+        const QJsonValue bits = quantization.toObject().value("bits_per_weight");
+        if (bits.isDouble())
+            model.bitsPerWeight = bits.toDouble();
+        else if (!bits.isUndefined() && !bits.isNull())
+            ok = false;
+    } else if (!quantization.isUndefined() && !quantization.isNull()) {
+        ok = false;
+    }
+    const QJsonValue capabilities = object.value("capabilities");
+    if (capabilities.isObject()) {
+        const QJsonObject caps = capabilities.toObject();
+        if (!caps.value("vision").isBool() || !caps.value("trained_for_tool_use").isBool())
+            return std::nullopt;
+        model.vision = caps.value("vision").toBool();
+        model.trainedForToolUse = caps.value("trained_for_tool_use").toBool();
+    } else if (!capabilities.isUndefined() && !capabilities.isNull()) {
+        ok = false;
+    }
+    for (const QJsonValue &value : object.value("loaded_instances").toArray()) {
         const QJsonObject instance = value.toObject();
-        const std::optional<LMSInstanceConfig> config = LMSInstanceConfig::fromJson(instance.value(QStringLiteral("config")).toObject());
-        if (!instance.value(QStringLiteral("id")).isString() || !config)
+        const QJsonObject config = instance.value("config").toObject();
+        if (!instance.value("id").isString() || !instance.value("config").isObject()
+            || !config.value("context_length").isDouble())
             return std::nullopt;
-        model.loadedInstances.append({instance.value(QStringLiteral("id")).toString(), *config});
+        model.loadedInstances.append({instance.value("id").toString(), config.value("context_length").toInteger()});
     }
-    if (const QJsonValue quantization = object.value(QStringLiteral("quantization")); quantization.isObject()) {
-        const QJsonObject q = quantization.toObject();
-        if (q.value(QStringLiteral("name")).isString())
-            model.quantizationName = q.value(QStringLiteral("name")).toString();
-        if (q.value(QStringLiteral("bits_per_weight")).isDouble())
-            model.quantizationBitsPerWeight = q.value(QStringLiteral("bits_per_weight")).toDouble();
-    }
-    if (const QJsonValue capabilities = object.value(QStringLiteral("capabilities")); capabilities.isObject()) {
-        const QJsonObject c = capabilities.toObject();
-        if (!c.value(QStringLiteral("vision")).isBool() || !c.value(QStringLiteral("trained_for_tool_use")).isBool())
-            return std::nullopt;
-        model.vision = c.value(QStringLiteral("vision")).toBool();
-        model.trainedForToolUse = c.value(QStringLiteral("trained_for_tool_use")).toBool();
-    }
+    if (!ok)
+        return std::nullopt;
     return model;
 }

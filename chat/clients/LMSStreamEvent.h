@@ -36,4 +36,5 @@ struct LMSStreamEvent {
     // The event of a frame's data text; nothing when it is not a JSON object with a string
     // "type". A chat.end whose result does not decode is unknown("chat.end").
     static std::optional<LMSStreamEvent> fromFrame(const QString &data);
+    bool operator==(const LMSStreamEvent &) const = default;
 };

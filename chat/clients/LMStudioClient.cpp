@@ -1,129 +1,129 @@
 #include "chat/clients/LMStudioClient.h"
 
+#include "chat/clients/ChatClientError.h"
 #include "chat/clients/LMSChatStream.h"
-#include "tools/http/HttpClient.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 
 namespace {
 
-void setError(QString *error, const QString &text)
+QJsonObject decodeObject(const QByteArray &body)
 {
-    if (error)
-        *error = text;
-}
-
-}  // namespace
-
-LMStudioClient::LMStudioClient(QString baseURL, QString token) : m_baseURL(std::move(baseURL)), m_token(std::move(token)) {}
-
-std::optional<QJsonObject> LMStudioClient::call(const QString &method, const QString &path, const QJsonObject *body,
-                                                QString *error) const
-{
-    QJsonObject headers{{"Accept", "application/json"}};
-    if (body)
-        headers.insert(QStringLiteral("Content-Type"), QStringLiteral("application/json"));
-    if (!m_token.isEmpty())
-        headers.insert(QStringLiteral("Authorization"), QStringLiteral("Bearer ") + m_token);
-    // A local model may take minutes to load.
-    HttpClient http(666.0);
-    AppError transferError;
-    const HttpClientResult result =
-        http.request(method, LMSChatStream::routeUrl(m_baseURL, path),
-                     body ? QString::fromUtf8(QJsonDocument(*body).toJson(QJsonDocument::Compact)) : QString(), QString(),
-                     QString::fromUtf8(QJsonDocument(headers).toJson(QJsonDocument::Compact)), &transferError);
-    if (result.statusCode == 0) {
-        setError(error, result.error ? result.error->description : transferError.description);
-        return std::nullopt;
-    }
-    if (result.statusCode < 200 || result.statusCode > 299) {
-        setError(error, LMSChatStream::httpErrorText(result.statusCode, result.body));
-        return std::nullopt;
-    }
-    QJsonParseError parse;
-    const QJsonDocument document = QJsonDocument::fromJson(result.body.toUtf8(), &parse);
-    if (!document.isObject()) {
-        // unload does not read its reply; the others need an object.
-        if (method == QLatin1String("POST") && path.endsWith(QLatin1String("/unload")))
-            return QJsonObject();
-        setError(error, parse.error != QJsonParseError::NoError ? parse.errorString()
-                                                                : QStringLiteral("The reply is not a JSON object."));
-        return std::nullopt;
-    }
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    if (error.error != QJsonParseError::NoError)
+        throw ChatClientError(ChatClientError::Kind::decode,
+                              QStringLiteral("The server's reply isn't valid JSON: ") + error.errorString());
+    if (!document.isObject())
+        throw ChatClientError(ChatClientError::Kind::decode, QStringLiteral("The server's reply isn't a JSON object."));
     return document.object();
 }
 
-std::optional<QList<LMSModel>> LMStudioClient::listModels(QString *error) const
+template<typename T>
+T decoded(const std::optional<T> &value, const char *record)
 {
-    const std::optional<QJsonObject> reply = call(QStringLiteral("GET"), QStringLiteral("/api/v1/models"), nullptr, error);
-    if (!reply)
-        return std::nullopt;
-    if (!reply->value(QStringLiteral("models")).isArray()) {
-        setError(error, QStringLiteral("The reply has no list of models."));
-        return std::nullopt;
+    if (!value)
+        throw ChatClientError(ChatClientError::Kind::decode,
+                              QStringLiteral("The server's reply couldn't be read as %1.").arg(QLatin1String(record)));
+    return *value;
+}
+
+} // namespace
+
+LMStudioClient::LMStudioClient(QString baseURL, QString token) : m_baseURL(std::move(baseURL)), m_token(std::move(token))
+{
+}
+
+ChatHttpSession::Request LMStudioClient::makeRequest(const QString &path, const QByteArray &method) const
+{
+    ChatHttpSession::Request request;
+    request.url = ChatHttpSession::routeUrl(m_baseURL, path);
+    request.method = method;
+    request.headers.append(qMakePair(QByteArray("Accept"), QByteArray("application/json")));
+    if (!m_token.isEmpty())
+        request.headers.append(qMakePair(QByteArray("Authorization"), QByteArray("Bearer " + m_token.toUtf8())));
+    // A local model may take minutes to load: the limits are far above the cloud clients'.
+    request.connectTimeoutSeconds = 60;
+    request.totalTimeoutSeconds = 2666;
+    return request;
+}
+
+QByteArray LMStudioClient::perform(const ChatHttpSession::Request &request) const
+{
+    const ChatHttpSession::Reply reply = ChatHttpSession::perform(request);
+    if (!reply.transportError.isEmpty())
+        throw ChatClientError(ChatClientError::Kind::transport, reply.transportError, reply.status);
+    if (reply.status < 200 || reply.status > 299) {
+        const auto body = ChatHttpSession::utf8(reply.body);
+        throw ChatClientError(ChatClientError::Kind::http,
+                              body ? LMSChatStream::httpErrorText(reply.status, *body)
+                                   : QStringLiteral("HTTP %1").arg(reply.status),
+                              reply.status);
     }
+    return reply.body;
+}
+
+QByteArray LMStudioClient::post(const QString &path, const QJsonObject &body) const
+{
+    ChatHttpSession::Request request = makeRequest(path, "POST");
+    request.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray("application/json")));
+    request.body = QJsonDocument(body).toJson(QJsonDocument::Compact); // keys come out sorted
+    return perform(request);
+}
+
+QList<LMSModel> LMStudioClient::listModels() const
+{
+    const QJsonObject reply = decodeObject(perform(makeRequest(QStringLiteral("/api/v1/models"), "GET")));
+    if (!reply.value("models").isArray())
+        throw ChatClientError(ChatClientError::Kind::decode, QStringLiteral("The server's reply has no model list."));
     QList<LMSModel> models;
-    for (const QJsonValue &value : reply->value(QStringLiteral("models")).toArray()) {
-        const std::optional<LMSModel> model = LMSModel::fromJson(value.toObject());
-        if (!model) {
-            setError(error, QStringLiteral("A model of the list could not be read: ") +
-                                QString::fromUtf8(QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact)));
-            return std::nullopt;
-        }
-        models.append(*model);
-    }
+    for (const QJsonValue &value : reply.value("models").toArray())
+        models.append(decoded(LMSModel::fromJson(value.toObject()), "a model"));
     return models;
 }
 
-std::optional<LMSLoadResponse> LMStudioClient::load(const QString &model, const std::optional<LMSInstanceConfig> &config,
-                                                    bool echoLoadConfig, QString *error) const
+LMSLoadResponse LMStudioClient::load(const QString &model, const std::optional<LoadConfig> &config) const
 {
     QJsonObject body{{"model", model}};
     if (config) {
-        config->writeTo(body);
-        if (echoLoadConfig)
-            body.insert(QStringLiteral("echo_load_config"), true);
+        if (config->contextLength)
+            body.insert("context_length", *config->contextLength);
+        if (config->flashAttention)
+            body.insert("flash_attention", *config->flashAttention);
+        if (config->echoLoadConfig)
+            body.insert("echo_load_config", *config->echoLoadConfig);
     }
-    const std::optional<QJsonObject> reply = call(QStringLiteral("POST"), QStringLiteral("/api/v1/models/load"), &body, error);
-    if (!reply)
-        return std::nullopt;
-    std::optional<LMSLoadResponse> response = LMSLoadResponse::fromJson(*reply);
-    if (!response)
-        setError(error, QStringLiteral("The load reply could not be read."));
-    return response;
+    return decoded(LMSLoadResponse::fromJson(decodeObject(post(QStringLiteral("/api/v1/models/load"), body))),
+                   "a load response");
 }
 
-bool LMStudioClient::unload(const QString &instanceId, QString *error) const
+void LMStudioClient::unload(const QString &instanceId) const
 {
-    const QJsonObject body{{"instance_id", instanceId}};
-    return call(QStringLiteral("POST"), QStringLiteral("/api/v1/models/unload"), &body, error).has_value();
+    post(QStringLiteral("/api/v1/models/unload"), QJsonObject{{"instance_id", instanceId}});
 }
 
-std::optional<LMSDownloadStatus> LMStudioClient::download(const QString &model, const std::optional<QString> &quantization,
-                                                          QString *error) const
+LMSDownloadStatus LMStudioClient::download(const QString &model, const std::optional<QString> &quantization) const
 {
     QJsonObject body{{"model", model}};
     if (quantization)
-        body.insert(QStringLiteral("quantization"), *quantization);
-    const std::optional<QJsonObject> reply = call(QStringLiteral("POST"), QStringLiteral("/api/v1/models/download"), &body, error);
-    if (!reply)
-        return std::nullopt;
-    std::optional<LMSDownloadStatus> status = LMSDownloadStatus::fromJson(*reply);
-    if (!status)
-        setError(error, QStringLiteral("The download status could not be read."));
-    return status;
+        body.insert("quantization", *quantization);
+    return decoded(LMSDownloadStatus::fromJson(decodeObject(post(QStringLiteral("/api/v1/models/download"), body))),
+                   "a download status");
 }
 
-std::optional<LMSDownloadStatus> LMStudioClient::downloadStatus(const QString &jobId, QString *error) const
+LMSDownloadStatus LMStudioClient::downloadStatus(const QString &jobId) const
 {
     // The job id goes into the path as it stands.
-    const std::optional<QJsonObject> reply =
-        call(QStringLiteral("GET"), QStringLiteral("/api/v1/models/download/status/") + jobId, nullptr, error);
-    if (!reply)
-        return std::nullopt;
-    std::optional<LMSDownloadStatus> status = LMSDownloadStatus::fromJson(*reply);
-    if (!status)
-        setError(error, QStringLiteral("The download status could not be read."));
-    return status;
+    const QJsonObject reply =
+        decodeObject(perform(makeRequest(QStringLiteral("/api/v1/models/download/status/") + jobId, "GET")));
+    return decoded(LMSDownloadStatus::fromJson(reply), "a download status");
+}
+
+LMSChatResponse LMStudioClient::chat(const LMSChatRequest &request) const
+{
+    LMSChatRequest blocking = request;
+    blocking.stream = false;
+    return decoded(LMSChatResponse::fromJson(decodeObject(post(QStringLiteral("/api/v1/chat"), blocking.toJson()))),
+                   "a chat response");
 }

@@ -1,38 +1,42 @@
 #pragma once
 
+#include "chat/clients/ChatHttpSession.h"
+#include "chat/clients/LMSChatRequest.h"
+#include "chat/clients/LMSChatResponse.h"
 #include "chat/clients/LMSDownloadStatus.h"
-#include "chat/clients/LMSInstanceConfig.h"
 #include "chat/clients/LMSLoadResponse.h"
 #include "chat/clients/LMSModel.h"
 
-#include <QByteArray>
-#include <QJsonObject>
 #include <QList>
 #include <QString>
-#include <optional>
 
-// LM Studio's native REST routes besides the chat stream (LMSChatStream): the model list,
-// load, unload, download and its status. Each call blocks until the reply is read, so callers
-// run it on a worker thread; any thread. A failure fills error with "HTTP <status>: Request
-// failed." and the body, the transfer's reason, or the decoder's complaint.
+// The blocking routes of LM Studio's native REST API: models, load, unload, download and its
+// status, and a chat without streaming (LMSChatStream streams). A value; every call blocks, so
+// callers run it off the main thread. Throws ChatClientError: an HTTP error reads
+// "HTTP 500: Request failed." and, on the next line, the body.
 class LMStudioClient {
 public:
     LMStudioClient(QString baseURL, QString token);
 
-    std::optional<QList<LMSModel>> listModels(QString *error = nullptr) const;
-    // echoLoadConfig asks the server to say how it loaded the model.
-    std::optional<LMSLoadResponse> load(const QString &model, const std::optional<LMSInstanceConfig> &config = std::nullopt,
-                                        bool echoLoadConfig = false, QString *error = nullptr) const;
-    // The reply is not read.
-    bool unload(const QString &instanceId, QString *error = nullptr) const;
-    std::optional<LMSDownloadStatus> download(const QString &model, const std::optional<QString> &quantization = std::nullopt,
-                                              QString *error = nullptr) const;
-    std::optional<LMSDownloadStatus> downloadStatus(const QString &jobId, QString *error = nullptr) const;
+    // Load options; only what is set goes out.
+    struct LoadConfig {
+        std::optional<qint64> contextLength;
+        std::optional<bool> flashAttention;
+        std::optional<bool> echoLoadConfig;
+    };
+
+    QList<LMSModel> listModels() const;
+    LMSLoadResponse load(const QString &model, const std::optional<LoadConfig> &config = std::nullopt) const;
+    void unload(const QString &instanceId) const;
+    LMSDownloadStatus download(const QString &model, const std::optional<QString> &quantization = std::nullopt) const;
+    LMSDownloadStatus downloadStatus(const QString &jobId) const;
+    LMSChatResponse chat(const LMSChatRequest &request) const;
+
+    ChatHttpSession::Request makeRequest(const QString &path, const QByteArray &method) const;
+    QByteArray perform(const ChatHttpSession::Request &request) const;
+    QByteArray post(const QString &path, const QJsonObject &body) const;
 
 private:
-    // The reply's JSON object, or nothing with error filled in.
-    std::optional<QJsonObject> call(const QString &method, const QString &path, const QJsonObject *body, QString *error) const;
-
     QString m_baseURL;
     QString m_token;
 };

@@ -1,0 +1,80 @@
+#include "chat/integrations/StoreIntegrationHost.h"
+
+#include "engine/bridge/MCPServerBridge.h"
+#include "store/ConfigurationController.h"
+#include "store/ServerConfig.h"
+#include "store/ServerQueryService.h"
+#include "store/ToolsConfig.h"
+#include "store/ToolsQueryService.h"
+#include "tools/router/MCPServer.h"
+
+#include <QCoreApplication>
+#include <QtDebug>
+
+StoreIntegrationHost::StoreIntegrationHost(StoreContext *context, MCPServer *router)
+    : m_context(context), m_router(router)
+{
+}
+
+std::optional<QList<QJsonObject>> StoreIntegrationHost::toolConfigs()
+{
+    AppError error;
+    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(m_context, &error);
+    if (!error.description.isEmpty()) {
+        qWarning().noquote() << QStringLiteral("[MCP-IM] Failed to fetch ToolsConfig: %1").arg(error.toString());
+        return std::nullopt;
+    }
+    QList<QJsonObject> configs;
+    for (const ToolsConfig *tool : tools) {
+        if (tool->name().value_or(QString()).trimmed().isEmpty())
+            continue;
+        ExportError buildError;
+        const std::optional<JSONToolConfig> config = ConfigurationController::toolConfig(tool, &buildError);
+        if (!config) {
+            qWarning().noquote() << QStringLiteral("[MCP-IM] Failed to build config for '%1': %2")
+                                        .arg(tool->name().value_or(QString()), buildError.text);
+            continue;
+        }
+        configs.append(config->toJson());
+    }
+    return configs;
+}
+
+QString StoreIntegrationHost::serverLabel()
+{
+    const ServerConfig *server = ServerQueryService::fetchServerConfig(m_context);
+    if (server) {
+        if (server->serverTitle() && !server->serverTitle()->trimmed().isEmpty())
+            return *server->serverTitle();
+        if (server->serverName() && !server->serverName()->trimmed().isEmpty())
+            return *server->serverName();
+    }
+    return QCoreApplication::applicationName();
+}
+
+int StoreIntegrationHost::serverPort()
+{
+    const ServerConfig *server = ServerQueryService::fetchServerConfig(m_context);
+    return server ? server->port() : 0;
+}
+
+void StoreIntegrationHost::resetToolRegistry()
+{
+    m_router->bridge()->resetToolRegistry();
+}
+
+void StoreIntegrationHost::registerTool(const QJsonObject &object)
+{
+    QString error;
+    const std::optional<JSONToolConfig> config = JSONToolConfig::fromJson(object, &error);
+    if (!config) {
+        qWarning().noquote() << QStringLiteral("[MCP-IM] Failed to build config for '%1': %2")
+                                    .arg(object.value("name").toString(), error);
+        return;
+    }
+    MCPServer *router = m_router;
+    // The handler keeps its own copy of the config for as long as the tool is registered.
+    m_router->bridge()->registerTool(config->toVariant(), [router, config = *config](const QVariantMap &arguments) {
+        return std::optional<QString>(router->handleToolCall(arguments, config).json());
+    });
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "chat/clients/ChatClientError.h"
+
+#include <QMetaObject>
+#include <QObject>
+#include <QPointer>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
+
+// Runs one blocking provider call (LLMChatService, LMStudioClient) on a worker thread of its own
+// and hands the outcome to the thread of `context` (the main thread). Start it from that thread.
+// cancel(), or the destruction of `context`, stops the delivery; the transfer itself runs to its
+// end or its time-out on the worker, which keeps what it needs alive.
+template<typename T>
+class LLMBackgroundCall {
+public:
+    // Exactly one of value and error is set.
+    using Done = std::function<void(std::optional<T> value, std::optional<ChatClientError> error)>;
+
+    LLMBackgroundCall(QObject *context, std::function<T()> work, Done done)
+    {
+        QPointer<QObject> owner(context);
+        auto cancelled = m_cancelled;
+        std::thread([owner, cancelled, work = std::move(work), done = std::move(done)]() mutable {
+            std::optional<T> value;
+            std::optional<ChatClientError> error;
+            try {
+                value = work();
+            } catch (const ChatClientError &thrown) {
+                error = thrown;
+            } catch (const std::exception &thrown) {
+                error = ChatClientError(ChatClientError::Kind::transport, QString::fromUtf8(thrown.what()));
+            }
+            if (cancelled->load() || !owner)
+                return;
+            QMetaObject::invokeMethod(
+                owner.data(),
+                [cancelled, done = std::move(done), value = std::move(value), error = std::move(error)] {
+                    if (!cancelled->load())
+                        done(value, error);
+                },
+                Qt::QueuedConnection);
+        }).detach();
+    }
+
+    void cancel() { m_cancelled->store(true); }
+
+private:
+    std::shared_ptr<std::atomic<bool>> m_cancelled = std::make_shared<std::atomic<bool>>(false);
+};

@@ -1,0 +1,368 @@
+#include "chat/clients/ChatClientError.h"
+#include "chat/clients/LMSChatStream.h"
+#include "chat/clients/LMSStreamParser.h"
+#include "chat/clients/LMStudioClient.h"
+#include "chat/service/LLMChatMapping.h"
+#include "chat/service/LLMBackgroundCall.h"
+#include "chat/service/LLMChatService.h"
+#include "tests/chatclients/peer/ProviderPeer.h"
+#include "tests/support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QThread>
+#include <QUrl>
+
+namespace {
+
+QJsonObject sentJson(const TestHttpServer::Request &request)
+{
+    return QJsonDocument::fromJson(request.body).object();
+}
+
+// The error a call throws; fails the test when it returns.
+template<typename Call>
+ChatClientError thrownBy(Call call)
+{
+    try {
+        call();
+    } catch (const ChatClientError &error) {
+        return error;
+    }
+    ADD_FAILURE() << "no error thrown";
+    return ChatClientError(ChatClientError::Kind::transport, {});
+}
+
+} // namespace
+
+TEST(LMStudioClientTest, ModelRoutesSendWhatTheServerReadsAndDecodeTheReplies)
+{
+    ProviderPeer peer;
+    const LMStudioClient anonymous(peer.baseURL() + "/", "");
+    const QList<LMSModel> models = anonymous.listModels();
+    ASSERT_EQ(models.size(), 2);
+    EXPECT_EQ(models[0].key, "qwen-7b");
+    EXPECT_EQ(models[0].loadedInstances.size(), 1);
+    EXPECT_EQ(models[0].bitsPerWeight, 4.5);
+    EXPECT_EQ(models[0].trainedForToolUse, true);
+    EXPECT_EQ(models[1].type, "embedding");
+    EXPECT_FALSE(models[1].vision.has_value());
+    TestHttpServer::Request sent = peer.lastRequest();
+    EXPECT_EQ(sent.method, "GET");
+    EXPECT_EQ(sent.target, "/api/v1/models");  // one "/" between base and path
+    EXPECT_EQ(sent.header("Accept"), "application/json");
+    EXPECT_TRUE(sent.header("Authorization").isNull());
+
+    const LMStudioClient client(peer.baseURL(), "lm-token");
+    const LMSLoadResponse loaded = client.load("qwen-7b", LMStudioClient::LoadConfig{{}, {}, true});
+    sent = peer.lastRequest();
+    EXPECT_EQ(sent.header("Authorization"), "Bearer lm-token");
+    EXPECT_EQ(sent.header("Content-Type"), "application/json");
+    EXPECT_EQ(sentJson(sent), QJsonObject({{"model", "qwen-7b"}, {"echo_load_config", true}}));
+    EXPECT_EQ(loaded.instanceId, "qwen-7b");
+    EXPECT_EQ(loaded.loadTimeSeconds, 2.5);
+    EXPECT_EQ(loaded.contextLength, 4096);
+    client.load("qwen-7b");
+    EXPECT_EQ(sentJson(peer.lastRequest()), QJsonObject({{"model", "qwen-7b"}}));
+
+    client.unload("qwen-7b:2");
+    EXPECT_EQ(peer.lastRequest().target, "/api/v1/models/unload");
+    EXPECT_EQ(sentJson(peer.lastRequest()), QJsonObject({{"instance_id", "qwen-7b:2"}}));
+}
+
+TEST(LMStudioClientTest, DownloadJobMovesThroughItsStates)
+{
+    ProviderPeer peer;
+    const LMStudioClient client(peer.baseURL(), "");
+    const LMSDownloadStatus started = client.download("qwen-7b", QString("Q4_K_M"));
+    EXPECT_EQ(sentJson(peer.lastRequest()), QJsonObject({{"model", "qwen-7b"}, {"quantization", "Q4_K_M"}}));
+    EXPECT_EQ(started.status, LMSDownloadStatus::State::downloading);
+    ASSERT_EQ(started.jobId, "job-1");
+
+    QList<LMSDownloadStatus::State> states;
+    QList<qint64> bytes;
+    for (int poll = 0; poll < 3; ++poll) {
+        const LMSDownloadStatus status = client.downloadStatus(*started.jobId);
+        states << status.status;
+        bytes << status.downloadedBytes.value_or(-1);
+    }
+    EXPECT_EQ(peer.lastRequest().target, "/api/v1/models/download/status/job-1");
+    EXPECT_EQ(states, (QList<LMSDownloadStatus::State>{LMSDownloadStatus::State::downloading,
+                                                       LMSDownloadStatus::State::downloading,
+                                                       LMSDownloadStatus::State::completed}));
+    EXPECT_EQ(bytes, (QList<qint64>{400, 800, 1000}));
+
+    // A state the client doesn't know fails the decoding instead of guessing.
+    EXPECT_FALSE(LMSDownloadStatus::fromJson(QJsonObject{{"status", "queued"}}).has_value());
+    EXPECT_EQ(LMSDownloadStatus::fromJson(QJsonObject{{"status", "already_downloaded"}})->status,
+              LMSDownloadStatus::State::alreadyDownloaded);
+}
+
+TEST(LMStudioClientTest, FailuresCarryTheServersWords)
+{
+    ProviderPeer peer;
+    const LMStudioClient client(peer.baseURL(), "");
+    peer.setFailure(ProviderPeer::Failure::serverError);
+    ChatClientError error = thrownBy([&] { client.listModels(); });
+    EXPECT_EQ(error.kind(), ChatClientError::Kind::http);
+    EXPECT_EQ(error.status(), 500);
+    EXPECT_EQ(error.description(), QString("HTTP 500: Request failed.\n") + ProviderPeer::serverErrorBody());
+
+    peer.setFailure(ProviderPeer::Failure::undecodable);
+    EXPECT_EQ(thrownBy([&] { client.downloadStatus("job-1"); }).kind(), ChatClientError::Kind::decode);
+    EXPECT_EQ(thrownBy([&] { client.load("x"); }).kind(), ChatClientError::Kind::decode);
+
+    // Nobody listening: the transport's reason.
+    int port = 0;
+    {
+        ProviderPeer gone;
+        port = QUrl(gone.baseURL()).port();
+    }
+    error = thrownBy([&] { LMStudioClient(QString("http://127.0.0.1:%1").arg(port), "").listModels(); });
+    EXPECT_EQ(error.kind(), ChatClientError::Kind::transport);
+    EXPECT_FALSE(error.description().isEmpty());
+}
+
+TEST(LLMChatServiceTest, ModelListsOfEveryProvider)
+{
+    ProviderPeer peer;
+    QList<AIModel> models = LLMChatService::listModels(AIProviderID::lmStudio, peer.baseURL(), "");
+    ASSERT_EQ(models.size(), 2);
+    EXPECT_EQ(models[0], (AIModel{"qwen-7b", "Qwen 7B", AIProviderID::lmStudio, true, {}, {}}));
+    EXPECT_FALSE(models[1].isLoaded);
+
+    models = LLMChatService::listModels(AIProviderID::openAI, peer.baseURL(), "");
+    ASSERT_EQ(models.size(), 2);
+    EXPECT_EQ(models[0].id, "gpt-b");  // the reply's order
+    // Sent even without a key (the blank after "Bearer" isn't part of a field's value on the wire).
+    EXPECT_EQ(peer.lastRequest().header("Authorization"), "Bearer");
+
+    models = LLMChatService::listModels(AIProviderID::anthropic, peer.baseURL(), "sk-ant");
+    ASSERT_EQ(models.size(), 2);
+    EXPECT_EQ(models[0].name, "Claude A");
+    EXPECT_EQ(models[1].name, "claude-b");
+    EXPECT_EQ(peer.lastRequest().header("x-api-key"), "sk-ant");
+    EXPECT_EQ(peer.lastRequest().header("anthropic-version"), "2023-06-01");
+
+    models = LLMChatService::listModels(AIProviderID::gemini, peer.geminiBaseURL(), "g-key");
+    ASSERT_EQ(models.size(), 2);
+    EXPECT_EQ(models[0], (AIModel{"gemini-pro", "Gemini Pro", AIProviderID::gemini, false, {}, {}}));
+    EXPECT_EQ(peer.lastRequest().target, "/v1beta/models");
+    EXPECT_EQ(peer.lastRequest().header("x-goog-api-key"), "g-key");
+
+    models = LLMChatService::listModels(AIProviderID::huggingFace, peer.baseURL(), "hf");
+    ASSERT_EQ(models.size(), 2);
+    EXPECT_EQ(models[0].provider, AIProviderID::huggingFace);
+}
+
+TEST(LLMChatServiceTest, FailedModelListsAndBadURLs)
+{
+    ProviderPeer peer;
+    peer.setFailure(ProviderPeer::Failure::serverError);
+    ChatClientError error = thrownBy([&] { LLMChatService::listModels(AIProviderID::openAI, peer.baseURL(), "k"); });
+    EXPECT_EQ(error.kind(), ChatClientError::Kind::http);
+    EXPECT_EQ(error.description(), ProviderPeer::serverErrorBody());  // the provider's JSON, word for word
+
+    // The router falls back to its fixed list on an HTTP error, a bad reply or a bad URL.
+    EXPECT_EQ(LLMChatService::listModels(AIProviderID::huggingFace, peer.baseURL(), "hf"),
+              LLMChatMapping::huggingFaceFallbackModels());
+    peer.setFailure(ProviderPeer::Failure::undecodable);
+    EXPECT_EQ(LLMChatService::listModels(AIProviderID::huggingFace, peer.baseURL(), "hf").size(), 4);
+    EXPECT_EQ(thrownBy([&] { LLMChatService::listModels(AIProviderID::gemini, peer.geminiBaseURL(), "k"); }).kind(),
+              ChatClientError::Kind::decode);
+    EXPECT_EQ(LLMChatService::listModels(AIProviderID::huggingFace, "not a url", "hf").size(), 4);
+
+    for (AIProviderID provider : {AIProviderID::lmStudio, AIProviderID::openAI, AIProviderID::gemini}) {
+        error = thrownBy([&] { LLMChatService::chat(provider, "::nope", "", {"Hi", "m"}); });
+        EXPECT_EQ(error.kind(), ChatClientError::Kind::badURL);
+    }
+    EXPECT_EQ(thrownBy([&] { LLMChatService::listModels(AIProviderID::anthropic, "", ""); }).kind(),
+              ChatClientError::Kind::badURL);
+}
+
+TEST(LLMChatServiceTest, BlockingChatOfEveryProvider)
+{
+    ProviderPeer peer;
+    LLMChatService::ChatRequest request{"What is up?", "model-1"};
+    request.systemPrompt = QString("Be brief.");
+    request.temperature = 0.5;
+    request.previousResponseID = QString("resp_0");
+    request.store = true;
+    request.integrations = QJsonArray{QJsonObject{{"type", "plugin"}, {"id", "mcp/kelvara"}}};
+
+    AIChatResponse reply = LLMChatService::chat(AIProviderID::lmStudio, peer.baseURL(), "", request);
+    QJsonObject sent = sentJson(peer.lastRequest());
+    EXPECT_EQ(sent.value("stream"), false);
+    EXPECT_EQ(sent.value("store"), true);
+    EXPECT_EQ(sent.value("system_prompt"), "Be brief.");
+    EXPECT_EQ(sent.value("previous_response_id"), "resp_0");
+    EXPECT_EQ(sent.value("integrations").toArray().size(), 1);
+    EXPECT_EQ(reply.id, "resp_1");
+    EXPECT_EQ(reply.messageText, "Hello, world.");
+    EXPECT_EQ(reply.stats, (AIChatStats{12, 34, 5, 42.5, 0.25, 1.5}));
+
+    reply = LLMChatService::chat(AIProviderID::openAI, peer.baseURL(), "sk", request);
+    sent = sentJson(peer.lastRequest());
+    EXPECT_EQ(peer.lastRequest().target, "/v1/chat/completions");
+    EXPECT_EQ(peer.lastRequest().header("Authorization"), "Bearer sk");
+    EXPECT_EQ(sent.value("messages").toArray().size(), 2);
+    EXPECT_EQ(sent.value("temperature").toDouble(), 0.5);
+    EXPECT_FALSE(sent.contains("integrations"));
+    EXPECT_FALSE(sent.contains("previous_response_id"));
+    EXPECT_EQ(reply.messageText, "Hi from OpenAI");
+    EXPECT_EQ(reply.stats, (AIChatStats{9, 3, 0, 0, 0, std::nullopt}));
+
+    reply = LLMChatService::chat(AIProviderID::huggingFace, peer.baseURL(), "hf", request);
+    EXPECT_EQ(reply.id, "chatcmpl-1");
+
+    reply = LLMChatService::chat(AIProviderID::anthropic, peer.baseURL(), "sk-ant", request);
+    sent = sentJson(peer.lastRequest());
+    EXPECT_EQ(peer.lastRequest().target, "/v1/messages");
+    EXPECT_EQ(sent.value("max_tokens").toInteger(), 1024);
+    EXPECT_EQ(sent.value("system"), "Be brief.");
+    EXPECT_FALSE(sent.contains("temperature"));
+    EXPECT_EQ(reply.messageText, "Hi from Claude");
+
+    reply = LLMChatService::chat(AIProviderID::gemini, peer.geminiBaseURL(), "g", request);
+    sent = sentJson(peer.lastRequest());
+    EXPECT_EQ(peer.lastRequest().target, "/v1beta/models/model-1:generateContent");
+    EXPECT_EQ(sent.value("contents")[0]["parts"][0]["text"], "System: Be brief.\n\nUser: What is up?");
+    EXPECT_FALSE(reply.id.has_value());
+    EXPECT_EQ(reply.messageText, "Hi from Gemini");
+    EXPECT_EQ(reply.stats->inputTokens, 7);
+}
+
+TEST(LLMChatServiceTest, ChatFailuresPassThrough)
+{
+    ProviderPeer peer;
+    peer.setFailure(ProviderPeer::Failure::serverError);
+    EXPECT_EQ(thrownBy([&] { LLMChatService::chat(AIProviderID::anthropic, peer.baseURL(), "k", {"Hi", "m"}); })
+                  .description(),
+              ProviderPeer::serverErrorBody());
+    EXPECT_TRUE(thrownBy([&] { LLMChatService::chat(AIProviderID::lmStudio, peer.baseURL(), "", {"Hi", "m"}); })
+                    .description()
+                    .startsWith("HTTP 500: Request failed.\n"));
+    // A well-formed reply that doesn't decode is an error, not an empty answer.
+    peer.setFailure(ProviderPeer::Failure::undecodable);
+    for (AIProviderID provider : AIProvider::allCases())
+        EXPECT_EQ(thrownBy([&] { LLMChatService::chat(provider, peer.baseURL(), "k", {"Hi", "m"}); }).kind(),
+                  ChatClientError::Kind::decode)
+            << AIProvider::rawValue(provider).toStdString();
+    // A slow reply still arrives whole.
+    peer.setFailure(ProviderPeer::Failure::slow);
+    EXPECT_EQ(LLMChatService::chat(AIProviderID::openAI, peer.baseURL(), "k", {"Hi", "m"}).messageText,
+              "Hi from OpenAI");
+}
+
+namespace {
+
+struct StreamOutcome {
+    QList<LMSStreamEvent> events;
+    std::optional<QString> error;
+    bool finished = false;
+};
+
+StreamOutcome streamFrom(const ProviderPeer &peer)
+{
+    StreamOutcome outcome;
+    LMSChatStream stream(peer.baseURL(), QString());
+    QObject::connect(&stream, &LMSChatStream::event, [&](const LMSStreamEvent &event) { outcome.events << event; });
+    QObject::connect(&stream, &LMSChatStream::finished, [&](const std::optional<QString> &error) {
+        outcome.error = error;
+        outcome.finished = true;
+    });
+    LMSChatRequest request;
+    request.model = QStringLiteral("qwen-7b");
+    request.input = QStringLiteral("Read /tmp/a");
+    stream.start(request);
+    TestSupport::waitUntil([&] { return outcome.finished; }, 20000);
+    return outcome;
+}
+
+} // namespace
+
+TEST(LMStudioStreamPeerTest, ByteByByteDeliveryMatchesTheWholeReplyAndACutFrameIsDropped)
+{
+    ProviderPeer peer;
+    LMSStreamParser whole;
+    const QList<LMSStreamEvent> expected = whole.feed(ProviderPeer::chatStream());
+    ASSERT_TRUE(whole.finished());
+
+    const StreamOutcome streamed = streamFrom(peer);
+    ASSERT_TRUE(streamed.finished);
+    EXPECT_EQ(streamed.error, std::nullopt);
+    EXPECT_EQ(streamed.events, expected);
+    ASSERT_FALSE(streamed.events.isEmpty());
+    EXPECT_EQ(streamed.events.last().kind, LMSStreamEvent::Kind::chatEnd);
+    QString text;
+    for (const LMSStreamEvent &event : streamed.events)
+        if (event.kind == LMSStreamEvent::Kind::messageDelta)
+            text += event.content;
+    EXPECT_EQ(text, "Hello, world.");
+
+    // Cut inside the message.end frame: everything before it arrives, then the stream just ends.
+    peer.setFailure(ProviderPeer::Failure::cutStream);
+    const StreamOutcome cut = streamFrom(peer);
+    ASSERT_TRUE(cut.finished);
+    EXPECT_EQ(cut.error, std::nullopt);
+    ASSERT_FALSE(cut.events.isEmpty());
+    EXPECT_EQ(cut.events.last().kind, LMSStreamEvent::Kind::messageDelta);
+    EXPECT_EQ(cut.events.size(), expected.size() - 2);
+}
+
+TEST(LLMBackgroundCallTest, TheOutcomeArrivesOnTheOwnersThreadAndCancelStopsIt)
+{
+    ProviderPeer peer;
+    QObject owner;
+    std::optional<AIChatResponse> reply;
+    std::optional<ChatClientError> failure;
+    bool onOwnersThread = false;
+    int deliveries = 0;
+    auto ask = [&](AIProviderID provider) {
+        return [provider, base = peer.baseURL()] {
+            return LLMChatService::chat(provider, base, "k", {"Hi", "m"});
+        };
+    };
+    auto collect = [&](std::optional<AIChatResponse> value, std::optional<ChatClientError> error) {
+        ++deliveries;
+        onOwnersThread = QThread::currentThread() == owner.thread();
+        reply = value;
+        failure = error;
+    };
+
+    LLMBackgroundCall<AIChatResponse> ok(&owner, ask(AIProviderID::openAI), collect);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return deliveries == 1; }, 20000));
+    EXPECT_TRUE(onOwnersThread);
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->messageText, "Hi from OpenAI");
+    EXPECT_FALSE(failure);
+
+    peer.setFailure(ProviderPeer::Failure::serverError);
+    LLMBackgroundCall<AIChatResponse> failing(&owner, ask(AIProviderID::anthropic), collect);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return deliveries == 2; }, 20000));
+    EXPECT_FALSE(reply);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->description(), ProviderPeer::serverErrorBody());
+
+    // Cancelled at once: the call still reaches the peer, but nothing is delivered. A later call
+    // on the same owner is delivered, and queued deliveries come in order, so by the time it
+    // arrives the cancelled one would have too.
+    peer.setFailure(ProviderPeer::Failure::none);
+    std::atomic<bool> cancelledDone{false};
+    LLMBackgroundCall<AIChatResponse> cancelled(
+        &owner,
+        [&, work = ask(AIProviderID::anthropic)] {
+            auto result = work();
+            cancelledDone = true;
+            return result;
+        },
+        collect);
+    cancelled.cancel();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return cancelledDone.load(); }, 20000));
+    LLMBackgroundCall<AIChatResponse> after(&owner, ask(AIProviderID::openAI), collect);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return deliveries >= 3; }, 20000));
+    EXPECT_EQ(deliveries, 3);
+    EXPECT_EQ(reply->messageText, "Hi from OpenAI");
+}

@@ -1,0 +1,135 @@
+#include "tests/chatclients/peer/ProviderPeer.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+TestHttpServer::Response json(const QByteArray &body, int status = 200)
+{
+    TestHttpServer::Response response;
+    response.status = status;
+    response.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray("application/json")));
+    response.body = body;
+    return response;
+}
+
+const QByteArray kChatResult =
+    R"({"model_instance_id":"qwen-7b","response_id":"resp_1","output":[{"type":"reasoning","content":"Let me look."},)"
+    R"({"type":"tool_call","tool":"read_file","arguments":{"path":"/tmp/a"},"output":"hello"},)"
+    R"({"type":"message","content":"Hello, "},{"type":"message","content":"world."}],)"
+    R"("stats":{"input_tokens":12,"total_output_tokens":34,"reasoning_output_tokens":5,"tokens_per_second":42.5,)"
+    R"("time_to_first_token_seconds":0.25,"model_load_time_seconds":1.5}})";
+
+} // namespace
+
+ProviderPeer::ProviderPeer()
+    : m_server(std::make_unique<TestHttpServer>([this](const TestHttpServer::Request &request) { return answer(request); }))
+{
+}
+
+ProviderPeer::~ProviderPeer()
+{
+    m_server->stop();
+}
+
+QString ProviderPeer::baseURL() const
+{
+    return QStringLiteral("http://127.0.0.1:%1").arg(m_server->port());
+}
+
+QString ProviderPeer::geminiBaseURL() const
+{
+    return baseURL() + QStringLiteral("/v1beta");
+}
+
+const char *ProviderPeer::serverErrorBody()
+{
+    return R"({"error":{"message":"You exceeded your current quota.","type":"insufficient_quota"}})";
+}
+
+QByteArray ProviderPeer::chatStream()
+{
+    return "event: chat.start\r\ndata: {\"type\":\"chat.start\",\"model_instance_id\":\"qwen-7b\"}\r\n\r\n"
+           "data: {\"type\":\"reasoning.start\"}\n\n"
+           "data: {\"type\":\"reasoning.delta\",\"content\":\"Let me look.\"}\n\n"
+           "data: {\"type\":\"reasoning.end\"}\n\n"
+           "data: {\"type\":\"tool_call.name\",\"tool_name\":\"read_file\",\"provider_info\":{\"server_label\":\"kelvara\"}}\n\n"
+           "data: {\"type\":\"tool_call.arguments\",\"tool\":\"read_file\",\"arguments\":{\"path\":\"/tmp/a\"}}\n\n"
+           "data: {\"type\":\"tool_call.success\",\"tool\":\"read_file\",\"output\":\"hello\"}\n\n"
+           "data: {\"type\":\"message.start\"}\n\n"
+           "data: {\"type\":\"message.delta\",\"content\":\"Hello, \"}\n\n"
+           "data: {\"type\":\"message.delta\",\n"
+           "data: \"content\":\"world.\"}\n\n"
+           "data: {\"type\":\"message.end\"}\n\n"
+           "data: {\"type\":\"chat.end\",\"result\":"
+        + kChatResult + "}\n\n";
+}
+
+TestHttpServer::Response ProviderPeer::answer(const TestHttpServer::Request &request)
+{
+    const Failure failure = m_failure.load();
+    if (failure == Failure::serverError)
+        return json(serverErrorBody(), 500);
+    if (failure == Failure::undecodable)
+        return json("<html>Bad gateway</html>");
+
+    const QByteArray path = request.target;
+    const QJsonObject body = QJsonDocument::fromJson(request.body).object();
+    TestHttpServer::Response response;
+    if (path == "/api/v1/models") {
+        response = json(R"({"models":[)"
+                        R"({"type":"llm","publisher":"qwen","key":"qwen-7b","display_name":"Qwen 7B","size_bytes":4000,)"
+                        R"("loaded_instances":[{"id":"qwen-7b","config":{"context_length":4096}}],"max_context_length":32768,)"
+                        R"("quantization":{"name":"Q4_K_M","bits_per_weight":4.5},"capabilities":{"vision":false,"trained_for_tool_use":true}},)"
+                        R"({"type":"embedding","publisher":"nomic","key":"nomic-embed","display_name":"Nomic Embed","size_bytes":80,)"
+                        R"("loaded_instances":[],"max_context_length":2048}]})");
+    } else if (path == "/api/v1/models/load") {
+        response = json(R"({"type":"llm","instance_id":")" + body.value("model").toString().toUtf8()
+                        + R"(","load_time_seconds":2.5,"status":"loaded","load_config":{"context_length":4096}})");
+    } else if (path == "/api/v1/models/unload") {
+        response = json(R"({"instance_id":")" + body.value("instance_id").toString().toUtf8() + R"("})");
+    } else if (path == "/api/v1/models/download") {
+        m_statusPolls.store(0);
+        response = json(R"({"job_id":"job-1","status":"downloading","total_size_bytes":1000,"downloaded_bytes":0})");
+    } else if (path.startsWith("/api/v1/models/download/status/")) {
+        const int poll = ++m_statusPolls;
+        response = poll < 3 ? json(R"({"job_id":"job-1","status":"downloading","total_size_bytes":1000,"downloaded_bytes":)"
+                                   + QByteArray::number(poll * 400) + R"(,"bytes_per_second":400.0})")
+                            : json(R"({"job_id":"job-1","status":"completed","total_size_bytes":1000,)"
+                                   R"("downloaded_bytes":1000,"completed_at":"2026-01-01T00:00:00Z"})");
+    } else if (path == "/api/v1/chat") {
+        if (body.value("stream").toBool()) {
+            response.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray("text/event-stream")));
+            response.body = chatStream();
+            if (failure == Failure::cutStream)
+                response.body = response.body.left(response.body.indexOf("message.end") + 5);
+            // Byte by byte: every frame and UTF-8 sequence is split somewhere.
+            response.mode = TestHttpServer::Response::Mode::Dribble;
+        } else {
+            response = json(kChatResult);
+        }
+    } else if (path == "/v1/models" && !request.header("x-api-key").isNull()) {
+        response = json(R"({"data":[{"id":"claude-a","display_name":"Claude A"},{"id":"claude-b"}]})");
+    } else if (path == "/v1/models") {
+        response = json(R"({"object":"list","data":[{"id":"gpt-b","object":"model"},{"id":"gpt-a"}]})");
+    } else if (path == "/v1/chat/completions") {
+        response = json(R"({"id":"chatcmpl-1","choices":[{"message":{"role":"assistant","content":"Hi from OpenAI"}}],)"
+                        R"("usage":{"prompt_tokens":9,"completion_tokens":3,"total_tokens":12}})");
+    } else if (path == "/v1/messages") {
+        response = json(R"({"id":"msg_1","content":[{"type":"text","text":"Hi from "},{"type":"text","text":"Claude"}],)"
+                        R"("usage":{"input_tokens":8,"output_tokens":4}})");
+    } else if (path == "/v1beta/models") {
+        response = json(R"({"models":[{"name":"models/gemini-pro","displayName":"Gemini Pro"},{"name":"models/flash"}]})");
+    } else if (path.startsWith("/v1beta/models/") && path.endsWith(":generateContent")) {
+        response = json(R"({"candidates":[{"content":{"parts":[{"text":"Hi from Gemini"}]}}],)"
+                        R"("usageMetadata":{"promptTokenCount":7,"candidatesTokenCount":5}})");
+    } else {
+        response = json(R"({"error":"no such route"})", 404);
+    }
+    if (failure == Failure::slow) {
+        response.mode = TestHttpServer::Response::Mode::Dribble;
+        response.dribbleDelayMs = 20;
+    }
+    return response;
+}

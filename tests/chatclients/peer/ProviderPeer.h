@@ -1,0 +1,45 @@
+#pragma once
+
+#include "tests/http/TestHttpServer.h"
+
+#include <QString>
+#include <atomic>
+#include <memory>
+
+// A stand-in for the language-model providers on 127.0.0.1 (an ephemeral port), for tests and
+// screenshot scripts: it plays an LM Studio server (models, load, unload, a download whose job
+// moves from downloading to completed over its status polls, and a chat that streams reasoning,
+// message deltas, a tool call and chat.end one byte at a time) and the OpenAI, Anthropic and
+// Gemini APIs, and fails on demand. Started by the constructor, stopped by the destructor;
+// every request is recorded.
+class ProviderPeer {
+public:
+    enum class Failure {
+        none,
+        serverError, // 500 with a JSON error body
+        cutStream,   // a chat stream that stops in the middle of a frame
+        undecodable, // 200 with a body that is no JSON
+        slow,        // the normal reply, one byte every 20 ms
+    };
+
+    ProviderPeer();
+    ~ProviderPeer();
+
+    // "http://127.0.0.1:<port>"; the Gemini API answers under geminiBaseURL().
+    QString baseURL() const;
+    QString geminiBaseURL() const;
+    void setFailure(Failure failure) { m_failure.store(failure); }
+    QList<TestHttpServer::Request> requests() const { return m_server->requests(); }
+    TestHttpServer::Request lastRequest() const { return requests().last(); }
+
+    // The bytes of the streamed chat: reasoning, two message deltas, a tool call and chat.end.
+    static QByteArray chatStream();
+    static const char *serverErrorBody();
+
+private:
+    TestHttpServer::Response answer(const TestHttpServer::Request &request);
+
+    std::atomic<Failure> m_failure{Failure::none};
+    std::atomic<int> m_statusPolls{0};
+    std::unique_ptr<TestHttpServer> m_server;
+};
