@@ -39,12 +39,16 @@ QString trimmedOfNewlines(QString s)
 void MarkdownRenderer::render(const QString &markdown, QTextDocument *document) const
 {
     document->clear();
+    // A rendered answer is never edited: the undo history would only cost time.
+    const bool undo = document->isUndoRedoEnabled();
+    document->setUndoRedoEnabled(false);
     QTextCursor cursor(document);
     cursor.beginEditBlock();
     bool first = true;
     for (const MDBlock &block : MarkdownParser::parseBlocks(markdown))
         renderBlock(cursor, block, first);
     cursor.endEditBlock();
+    document->setUndoRedoEnabled(undo);
 }
 
 QTextCharFormat MarkdownRenderer::bodyFormat(const QColor &color, double size) const
@@ -284,12 +288,28 @@ void MarkdownRenderer::renderCode(QTextCursor &cursor, const MDBlock &block) con
 
     QFont code = m_style.codeFont;
     code.setPointSizeF(m_style.codeSize);
-    for (const SyntaxToken &token : CodeTokenHighlighter::tokenize(body, language)) {
-        QTextCharFormat f;
-        f.setFont(code);
-        f.setForeground(SyntaxToken::colorOf(token.kind, m_style.text));
-        write(cursor, token.text, f);
+    QTextCharFormat kinds[int(SyntaxToken::Kind::Plain) + 1];
+    for (int k = 0; k <= int(SyntaxToken::Kind::Plain); ++k) {
+        kinds[k].setFont(code);
+        kinds[k].setForeground(SyntaxToken::colorOf(SyntaxToken::Kind(k), m_style.text));
     }
+    // Tokens of one colour go in as one run, and blanks join the run before them (their
+    // colour doesn't show): far fewer format look-ups in the document.
+    QString run;
+    int runKind = -1;
+    for (const SyntaxToken &token : CodeTokenHighlighter::tokenize(body, language)) {
+        const bool blank = token.kind == SyntaxToken::Kind::Plain && token.text.trimmed().isEmpty();
+        if (runKind >= 0 && (int(token.kind) != runKind && !blank)) {
+            write(cursor, run, kinds[runKind]);
+            run.clear();
+            runKind = -1;
+        }
+        if (runKind < 0)
+            runKind = int(token.kind);
+        run += token.text;
+    }
+    if (runKind >= 0)
+        write(cursor, run, kinds[runKind]);
     write(cursor, body.endsWith(QLatin1Char('\n')) ? QStringLiteral("\n") : QStringLiteral("\n\n"), ruleFormat);
     cursor.insertText(QStringLiteral(" "), ruleFormat);
 }
