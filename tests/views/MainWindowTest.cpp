@@ -9,6 +9,7 @@
 #include "views/app/AppMainWindow.h"
 #include "views/app/AppMenuBar.h"
 #include "views/app/BuiltinFeatures.h"
+#include "views/chat/ReadOnlyTextView.h"
 #include "views/app/DestinationScreen.h"
 #include "views/app/DestinationScreenRegistry.h"
 #include "views/app/EmptyStateScreen.h"
@@ -192,20 +193,28 @@ TEST_F(MainWindowTest, MenusOfferWhatTheDestinationsScreenCanDo)
     DestinationScreenRegistry::unregisterScreen(MenuDestination::menuToolConfig);
 }
 
-TEST_F(MainWindowTest, HelpPagesOpenInTheBrowser)
+TEST_F(MainWindowTest, HelpPagesOpenInsideKelvara)
 {
-    UrlCatcher browser;  // no browser in a test: file URLs come here instead
-    QDesktopServices::setUrlHandler(QStringLiteral("file"), &browser, "open");
     BuiltinFeatures::registerAll();
     AppMainWindow *window = launchedWindow(MenuDestination::menuAbout);
     AppMenuBar *menus = window->appMenuBar();
     EXPECT_EQ(menus->action(MenuCommand::HelpOverview)->text(), "Kelvara - Overview");
     menus->action(MenuCommand::HelpOverview)->trigger();
     menus->action(MenuCommand::HelpGetStarted)->trigger();
-    QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
-    ASSERT_EQ(browser.urls.size(), 2);
-    EXPECT_TRUE(browser.urls.at(0).toLocalFile().endsWith(QStringLiteral("/help/index.html")));
-    EXPECT_TRUE(browser.urls.at(1).toLocalFile().endsWith(QStringLiteral("/help/getstarted.html")));
+    menus->action(MenuCommand::HelpOverview)->trigger(); // raises the open one
+    QList<ReadOnlyTextView *> pages;
+    for (QWidget *w : QApplication::topLevelWidgets())
+        if (auto *page = qobject_cast<ReadOnlyTextView *>(w))
+            pages << page;
+    ASSERT_EQ(pages.size(), 2);
+    for (ReadOnlyTextView *page : pages) {
+        EXPECT_TRUE(page->loaded()) << page->filename().toStdString();
+        EXPECT_FALSE(page->text().contains(QStringLiteral("**")));
+        delete page;
+    }
+    ReadOnlyTextView missing(QStringLiteral("missing.md"), QStringLiteral("Missing"));
+    EXPECT_FALSE(missing.loaded());
+    EXPECT_TRUE(missing.text().contains(QStringLiteral("File 'missing.md' not found in app bundle")));
     EXPECT_FALSE(BuiltinFeatures::openHelpPage(QStringLiteral("missing.html")));
 }
 

@@ -9,6 +9,7 @@
 #include "views/app/ConfigurationCommands.h"
 #include "views/app/DestinationScreenRegistry.h"
 #include "views/app/NewAppWindow.h"
+#include "views/chat/ReadOnlyTextView.h"
 #include "views/plugins/PluginManagerView.h"
 #include "views/settings/AppSettingsWindow.h"
 #include "views/settings/BookmarkSetupView.h"
@@ -48,11 +49,12 @@ void registerAll()
     menus->registerHandler(MenuCommand::Quit, [](const MenuCommandContext &) {
         QApplication::closeAllWindows();
     });
+    // The help pages open inside Kelvara, read from the Markdown documents beside the HTML ones.
     menus->registerHandler(MenuCommand::HelpOverview, [](const MenuCommandContext &) {
-        openHelpPage(QStringLiteral("index.html"));
+        ReadOnlyTextView::showDocument(QStringLiteral("overview.md"), QStringLiteral("Kelvara - Overview"));
     });
     menus->registerHandler(MenuCommand::HelpGetStarted, [](const MenuCommandContext &) {
-        openHelpPage(QStringLiteral("getstarted.html"));
+        ReadOnlyTextView::showDocument(QStringLiteral("getstarted.md"), QStringLiteral("Kelvara - Get started"));
     });
     // The front window replays the tour of its screen (see AppMainWindow).
     menus->registerHandler(MenuCommand::ShowOnboarding,

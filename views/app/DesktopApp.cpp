@@ -18,6 +18,7 @@
 #include "views/app/QtFileDialogs.h"
 #include "views/app/ScreenshotTour.h"
 #include "views/app/StartupQuestions.h"
+#include "views/chat/ChatScreenshotStep.h"
 #include "views/server/ServerScreenshotStep.h"
 
 #include <QApplication>
@@ -134,6 +135,7 @@ int runDesktop(int argc, char **argv)
     std::unique_ptr<ScreenshotTour> tour;
     if (!options.screenshotDir.isEmpty()) {
         ScreenshotTour::addStep(ServerScreenshotStep::step());
+        ScreenshotTour::addStep(ChatScreenshotStep::step());
         tour = std::make_unique<ScreenshotTour>(options.screenshotDir, window);
         tour->start();
     }

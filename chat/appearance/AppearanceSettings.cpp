@@ -1,0 +1,177 @@
+#include "chat/appearance/AppearanceSettings.h"
+
+#include "base/UserDefaults.h"
+
+#include <QGuiApplication>
+#include <QJsonDocument>
+#include <QPalette>
+
+namespace {
+
+const char *const kColorKeys[] = {"userBubbleBackgroundColor",     "assistantBubbleBackgroundColor",
+                                  "userBubbleTextColor",           "assistantTextPrimaryColor",
+                                  "assistantTextSecondaryColor",   "assistantTextMutedColor",
+                                  "assistantTextFaintColor",       "inputTextColor",
+                                  "inputBackgroundColor"};
+const char *const kColorLabels[] = {"User bubble background", "Assistant bubble background", "User bubble text",
+                                    "Assistant text primary", "Assistant text secondary", "Assistant text muted",
+                                    "Assistant text faint", "Input text color", "Input background"};
+
+QPalette palette()
+{
+    return qobject_cast<QGuiApplication *>(QCoreApplication::instance()) ? QGuiApplication::palette() : QPalette();
+}
+
+QColor withAlpha(QColor c, double alpha)
+{
+    c.setAlphaF(float(alpha));
+    return c;
+}
+
+QJsonObject colorJson(const QColor &color)
+{
+    const QColor c = color.isValid() ? color.toRgb() : palette().color(QPalette::Text).toRgb();
+    return {{QStringLiteral("red"), c.redF()}, {QStringLiteral("green"), c.greenF()},
+            {QStringLiteral("blue"), c.blueF()}, {QStringLiteral("alpha"), c.alphaF()}};
+}
+
+std::optional<QColor> colorFrom(const QJsonValue &value)
+{
+    const QJsonObject o = value.toObject();
+    for (const char *k : {"red", "green", "blue", "alpha"})
+        if (!o.value(QLatin1String(k)).isDouble())
+            return std::nullopt;
+    auto part = [&](const char *k) { return float(std::clamp(o.value(QLatin1String(k)).toDouble(), 0.0, 1.0)); };
+    return QColor::fromRgbF(part("red"), part("green"), part("blue"), part("alpha"));
+}
+
+} // namespace
+
+QJsonObject AppearanceSettings::Payload::toJson() const
+{
+    QJsonObject o{{QStringLiteral("chatFont"), ChatFontFamily::rawValue(chatFont)},
+                  {QStringLiteral("inputFont"), ChatFontFamily::rawValue(inputFont)},
+                  {QStringLiteral("codeFont"), ChatFontFamily::rawValue(codeFont)},
+                  {QStringLiteral("userFontSize"), userFontSize},
+                  {QStringLiteral("assistantFontSize"), assistantFontSize},
+                  {QStringLiteral("inputFontSize"), inputFontSize},
+                  {QStringLiteral("codeFontSize"), codeFontSize},
+                  {QStringLiteral("lineSpacing"), lineSpacing}};
+    for (int r = 0; r < ColorCount; ++r)
+        o.insert(QLatin1String(kColorKeys[r]), colorJson(colors[r]));
+    return o;
+}
+
+std::optional<AppearanceSettings::Payload> AppearanceSettings::Payload::fromJson(const QJsonObject &o,
+                                                                                  const Payload &defaults)
+{
+    Payload p = defaults;
+    for (auto [key, field] : {std::pair{"chatFont", &p.chatFont}, std::pair{"inputFont", &p.inputFont},
+                              std::pair{"codeFont", &p.codeFont}}) {
+        const auto family = ChatFontFamily::fromRawValue(o.value(QLatin1String(key)).toString());
+        if (!family)
+            return std::nullopt; // an unknown font fails the whole record
+        *field = *family;
+    }
+    for (auto [key, field] : {std::pair{"userFontSize", &p.userFontSize},
+                              std::pair{"assistantFontSize", &p.assistantFontSize},
+                              std::pair{"inputFontSize", &p.inputFontSize}, std::pair{"codeFontSize", &p.codeFontSize},
+                              std::pair{"lineSpacing", &p.lineSpacing}}) {
+        const QJsonValue v = o.value(QLatin1String(key));
+        if (!v.isDouble())
+            return std::nullopt;
+        *field = v.toDouble();
+    }
+    for (int r = 0; r < ColorCount; ++r) {
+        const QJsonValue v = o.value(QLatin1String(kColorKeys[r]));
+        if (v.isUndefined() || v.isNull())
+            continue;
+        const auto c = colorFrom(v);
+        if (!c)
+            return std::nullopt;
+        p.colors[r] = *c;
+    }
+    return p;
+}
+
+AppearanceSettings::AppearanceSettings(std::unique_ptr<QSettings> store, QObject *parent)
+    : QObject(parent), m_store(store ? std::move(store) : UserDefaults::groupSuite()), m_values(defaults())
+{
+    load();
+}
+
+AppearanceSettings::~AppearanceSettings() = default;
+
+AppearanceSettings::Payload AppearanceSettings::defaults()
+{
+    const QPalette pal = palette();
+    Payload p;
+    const QColor secondaryLabel = pal.color(QPalette::PlaceholderText);
+    p.colors[UserBubbleBackground] = pal.color(QPalette::Window);
+    p.colors[AssistantBubbleBackground] = withAlpha(QColor(Qt::darkGray), 0.86);
+    p.colors[UserBubbleText] = pal.color(QPalette::ButtonText);
+    p.colors[AssistantTextPrimary] = pal.color(QPalette::ButtonText);
+    p.colors[AssistantTextSecondary] = secondaryLabel;
+    p.colors[AssistantTextMuted] = withAlpha(secondaryLabel, secondaryLabel.alphaF() * 0.95);
+    p.colors[AssistantTextFaint] = withAlpha(secondaryLabel, secondaryLabel.alphaF() * 0.87);
+    p.colors[InputText] = pal.color(QPalette::ButtonText);
+    p.colors[InputBackground] = pal.color(QPalette::Base);
+    return p;
+}
+
+QString AppearanceSettings::colorKey(ColorRole role) { return QLatin1String(kColorKeys[role]); }
+QString AppearanceSettings::colorLabel(ColorRole role) { return QLatin1String(kColorLabels[role]); }
+
+void AppearanceSettings::load()
+{
+    // A record written under the application's former name is taken over once.
+    const QString legacyKey = LegacyPrefix + QStringLiteral("json");
+    if (!m_store->contains(JsonKey) && m_store->contains(legacyKey)) {
+        m_store->setValue(JsonKey, m_store->value(legacyKey));
+        m_store->remove(legacyKey);
+    }
+    const QByteArray stored = m_store->value(JsonKey).toByteArray();
+    const QJsonDocument doc = QJsonDocument::fromJson(stored);
+    if (doc.isObject())
+        if (auto p = Payload::fromJson(doc.object(), defaults()))
+            m_values = *p;
+    save();
+    m_store->sync();
+}
+
+void AppearanceSettings::save()
+{
+    m_store->setValue(JsonKey, QJsonDocument(m_values.toJson()).toJson(QJsonDocument::Compact));
+    emit changed();
+}
+
+void AppearanceSettings::setValues(const Payload &values)
+{
+    m_values = values;
+    save();
+}
+
+void AppearanceSettings::setColor(ColorRole role, const QColor &color)
+{
+    m_values.colors[role] = color;
+    save();
+}
+
+void AppearanceSettings::resetColor(ColorRole role) { setColor(role, defaults().colors[role]); }
+
+void AppearanceSettings::resetToDefaults() { setValues(defaults()); }
+
+MarkdownStyle AppearanceSettings::markdownStyle() const
+{
+    MarkdownStyle s = MarkdownStyle::fromPalette();
+    s.bodyFont = ChatFontFamily::font(m_values.chatFont, m_values.assistantFontSize);
+    s.bodySize = m_values.assistantFontSize;
+    s.codeFont = ChatFontFamily::font(m_values.codeFont, m_values.codeFontSize);
+    s.codeSize = m_values.codeFontSize;
+    s.lineSpacing = m_values.lineSpacing;
+    s.primary = m_values.colors[AssistantTextPrimary];
+    s.secondary = m_values.colors[AssistantTextSecondary];
+    s.muted = m_values.colors[AssistantTextMuted];
+    s.faint = m_values.colors[AssistantTextFaint];
+    return s;
+}

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "views/app/ScreenshotTour.h"
+
+// The screenshot tour's look at the chat's rendering: a sample answer rendered as the chat
+// shows it ("40-chat-answer") and the Chat Settings window ("41-chat-settings").
+namespace ChatScreenshotStep {
+
+ScreenshotTour::Step step();
+
+}  // namespace ChatScreenshotStep

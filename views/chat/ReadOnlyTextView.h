@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QWidget>
+
+class QLabel;
+class QTextBrowser;
+
+// Shows a Markdown document shipped in the resources' help folder, read-only, under a title.
+// A missing file shows "Unable to Load File" and where it was looked for. Main thread.
+class ReadOnlyTextView : public QWidget {
+    Q_OBJECT
+public:
+    ReadOnlyTextView(const QString &filename, const QString &title, QWidget *parent = nullptr);
+
+    // Opens the document in a window of its own, or raises the one already showing it.
+    static ReadOnlyTextView *showDocument(const QString &filename, const QString &title);
+
+    QString filename() const { return m_filename; }
+    bool loaded() const { return m_loaded; }
+    QString text() const;
+
+private:
+    QString m_filename;
+    bool m_loaded = false;
+    QTextBrowser *m_browser = nullptr;
+};
