@@ -1,11 +1,11 @@
 #include "chat/clients/LMSChatStream.h"
 
+#include "chat/clients/ChatHttpSession.h"
 #include "chat/clients/LMSStreamParser.h"
 
 #include <QJsonDocument>
 #include <QMetaObject>
 #include <QPointer>
-#include <QUrl>
 
 #include <curl/curl.h>
 #include <mutex>
@@ -85,19 +85,6 @@ LMSChatStream::~LMSChatStream()
         m_worker.join();
 }
 
-QString LMSChatStream::routeUrl(const QString &base, const QString &path)
-{
-    auto trimmed = [](QString text) {
-        while (text.startsWith(QLatin1Char('/')))
-            text.remove(0, 1);
-        while (text.endsWith(QLatin1Char('/')))
-            text.chop(1);
-        return text;
-    };
-    const QString joined = trimmed(base) + QLatin1Char('/') + trimmed(path);
-    return QUrl(joined, QUrl::StrictMode).isValid() ? joined : base;
-}
-
 QString LMSChatStream::httpErrorText(int status, const QString &body)
 {
     return QStringLiteral("HTTP %1: Request failed.\n%2").arg(status).arg(body);
@@ -113,7 +100,7 @@ void LMSChatStream::start(const LMSChatRequest &request)
     if (m_running || m_worker.joinable())
         return;
     m_running = true;
-    const QByteArray url = routeUrl(m_base, QStringLiteral("/api/v1/chat")).toUtf8();
+    const QByteArray url = ChatHttpSession::routeUrl(m_base, QStringLiteral("/api/v1/chat")).toUtf8();
     const QByteArray body = QJsonDocument(request.toJson()).toJson(QJsonDocument::Compact);
     const QByteArray authorization = m_token.isEmpty() ? QByteArray() : ("Authorization: Bearer " + m_token.toUtf8());
     std::shared_ptr<Shared> shared = m_shared;

@@ -29,9 +29,6 @@ public:
     void cancel();
     bool isRunning() const { return m_running; }
 
-    // The address of a route: the base and the path each without their outer "/", joined
-    // with one.
-    static QString routeUrl(const QString &base, const QString &path);
     // "HTTP 500: Request failed." and, on the next line, the body.
     static QString httpErrorText(int status, const QString &body);
 

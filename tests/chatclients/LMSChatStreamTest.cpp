@@ -1,4 +1,5 @@
 // The LM Studio chat stream against a local peer that plays the server.
+#include "chat/clients/ChatHttpSession.h"
 #include "chat/clients/LMSChatStream.h"
 #include "tests/http/TestHttpServer.h"
 #include "tests/support/TestSupport.h"
@@ -120,7 +121,7 @@ TEST(LMSChatStreamTest, AnHttpErrorACutStreamAndACancelEndItAsTheySay)
 
 TEST(LMSChatStreamTest, RoutesJoinTheBaseAndThePathWithOneSlash)
 {
-    EXPECT_EQ(LMSChatStream::routeUrl(QStringLiteral("http://localhost:1234/"), QStringLiteral("/api/v1/chat")),
+    EXPECT_EQ(ChatHttpSession::routeUrl(QStringLiteral("http://localhost:1234/"), QStringLiteral("/api/v1/chat")),
               "http://localhost:1234/api/v1/chat");
-    EXPECT_EQ(LMSChatStream::routeUrl(QStringLiteral("http://h//"), QStringLiteral("api/v1/models//")), "http://h/api/v1/models");
+    EXPECT_EQ(ChatHttpSession::routeUrl(QStringLiteral("http://h//"), QStringLiteral("api/v1/models//")), "http://h/api/v1/models");
 }
