@@ -12,9 +12,9 @@ std::optional<LMSLoadResponse> LMSLoadResponse::fromJson(const QJsonObject &obje
                              object.value("status").toString(), std::nullopt};
     const QJsonValue config = object.value("load_config");
     if (config.isObject()) {
-        if (!config.toObject().value("context_length").isDouble())
+        response.loadConfig = LMSInstanceConfig::fromJson(config.toObject());
+        if (!response.loadConfig)
             return std::nullopt;
-        response.contextLength = config.toObject().value("context_length").toInteger();
     } else if (!config.isUndefined() && !config.isNull()) {
         return std::nullopt;
     }

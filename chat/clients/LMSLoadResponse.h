@@ -1,5 +1,7 @@
 #pragma once
 
+#include "chat/clients/LMSInstanceConfig.h"
+
 #include <QJsonObject>
 #include <QString>
 #include <optional>
@@ -10,7 +12,7 @@ struct LMSLoadResponse {
     QString instanceId;
     double loadTimeSeconds = 0;
     QString status;
-    std::optional<qint64> contextLength; // from "load_config" when the server echoes it
+    std::optional<LMSInstanceConfig> loadConfig; // when the server echoes how it loaded
 
     static std::optional<LMSLoadResponse> fromJson(const QJsonObject &object);
     bool operator==(const LMSLoadResponse &) const = default;

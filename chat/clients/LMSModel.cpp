@@ -64,11 +64,11 @@ std::optional<LMSModel> LMSModel::fromJson(const QJsonObject &object)
     }
     for (const QJsonValue &value : object.value("loaded_instances").toArray()) {
         const QJsonObject instance = value.toObject();
-        const QJsonObject config = instance.value("config").toObject();
-        if (!instance.value("id").isString() || !instance.value("config").isObject()
-            || !config.value("context_length").isDouble())
+        const std::optional<LMSInstanceConfig> config =
+            LMSInstanceConfig::fromJson(instance.value("config").toObject());
+        if (!instance.value("id").isString() || !instance.value("config").isObject() || !config)
             return std::nullopt;
-        model.loadedInstances.append({instance.value("id").toString(), config.value("context_length").toInteger()});
+        model.loadedInstances.append({instance.value("id").toString(), *config});
     }
     if (!ok)
         return std::nullopt;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "chat/clients/LMSInstanceConfig.h"
+
 #include <QJsonObject>
 #include <QList>
 #include <QString>
@@ -9,7 +11,7 @@
 struct LMSModel {
     struct Instance {
         QString id;
-        qint64 contextLength = 0;
+        LMSInstanceConfig config;
         bool operator==(const Instance &) const = default;
     };
 

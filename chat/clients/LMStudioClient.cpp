@@ -89,8 +89,14 @@ LMSLoadResponse LMStudioClient::load(const QString &model, const std::optional<L
     if (config) {
         if (config->contextLength)
             body.insert("context_length", *config->contextLength);
+        if (config->evalBatchSize)
+            body.insert("eval_batch_size", *config->evalBatchSize);
         if (config->flashAttention)
             body.insert("flash_attention", *config->flashAttention);
+        if (config->numExperts)
+            body.insert("num_experts", *config->numExperts);
+        if (config->offloadKvCacheToGpu)
+            body.insert("offload_kv_cache_to_gpu", *config->offloadKvCacheToGpu);
         if (config->echoLoadConfig)
             body.insert("echo_load_config", *config->echoLoadConfig);
     }

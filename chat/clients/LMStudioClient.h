@@ -21,7 +21,10 @@ public:
     // Load options; only what is set goes out.
     struct LoadConfig {
         std::optional<qint64> contextLength;
+        std::optional<qint64> evalBatchSize;
         std::optional<bool> flashAttention;
+        std::optional<qint64> numExperts;
+        std::optional<bool> offloadKvCacheToGpu;
         std::optional<bool> echoLoadConfig;
     };
 

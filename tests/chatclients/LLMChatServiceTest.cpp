@@ -56,16 +56,29 @@ TEST(LMStudioClientTest, ModelRoutesSendWhatTheServerReadsAndDecodeTheReplies)
     EXPECT_TRUE(sent.header("Authorization").isNull());
 
     const LMStudioClient client(peer.baseURL(), "lm-token");
-    const LMSLoadResponse loaded = client.load("qwen-7b", LMStudioClient::LoadConfig{{}, {}, true});
+    LMStudioClient::LoadConfig echoOnly;
+    echoOnly.echoLoadConfig = true;
+    const LMSLoadResponse loaded = client.load("qwen-7b", echoOnly);
     sent = peer.lastRequest();
     EXPECT_EQ(sent.header("Authorization"), "Bearer lm-token");
     EXPECT_EQ(sent.header("Content-Type"), "application/json");
     EXPECT_EQ(sentJson(sent), QJsonObject({{"model", "qwen-7b"}, {"echo_load_config", true}}));
     EXPECT_EQ(loaded.instanceId, "qwen-7b");
     EXPECT_EQ(loaded.loadTimeSeconds, 2.5);
-    EXPECT_EQ(loaded.contextLength, 4096);
+    ASSERT_TRUE(loaded.loadConfig.has_value());
+    EXPECT_EQ(loaded.loadConfig->contextLength, 4096);
     client.load("qwen-7b");
     EXPECT_EQ(sentJson(peer.lastRequest()), QJsonObject({{"model", "qwen-7b"}}));
+    // Every option that is set goes out under its key.
+    LMStudioClient::LoadConfig all{8192, 512, false, 4, true, std::nullopt};
+    client.load("qwen-7b", all);
+    EXPECT_EQ(sentJson(peer.lastRequest()),
+              QJsonObject({{"model", "qwen-7b"}, {"context_length", 8192}, {"eval_batch_size", 512}, {"flash_attention", false},
+                           {"num_experts", 4}, {"offload_kv_cache_to_gpu", true}}));
+    // An instance's whole config from the list; a mistyped optional field fails the entry.
+    EXPECT_EQ(LMSInstanceConfig::fromJson(QJsonObject{{"context_length", 2048}, {"num_experts", 8}})->numExperts, 8);
+    EXPECT_FALSE(LMSInstanceConfig::fromJson(QJsonObject{{"context_length", 2048}, {"flash_attention", "yes"}}));
+    EXPECT_FALSE(LMSInstanceConfig::fromJson(QJsonObject{{"num_experts", 8}}));
 
     client.unload("qwen-7b:2");
     EXPECT_EQ(peer.lastRequest().target, "/api/v1/models/unload");
