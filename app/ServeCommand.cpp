@@ -7,6 +7,7 @@
 #include "engine/MCPServer.h"
 #include "engine/MCPStdioTransport.h"
 #include "engine/bridge/MCPServerBridge.h"
+#include "engine/bridge/MainThreadQueue.h"
 #include "diagnostics/LogEntry.h"
 #include "store/ConfigurationController.h"
 #include "store/PersistenceController.h"
@@ -385,6 +386,11 @@ int ServeCommand::main(int argc, char **argv)
         },
         Qt::QueuedConnection);
     const int code = app.exec();
+    // How far the main thread fell behind the workers' log lines: the figure to watch
+    // under load (scripts/bench reads it).
+    if (level >= MCPLogMessageType::Info)
+        printLine(stderr, QStringLiteral("kelvara serve: log lines waited at most %1 ms for the main thread")
+                              .arg(MainThreadQueue::logLines().longestWait().count() / 1000.0, 0, 'f', 1));
     ::signal(SIGINT, SIG_DFL);
     ::signal(SIGTERM, SIG_DFL);
     // Before Qt's own teardown: no request reaches the engine any more, running scripts end,

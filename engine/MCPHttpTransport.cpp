@@ -32,56 +32,28 @@ struct Hooks {
     MCPHttpPolicy policy;
 };
 
-// One accepted connection on its way to a worker; fd -1 tells the worker to end.
-struct Job {
-    int fd = -1;
-    std::shared_ptr<const Hooks> hooks;
-};
-
-// A worker thread's mailbox. A mutex and condition variable of its own rather than a
-// semaphore: libstdc++'s semaphores spin with sched_yield before they sleep, which
-// costs the other threads dearly on a machine with few cores.
-struct Worker {
-    std::mutex mutex;
-    std::condition_variable cv;
-    bool posted = false;
-    Job job;
-
-    void post(Job &&next)
-    {
-        // Notified under the lock: once the worker sees the job it may run it, go idle, time
-        // out and end, destroying this mailbox, so nothing of it may be touched after the
-        // unlock.
-        std::lock_guard lock(mutex);
-        job = std::move(next);
-        posted = true;
-        cv.notify_one();
-    }
-
-    // False when nothing came within the time.
-    bool waitFor(std::chrono::steady_clock::duration timeout)
-    {
-        std::unique_lock lock(mutex);
-        if (!cv.wait_for(lock, timeout, [this] { return posted; }))
-            return false;
-        posted = false;
-        return true;
-    }
-
-    void wait()
-    {
-        std::unique_lock lock(mutex);
-        cv.wait(lock, [this] { return posted; });
-        posted = false;
-    }
-};
-
-// How long a worker without a connection waits for the next one before it ends.
-constexpr auto kWorkerIdleTime = std::chrono::seconds(2);
+// How long an acceptor waits for a connection before it ends, when another one is left
+// waiting: the count of threads falls back after a burst.
+constexpr auto kAcceptorIdleTime = std::chrono::seconds(2);
 
 }  // namespace
 
-// What the accept loop and the workers share with the transport object. Workers hold it
+// The listening socket of one start. Its workers accept on it themselves: a connection
+// is served by the thread the kernel handed it to, with no hand-off and no wake-up of
+// another thread. `waiting` counts the workers committed to accepting; the one that takes
+// the last such place starts another before it serves, so a connection never waits for
+// another one. `inAccept` counts the workers between their look at `open` and the return
+// of accept: stop closes the descriptor only once it is 0, so the number cannot be reused
+// under an accept.
+struct MCPHttpTransport::Listener {
+    explicit Listener(int socket) : fd(socket) {}
+    const int fd;
+    std::atomic<bool> open{true};
+    std::atomic<int> waiting{0};
+    std::atomic<int> inAccept{0};
+};
+
+// What the workers share with the transport object. Workers hold it
 // by shared pointer, so it outlives the transport if it must.
 struct MCPHttpTransport::Shared {
     std::atomic<bool> running{false};
@@ -100,16 +72,15 @@ struct MCPHttpTransport::Shared {
     std::mutex connectionsMutex;
     std::map<std::string, Pending> pendingConnections;
 
-    // The workers. A connection goes to an idle worker when there is one and to a new
-    // thread otherwise, so no request ever waits for another and their number has no
-    // cap; reusing threads keeps a new connection cheap, and handing the job to one
-    // worker's own mailbox keeps the workers from queueing on a shared lock. A worker
-    // that stays idle for kWorkerIdleTime ends, so the count falls back after a burst.
+    // Every worker thread, accepting or serving; the destructor waits for all to end.
     std::mutex poolMutex;
     std::condition_variable workersGone;
-    std::vector<Worker *> idleWorkers;
     int workers = 0;
-    bool shuttingDown = false;
+
+    // Refusals under pressure come in floods: one line a second says how many there were.
+    std::mutex refusalMutex;
+    std::chrono::steady_clock::time_point lastRefusalLine{};
+    size_t refusedSinceLine = 0;
 
     ~Shared()
     {
@@ -556,72 +527,115 @@ void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int f
 
 namespace {
 
-void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, Job first)
+void refusalLine(MCPHttpTransport::Shared &shared, const Hooks &hooks, int32_t code, const std::string &text)
+{
+    std::string line;
+    {
+        std::lock_guard lock(shared.refusalMutex);
+        ++shared.refusedSinceLine;
+        const Clock::time_point now = Clock::now();
+        if (now - shared.lastRefusalLine < std::chrono::seconds(1))
+            return;
+        line = shared.refusedSinceLine > 1
+                   ? text + " (" + std::to_string(shared.refusedSinceLine) + " times in the last second)"
+                   : text;
+        shared.lastRefusalLine = now;
+        shared.refusedSinceLine = 0;
+    }
+    emitLog(hooks, code == LogCode::AcceptFailed ? LogMessageType::Critical : LogMessageType::Warning, code, line);
+}
+
+void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, std::shared_ptr<MCPHttpTransport::Listener> listener);
+
+// Starts one more worker, counted as accepting. False when no thread could be made.
+bool startAcceptor(const std::shared_ptr<MCPHttpTransport::Shared> &shared,
+                   const std::shared_ptr<MCPHttpTransport::Listener> &listener)
+{
+    {
+        std::lock_guard lock(shared->poolMutex);
+        ++shared->workers;
+    }
+    listener->waiting.fetch_add(1);
+    try {
+        std::thread(workerLoop, shared, listener).detach();
+        return true;
+    } catch (const std::system_error &) {
+        listener->waiting.fetch_sub(1);
+        std::lock_guard lock(shared->poolMutex);
+        if (--shared->workers == 0)
+            shared->workersGone.notify_all();
+        return false;
+    }
+}
+
+void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, std::shared_ptr<MCPHttpTransport::Listener> listener)
 {
     pthread_setname_np(pthread_self(), "mcp.kelvara.wkr");
-    Worker self;
-    Job job = std::move(first);
     for (;;) {
-        serveConnection(*shared, *job.hooks, job.fd);
-        shared->openConnections.fetch_sub(1);
-        job = Job{};
-
-        {
-            std::lock_guard lock(shared->poolMutex);
-            if (shared->shuttingDown)
+        listener->inAccept.fetch_add(1);
+        if (!listener->open.load()) {
+            listener->inAccept.fetch_sub(1);
+            break;
+        }
+        const int fd = ::accept4(listener->fd, nullptr, nullptr, SOCK_CLOEXEC);
+        const int error = errno;
+        listener->inAccept.fetch_sub(1);
+        if (fd < 0) {
+            if (!listener->open.load())
                 break;
-            shared->idleWorkers.push_back(&self);
-        }
-        if (!self.waitFor(kWorkerIdleTime)) {
-            std::unique_lock lock(shared->poolMutex);
-            auto it = std::find(shared->idleWorkers.begin(), shared->idleWorkers.end(), &self);
-            if (it != shared->idleWorkers.end()) {
-                shared->idleWorkers.erase(it);
-                break;  // idle for too long
+            if (error == EAGAIN || error == EWOULDBLOCK) {
+                // Idle: end unless this is the last worker waiting for connections.
+                int waiting = listener->waiting.load();
+                while (waiting > 1 && !listener->waiting.compare_exchange_weak(waiting, waiting - 1)) {}
+                if (waiting > 1)
+                    break;
+                continue;
             }
-            // Taken by the acceptor just now: its job is on the way.
-            lock.unlock();
-            self.wait();
+            if (error == EINTR || error == ECONNABORTED)
+                continue;
+            const auto hooks = shared->currentHooks();
+            if (error == EMFILE || error == ENFILE)
+                refusalLine(*shared, *hooks, LogCode::AcceptFailed,
+                            "Failed to accept connection: the process has no open files left");
+            else
+                emitLog(*hooks, LogMessageType::Critical, LogCode::AcceptFailed, "Failed to accept connection");
+            // Out of descriptors or memory: give the system a moment instead of spinning.
+            if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM)
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            continue;
         }
-        {
-            std::lock_guard lock(self.mutex);
-            job = std::move(self.job);
+        const auto hooks = shared->currentHooks();
+        // Over the cap a connection is told so at once and closed, so that holding many
+        // connections open cannot starve the others of threads and descriptors.
+        if (shared->openConnections.load() >= shared->connectionCap) {
+            refusalLine(*shared, *hooks, LogCode::ConnectionRefused,
+                        "Refused a connection: " + std::to_string(shared->connectionCap) + " connections are open already");
+            const std::string busy = MCPHttpTransport::buildResponse(
+                503, "application/json", MCPHttpTransport::refusalBody("Service Unavailable: too many connections"),
+                "Retry-After: 1\r\n");
+            [[maybe_unused]] const ssize_t sent = ::send(fd, busy.data(), busy.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            ::close(fd);
+            continue;
         }
-        if (job.fd < 0)
-            break;  // the transport is going away
+        // Leaving the last accepting place: another worker takes it before this one serves.
+        if (listener->waiting.fetch_sub(1) == 1 && !startAcceptor(shared, listener))
+            emitLog(*hooks, LogMessageType::Critical, LogCode::AcceptFailed,
+                    "Failed to accept connection: no thread could be started; new connections wait");
+        const auto timeout = hooks->policy.receiveTimeout;
+        if (timeout.count() > 0) {
+            // A peer that never reads its answer must not hold a worker for ever either.
+            timeval sendTimeout{static_cast<time_t>(timeout.count() / 1000),
+                                static_cast<suseconds_t>((timeout.count() % 1000) * 1000)};
+            ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &sendTimeout, sizeof sendTimeout);
+        }
+        shared->openConnections.fetch_add(1);
+        serveConnection(*shared, *hooks, fd);
+        shared->openConnections.fetch_sub(1);
+        listener->waiting.fetch_add(1);
     }
     std::lock_guard lock(shared->poolMutex);
     if (--shared->workers == 0)
         shared->workersGone.notify_all();
-}
-
-void submitJob(const std::shared_ptr<MCPHttpTransport::Shared> &shared, Job &&job)
-{
-    Worker *idle = nullptr;
-    {
-        std::lock_guard lock(shared->poolMutex);
-        if (!shared->idleWorkers.empty()) {
-            idle = shared->idleWorkers.back();
-            shared->idleWorkers.pop_back();
-        } else {
-            ++shared->workers;
-        }
-    }
-    if (idle) {
-        idle->post(std::move(job));
-        return;
-    }
-    try {
-        std::thread(workerLoop, shared, job).detach();
-    } catch (const std::system_error &) {
-        // No thread could be made: this connection is dropped, the listener goes on.
-        emitLog(*job.hooks, LogMessageType::Critical, LogCode::AcceptFailed, "Failed to accept connection");
-        ::close(job.fd);
-        shared->openConnections.fetch_sub(1);
-        std::lock_guard lock(shared->poolMutex);
-        if (--shared->workers == 0)
-            shared->workersGone.notify_all();
-    }
 }
 
 }  // namespace
@@ -638,10 +652,6 @@ MCPHttpTransport::~MCPHttpTransport()
     const uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = ::write(m_shared->wakeFd, &one, sizeof one);
     std::unique_lock lock(m_shared->poolMutex);
-    m_shared->shuttingDown = true;
-    for (Worker *idle : m_shared->idleWorkers)
-        idle->post(Job{});
-    m_shared->idleWorkers.clear();
     m_shared->workersGone.wait(lock, [this] { return m_shared->workers == 0; });
 }
 
@@ -733,84 +743,34 @@ bool MCPHttpTransport::start(int port, bool listenAtAll)
         const int error = errno;
         fail(LogCode::SocketBindFailed, "Failed to bind socket to port " + std::to_string(port), error);
         ::close(fd);
-        m_listenSocket = -1;
         return false;
     }
     if (::listen(fd, 128) < 0) {
         fail(LogCode::SocketListenFailed, "Failed to listen on socket", errno);
         ::close(fd);
-        m_listenSocket = -1;
         return false;
     }
     // Port 0 asks the system for a free port: the one it gave is the one to report.
     socklen_t length = sizeof address;
     if (::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) == 0)
         port = ntohs(address.sin_port);
-    m_listenSocket = fd;
-    m_port = port;
+    // Accept gives up after this long, so that a worker idle since a burst can end.
+    const timeval idle{static_cast<time_t>(std::chrono::duration_cast<std::chrono::seconds>(kAcceptorIdleTime).count()), 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &idle, sizeof idle);
+    auto listener = std::make_shared<Listener>(fd);
     m_shared->loopbackOnly.store(!listenAtAll);
     m_shared->connectionCap = hooks->policy.connectionCap();
     m_shared->running.store(true);
-    emitLog(*hooks, LogMessageType::Info, LogCode::Info, "MCP HTTP Server started on port " + std::to_string(port));
-    m_acceptThread = std::thread([this, fd] { acceptLoop(fd); });
-    return true;
-}
-
-void MCPHttpTransport::acceptLoop(int listenSocket)
-{
-    pthread_setname_np(pthread_self(), "mcp.kelvara.acc");
-    const std::shared_ptr<Shared> shared = m_shared;
-    // Refusals under pressure come in floods: one line a second says how many there were.
-    Clock::time_point lastRefusalLine{};
-    size_t refusedSinceLine = 0;
-    auto refusalLine = [&](const Hooks &hooks, int32_t code, const std::string &text) {
-        ++refusedSinceLine;
-        const Clock::time_point now = Clock::now();
-        if (now - lastRefusalLine < std::chrono::seconds(1))
-            return;
-        emitLog(hooks, code == LogCode::AcceptFailed ? LogMessageType::Critical : LogMessageType::Warning, code,
-                refusedSinceLine > 1 ? text + " (" + std::to_string(refusedSinceLine) + " times in the last second)" : text);
-        lastRefusalLine = now;
-        refusedSinceLine = 0;
-    };
-    while (shared->running.load()) {
-        const int fd = ::accept4(listenSocket, nullptr, nullptr, SOCK_CLOEXEC);
-        const int error = errno;
-        const auto hooks = shared->currentHooks();
-        if (fd < 0) {
-            if (!shared->running.load())
-                break;
-            if (error == EINTR)
-                continue;
-            if (error == EMFILE || error == ENFILE)
-                refusalLine(*hooks, LogCode::AcceptFailed, "Failed to accept connection: the process has no open files left");
-            else
-                emitLog(*hooks, LogMessageType::Critical, LogCode::AcceptFailed, "Failed to accept connection");
-            // Out of descriptors or memory: give the system a moment instead of spinning.
-            if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM)
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            continue;
-        }
-        // Over the cap a connection is told so at once and closed, so that holding many
-        // connections open cannot starve the others of threads and descriptors.
-        if (shared->openConnections.load() >= shared->connectionCap) {
-            refusalLine(*hooks, LogCode::ConnectionRefused,
-                        "Refused a connection: " + std::to_string(shared->connectionCap) + " connections are open already");
-            const std::string busy = buildResponse(503, "application/json", refusalBody("Service Unavailable: too many connections"),
-                                                   "Retry-After: 1\r\n");
-            [[maybe_unused]] const ssize_t sent = ::send(fd, busy.data(), busy.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-            ::close(fd);
-            continue;
-        }
-        const auto timeout = hooks->policy.receiveTimeout;
-        if (timeout.count() > 0) {
-            // A peer that never reads its answer must not hold a worker for ever either.
-            timeval sendTimeout{static_cast<time_t>(timeout.count() / 1000), static_cast<suseconds_t>((timeout.count() % 1000) * 1000)};
-            ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &sendTimeout, sizeof sendTimeout);
-        }
-        shared->openConnections.fetch_add(1);
-        submitJob(shared, Job{fd, hooks});
+    if (!startAcceptor(m_shared, listener)) {
+        m_shared->running.store(false);
+        fail(LogCode::SocketListenFailed, "Failed to start the thread that accepts connections");
+        ::close(fd);
+        return false;
     }
+    m_listener = std::move(listener);
+    m_port = port;
+    emitLog(*hooks, LogMessageType::Info, LogCode::Info, "MCP HTTP Server started on port " + std::to_string(port));
+    return true;
 }
 
 void MCPHttpTransport::stop()
@@ -818,13 +778,15 @@ void MCPHttpTransport::stop()
     std::lock_guard lifecycle(m_lifecycleMutex);
     if (!m_shared->running.exchange(false))
         return;
-    // shutdown wakes the blocked accept; the descriptor is closed only after the loop
-    // has ended, so its number cannot be reused under the loop's feet.
-    ::shutdown(m_listenSocket, SHUT_RDWR);
-    if (m_acceptThread.joinable())
-        m_acceptThread.join();
-    ::close(m_listenSocket);
-    m_listenSocket = -1;
+    // shutdown wakes every worker blocked in accept, and one about to enter it finds the
+    // socket shut; the descriptor is closed only once none is inside accept, so its number
+    // cannot be reused under one.
+    m_listener->open.store(false);
+    ::shutdown(m_listener->fd, SHUT_RDWR);
+    while (m_listener->inAccept.load() > 0)
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    ::close(m_listener->fd);
+    m_listener.reset();
 
     const auto hooks = m_shared->currentHooks();
     std::lock_guard lock(m_shared->connectionsMutex);

@@ -26,9 +26,10 @@ namespace MCP {
 // refused one is answered 401, 403, 408, 413, 431 or 503 with a JSON-RPC error body and
 // one log line, and closed. A request within the policy sees exactly the bytes above.
 //
-// One thread runs the accept loop; every accepted connection is served by a worker thread
-// of its own at once: an idle one when there is one, a new one otherwise, up to the policy's
-// cap of open connections, so a slow tool blocks only its own connection. Workers keep the state they need alive
+// Worker threads accept for themselves and serve what they accepted; one of them is always
+// waiting for the next connection (a new thread starts when the last one takes a
+// connection), up to the policy's cap of open connections, so a slow tool blocks only its
+// own connection. Workers idle for two seconds end while another one waits. Workers keep the state they need alive
 // through a shared pointer, and the destructor waits until the last of them is gone, so
 // no worker ever touches a dead transport.
 class MCPHttpTransport : public IMCPTransport {
@@ -74,6 +75,7 @@ public:
     static const char *reasonPhrase(int status);
 
     struct Shared;
+    struct Listener;
     // A request handed to the handler and not yet taken back by its worker.
     struct Pending {
         int fd = -1;
@@ -83,13 +85,10 @@ public:
     };
 
 private:
-    void acceptLoop(int listenSocket);
-
-    int m_listenSocket = -1;
+    std::shared_ptr<Listener> m_listener;  // while running; under m_lifecycleMutex
     int m_port = 0;
     std::string m_startFailure;  // under m_lifecycleMutex
     std::shared_ptr<Shared> m_shared;
-    std::thread m_acceptThread;
     mutable std::mutex m_lifecycleMutex;  // start and stop from different threads take turns
 };
 

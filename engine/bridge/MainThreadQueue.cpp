@@ -30,6 +30,18 @@ size_t MainThreadQueue::pendingCount() const
     return m_state->pending.size();
 }
 
+std::chrono::microseconds MainThreadQueue::longestWait() const
+{
+    std::lock_guard lock(m_state->mutex);
+    return m_state->longestWait;
+}
+
+void MainThreadQueue::resetLongestWait()
+{
+    std::lock_guard lock(m_state->mutex);
+    m_state->longestWait = std::chrono::microseconds(0);
+}
+
 void MainThreadQueue::post(std::function<void()> fn, size_t cost)
 {
     auto *app = QCoreApplication::instance();
@@ -52,6 +64,7 @@ void MainThreadQueue::post(std::function<void()> fn, size_t cost)
         if (state.scheduled)
             return;
         state.scheduled = true;
+        state.scheduledAt = std::chrono::steady_clock::now();
     }
     QMetaObject::invokeMethod(
         app,
@@ -66,6 +79,9 @@ void MainThreadQueue::post(std::function<void()> fn, size_t cost)
                 dropped = std::exchange(state->dropped, 0);
                 overflow = state->overflow;
                 state->scheduled = false;
+                const auto waited = std::chrono::duration_cast<std::chrono::microseconds>(
+                    std::chrono::steady_clock::now() - state->scheduledAt);
+                state->longestWait = std::max(state->longestWait, waited);
             }
             if (dropped > 0 && overflow)
                 overflow(dropped);

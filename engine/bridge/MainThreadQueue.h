@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <deque>
 #include <functional>
@@ -30,6 +31,10 @@ public:
     void setOverflowHandler(std::function<void(size_t dropped)> handler);
     // Functions waiting now (for tests and the bench).
     size_t pendingCount() const;
+    // The longest time a function has waited for the main thread since the last reset:
+    // how far the main thread fell behind the threads that queue.
+    std::chrono::microseconds longestWait() const;
+    void resetLongestWait();
 
 private:
     struct Item {
@@ -44,6 +49,9 @@ private:
         size_t maxFunctions = 10000;
         size_t maxCost = 16u << 20;
         bool scheduled = false;
+        // When the pending run was scheduled: the first function of a batch waits longest.
+        std::chrono::steady_clock::time_point scheduledAt{};
+        std::chrono::microseconds longestWait{0};
         std::function<void(size_t)> overflow;
     };
     std::shared_ptr<State> m_state;

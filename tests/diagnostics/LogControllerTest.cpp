@@ -310,4 +310,21 @@ TEST(LogControllerShared, UnderLoadTheOldestWaitingLinesAreDroppedAndCounted)
     log->setMinimumLevel(MCPLogMessageType::Debug);
 }
 
+// The queue records how long its lines waited for a busy main thread, and forgets it on reset.
+TEST(LogControllerShared, TheLongestWaitForTheMainThreadIsRecorded)
+{
+    LogController *log = LogController::shared();
+    MainThreadQueue &queue = MainThreadQueue::logLines();
+    log->log(QStringLiteral("before"), 0, MCPLogMessageType::Info);
+    ASSERT_TRUE(waitUntil([&] { return queue.pendingCount() == 0; }));
+    queue.resetLongestWait();
+    EXPECT_EQ(queue.longestWait().count(), 0);
+    std::thread([&] { log->log(QStringLiteral("while busy"), 0, MCPLogMessageType::Info); }).join();
+    QThread::msleep(60);  // the main thread is busy here
+    ASSERT_TRUE(waitUntil([&] { return log->logEntries().last().message == QStringLiteral("while busy"); }));
+    EXPECT_GE(queue.longestWait(), std::chrono::milliseconds(60));
+    queue.resetLongestWait();
+    EXPECT_EQ(queue.longestWait().count(), 0);
+}
+
 }  // namespace

@@ -225,3 +225,54 @@ TEST(MCPHttpTransportLifetime, DestructorWaitsForWorkersAndWakesIdleReaders)
     EXPECT_EQ(readAll(idle), "");
     ::close(idle);
 }
+
+// Workers accept for themselves; the one that takes the last waiting place starts another
+// first, so connections held in the handler never hold up a new one. After the burst the
+// extra workers end, and a stop and start on the same port while one is still busy leaves
+// that worker on the old socket.
+TEST_F(TransportTest, HeldConnectionsNeverHoldUpANewOneAndIdleWorkersEnd)
+{
+    const int threadsBefore = threadCount();
+    Latch release;
+    Latch stayEntered;
+    Latch stayRelease;
+    transport.setMessageHandler([&](const std::string &id, std::shared_ptr<MCPMessage> message) {
+        if (message->method == "go") {
+            ++handled;
+            release.wait();
+        } else if (message->method == "stay") {
+            stayEntered.open();
+            stayRelease.wait();
+        }
+        JSONValue result;
+        result["echo"] = JSONValue(message->method);
+        transport.sendResponse(id, MCPServerMessage::createResponse(*message, result));
+    });
+    constexpr int kHeld = 20;
+    std::vector<int> held;
+    for (int i = 0; i < kHeld; ++i)
+        held.push_back(sendRaw(port, kGo));
+    ASSERT_TRUE(waitFor([&] { return handled.load() == kHeld; }));
+    const HttpReply reply = post(port, R"({"method":"ping"})");
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_NE(reply.body.find("\"echo\": \"ping\""), std::string::npos);
+    EXPECT_GT(threadCount(), threadsBefore + kHeld);
+    release.open();
+    for (int fd : held) {
+        EXPECT_NE(readAll(fd).find("\"echo\": \"go\""), std::string::npos);
+        ::close(fd);
+    }
+
+    // A worker still in its handler across a stop and a start on the same port: it ends
+    // after the handler, and the new socket goes on serving.
+    const int staying = sendRaw(port, "POST / HTTP/1.1\r\nContent-Length: 17\r\n\r\n{\"method\":\"stay\"}");
+    ASSERT_TRUE(stayEntered.wait());
+    transport.stop();
+    ASSERT_TRUE(transport.start(port, false));
+    stayRelease.open();
+    EXPECT_EQ(readAll(staying), "");  // closed by the stop
+    ::close(staying);
+    EXPECT_EQ(post(port, R"({"method":"ping"})").status, 200);
+    EXPECT_TRUE(waitFor([&] { return threadCount() <= threadsBefore + 2; }, std::chrono::seconds(10)));
+    EXPECT_EQ(post(port, R"({"method":"ping"})").status, 200);
+}
