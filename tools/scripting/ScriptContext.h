@@ -14,7 +14,7 @@ public:
     using ExceptionHandler = std::function<void(JSContextRef ctx, JSValueRef exception)>;
 
     // A thread's every this many contexts collects its group's garbage as it ends.
-    static constexpr unsigned kCollectEvery = 8;
+    static constexpr unsigned kCollectEvery = 2;
 
     // Nothing when the engine can make no context.
     static std::shared_ptr<ScriptContext> create();
