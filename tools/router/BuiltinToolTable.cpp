@@ -1,6 +1,8 @@
 #include "tools/router/BuiltinToolTable.h"
 
 #include "tools/builtin/FileAccessHandler.h"
+#include "tools/calendar/CalendarToolHandler.h"
+#include "tools/contacts/ContactsToolHandler.h"
 
 namespace {
 
@@ -27,23 +29,33 @@ QList<BuiltinToolMethod> makeTable()
         [](const QVariantMap &p) { return FileAccessHandler::shared()->writeFile(p); });
 
     // Calendars and reminders: the event store belongs to the main thread. "listEvents"
-    // hops there by itself, inside the handler. Not built yet: their executors attach here.
-    add("listCalendars", kCalendars, Thread::Main, Precheck::None, {});
-    add("listEvents", kCalendars, Thread::Caller, Precheck::None, {});
-    add("createEvent", kCalendars, Thread::Main, Precheck::None, {});
-    add("updateEvent", kCalendars, Thread::Main, Precheck::None, {});
-    add("deleteEvent", kCalendars, Thread::Main, Precheck::None, {});
-    add("listReminderLists", kCalendars, Thread::Main, Precheck::None, {});
-    add("listReminders", kCalendars, Thread::Main, Precheck::None, {});
-    add("createReminder", kCalendars, Thread::Main, Precheck::None, {});
-    add("updateReminder", kCalendars, Thread::Main, Precheck::None, {});
-    add("deleteReminder", kCalendars, Thread::Main, Precheck::None, {});
+    // hops there by itself, inside the handler.
+    using Calendar = JSONToolResult (CalendarToolHandler::*)(const QVariantMap &) const;
+    auto calendar = [&add](const char *method, Thread thread, Calendar member) {
+        add(method, kCalendars, thread, Precheck::None,
+            [member](const QVariantMap &p) { return (CalendarToolHandler::shared()->*member)(p); });
+    };
+    calendar("listCalendars", Thread::Main, &CalendarToolHandler::listCalendars);
+    calendar("listEvents", Thread::Caller, &CalendarToolHandler::listEvents);
+    calendar("createEvent", Thread::Main, &CalendarToolHandler::createEvent);
+    calendar("updateEvent", Thread::Main, &CalendarToolHandler::updateEvent);
+    calendar("deleteEvent", Thread::Main, &CalendarToolHandler::deleteEvent);
+    calendar("listReminderLists", Thread::Main, &CalendarToolHandler::listReminderLists);
+    calendar("listReminders", Thread::Main, &CalendarToolHandler::listReminders);
+    calendar("createReminder", Thread::Main, &CalendarToolHandler::createReminder);
+    calendar("updateReminder", Thread::Main, &CalendarToolHandler::updateReminder);
+    calendar("deleteReminder", Thread::Main, &CalendarToolHandler::deleteReminder);
 
-    // Contacts run on the caller's thread. Not built yet: their executors attach here.
-    add("listContacts", kContacts, Thread::Caller, Precheck::None, {});
-    add("createContact", kContacts, Thread::Caller, Precheck::None, {});
-    add("updateContact", kContacts, Thread::Caller, Precheck::None, {});
-    add("deleteContact", kContacts, Thread::Caller, Precheck::None, {});
+    // Contacts run on the caller's thread.
+    using Contacts = JSONToolResult (ContactsToolHandler::*)(const QVariantMap &) const;
+    auto contacts = [&add](const char *method, Contacts member) {
+        add(method, kContacts, Thread::Caller, Precheck::None,
+            [member](const QVariantMap &p) { return (ContactsToolHandler::shared()->*member)(p); });
+    };
+    contacts("listContacts", &ContactsToolHandler::listContacts);
+    contacts("createContact", &ContactsToolHandler::createContact);
+    contacts("updateContact", &ContactsToolHandler::updateContact);
+    contacts("deleteContact", &ContactsToolHandler::deleteContact);
     return rows;
 }
 

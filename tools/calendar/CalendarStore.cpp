@@ -1,0 +1,521 @@
+#include "tools/calendar/CalendarStore.h"
+
+#include "base/AppPaths.h"
+#include "base/AtomicFile.h"
+#include "base/UserDefaults.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTimeZone>
+#include <QUuid>
+
+#include <algorithm>
+#include <libical/ical.h>
+
+namespace {
+
+const QString kKindFile = QStringLiteral("kelvara-kind");
+const QString kDisplayNameFile = QStringLiteral("displayname");
+
+// Owns one parsed component tree.
+struct Component {
+    icalcomponent *root = nullptr;
+    explicit Component(icalcomponent *c = nullptr) : root(c) {}
+    ~Component()
+    {
+        if (root)
+            icalcomponent_free(root);
+    }
+    Component(const Component &) = delete;
+    Component &operator=(const Component &) = delete;
+};
+
+QString text(const char *value)
+{
+    return value ? QString::fromUtf8(value) : QString();
+}
+
+QDateTime fromIcal(const icaltimetype &time)
+{
+    if (icaltime_is_null_time(time) || !icaltime_is_valid_time(time))
+        return {};
+    const QDate date(time.year, time.month, time.day);
+    if (time.is_date)
+        return QDateTime(date, QTime(0, 0), Qt::LocalTime);
+    const QTime clock(time.hour, time.minute, std::min(time.second, 59));
+    if (icaltime_is_utc(time))
+        return QDateTime(date, clock, Qt::UTC);
+    if (const icaltimezone *zone = icaltime_get_timezone(time)) {
+        const time_t seconds = icaltime_as_timet_with_zone(time, zone);
+        return QDateTime::fromSecsSinceEpoch(qint64(seconds), Qt::UTC);
+    }
+    return QDateTime(date, clock, Qt::LocalTime);  // floating: the user's own time
+}
+
+icaltimetype utcTime(const QDateTime &instant)
+{
+    return icaltime_from_timet_with_zone(time_t(instant.toSecsSinceEpoch()), 0, icaltimezone_get_utc_timezone());
+}
+
+icaltimetype dateOnly(const QDate &date)
+{
+    icaltimetype time = icaltime_null_time();
+    time.year = date.year();
+    time.month = date.month();
+    time.day = date.day();
+    time.is_date = 1;
+    return time;
+}
+
+QString urlOf(icalcomponent *component)
+{
+    icalproperty *property = icalcomponent_get_first_property(component, ICAL_URL_PROPERTY);
+    return property ? text(icalproperty_get_url(property)) : QString();
+}
+
+CalendarItem readItem(icalcomponent *component, const QString &collection, const QString &path)
+{
+    CalendarItem item;
+    item.identifier = text(icalcomponent_get_uid(component));
+    item.collection = collection;
+    item.filePath = path;
+    const char *summary = icalcomponent_get_summary(component);
+    item.hasTitle = summary != nullptr;
+    item.title = text(summary);
+    item.notes = text(icalcomponent_get_description(component));
+    if (icalcomponent_isa(component) == ICAL_VEVENT_COMPONENT) {
+        item.location = text(icalcomponent_get_location(component));
+        item.url = urlOf(component);
+        const icaltimetype start = icalcomponent_get_dtstart(component);
+        item.allDay = start.is_date;
+        item.start = fromIcal(start);
+        item.end = fromIcal(icalcomponent_get_dtend(component));
+        if (!item.end.isValid() && item.start.isValid())
+            item.end = item.allDay ? item.start.addDays(1) : item.start;
+    } else {
+        item.completed = icalcomponent_get_status(component) == ICAL_STATUS_COMPLETED ||
+                         icalcomponent_get_first_property(component, ICAL_COMPLETED_PROPERTY) != nullptr;
+        item.due = fromIcal(icalcomponent_get_due(component));
+    }
+    return item;
+}
+
+// The master item of each UID: overrides of single occurrences (RECURRENCE-ID) are skipped.
+// A file of several calendars parses into an XROOT that holds them.
+template <typename Fn>
+void forEachItem(icalcomponent *root, icalcomponent_kind kind, Fn &&fn)
+{
+    if (!root)
+        return;
+    const icalcomponent_kind rootKind = icalcomponent_isa(root);
+    if (rootKind == kind) {
+        fn(root);
+        return;
+    }
+    if (rootKind == ICAL_XROOT_COMPONENT) {
+        for (icalcomponent *inner = icalcomponent_get_first_component(root, ICAL_VCALENDAR_COMPONENT); inner;
+             inner = icalcomponent_get_next_component(root, ICAL_VCALENDAR_COMPONENT))
+            forEachItem(inner, kind, fn);
+        return;
+    }
+    for (icalcomponent *c = icalcomponent_get_first_component(root, kind); c;
+         c = icalcomponent_get_next_component(root, kind)) {
+        if (!icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY))
+            fn(c);
+    }
+}
+
+void removeAll(icalcomponent *component, icalproperty_kind kind)
+{
+    while (icalproperty *property = icalcomponent_get_first_property(component, kind)) {
+        icalcomponent_remove_property(component, property);
+        icalproperty_free(property);
+    }
+}
+
+void setText(icalcomponent *component, icalproperty_kind kind, const QString &value,
+             icalproperty *(*make)(const char *))
+{
+    removeAll(component, kind);
+    if (!value.isEmpty())
+        icalcomponent_add_property(component, make(value.toUtf8().constData()));
+}
+
+// Writes the item's fields into its component; what the item does not know stays.
+void writeItem(icalcomponent *component, const CalendarItem &item)
+{
+    removeAll(component, ICAL_DTSTAMP_PROPERTY);
+    icalcomponent_add_property(component, icalproperty_new_dtstamp(utcTime(QDateTime::currentDateTimeUtc())));
+    removeAll(component, ICAL_SUMMARY_PROPERTY);
+    if (item.hasTitle)
+        icalcomponent_add_property(component, icalproperty_new_summary(item.title.toUtf8().constData()));
+    setText(component, ICAL_DESCRIPTION_PROPERTY, item.notes, icalproperty_new_description);
+    if (icalcomponent_isa(component) == ICAL_VEVENT_COMPONENT) {
+        setText(component, ICAL_LOCATION_PROPERTY, item.location, icalproperty_new_location);
+        setText(component, ICAL_URL_PROPERTY, item.url, icalproperty_new_url);
+        removeAll(component, ICAL_DTSTART_PROPERTY);
+        removeAll(component, ICAL_DTEND_PROPERTY);
+        removeAll(component, ICAL_DURATION_PROPERTY);
+        if (item.allDay) {
+            // Whole days: the first day and the day after the last, both local dates.
+            const QDate first = item.start.toLocalTime().date();
+            const QDateTime localEnd = item.end.toLocalTime();
+            QDate after = localEnd.date();
+            if (localEnd.time() != QTime(0, 0) || after <= first)
+                after = std::max(after, first).addDays(1);
+            icalcomponent_add_property(component, icalproperty_new_dtstart(dateOnly(first)));
+            icalcomponent_add_property(component, icalproperty_new_dtend(dateOnly(after)));
+        } else {
+            icalcomponent_add_property(component, icalproperty_new_dtstart(utcTime(item.start)));
+            icalcomponent_add_property(component, icalproperty_new_dtend(utcTime(item.end)));
+        }
+    } else {
+        removeAll(component, ICAL_STATUS_PROPERTY);
+        removeAll(component, ICAL_COMPLETED_PROPERTY);
+        removeAll(component, ICAL_PERCENTCOMPLETE_PROPERTY);
+        if (item.completed) {
+            icalcomponent_add_property(component, icalproperty_new_status(ICAL_STATUS_COMPLETED));
+            icalcomponent_add_property(component, icalproperty_new_completed(utcTime(QDateTime::currentDateTimeUtc())));
+            icalcomponent_add_property(component, icalproperty_new_percentcomplete(100));
+        } else {
+            icalcomponent_add_property(component, icalproperty_new_status(ICAL_STATUS_NEEDSACTION));
+        }
+        removeAll(component, ICAL_DUE_PROPERTY);
+        if (item.due.isValid())
+            icalcomponent_add_property(component, icalproperty_new_due(utcTime(item.due)));
+    }
+}
+
+QByteArray readBytes(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    // Calendar files are small; a runaway one is not read whole.
+    return file.read(16 << 20);
+}
+
+icalcomponent *parse(const QByteArray &bytes)
+{
+    if (bytes.isEmpty())
+        return nullptr;
+    return icalparser_parse_string(bytes.constData());
+}
+
+QString sanitisedFileName(const QString &uid)
+{
+    QString name;
+    for (QChar c : uid)
+        name += (c.isLetterOrNumber() || c == u'-' || c == u'_' || c == u'.' || c == u'@') ? c : QChar(u'_');
+    return name + QStringLiteral(".ics");
+}
+
+}  // namespace
+
+CalendarStore::CalendarStore(QString root) : m_root(std::move(root)) {}
+
+CalendarStore *CalendarStore::shared()
+{
+    static auto *store = new CalendarStore(QString());
+    store->setRoot(UserDefaults::standard()->value(rootSettingKey(), defaultRoot()).toString());
+    return store;
+}
+
+QString CalendarStore::defaultRoot()
+{
+    return AppPaths::dataDir() + QStringLiteral("/Calendars");
+}
+
+QString CalendarStore::root() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_root;
+}
+
+void CalendarStore::setRoot(const QString &root)
+{
+    std::lock_guard lock(m_mutex);
+    if (root != m_root) {
+        m_root = root;
+        m_files.clear();
+    }
+}
+
+QList<CalendarStore::Folder> CalendarStore::scan()
+{
+    QList<Folder> folders;
+    const QDir root(m_root);
+    const QStringList names = root.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+    QSet<QString> seen;
+    for (const QString &name : names) {
+        Folder folder;
+        folder.collection.identifier = name;
+        folder.collection.path = root.filePath(name);
+        QDir dir(folder.collection.path);
+        const QByteArray title = readBytes(dir.filePath(kDisplayNameFile)).trimmed();
+        folder.collection.title = title.isEmpty() ? name : QString::fromUtf8(title);
+        const QString kindWord = QString::fromUtf8(readBytes(dir.filePath(kKindFile)).trimmed());
+        for (const QString &file : dir.entryList({QStringLiteral("*.ics")}, QDir::Files, QDir::Name)) {
+            const QString path = dir.filePath(file);
+            folder.files.append(path);
+            seen.insert(path);
+            const CachedFile &entry = cached(path, name);
+            folder.hasEvents = folder.hasEvents || !entry.events.isEmpty();
+            folder.hasReminders = folder.hasReminders || !entry.reminders.isEmpty();
+        }
+        if (kindWord == QLatin1String("reminders"))
+            folder.collection.kind = Kind::Reminders;
+        else if (kindWord == QLatin1String("events"))
+            folder.collection.kind = Kind::Events;
+        else
+            folder.collection.kind = folder.hasReminders && !folder.hasEvents ? Kind::Reminders : Kind::Events;
+        folders.append(folder);
+    }
+    // Files gone since the last look leave the cache.
+    for (auto it = m_files.begin(); it != m_files.end();)
+        it = seen.contains(it.key()) ? std::next(it) : m_files.erase(it);
+    return folders;
+}
+
+const CalendarStore::CachedFile &CalendarStore::cached(const QString &path, const QString &collection)
+{
+    const QFileInfo info(path);
+    const qint64 modified = info.lastModified().toMSecsSinceEpoch();
+    auto it = m_files.find(path);
+    if (it != m_files.end() && it->size == info.size() && it->modified == modified)
+        return *it;
+    CachedFile entry;
+    entry.size = info.size();
+    entry.modified = modified;
+    Component parsed(parse(readBytes(path)));
+    forEachItem(parsed.root, ICAL_VEVENT_COMPONENT,
+                [&](icalcomponent *c) { entry.events.append(readItem(c, collection, path)); });
+    forEachItem(parsed.root, ICAL_VTODO_COMPONENT,
+                [&](icalcomponent *c) { entry.reminders.append(readItem(c, collection, path)); });
+    return *m_files.insert(path, std::move(entry));
+}
+
+QList<CalendarCollection> CalendarStore::collections(Kind kind)
+{
+    std::lock_guard lock(m_mutex);
+    QList<CalendarCollection> result;
+    for (const Folder &folder : scan()) {
+        if (folder.collection.kind == kind)
+            result.append(folder.collection);
+    }
+    return result;
+}
+
+std::optional<CalendarCollection> CalendarStore::createCollection(const QString &name, Kind kind, QString *error)
+{
+    const QString identifier = name.toLower();
+    QDir root(m_root);
+    if (!root.mkpath(identifier)) {
+        if (error)
+            *error = QStringLiteral("The folder '%1' could not be created.").arg(root.filePath(identifier));
+        return std::nullopt;
+    }
+    const QString path = root.filePath(identifier);
+    const std::optional<QString> failed =
+        AtomicFile::write(path + u'/' + kDisplayNameFile, name.toUtf8());
+    const std::optional<QString> kindFailed = AtomicFile::write(
+        path + u'/' + kKindFile, kind == Kind::Reminders ? QByteArrayLiteral("reminders") : QByteArrayLiteral("events"));
+    if (failed || kindFailed) {
+        if (error)
+            *error = failed.value_or(kindFailed.value_or(QString()));
+        return std::nullopt;
+    }
+    return CalendarCollection{identifier, name, path, kind};
+}
+
+std::optional<CalendarCollection> CalendarStore::defaultCollection(Kind kind, QString *error)
+{
+    std::lock_guard lock(m_mutex);
+    for (const Folder &folder : scan()) {
+        if (folder.collection.kind == kind)
+            return folder.collection;
+    }
+    return createCollection(kind == Kind::Events ? QStringLiteral("Calendar") : QStringLiteral("Reminders"), kind, error);
+}
+
+QList<CalendarItem> CalendarStore::events(const QDateTime &start, const QDateTime &end,
+                                          const std::optional<QStringList> &collections)
+{
+    std::lock_guard lock(m_mutex);
+    QList<CalendarItem> result;
+    for (const Folder &folder : scan()) {
+        if (folder.collection.kind != Kind::Events)
+            continue;
+        if (collections && !collections->contains(folder.collection.identifier))
+            continue;
+        for (const QString &path : folder.files) {
+            for (const CalendarItem &event : m_files.value(path).events) {
+                if (!event.start.isValid())
+                    continue;
+                // Overlap; an event of no length counts when it stands inside the range.
+                const bool overlaps = event.start == event.end ? event.start >= start && event.start <= end
+                                                               : event.start < end && event.end > start;
+                if (overlaps)
+                    result.append(event);
+            }
+        }
+    }
+    std::stable_sort(result.begin(), result.end(),
+                     [](const CalendarItem &a, const CalendarItem &b) { return a.start < b.start; });
+    return result;
+}
+
+QList<CalendarItem> CalendarStore::reminders(const std::optional<QStringList> &collections)
+{
+    std::lock_guard lock(m_mutex);
+    QList<CalendarItem> result;
+    for (const Folder &folder : scan()) {
+        if (folder.collection.kind != Kind::Reminders)
+            continue;
+        if (collections && !collections->contains(folder.collection.identifier))
+            continue;
+        for (const QString &path : folder.files)
+            result += m_files.value(path).reminders;
+    }
+    std::stable_sort(result.begin(), result.end(), [](const CalendarItem &a, const CalendarItem &b) {
+        return a.title.localeAwareCompare(b.title) < 0;
+    });
+    return result;
+}
+
+std::optional<CalendarItem> CalendarStore::item(const QString &identifier, Kind kind)
+{
+    if (identifier.isEmpty())
+        return std::nullopt;
+    std::lock_guard lock(m_mutex);
+    for (const Folder &folder : scan()) {
+        if (folder.collection.kind != kind)
+            continue;
+        for (const QString &path : folder.files) {
+            const CachedFile &entry = m_files[path];
+            for (const CalendarItem &candidate : kind == Kind::Events ? entry.events : entry.reminders) {
+                if (candidate.identifier == identifier)
+                    return candidate;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error)
+{
+    std::lock_guard lock(m_mutex);
+    const QList<Folder> folders = scan();
+    const auto target = std::find_if(folders.begin(), folders.end(),
+                                     [&](const Folder &f) { return f.collection.identifier == item.collection; });
+    if (target == folders.end()) {
+        *error = item.collection.isEmpty() ? QStringLiteral("No calendar was given for the item.")
+                                           : QStringLiteral("The calendar '%1' does not exist.").arg(item.collection);
+        return false;
+    }
+    if (kind == Kind::Events && (!item.start.isValid() || !item.end.isValid())) {
+        *error = QStringLiteral("The event has no start or end date.");
+        return false;
+    }
+    if (kind == Kind::Events && !item.allDay && item.end < item.start) {
+        *error = QStringLiteral("The start date must be before the end date.");
+        return false;
+    }
+    const icalcomponent_kind componentKind = kind == Kind::Events ? ICAL_VEVENT_COMPONENT : ICAL_VTODO_COMPONENT;
+
+    // An existing item is rewritten in its own file, keeping what else the file holds.
+    Component file(item.filePath.isEmpty() ? nullptr : parse(readBytes(item.filePath)));
+    icalcomponent *component = nullptr;
+    forEachItem(file.root, componentKind, [&](icalcomponent *c) {
+        if (!component && text(icalcomponent_get_uid(c)) == item.identifier)
+            component = c;
+    });
+    if (!component) {
+        if (file.root)
+            icalcomponent_free(std::exchange(file.root, nullptr));
+        if (item.identifier.isEmpty())
+            item.identifier = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+        file.root = icalcomponent_new(ICAL_VCALENDAR_COMPONENT);
+        icalcomponent_add_property(file.root, icalproperty_new_version("2.0"));
+        icalcomponent_add_property(file.root, icalproperty_new_prodid("-//Tamsel//Kelvara//EN"));
+        component = icalcomponent_new(componentKind);
+        icalcomponent_set_uid(component, item.identifier.toUtf8().constData());
+        icalcomponent_add_component(file.root, component);
+    }
+    writeItem(component, item);
+
+    char *serialised = icalcomponent_as_ical_string_r(file.root);
+    const QByteArray bytes(serialised);
+    icalmemory_free_buffer(serialised);
+
+    const QString oldPath = item.filePath;
+    const bool moves = !oldPath.isEmpty() && QFileInfo(oldPath).absolutePath() != QFileInfo(target->collection.path).absoluteFilePath();
+    QString path = oldPath;
+    if (path.isEmpty() || moves)
+        path = QDir(target->collection.path).filePath(sanitisedFileName(item.identifier));
+    if (const std::optional<QString> failed = AtomicFile::write(path, bytes)) {
+        *error = *failed;
+        return false;
+    }
+    if (moves && !QFile::remove(oldPath)) {
+        *error = QStringLiteral("The item was copied to '%1' but '%2' could not be removed.").arg(path, oldPath);
+        return false;
+    }
+    item.filePath = path;
+    m_files.remove(path);
+    m_files.remove(oldPath);
+    return true;
+}
+
+bool CalendarStore::remove(const CalendarItem &item, QString *error)
+{
+    std::lock_guard lock(m_mutex);
+    if (item.filePath.isEmpty() || !QFileInfo::exists(item.filePath)) {
+        *error = QStringLiteral("The item '%1' is no longer stored.").arg(item.identifier);
+        return false;
+    }
+    // A file that holds other items too keeps them.
+    Component file(parse(readBytes(item.filePath)));
+    int items = 0;
+    icalcomponent *own = nullptr;
+    icalcomponent *calendar = file.root && icalcomponent_isa(file.root) == ICAL_VCALENDAR_COMPONENT ? file.root : nullptr;
+    if (calendar) {
+        for (icalcomponent *c = icalcomponent_get_first_component(calendar, ICAL_ANY_COMPONENT); c;
+             c = icalcomponent_get_next_component(calendar, ICAL_ANY_COMPONENT)) {
+            const icalcomponent_kind kind = icalcomponent_isa(c);
+            if (kind != ICAL_VEVENT_COMPONENT && kind != ICAL_VTODO_COMPONENT)
+                continue;
+            ++items;
+            if (text(icalcomponent_get_uid(c)) == item.identifier)
+                own = c;
+        }
+    }
+    m_files.remove(item.filePath);
+    if (!calendar || !own || items <= 1) {
+        if (!QFile::remove(item.filePath)) {
+            *error = QStringLiteral("The file '%1' could not be removed.").arg(item.filePath);
+            return false;
+        }
+        return true;
+    }
+    // Every component of that UID goes: the item and its overrides.
+    QList<icalcomponent *> mine;
+    for (icalcomponent *c = icalcomponent_get_first_component(calendar, ICAL_ANY_COMPONENT); c;
+         c = icalcomponent_get_next_component(calendar, ICAL_ANY_COMPONENT)) {
+        if (text(icalcomponent_get_uid(c)) == item.identifier)
+            mine.append(c);
+    }
+    for (icalcomponent *c : mine) {
+        icalcomponent_remove_component(calendar, c);
+        icalcomponent_free(c);
+    }
+    char *serialised = icalcomponent_as_ical_string_r(file.root);
+    const QByteArray bytes(serialised);
+    icalmemory_free_buffer(serialised);
+    if (const std::optional<QString> failed = AtomicFile::write(item.filePath, bytes)) {
+        *error = *failed;
+        return false;
+    }
+    return true;
+}

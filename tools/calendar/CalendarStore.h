@@ -1,0 +1,84 @@
+#pragma once
+
+#include "tools/calendar/CalendarCollection.h"
+#include "tools/calendar/CalendarItem.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <mutex>
+#include <optional>
+
+// Calendars and reminder lists kept as a vdir tree of iCalendar files:
+// <root>/<collection>/<uid>.ics, each collection a folder with an optional `displayname`
+// file, holding events (VEVENT) or to-dos (VTODO). Other programs may write the same tree
+// (a CalDAV sync tool, a calendar application): every query looks at the files again and
+// parses only those whose size or modification time changed since it last read them.
+// Writes go to a temporary file that then takes the file's place, and an update keeps
+// the properties of the item it does not know.
+//
+// Which kind a collection holds: the word in its `kelvara-kind` file when there is one
+// (collections made here have it), else what its files hold (to-dos make a reminder list);
+// an empty collection without the file is a calendar. Recurring events are listed at their
+// first occurrence only.
+//
+// Any thread: the operations take turns on one lock.
+class CalendarStore {
+public:
+    using Kind = CalendarCollection::Kind;
+
+    explicit CalendarStore(QString root);
+    // Over the root of the setting "mcp.calendars.root", by default
+    // $XDG_DATA_HOME/Kelvara/Calendars; the root is read again on every call.
+    static CalendarStore *shared();
+    static QString defaultRoot();
+    static QString rootSettingKey() { return QStringLiteral("mcp.calendars.root"); }
+
+    QString root() const;
+    void setRoot(const QString &root);
+
+    // In the order of their identifiers.
+    QList<CalendarCollection> collections(Kind kind);
+    // The collection new items go to: the first one of the kind, or a new one named
+    // "Calendar" or "Reminders" when there is none. nullopt when none can be made.
+    std::optional<CalendarCollection> defaultCollection(Kind kind, QString *error = nullptr);
+
+    // Events that overlap [start, end] in the given collections (all when nullopt), by
+    // start time.
+    QList<CalendarItem> events(const QDateTime &start, const QDateTime &end,
+                               const std::optional<QStringList> &collections);
+    // Reminders of the given lists (all when nullopt), by title.
+    QList<CalendarItem> reminders(const std::optional<QStringList> &collections);
+    // The item of that UID and kind; nullopt when there is none.
+    std::optional<CalendarItem> item(const QString &identifier, Kind kind);
+
+    // Writes the item into its collection (a new file for a new item, whose identifier is
+    // made here when empty); an item whose collection changed moves there. False with the
+    // reason on failure.
+    bool save(CalendarItem &item, Kind kind, QString *error);
+    bool remove(const CalendarItem &item, QString *error);
+
+private:
+    struct CachedFile {
+        qint64 size = -1;
+        qint64 modified = 0;
+        QList<CalendarItem> events;
+        QList<CalendarItem> reminders;
+    };
+    struct Folder {
+        CalendarCollection collection;
+        QStringList files;
+        bool hasEvents = false;
+        bool hasReminders = false;
+    };
+
+    QList<Folder> scan();
+    const CachedFile &cached(const QString &path, const QString &collection);
+    std::optional<CalendarCollection> createCollection(const QString &name, Kind kind, QString *error);
+
+    mutable std::mutex m_mutex;
+    QString m_root;
+    QHash<QString, CachedFile> m_files;
+};
