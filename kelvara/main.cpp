@@ -1,5 +1,6 @@
 // The `kelvara` executable: `kelvara serve ...` runs the MCP server without the window;
 // anything else opens the desktop application.
+#include "app/AccessCommand.h"
 #include "app/ChildProcessPluginInspector.h"
 #include "app/PluginCommand.h"
 #include "app/ServeCommand.h"
@@ -13,11 +14,13 @@ static const char kUsage[] =
     "Usage: kelvara [--new-window] [FILE|URL...]\n"
     "       kelvara serve [options]\n"
     "       kelvara plugin add PATH [--yes] | list\n"
+    "       kelvara access grant|revoke calendars|reminders|contacts... | show\n"
     "\n"
     "Without a command Kelvara opens its window (--new-window opens a further window in a\n"
     "Kelvara that already runs). \"kelvara serve\" runs the MCP server headless; see\n"
     "\"kelvara serve --help\". \"kelvara plugin\" registers native plug-ins; see\n"
-    "\"kelvara plugin --help\".\n";
+    "\"kelvara plugin --help\". \"kelvara access\" lets the calendar, reminder and contact\n"
+    "tools reach your data; see \"kelvara access --help\".\n";
 
 int main(int argc, char **argv)
 {
@@ -29,6 +32,8 @@ int main(int argc, char **argv)
         return ServeCommand::main(argc, argv);
     if (argc > 1 && std::strcmp(argv[1], "plugin") == 0)
         return PluginCommand::main(argc, argv);
+    if (argc > 1 && std::strcmp(argv[1], "access") == 0)
+        return AccessCommand::main(argc, argv);
     if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
         std::fputs(kUsage, stdout);
         return 0;

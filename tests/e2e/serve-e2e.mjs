@@ -6,8 +6,8 @@
 // Every run of kelvara gets fresh XDG folders in a temporary directory. The checks:
 //  1. serve --import-builtin --import BUNDLE: the listing carries the execution fields; a
 //     built-in file tool reads, writes and lists, the built-in script tool, a "file" resource and a prompt answer; a
-//     tool whose executor this build lacks gives the router's error result with the output
-//     schema's neutral values; SIGTERM stops it with exit code 0.
+//     calendar tool without access gives its refusal with the output schema's neutral values;
+//     SIGTERM stops it with exit code 0.
 //  2. A port that is taken: exit code 1 and the failure text on standard error.
 //  3. A record that cannot be exported keeps the server from starting (exit code 1).
 
@@ -98,8 +98,10 @@ try {
     });
     check('the listing holds the bundle and the built-in tools with their execution fields', () => {
       const names = list.result.tools.map((t) => t.name).sort();
-      assert.deepEqual(names, ['fetch_json', 'git_log', 'list_calendars', 'list_files', 'notes', 'read_file', 'read_notes',
-        'system_info', 'text_statistics', 'text_stats_plugin', 'write_file']);
+      assert.deepEqual(names, ['create_contact', 'create_event', 'create_reminder', 'delete_contact', 'delete_event',
+        'delete_reminder', 'fetch_json', 'git_log', 'list_calendars', 'list_contacts', 'list_events', 'list_files',
+        'list_reminder_lists', 'list_reminders', 'notes', 'read_file', 'read_notes', 'system_info', 'text_statistics',
+        'text_stats_plugin', 'update_contact', 'update_event', 'update_reminder', 'write_file']);
       const byName = Object.fromEntries(wire.result.tools.map((t) => [t.name, t]));
       const t = byName.read_notes;
       assert.equal(t.toolType, 'BuiltinTool');
@@ -138,16 +140,15 @@ try {
       assert.equal(listed.result.content[0].text.split('\n')[0],
         `${notesPath}, notes.txt, notes.txt, 19, ${s.files[0].modified}, ${s.files[0].modified}`);
     });
-    check('a tool without an executor gives the error result with neutral values', () => {
+    check('a calendar tool without access gives its refusal with the output schema\'s neutral values', () => {
       const s = calendars.result.structuredContent;
       assert.equal(s.success, false);
-      assert.match(s.error_message, /list_calendars:listCalendars/);
-      assert.equal(s.error_code, -1);
+      assert.equal(s.error, 'Calendar access denied.');
       assert.equal(s.count, 0);
       assert.deepEqual(s.calendars, []);
       assert.equal(s.writable, false);
       assert.equal(s.source, '');
-      assert.equal(calendars.result.content[0].text, `Error -1 ${s.error_message}`);
+      assert.match(calendars.result.content[0].text, /^Current date\/time context: .*\nCalendar access denied\.\n\n```json\n/);
     });
     check('the built-in script tool runs', () => {
       const s = stats.result.structuredContent;
