@@ -1,5 +1,6 @@
 #include "tools/calendar/CalendarStore.h"
 #include "tools/calendar/CalendarToolHandler.h"
+#include "tools/router/BuiltinToolTable.h"
 #include "tools/security/PrivacyAccess.h"
 
 #include <gtest/gtest.h>
@@ -292,4 +293,19 @@ TEST(CalendarDates, BothISOFormsNumbersAndBooleans)
     EXPECT_FALSE(CalendarToolHandler::readBoolean(" yes", true));  // not trimmed: false
     EXPECT_TRUE(CalendarToolHandler::readBoolean(QVariant(), true));
     EXPECT_TRUE(CalendarToolHandler::readBoolean(1, true));  // a number gives the default
+}
+
+// The tool editor reads the labels from the table: every built-in method has one that
+// names it, calendar methods before contact ones.
+TEST(BuiltinMethodLabels, EveryMethodHasItsLabelInTheEditorsOrder)
+{
+    QStringList executors;
+    for (const BuiltinToolMethod &row : BuiltinToolTable::methods()) {
+        EXPECT_TRUE(row.label.endsWith(" (" + row.execMethod + ")")) << row.execMethod.toStdString();
+        EXPECT_TRUE(row.run) << row.execMethod.toStdString();
+        if (executors.isEmpty() || executors.last() != row.executorName)
+            executors.append(row.executorName);
+    }
+    EXPECT_EQ(executors, QStringList({"FileAccessHandler", "CalendarToolHandler", "ContactsToolHandler"}));
+    EXPECT_EQ(BuiltinToolTable::find("listEvents")->label, "List calendar events (listEvents)");
 }

@@ -321,7 +321,10 @@ TEST(LogControllerShared, TheLongestWaitForTheMainThreadIsRecorded)
     EXPECT_EQ(queue.longestWait().count(), 0);
     std::thread([&] { log->log(QStringLiteral("while busy"), 0, MCPLogMessageType::Info); }).join();
     QThread::msleep(60);  // the main thread is busy here
-    ASSERT_TRUE(waitUntil([&] { return log->logEntries().last().message == QStringLiteral("while busy"); }));
+    ASSERT_TRUE(waitUntil([&] {
+        const QList<LogEntry> entries = log->logEntries();
+        return !entries.isEmpty() && entries.last().message == QStringLiteral("while busy");
+    }));
     EXPECT_GE(queue.longestWait(), std::chrono::milliseconds(60));
     queue.resetLongestWait();
     EXPECT_EQ(queue.longestWait().count(), 0);

@@ -11,6 +11,8 @@
 #include <QJsonObject>
 #include <QThread>
 
+#include "tools/security/PrivacyAccess.h"
+
 #include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
@@ -140,7 +142,7 @@ TEST_F(MCPServerTest, BuiltinFileMethodsReadTheNestedArgumentsAndCheckTheirParam
     EXPECT_TRUE(errorMessage(builtin(u"readFiles"_s)).contains(u"my_tool:readFiles"_s));
 }
 
-TEST_F(MCPServerTest, MissingExecutorsGiveAnHonestErrorWithTheOutputSchemasNeutralValues)
+TEST_F(MCPServerTest, AHandlersFailureGetsTheOutputSchemasNeutralValues)
 {
     JSONToolConfig config;
     for (const auto &[name, type] : {std::pair{"count", "integer"}, {"ratio", "number"}, {"done", "boolean"},
@@ -150,21 +152,19 @@ TEST_F(MCPServerTest, MissingExecutorsGiveAnHonestErrorWithTheOutputSchemasNeutr
         config.outputSchema.properties.insert(QString::fromLatin1(name), property(type));
 
     // "listCalendars" runs on the main thread: call from a worker, as the engine does.
+    PrivacyAccess::setStatus(PrivacyAccess::Kind::Calendars, PrivacyAccess::Denied);
     JSONToolResult result;
     QThread *worker = QThread::create([&] { result = call(toolArguments(u"BuiltinTool"_s, u"listCalendars"_s), config); });
     worker->start();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return worker->isFinished(); }));
     delete worker;
 
-    const QString message = errorMessage(result);
-    EXPECT_TRUE(message.contains(u"my_tool:listCalendars"_s)) << message;
-    EXPECT_TRUE(message.contains(u"CalendarToolHandler"_s)) << message;
     EXPECT_EQ(QJsonDocument::fromJson(result.json().toUtf8())["structuredContent"].toObject(),
-              (QJsonObject{{"success", false}, {"error_message", message}, {"error_code", -1}, {"error", "Error -1 " + message},
-                           {"count", 0}, {"ratio", 0}, {"done", false}, {"calendars", QJsonArray()}, {"meta", QJsonObject()},
-                           {"note", ""}}));
+              (QJsonObject{{"success", false}, {"error", "Calendar access denied."}, {"count", 0}, {"ratio", 0},
+                           {"done", false}, {"calendars", QJsonArray()}, {"meta", QJsonObject()}, {"note", ""}}));
     ASSERT_EQ(result.content.size(), 1);
-    EXPECT_EQ(result.content.first().text, "Error -1 " + message);
+    EXPECT_TRUE(result.content.first().text.startsWith(u"Current date/time context: "_s));
+    EXPECT_TRUE(result.content.first().text.contains(u"\nCalendar access denied.\n\n```json\n"_s));
 }
 
 TEST_F(MCPServerTest, PluginToolsNeedAPluginNameAndARegisteredPlugin)

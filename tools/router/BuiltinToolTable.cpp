@@ -4,6 +4,8 @@
 #include "tools/calendar/CalendarToolHandler.h"
 #include "tools/contacts/ContactsToolHandler.h"
 
+#include <QHash>
+
 namespace {
 
 using Thread = BuiltinToolMethod::Thread;
@@ -16,9 +18,29 @@ const QString kContacts = QStringLiteral("ContactsToolHandler");
 QList<BuiltinToolMethod> makeTable()
 {
     QList<BuiltinToolMethod> rows;
-    auto add = [&rows](const char *method, const QString &executor, Thread thread, Precheck precheck,
-                       BuiltinToolMethod::Executor run) {
-        rows.append(BuiltinToolMethod{QString::fromLatin1(method), executor, thread, precheck, std::move(run)});
+    const QHash<QString, QString> labels = {
+        {QStringLiteral("listFiles"), QStringLiteral("List files in a directory (listFiles)")},
+        {QStringLiteral("readFile"), QStringLiteral("Read file from file system (readFile)")},
+        {QStringLiteral("writeFile"), QStringLiteral("Write file to file system (writeFile)")},
+        {QStringLiteral("listCalendars"), QStringLiteral("List available calendars (listCalendars)")},
+        {QStringLiteral("listEvents"), QStringLiteral("List calendar events (listEvents)")},
+        {QStringLiteral("createEvent"), QStringLiteral("Create calendar event (createEvent)")},
+        {QStringLiteral("updateEvent"), QStringLiteral("Update calendar event (updateEvent)")},
+        {QStringLiteral("deleteEvent"), QStringLiteral("Delete calendar event (deleteEvent)")},
+        {QStringLiteral("listReminderLists"), QStringLiteral("List reminder lists (listReminderLists)")},
+        {QStringLiteral("listReminders"), QStringLiteral("List reminders (listReminders)")},
+        {QStringLiteral("createReminder"), QStringLiteral("Create reminder (createReminder)")},
+        {QStringLiteral("updateReminder"), QStringLiteral("Update reminder (updateReminder)")},
+        {QStringLiteral("deleteReminder"), QStringLiteral("Delete reminder (deleteReminder)")},
+        {QStringLiteral("listContacts"), QStringLiteral("List contacts (listContacts)")},
+        {QStringLiteral("createContact"), QStringLiteral("Create contact (createContact)")},
+        {QStringLiteral("updateContact"), QStringLiteral("Update contact (updateContact)")},
+        {QStringLiteral("deleteContact"), QStringLiteral("Delete contact (deleteContact)")},
+    };
+    auto add = [&rows, &labels](const char *method, const QString &executor, Thread thread, Precheck precheck,
+                                BuiltinToolMethod::Executor run) {
+        const QString name = QString::fromLatin1(method);
+        rows.append(BuiltinToolMethod{name, executor, labels.value(name), thread, precheck, std::move(run)});
     };
 
     add("listFiles", kFiles, Thread::Caller, Precheck::None,

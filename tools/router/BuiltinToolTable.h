@@ -23,6 +23,9 @@ struct BuiltinToolMethod {
 
     QString execMethod;
     QString executorName;
+    // What the tool editor offers the method as, for example "Read file from file system
+    // (readFile)"; the table's order is the editor's order.
+    QString label;
     Thread thread = Thread::Caller;
     Precheck precheck = Precheck::None;
     // Empty while this build has no such executor; the router then answers with an error
