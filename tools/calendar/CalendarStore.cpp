@@ -11,7 +11,12 @@
 #include <QUuid>
 
 #include <algorithm>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
 #include <libical/ical.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -203,6 +208,52 @@ icalcomponent *parse(const QByteArray &bytes)
     return icalparser_parse_string(bytes.constData());
 }
 
+// The files of a folder whose names end in the suffix, by name, with their size and
+// modification time: one readdir pass and one fstatat each, cheaper than QFileInfo when a
+// calendar holds thousands of files and every call looks at all of them.
+struct FileStatus {
+    QString path;
+    qint64 size = 0;
+    qint64 modified = 0;  // nanoseconds
+};
+
+QList<FileStatus> listFiles(const QString &folder, const char *suffix)
+{
+    QList<FileStatus> files;
+    const QByteArray encoded = QFile::encodeName(folder);
+    const int dirFd = ::open(encoded.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dirFd < 0)
+        return files;
+    DIR *dir = ::fdopendir(dirFd);
+    if (!dir) {
+        ::close(dirFd);
+        return files;
+    }
+    const size_t suffixLength = std::strlen(suffix);
+    std::vector<std::pair<std::string, FileStatus>> found;
+    while (const dirent *entry = ::readdir(dir)) {
+        const size_t length = std::strlen(entry->d_name);
+        if (length <= suffixLength || std::strcmp(entry->d_name + length - suffixLength, suffix) != 0)
+            continue;
+        struct stat status {};
+        if (::fstatat(dirFd, entry->d_name, &status, 0) != 0 || !S_ISREG(status.st_mode))
+            continue;
+        FileStatus file;
+        file.size = status.st_size;
+        file.modified = qint64(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec;
+        found.emplace_back(entry->d_name, file);
+    }
+    ::closedir(dir);
+    std::sort(found.begin(), found.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    files.reserve(qsizetype(found.size()));
+    const QString prefix = folder + u'/';
+    for (auto &[name, file] : found) {
+        file.path = prefix + QFile::decodeName(QByteArray::fromStdString(name));
+        files.append(std::move(file));
+    }
+    return files;
+}
+
 QString sanitisedFileName(const QString &uid)
 {
     QString name;
@@ -256,11 +307,11 @@ QList<CalendarStore::Folder> CalendarStore::scan()
         const QByteArray title = readBytes(dir.filePath(kDisplayNameFile)).trimmed();
         folder.collection.title = title.isEmpty() ? name : QString::fromUtf8(title);
         const QString kindWord = QString::fromUtf8(readBytes(dir.filePath(kKindFile)).trimmed());
-        for (const QString &file : dir.entryList({QStringLiteral("*.ics")}, QDir::Files, QDir::Name)) {
-            const QString path = dir.filePath(file);
+        for (const FileStatus &file : listFiles(folder.collection.path, ".ics")) {
+            const QString &path = file.path;
             folder.files.append(path);
             seen.insert(path);
-            const CachedFile &entry = cached(path, name);
+            const CachedFile &entry = cached(path, name, file.size, file.modified);
             folder.hasEvents = folder.hasEvents || !entry.events.isEmpty();
             folder.hasReminders = folder.hasReminders || !entry.reminders.isEmpty();
         }
@@ -278,15 +329,14 @@ QList<CalendarStore::Folder> CalendarStore::scan()
     return folders;
 }
 
-const CalendarStore::CachedFile &CalendarStore::cached(const QString &path, const QString &collection)
+const CalendarStore::CachedFile &CalendarStore::cached(const QString &path, const QString &collection, qint64 size,
+                                                      qint64 modified)
 {
-    const QFileInfo info(path);
-    const qint64 modified = info.lastModified().toMSecsSinceEpoch();
     auto it = m_files.find(path);
-    if (it != m_files.end() && it->size == info.size() && it->modified == modified)
+    if (it != m_files.end() && it->size == size && it->modified == modified)
         return *it;
     CachedFile entry;
-    entry.size = info.size();
+    entry.size = size;
     entry.modified = modified;
     Component parsed(parse(readBytes(path)));
     forEachItem(parsed.root, ICAL_VEVENT_COMPONENT,
@@ -340,13 +390,16 @@ std::optional<CalendarCollection> CalendarStore::defaultCollection(Kind kind, QS
 }
 
 QList<CalendarItem> CalendarStore::events(const QDateTime &start, const QDateTime &end,
-                                          const std::optional<QStringList> &collections)
+                                          const std::optional<QStringList> &collections,
+                                          QList<CalendarCollection> *calendars)
 {
     std::lock_guard lock(m_mutex);
     QList<CalendarItem> result;
     for (const Folder &folder : scan()) {
         if (folder.collection.kind != Kind::Events)
             continue;
+        if (calendars)
+            calendars->append(folder.collection);
         if (collections && !collections->contains(folder.collection.identifier))
             continue;
         for (const QString &path : folder.files) {

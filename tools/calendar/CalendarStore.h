@@ -46,9 +46,10 @@ public:
     std::optional<CalendarCollection> defaultCollection(Kind kind, QString *error = nullptr);
 
     // Events that overlap [start, end] in the given collections (all when nullopt), by
-    // start time.
+    // start time; calendars, when given, receives every calendar of the same look.
     QList<CalendarItem> events(const QDateTime &start, const QDateTime &end,
-                               const std::optional<QStringList> &collections);
+                               const std::optional<QStringList> &collections,
+                               QList<CalendarCollection> *calendars = nullptr);
     // Reminders of the given lists (all when nullopt), by title.
     QList<CalendarItem> reminders(const std::optional<QStringList> &collections);
     // The item of that UID and kind; nullopt when there is none.
@@ -75,7 +76,7 @@ private:
     };
 
     QList<Folder> scan();
-    const CachedFile &cached(const QString &path, const QString &collection);
+    const CachedFile &cached(const QString &path, const QString &collection, qint64 size, qint64 modified);
     std::optional<CalendarCollection> createCollection(const QString &name, Kind kind, QString *error);
 
     mutable std::mutex m_mutex;

@@ -222,19 +222,15 @@ JSONToolResult CalendarToolHandler::listEvents(const QVariantMap &params) const
     const QDateTime now = QDateTime::currentDateTime();
     const QDateTime start = readDate(params.value(QStringLiteral("start_date"))).value_or(now.addDays(-30));
     const QDateTime end = readDate(params.value(QStringLiteral("end_date"))).value_or(now.addDays(365));
+    // A calendar_id that names no calendar searches none: the filter holds it either way.
     std::optional<QStringList> only;
     const QString calendarId = textParam(params, QStringLiteral("calendar_id")).value_or(QString());
-    const QList<CalendarCollection> calendars = store()->collections(Kind::Events);
-    if (!calendarId.isEmpty()) {
-        only = QStringList();
-        for (const CalendarCollection &calendar : calendars) {
-            if (calendar.identifier == calendarId)
-                only->append(calendar.identifier);
-        }
-    }
+    if (!calendarId.isEmpty())
+        only = QStringList{calendarId};
+    QList<CalendarCollection> calendars;
     QJsonArray records;
     QStringList lines;
-    for (const CalendarItem &event : store()->events(start, end, only)) {
+    for (const CalendarItem &event : store()->events(start, end, only, &calendars)) {
         records.append(eventRecord(event, titleOf(calendars, event.collection)));
         lines.append(event.identifier + QStringLiteral(", ") + event.title);
     }
