@@ -6,10 +6,14 @@
 #include "views/about/AboutView.h"
 #include "views/about/ToolSDKInstallWizard.h"
 #include "views/app/BuiltinFeatures.h"
+#include "views/app/AppMainWindow.h"
 #include "views/app/StartupQuestions.h"
 #include "views/settings/AppSettingsWindow.h"
 #include "views/settings/BookmarkSetupView.h"
 
+#include "tools/security/PrivacyAccess.h"
+
+#include <QCheckBox>
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -55,8 +59,21 @@ TEST_F(SettingsAboutTest, SettingsWindowIsOneWindowWithTheSectionsOfTheBuild)
     BuiltinFeatures::registerAll();
     AppSettingsWindow *settings = AppSettingsWindow::showSettings();
     EXPECT_EQ(settings->windowTitle(), "Kelvara - Settings");
-    ASSERT_EQ(settings->tabs()->count(), 1);  // the script editor's section is not built yet
+    ASSERT_EQ(settings->tabs()->count(), 2);  // the script editor's section is not built yet
     EXPECT_EQ(settings->tabs()->tabText(0), "Security Scopes");
+    EXPECT_EQ(settings->tabs()->tabText(1), "Privacy");
+
+    // The privacy switches set what the built-in tools check, both ways.
+    PrivacyAccess::setStatus(PrivacyAccess::Kind::Contacts, PrivacyAccess::NotDetermined);
+    settings->selectSection(AppSettingsSection::privacy);
+    auto *contacts = settings->findChild<QCheckBox *>(QStringLiteral("privacy.contacts"));
+    ASSERT_NE(contacts, nullptr);
+    EXPECT_FALSE(contacts->isChecked());
+    contacts->click();
+    EXPECT_EQ(PrivacyAccess::status(PrivacyAccess::Kind::Contacts), PrivacyAccess::FullAccess);
+    contacts->click();
+    EXPECT_EQ(PrivacyAccess::status(PrivacyAccess::Kind::Contacts), PrivacyAccess::Denied);
+    settings->selectSection(AppSettingsSection::bookmarks);
     EXPECT_EQ(AppSettingsWindow::showSettings(), settings);
     EXPECT_EQ(AppSettingsWindow::current(), settings);
 
@@ -190,6 +207,43 @@ TEST_F(SettingsAboutTest, HomeFolderNoticeCopiesItsCommand)
     ASSERT_NE(copy, nullptr);
     copy->click();
     EXPECT_EQ(QApplication::clipboard()->text(), notice.command);
+}
+
+// The first window asks once about each kind not decided yet: reminders, calendars, then
+// contacts, each question after the answer to the one before.
+TEST_F(SettingsAboutTest, TheFirstWindowAsksAboutEachUndecidedKindInTurn)
+{
+    PrivacyAccess::setStatus(PrivacyAccess::Kind::Reminders, PrivacyAccess::NotDetermined);
+    PrivacyAccess::setStatus(PrivacyAccess::Kind::Calendars, PrivacyAccess::FullAccess);  // decided already
+    PrivacyAccess::setStatus(PrivacyAccess::Kind::Contacts, PrivacyAccess::NotDetermined);
+    AppMainWindow window;
+    window.show();
+    StartupQuestions::ask(&window);
+    auto question = [&](const char *kind) {
+        QMessageBox *box = nullptr;
+        TestSupport::waitUntil([&] {
+            box = window.findChild<QMessageBox *>(QStringLiteral("privacyQuestion.") + QLatin1String(kind));
+            return box && box->isVisible();
+        });
+        return box;
+    };
+    auto click = [](QMessageBox *box, const QString &text) {
+        for (QAbstractButton *b : box->buttons())
+            if (b->text() == text)
+                b->click();
+    };
+    QMessageBox *reminders = question("reminders");
+    ASSERT_NE(reminders, nullptr);
+    EXPECT_EQ(reminders->text(), "Kelvara would like to access your reminders.");
+    EXPECT_EQ(window.findChild<QMessageBox *>(QStringLiteral("privacyQuestion.contacts")), nullptr);
+    click(reminders, QStringLiteral("Allow"));
+    QMessageBox *contacts = question("contacts");
+    ASSERT_NE(contacts, nullptr);
+    click(contacts, QStringLiteral("Don't Allow"));
+    EXPECT_TRUE(TestSupport::waitUntil([] { return PrivacyAccess::status(PrivacyAccess::Kind::Contacts) != 0; }));
+    EXPECT_EQ(PrivacyAccess::status(PrivacyAccess::Kind::Reminders), PrivacyAccess::FullAccess);
+    EXPECT_EQ(PrivacyAccess::status(PrivacyAccess::Kind::Calendars), PrivacyAccess::FullAccess);
+    EXPECT_EQ(PrivacyAccess::status(PrivacyAccess::Kind::Contacts), PrivacyAccess::Denied);
 }
 
 }  // namespace

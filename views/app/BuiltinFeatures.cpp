@@ -13,6 +13,8 @@
 #include "views/plugins/PluginManagerView.h"
 #include "views/settings/AppSettingsWindow.h"
 #include "views/settings/BookmarkSetupView.h"
+#include "views/settings/PrivacyAccessView.h"
+#include "app/PrivacyAccessController.h"
 #include "views/server/ServerConfigView.h"
 
 #include <QApplication>
@@ -70,6 +72,13 @@ void registerAll()
         return new PluginManagerView(nullptr, parent);
     });
 
+    AppSettingsWindow::registerSection(AppSettingsSection::privacy, [](QWidget *parent) -> QWidget * {
+        auto *page = new QWidget(parent);
+        auto *layout = new QVBoxLayout(page);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->addWidget(new PrivacyAccessView(new PrivacyAccessController(page), page));
+        return page;
+    });
     AppSettingsWindow::registerSection(AppSettingsSection::bookmarks, [](QWidget *parent) -> QWidget * {
         auto *page = new QWidget(parent);
         auto *model = new BookmarkSetupViewModel(nullptr, page);

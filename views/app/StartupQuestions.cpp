@@ -1,6 +1,7 @@
 #include "views/app/StartupQuestions.h"
 
 #include "app/AuthorizedNotifier.h"
+#include "app/PrivacyAccessController.h"
 #include "tools/security/BookmarkController.h"
 #include "views/app/AppMainWindow.h"
 
@@ -36,8 +37,43 @@ QMessageBox *showHomeFolderNotice(QWidget *parent, const HomeFolderAccessNotice 
     return box;
 }
 
+// One question per kind not yet decided, each asked when the one before it is answered.
+void askPrivacy(QPointer<AppMainWindow> window, QList<PrivacyAccess::Kind> kinds)
+{
+    if (!window || kinds.isEmpty())
+        return;
+    const PrivacyAccess::Kind kind = kinds.takeFirst();
+    auto *box = new QMessageBox(window);
+    box->setObjectName(QStringLiteral("privacyQuestion.") + PrivacyAccess::word(kind));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setIcon(QMessageBox::Question);
+    box->setWindowTitle(PrivacyAccessController::questionTitle(kind));
+    box->setText(PrivacyAccessController::questionTitle(kind));
+    box->setInformativeText(PrivacyAccessController::questionText(kind));
+    QPushButton *allow = box->addButton(QStringLiteral("Allow"), QMessageBox::AcceptRole);
+    box->addButton(QStringLiteral("Don't Allow"), QMessageBox::RejectRole);
+    box->setDefaultButton(allow);
+    QObject::connect(box, &QMessageBox::finished, window, [window, kinds, kind, box, allow] {
+        PrivacyAccessController().answer(kind, box->clickedButton() == allow);
+        askPrivacy(window, kinds);
+    });
+    box->setWindowModality(Qt::WindowModal);
+    box->open();
+}
+
 void ask(AppMainWindow *window)
 {
+    // The data the built-in tools reach: asked once, when the first window appears.
+    static bool privacyAsked = false;
+    if (!privacyAsked) {
+        privacyAsked = true;
+        const QList<PrivacyAccess::Kind> kinds = PrivacyAccessController::undecided();
+        if (!kinds.isEmpty()) {
+            QPointer<AppMainWindow> weak(window);
+            QTimer::singleShot(0, window, [weak, kinds] { askPrivacy(weak, kinds); });
+        }
+    }
+
     // Whether the desktop shows notifications; until it answers they are dropped.
     AuthorizedNotifier::requestAuthorization();
 
