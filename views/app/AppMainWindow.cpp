@@ -1,5 +1,7 @@
 #include "views/app/AppMainWindow.h"
 
+#include "views/monitor/SystemStatsToolbarView.h"
+
 #include "app/AppLaunchState.h"
 #include "app/AppLaunchViewModel.h"
 #include "app/MenuVisibility.h"
@@ -19,6 +21,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QSplitter>
+#include <QStatusBar>
 #include <QStackedWidget>
 
 namespace {
@@ -103,6 +106,9 @@ AppMainWindow::AppMainWindow(std::optional<MenuDestination> destination, QWidget
     split->setCollapsible(1, false);
     split->setSizes({190, 834});
     setCentralWidget(split);
+    // The machine's load, refreshed each second while the window shows it.
+    statusBar()->addPermanentWidget(new SystemStatsToolbarView(this));
+    statusBar()->setSizeGripEnabled(false);
 
     m_menuBar = new AppMenuBar([this] { return commandContext(); }, this);
     setMenuBar(m_menuBar);
