@@ -16,6 +16,8 @@
 #include "views/settings/PrivacyAccessView.h"
 #include "app/PrivacyAccessController.h"
 #include "views/server/ServerConfigView.h"
+#include "views/resources/ResourceConfigView.h"
+#include "views/prompts/PromptConfigView.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -66,6 +68,13 @@ void registerAll()
 
     DestinationScreenRegistry::registerScreen(MenuDestination::menuServerConfig, [](QWidget *parent) -> DestinationScreen * {
         return new ServerConfigView(nullptr, parent);
+    });
+
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuResourceConfig, [](QWidget *parent) -> DestinationScreen * {
+        return new ResourceConfigView(nullptr, parent);
+    });
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuPromptConfig, [](QWidget *parent) -> DestinationScreen * {
+        return new PromptConfigView(nullptr, parent);
     });
 
     DestinationScreenRegistry::registerScreen(MenuDestination::menuPluginManager, [](QWidget *parent) -> DestinationScreen * {

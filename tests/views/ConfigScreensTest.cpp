@@ -1,0 +1,151 @@
+#include "store/PersistenceController.h"
+#include "store/PromptArguments.h"
+#include "store/PromptConfig.h"
+#include "store/PromptConfigController.h"
+#include "store/ResourceConfig.h"
+#include "store/ResourceConfigController.h"
+#include "tests/support/TestSupport.h"
+#include "tests/views/ViewsTestSupport.h"
+#include "views/app/AppMainWindow.h"
+#include "views/app/BuiltinFeatures.h"
+#include "views/prompts/PromptConfigView.h"
+#include "views/resources/ResourceConfigView.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QDialog>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTimer>
+
+using namespace ViewsTestSupport;
+using TestSupport::waitUntil;
+
+namespace {
+
+// Answers the next dialog with the given object name from inside its event loop.
+void answerDialog(const QString &name, std::function<void(QDialog *)> fill, bool accept = true)
+{
+    QTimer::singleShot(50, [name, fill, accept] {
+        for (QWidget *widget : QApplication::topLevelWidgets()) {
+            if (auto *dialog = qobject_cast<QDialog *>(widget); dialog && dialog->objectName() == name && dialog->isVisible()) {
+                fill(dialog);
+                accept ? dialog->accept() : dialog->reject();
+                return;
+            }
+        }
+    });
+}
+
+void clickInBox(const QString &text)
+{
+    ASSERT_TRUE(waitUntil([] { return openMessageBox() != nullptr; }));
+    for (QAbstractButton *b : openMessageBox()->buttons())
+        if (b->text() == text) {
+            b->click();
+            return;
+        }
+    FAIL() << "no button " << text.toStdString();
+}
+
+class ConfigScreensViewTest : public ::testing::Test {
+protected:
+    void SetUp() override { BuiltinFeatures::registerAll(); }
+    void TearDown() override { closeAllWindows(); }
+};
+
+}  // namespace
+
+TEST_F(ConfigScreensViewTest, ResourcesCreateEditSaveFilterRevertAndDelete)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuResourceConfig);
+    auto *view = qobject_cast<ResourceConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    ResourceConfigController *controller = view->controller();
+
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return view->list()->count() == 1 && controller->selectedResourceConfig(); }));
+    EXPECT_TRUE(view->list()->item(0)->text().startsWith("New Resource\nResource description\nType: data"));
+    view->nameField()->setText(QStringLiteral("Project notes"));
+    emit view->nameField()->editingFinished();
+    view->uriField()->setText(QStringLiteral("file:///tmp/notes.md"));
+    emit view->uriField()->editingFinished();
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+    EXPECT_EQ(controller->selectedResourceConfig()->name(), QStringLiteral("Project notes"));
+    EXPECT_EQ(ResourceConfigController::uriText(controller->selectedResourceConfig()), "file:///tmp/notes.md");
+
+    // The tag sheet stores the list as a JSON array.
+    answerDialog(QStringLiteral("contextTagsSheet"), [](QDialog *sheet) {
+        auto *list = sheet->findChild<QListWidget *>(QStringLiteral("tagList"));
+        list->item(1)->setText(QStringLiteral("Notes"));
+    });
+    view->editTags();
+    EXPECT_EQ(controller->selectedResourceConfig()->contextTags(), QStringLiteral("[\"File\",\"Notes\"]"));
+
+    // Revert brings the saved tags back; the filter narrows the list.
+    ASSERT_TRUE(waitUntil([&] { return controller->hasUnsavedChanges() && view->button("revert")->isEnabled(); }));
+    view->button("revert")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+    EXPECT_EQ(controller->selectedResourceConfig()->contextTags(), QStringLiteral("File,Resource"));
+    view->filterField()->setText(QStringLiteral("nothing like it"));
+    EXPECT_EQ(view->list()->count(), 0);
+    view->filterField()->setText(QStringLiteral("PROJECT"));
+    EXPECT_EQ(view->list()->count(), 1);
+
+    // Delete asks, and Delete in the box removes it.
+    view->button("delete")->click();
+    clickInBox(QStringLiteral("Delete"));
+    ASSERT_TRUE(waitUntil([&] { return controller->resourceConfigs().isEmpty(); }));
+    view->filterField()->clear();
+    EXPECT_EQ(view->list()->count(), 0);
+}
+
+TEST_F(ConfigScreensViewTest, PromptsWithArgumentsThroughTheSheets)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuPromptConfig);
+    auto *view = qobject_cast<PromptConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    PromptConfigController *controller = view->controller();
+
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return controller->selectedPrompt() != nullptr; }));
+    PromptConfig *prompt = controller->selectedPrompt();
+    view->templateField()->setPlainText(QStringLiteral("Summarise {topic} in {style}"));
+    EXPECT_EQ(prompt->templateText(), QStringLiteral("Summarise {topic} in {style}"));
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+
+    answerDialog(QStringLiteral("addArgumentSheet"), [](QDialog *sheet) {
+        sheet->findChild<QLineEdit *>(QStringLiteral("argumentName"))->setText(QStringLiteral("topic"));
+        sheet->findChild<QLineEdit *>(QStringLiteral("argumentInfo"))->setText(QStringLiteral("What to summarise"));
+    });
+    view->button("addArgument")->click();
+    ASSERT_TRUE(waitUntil([&] { return prompt->arguments().size() == 2; }));
+    EXPECT_TRUE(controller->hasUnsavedChanges());
+    EXPECT_EQ(view->argumentList()->count(), 2);
+
+    // A cancelled add sheet changes nothing.
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+    answerDialog(QStringLiteral("addArgumentSheet"), [](QDialog *) {}, false);
+    view->button("addArgument")->click();
+    EXPECT_EQ(prompt->arguments().size(), 2);
+    EXPECT_FALSE(controller->hasUnsavedChanges());
+
+    // Delete an argument through its confirmation.
+    view->argumentList()->setCurrentRow(0);
+    view->button("deleteArgument")->click();
+    clickInBox(QStringLiteral("Delete"));
+    ASSERT_TRUE(waitUntil([&] { return prompt->arguments().size() == 1; }));
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+
+    // And the prompt itself.
+    view->button("delete")->click();
+    clickInBox(QStringLiteral("Delete"));
+    ASSERT_TRUE(waitUntil([&] { return controller->prompts().isEmpty(); }));
+}

@@ -1,0 +1,390 @@
+#include "views/resources/ResourceConfigView.h"
+
+#include "store/PersistenceController.h"
+#include "store/ResourceConfig.h"
+#include "store/ResourceConfigController.h"
+#include "views/app/AlertPresenter.h"
+#include "views/chat/ReadOnlyTextView.h"
+
+#include <QComboBox>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QStackedWidget>
+#include <QTableWidget>
+#include <QVBoxLayout>
+
+namespace {
+
+QPushButton *makeButton(QWidget *parent, const QString &name, const QString &text)
+{
+    auto *button = new QPushButton(text, parent);
+    button->setObjectName(name);
+    return button;
+}
+
+}  // namespace
+
+ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWidget *parent)
+    : DestinationScreen(parent),
+      m_controller(controller ? controller
+                              : new ResourceConfigController(PersistenceController::shared()->viewContext(),
+                                                             ConfigClipboard::shared(), this))
+{
+    setObjectName(QStringLiteral("resourceConfigView"));
+    auto *title = new QLabel(QStringLiteral("<b>%1</b>").arg(ResourceConfigController::screenTitle), this);
+    auto *lead = new QLabel(ResourceConfigController::leadText, this);
+    auto *help = makeButton(this, QStringLiteral("help"), QStringLiteral("?"));
+    help->setFixedWidth(28);
+    connect(help, &QPushButton::clicked, this, [] {
+        ReadOnlyTextView::showDocument(ResourceConfigController::helpFile, QStringLiteral("Kelvara - Resources"));
+    });
+    auto *header = new QHBoxLayout;
+    auto *titles = new QVBoxLayout;
+    titles->addWidget(title);
+    titles->addWidget(lead);
+    header->addLayout(titles, 1);
+    header->addWidget(help, 0, Qt::AlignTop);
+
+    m_filter = new QLineEdit(this);
+    m_filter->setObjectName(QStringLiteral("resourceFilter"));
+    m_filter->setPlaceholderText(ResourceConfigController::filterPlaceholder);
+    m_filter->setClearButtonEnabled(true);
+    m_list = new QListWidget(this);
+    m_list->setObjectName(QStringLiteral("resourceList"));
+    m_list->setMinimumWidth(220);
+    auto *listButtons = new QHBoxLayout;
+    for (const auto &[name, text] : {std::pair{"add", "+"}, {"delete", "−"}, {"copy", "Copy"}, {"paste", "Paste"}})
+        listButtons->addWidget(makeButton(this, QString::fromLatin1(name), QString::fromLatin1(text)));
+    auto *left = new QVBoxLayout;
+    left->addWidget(m_filter);
+    left->addWidget(m_list, 1);
+    left->addLayout(listButtons);
+
+    auto field = [this](const char *name) {
+        auto *edit = new QLineEdit(this);
+        edit->setObjectName(QString::fromLatin1(name));
+        return edit;
+    };
+    m_name = field("resourceName");
+    m_description = field("resourceDescription");
+    m_type = field("resourceType");
+    m_mimeType = field("resourceMimeType");
+    m_uri = field("resourceUri");
+    m_priority = field("resourceAnnPriority");
+    m_audience = new QComboBox(this);
+    m_audience->setObjectName(QStringLiteral("resourceAnnAudience"));
+    m_audience->addItems(ResourceConfigController::audienceChoices);
+    m_tagsLabel = new QLabel(this);
+    m_relatedLabel = new QLabel(this);
+    auto *tags = makeButton(this, QStringLiteral("editTags"), QStringLiteral("Edit…"));
+    auto *related = makeButton(this, QStringLiteral("editRelated"), QStringLiteral("Edit…"));
+
+    auto *form = new QFormLayout;
+    form->addRow(new QLabel(QStringLiteral("<b>Resource Definition</b>"), this));
+    form->addRow(QStringLiteral("Name:"), m_name);
+    form->addRow(QStringLiteral("Description:"), m_description);
+    form->addRow(QStringLiteral("Type:"), m_type);
+    form->addRow(QStringLiteral("MIME Type:"), m_mimeType);
+    form->addRow(QStringLiteral("URI:"), m_uri);
+    form->addRow(new QLabel(QStringLiteral("<b>Annotation</b>"), this));
+    form->addRow(QStringLiteral("Audience:"), m_audience);
+    form->addRow(QStringLiteral("Priority:"), m_priority);
+    form->addRow(new QLabel(QStringLiteral("<b>Resource Context</b>"), this));
+    auto *tagRow = new QHBoxLayout;
+    tagRow->addWidget(m_tagsLabel, 1);
+    tagRow->addWidget(tags);
+    form->addRow(QStringLiteral("Context Tags:"), tagRow);
+    auto *relatedRow = new QHBoxLayout;
+    relatedRow->addWidget(m_relatedLabel, 1);
+    relatedRow->addWidget(related);
+    form->addRow(QStringLiteral("Related Resources:"), relatedRow);
+    auto *saveRow = new QHBoxLayout;
+    saveRow->addStretch();
+    saveRow->addWidget(makeButton(this, QStringLiteral("revert"), QStringLiteral("Revert")));
+    saveRow->addWidget(makeButton(this, QStringLiteral("save"), QStringLiteral("Save")));
+    auto *formPage = new QWidget(this);
+    auto *formLayout = new QVBoxLayout(formPage);
+    formLayout->addLayout(form);
+    formLayout->addStretch();
+    formLayout->addLayout(saveRow);
+    auto *empty = new QLabel(ResourceConfigController::emptySelectionText, this);
+    empty->setAlignment(Qt::AlignCenter);
+    empty->setWordWrap(true);
+    m_detail = new QStackedWidget(this);
+    m_detail->addWidget(empty);
+    m_detail->addWidget(formPage);
+
+    auto *body = new QHBoxLayout;
+    body->addLayout(left);
+    body->addWidget(m_detail, 1);
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(header);
+    layout->addLayout(body, 1);
+
+    // The form writes each field when the user finishes it; the controller keeps equal texts out.
+    connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
+    connect(m_description, &QLineEdit::editingFinished, this,
+            [this] { m_controller->setResourceDescription(m_description->text()); });
+    connect(m_type, &QLineEdit::editingFinished, this, [this] { m_controller->setType(m_type->text()); });
+    connect(m_mimeType, &QLineEdit::editingFinished, this, [this] { m_controller->setMimeType(m_mimeType->text()); });
+    connect(m_uri, &QLineEdit::editingFinished, this, [this] { m_controller->setUriText(m_uri->text()); });
+    connect(m_priority, &QLineEdit::editingFinished, this, [this] { m_controller->setPriorityText(m_priority->text()); });
+    connect(m_audience, &QComboBox::textActivated, this, [this](const QString &word) { m_controller->setAudience(word); });
+    connect(tags, &QPushButton::clicked, this, &ResourceConfigView::editTags);
+    connect(related, &QPushButton::clicked, this, &ResourceConfigView::editRelatedResources);
+    connect(button(QStringLiteral("add")), &QPushButton::clicked, m_controller, &ResourceConfigController::addResourceConfigTapped);
+    connect(button(QStringLiteral("delete")), &QPushButton::clicked, m_controller, &ResourceConfigController::deleteButtonTapped);
+    connect(button(QStringLiteral("copy")), &QPushButton::clicked, m_controller, &ResourceConfigController::copySelectedItem);
+    connect(button(QStringLiteral("paste")), &QPushButton::clicked, m_controller, &ResourceConfigController::pasteItem);
+    connect(button(QStringLiteral("save")), &QPushButton::clicked, m_controller, &ResourceConfigController::saveButtonTapped);
+    connect(button(QStringLiteral("revert")), &QPushButton::clicked, m_controller, &ResourceConfigController::revertButtonTapped);
+    connect(m_filter, &QLineEdit::textChanged, this, &ResourceConfigView::rebuildList);
+    connect(m_list, &QListWidget::currentItemChanged, this, [this](QListWidgetItem *item) {
+        if (m_showing || !item)
+            return;
+        m_controller->setSelectedRecord(item->data(Qt::UserRole).value<ResourceConfig *>());
+        m_controller->setFocus(ResourceConfigController::resourceListView);
+    });
+    connect(m_controller, &StoreBackedController::recordsChanged, this, &ResourceConfigView::rebuildList);
+    connect(m_controller, &StoreBackedController::selectedRecordChanged, this, &ResourceConfigView::showSelection);
+    connect(m_controller, &AbstractController::changed, this, [this] {
+        showSelection();
+        emit commandStateChanged();
+    });
+    connect(m_controller, &StoreBackedController::hasUnsavedChangesChanged, this, [this] {
+        rebuildList();
+        emit commandStateChanged();
+    });
+    connect(m_controller, &StoreBackedController::showingDeleteConfirmationChanged, this,
+            &ResourceConfigView::confirmDeleteIfAsked);
+    AlertPresenter::bind(m_controller, this);
+    rebuildList();
+}
+
+QPushButton *ResourceConfigView::button(const QString &name) const
+{
+    return findChild<QPushButton *>(name);
+}
+
+AbstractController *ResourceConfigView::activeController() const
+{
+    return m_controller;
+}
+
+bool ResourceConfigView::handlesCommand(MenuCommand command) const
+{
+    return command == MenuCommand::NewItem || command == MenuCommand::Save;
+}
+
+void ResourceConfigView::performCommand(MenuCommand command)
+{
+    if (command == MenuCommand::NewItem)
+        m_controller->addResourceConfigTapped();
+    else if (command == MenuCommand::Save)
+        m_controller->saveButtonTapped();
+}
+
+void ResourceConfigView::rebuildList()
+{
+    m_showing = true;
+    m_list->clear();
+    for (ResourceConfig *resource : m_controller->filteredResources(m_filter->text())) {
+        auto *item = new QListWidgetItem(ResourceConfigController::rowName(resource) + u'\n' +
+                                             ResourceConfigController::rowDescription(resource) + u'\n' +
+                                             ResourceConfigController::rowType(resource) + QStringLiteral("   ") +
+                                             ResourceConfigController::rowMimeType(resource),
+                                         m_list);
+        item->setData(Qt::UserRole, QVariant::fromValue(resource));
+        if (resource == m_controller->selectedResourceConfig())
+            m_list->setCurrentItem(item);
+    }
+    m_showing = false;
+    showSelection();
+}
+
+void ResourceConfigView::showSelection()
+{
+    ResourceConfig *resource = m_controller->selectedResourceConfig();
+    m_detail->setCurrentIndex(resource ? 1 : 0);
+    button(QStringLiteral("delete"))->setEnabled(m_controller->canDelete());
+    button(QStringLiteral("copy"))->setEnabled(m_controller->canCopy());
+    button(QStringLiteral("paste"))->setEnabled(m_controller->canPaste());
+    button(QStringLiteral("save"))->setEnabled(m_controller->hasUnsavedChanges());
+    button(QStringLiteral("revert"))->setEnabled(m_controller->hasUnsavedChanges());
+    button(QStringLiteral("add"))->setEnabled(m_controller->canAdd());
+    if (!resource)
+        return;
+    // A field being edited keeps what the user typed.
+    auto show = [](QLineEdit *edit, const QString &text) {
+        if (!edit->hasFocus() && edit->text() != text)
+            edit->setText(text);
+    };
+    show(m_name, resource->name().value_or(QString()));
+    show(m_description, resource->resourceDescription().value_or(QString()));
+    show(m_type, resource->type().value_or(QString()));
+    show(m_mimeType, resource->mimeType().value_or(QString()));
+    show(m_uri, ResourceConfigController::uriText(resource));
+    show(m_priority, ResourceConfigController::priorityText(resource));
+    m_audience->setCurrentText(resource->annAudience().value_or(QString()));
+    const QStringList tags = ResourceConfigController::readTags(resource->contextTags().value_or(QString()));
+    m_tagsLabel->setText(tags.isEmpty() ? QStringLiteral("None") : tags.join(QStringLiteral(", ")));
+    const qsizetype related = ResourceConfigController::readRelated(resource->relatedResources().value_or(QString())).size();
+    m_relatedLabel->setText(related == 0 ? QStringLiteral("None") : QStringLiteral("%1 related").arg(related));
+}
+
+void ResourceConfigView::confirmDeleteIfAsked()
+{
+    if (!m_controller->showingDeleteConfirmation())
+        return;
+    auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete Resource"),
+                                m_controller->deleteConfirmationText(), QMessageBox::NoButton, this);
+    box->setObjectName(QStringLiteral("deleteResourceConfirmation"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    QPushButton *remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
+    box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+    connect(box, &QMessageBox::finished, this, [this, box, remove] {
+        if (box->clickedButton() == remove)
+            m_controller->confirmDelete();
+        else
+            m_controller->cancelDelete();
+    });
+    box->open();
+}
+
+void ResourceConfigView::editTags()
+{
+    ResourceConfig *resource = m_controller->selectedResourceConfig();
+    if (!resource)
+        return;
+    QDialog sheet(this);
+    sheet.setObjectName(QStringLiteral("contextTagsSheet"));
+    sheet.setWindowTitle(QStringLiteral("Context Tags"));
+    auto *list = new QListWidget(&sheet);
+    list->setObjectName(QStringLiteral("tagList"));
+    auto *count = new QLabel(&sheet);
+    auto recount = [list, count] { count->setText(QStringLiteral("Context Tags (%1)").arg(list->count())); };
+    for (const QString &tag : ResourceConfigController::readTags(resource->contextTags().value_or(QString()))) {
+        auto *item = new QListWidgetItem(tag, list);
+        item->setFlags(item->flags() | Qt::ItemIsEditable);
+    }
+    recount();
+    auto *add = makeButton(&sheet, QStringLiteral("addTag"), QStringLiteral("Add tag "));
+    auto *remove = makeButton(&sheet, QStringLiteral("deleteTag"), QStringLiteral("Delete tag ⌘+D"));
+    remove->setShortcut(QKeySequence(QStringLiteral("Ctrl+D")));
+    connect(add, &QPushButton::clicked, &sheet, [list, recount] {
+        auto *item = new QListWidgetItem(QString(), list);
+        item->setFlags(item->flags() | Qt::ItemIsEditable);
+        list->setCurrentItem(item);
+        list->editItem(item);
+        recount();
+    });
+    connect(remove, &QPushButton::clicked, &sheet, [list, recount] {
+        delete list->currentItem();
+        recount();
+    });
+    auto *buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, &sheet);
+    connect(buttons, &QDialogButtonBox::accepted, &sheet, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, &sheet, &QDialog::reject);
+    auto *row = new QHBoxLayout;
+    row->addWidget(add);
+    row->addWidget(remove);
+    auto *layout = new QVBoxLayout(&sheet);
+    layout->addWidget(count);
+    layout->addWidget(list);
+    layout->addLayout(row);
+    layout->addWidget(buttons);
+    if (sheet.exec() != QDialog::Accepted)
+        return;
+    QStringList tags;
+    for (int i = 0; i < list->count(); ++i)
+        tags.append(list->item(i)->text().trimmed());
+    m_controller->saveTags(tags);
+    showSelection();
+}
+
+void ResourceConfigView::editRelatedResources()
+{
+    ResourceConfig *resource = m_controller->selectedResourceConfig();
+    if (!resource)
+        return;
+    QList<RelatedResourceItem> items =
+        ResourceConfigController::readRelated(resource->relatedResources().value_or(QString()));
+    QDialog sheet(this);
+    sheet.setObjectName(QStringLiteral("relatedResourcesSheet"));
+    sheet.setWindowTitle(QStringLiteral("Related Resources"));
+    auto *table = new QTableWidget(0, 3, &sheet);
+    table->setObjectName(QStringLiteral("relatedTable"));
+    table->setHorizontalHeaderLabels({QStringLiteral("Resource ID"), QStringLiteral("Type"), QStringLiteral("URL")});
+    table->horizontalHeader()->setStretchLastSection(true);
+    auto addRow = [table](const RelatedResourceItem &item) {
+        const int row = table->rowCount();
+        table->insertRow(row);
+        table->setItem(row, 0, new QTableWidgetItem(item.resourceId));
+        table->setItem(row, 1, new QTableWidgetItem(item.resourceType));
+        table->setItem(row, 2, new QTableWidgetItem(item.url));
+    };
+    for (const RelatedResourceItem &item : items)
+        addRow(item);
+    // A changed URL sets its row's type by the guess.
+    connect(table, &QTableWidget::itemChanged, &sheet, [table](QTableWidgetItem *item) {
+        if (item->column() == 2 && table->item(item->row(), 1))
+            table->item(item->row(), 1)->setText(ResourceConfigController::guessMimeType(
+                QUrl::fromUserInput(item->text()).toString()));
+    });
+    auto *add = makeButton(&sheet, QStringLiteral("addRelated"), QStringLiteral("Add resource"));
+    auto *choose = makeButton(&sheet, QStringLiteral("chooseRelated"), QStringLiteral("Choose file or folder..."));
+    auto *remove = makeButton(&sheet, QStringLiteral("deleteRelated"), QStringLiteral("Delete resource ⌘+D"));
+    remove->setShortcut(QKeySequence(QStringLiteral("Ctrl+D")));
+    connect(add, &QPushButton::clicked, &sheet, [addRow] { addRow(RelatedResourceItem::makeNew()); });
+    connect(remove, &QPushButton::clicked, &sheet, [table] {
+        if (table->currentRow() >= 0)
+            table->removeRow(table->currentRow());
+    });
+    connect(choose, &QPushButton::clicked, &sheet, [table, &sheet] {
+        const int row = table->currentRow();
+        if (row < 0)
+            return;
+        QFileDialog panel(&sheet, QStringLiteral("Choose file or folder..."));
+        panel.setLabelText(QFileDialog::Accept, QStringLiteral("Select"));
+        panel.setFileMode(QFileDialog::AnyFile);
+        panel.setOption(QFileDialog::DontConfirmOverwrite);
+        if (panel.exec() != QDialog::Accepted || panel.selectedUrls().isEmpty())
+            return;
+        const QUrl chosen = panel.selectedUrls().first();
+        table->item(row, 2)->setText(chosen.toLocalFile());
+        table->item(row, 1)->setText(ResourceConfigController::guessMimeType(chosen.toString()));
+    });
+    auto *buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, &sheet);
+    connect(buttons, &QDialogButtonBox::accepted, &sheet, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, &sheet, &QDialog::reject);
+    auto *row = new QHBoxLayout;
+    row->addWidget(add);
+    row->addWidget(choose);
+    row->addWidget(remove);
+    auto *layout = new QVBoxLayout(&sheet);
+    layout->addWidget(table);
+    layout->addLayout(row);
+    layout->addWidget(buttons);
+    sheet.resize(640, 320);
+    if (sheet.exec() != QDialog::Accepted)
+        return;
+    QList<RelatedResourceItem> saved;
+    for (int r = 0; r < table->rowCount(); ++r) {
+        RelatedResourceItem item;
+        item.resourceId = table->item(r, 0)->text();
+        item.resourceType = table->item(r, 1)->text();
+        item.url = table->item(r, 2)->text();
+        saved.append(item);
+    }
+    m_controller->saveRelated(saved);
+    showSelection();
+}

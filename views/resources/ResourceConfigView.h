@@ -1,0 +1,58 @@
+#pragma once
+
+#include "views/app/DestinationScreen.h"
+
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QPushButton;
+class QStackedWidget;
+class ResourceConfig;
+class ResourceConfigController;
+
+// The Resources destination: the filtered list of resources beside the form of the selected
+// one ("Resource Definition", "Annotation", "Resource Context"), with the tag and related-
+// resource sheets. File ▸ New and Save act on its controller.
+class ResourceConfigView : public DestinationScreen {
+    Q_OBJECT
+
+public:
+    // Over a controller of the shared store unless one is given.
+    explicit ResourceConfigView(ResourceConfigController *controller = nullptr, QWidget *parent = nullptr);
+
+    AbstractController *activeController() const override;
+    bool handlesCommand(MenuCommand command) const override;
+    void performCommand(MenuCommand command) override;
+
+    ResourceConfigController *controller() const { return m_controller; }
+    QListWidget *list() const { return m_list; }
+    QLineEdit *filterField() const { return m_filter; }
+    QLineEdit *nameField() const { return m_name; }
+    QLineEdit *uriField() const { return m_uri; }
+    QLineEdit *priorityField() const { return m_priority; }
+    QPushButton *button(const QString &name) const;
+    // The sheets, opened by their buttons; modal.
+    void editTags();
+    void editRelatedResources();
+
+private:
+    void rebuildList();
+    void showSelection();
+    void confirmDeleteIfAsked();
+
+    ResourceConfigController *m_controller;
+    QLineEdit *m_filter;
+    QListWidget *m_list;
+    QStackedWidget *m_detail;
+    QLineEdit *m_name;
+    QLineEdit *m_description;
+    QLineEdit *m_type;
+    QLineEdit *m_mimeType;
+    QLineEdit *m_uri;
+    QComboBox *m_audience;
+    QLineEdit *m_priority;
+    QLabel *m_tagsLabel;
+    QLabel *m_relatedLabel;
+    bool m_showing = false;
+};
