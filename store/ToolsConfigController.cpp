@@ -374,6 +374,7 @@ void ToolsConfigController::setScriptFile(const QString &path)
         return;
     t->setScriptFileName(path);
     updateUnsaved(true);
+    notifyChange();
 }
 
 bool ToolsConfigController::canDelete() const

@@ -86,7 +86,9 @@ if (isMain) {
     usage(`cannot read the scenario: ${error.message}`);
   }
   if (!Array.isArray(steps)) usage('the scenario must be a JSON array of steps');
-  const output = await runScenario(url, steps);
+  // A server that asks for its bearer token gets it from the environment.
+  const token = process.env.MCP_BEARER_TOKEN;
+  const output = await runScenario(token ? { url, headers: { Authorization: `Bearer ${token}` } } : url, steps);
   process.stdout.write(JSON.stringify(output, null, 2) + '\n');
   process.exit(output.results.every((r) => !('error' in r)) ? 0 : 1);
 }

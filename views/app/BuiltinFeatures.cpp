@@ -18,6 +18,7 @@
 #include "views/server/ServerConfigView.h"
 #include "views/resources/ResourceConfigView.h"
 #include "views/prompts/PromptConfigView.h"
+#include "views/tools/ToolsConfigView.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -72,6 +73,9 @@ void registerAll()
 
     DestinationScreenRegistry::registerScreen(MenuDestination::menuResourceConfig, [](QWidget *parent) -> DestinationScreen * {
         return new ResourceConfigView(nullptr, parent);
+    });
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuToolConfig, [](QWidget *parent) -> DestinationScreen * {
+        return new ToolsConfigView(nullptr, parent);
     });
     DestinationScreenRegistry::registerScreen(MenuDestination::menuPromptConfig, [](QWidget *parent) -> DestinationScreen * {
         return new PromptConfigView(nullptr, parent);

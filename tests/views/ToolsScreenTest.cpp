@@ -1,0 +1,183 @@
+#include "store/ServerConfigController.h"
+#include "store/ToolInputSchema.h"
+#include "store/ToolOutputSchema.h"
+#include "store/ToolsConfig.h"
+#include "store/ToolsConfigController.h"
+#include "tests/support/TestSupport.h"
+#include "tests/views/ViewsTestSupport.h"
+#include "views/app/AppMainWindow.h"
+#include "views/app/BuiltinFeatures.h"
+#include "views/server/ServerConfigView.h"
+#include "views/tools/ToolSchemaEditorDialog.h"
+#include "views/tools/ToolsConfigView.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QProcess>
+#include <QPushButton>
+#include <QStandardPaths>
+#include <QTest>
+#include <QTimer>
+
+using namespace ViewsTestSupport;
+using TestSupport::waitUntil;
+
+namespace {
+
+// Fills the schema editor that the screen opens, through its widgets, then saves it.
+void fillNextSchemaEditor(const QString &name, std::function<void(ToolSchemaEditorDialog *)> fill)
+{
+    QTimer::singleShot(100, [name, fill] {
+        for (QWidget *widget : QApplication::topLevelWidgets()) {
+            auto *dialog = qobject_cast<ToolSchemaEditorDialog *>(widget);
+            if (dialog && dialog->objectName() == name && dialog->isVisible()) {
+                fill(dialog);
+                dialog->saveAndClose();
+                return;
+            }
+        }
+        ADD_FAILURE() << "no schema editor " << name.toStdString();
+    });
+}
+
+void type(QLineEdit *field, const QString &text)
+{
+    field->clear();
+    QTest::keyClicks(field, text);
+}
+
+void choose(QComboBox *box, const QString &text)
+{
+    box->setCurrentText(text);
+    emit box->textActivated(text);
+}
+
+// One parameter in the open editor: the selected one gets the name and type.
+void parameter(ToolSchemaEditorDialog *dialog, const QString &name, const QString &kind)
+{
+    type(dialog->nameField(), name);
+    choose(dialog->typeChoice(), kind);
+}
+
+}  // namespace
+
+// (A parameter may not be called "name": the server puts the tool's own name there, as it
+// does sessionId, title and the execution fields.)
+// A script tool made on the Tools screen, with an input schema of two parameters and an
+// output schema, is saved; the server started from the Server screen lists it to the
+// official SDK client with exactly those schemas, and the call runs the script.
+TEST(ToolsScreen, AScriptToolMadeOnTheScreenIsServedWithItsSchemas)
+{
+    const QString node = QStandardPaths::findExecutable(QStringLiteral("node"));
+    const QString client = QStringLiteral(KELVARA_SOURCE_DIR "/tests/interop/mcp-client.mjs");
+    ASSERT_FALSE(node.isEmpty()) << "node is needed (scripts/setup installs it)";
+    ASSERT_TRUE(QDir(QStringLiteral(KELVARA_SOURCE_DIR "/tests/interop/node_modules/@modelcontextprotocol/sdk")).exists())
+        << "the pinned SDK client is needed: npm ci in tests/interop (scripts/test does it)";
+
+    const QString scripts = TestSupport::makeTempDir(QStringLiteral("scripts"));
+    const QString scriptPath = scripts + QStringLiteral("/greet.js");
+    QFile script(scriptPath);
+    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+    script.write("function toolEntry(sid, handlerName, jsonParams) {\n"
+                 "  return Tool.dispatch({\n"
+                 "    greet: function (params) {\n"
+                 "      var text = ('Hello ' + params.person + '! ').repeat(params.times || 1).trim();\n"
+                 "      return { text: text, metadata: { greeting: text } };\n"
+                 "    }\n"
+                 "  }, sid, handlerName, jsonParams);\n"
+                 "}\n");
+    script.close();
+
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = launchedWindow(MenuDestination::menuToolConfig);
+    auto *view = qobject_cast<ToolsConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    ToolsConfigController *tools = view->controller();
+
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return tools->selectedTool() && tools->isAddingTool(); }));
+    ToolsConfig *tool = tools->selectedTool();
+    type(view->nameField(), QStringLiteral("greet_person"));
+    emit view->nameField()->editingFinished();
+    view->typeChoice()->setCurrentIndex(1);
+    emit view->typeChoice()->activated(1);
+    EXPECT_EQ(tool->toolType(), QStringLiteral("ScriptTool"));
+    EXPECT_EQ(tool->methodName(), QStringLiteral("toolEntry"));
+    tools->setScriptFile(scriptPath);  // what the "Select JavaScript File" panel writes
+    EXPECT_EQ(view->scriptLabel()->text(), scriptPath);
+    tools->setHandlerName(QStringLiteral("greet"));
+
+    fillNextSchemaEditor(QStringLiteral("inputSchemaEditor"), [](ToolSchemaEditorDialog *dialog) {
+        parameter(dialog, QStringLiteral("person"), QStringLiteral("string"));
+        dialog->addParameter();
+        parameter(dialog, QStringLiteral("times"), QStringLiteral("number"));
+        QTest::keyClicks(dialog->findChild<QLineEdit *>(QStringLiteral("requiredParams")), QStringLiteral("person"));
+    });
+    view->button("addInput")->click();
+    ASSERT_TRUE(waitUntil([&] { return !tools->showingEditInputSchema() && !tool->inputSchemas().isEmpty(); }, 10000));
+    fillNextSchemaEditor(QStringLiteral("outputSchemaEditor"), [](ToolSchemaEditorDialog *dialog) {
+        parameter(dialog, QStringLiteral("greeting"), QStringLiteral("string"));
+    });
+    view->button("addOutput")->click();
+    ASSERT_TRUE(waitUntil([&] { return !tools->showingEditOutputSchema() && !tool->outputSchmas().isEmpty(); }, 10000));
+    ASSERT_TRUE(waitUntil([&] { return !tools->hasUnsavedChanges(); }));  // the editors saved
+
+    // The Server screen starts the server.
+    window->close();
+    AppMainWindow *serverWindow = launchedWindow(MenuDestination::menuServerConfig);
+    auto *server = qobject_cast<ServerConfigView *>(serverWindow->currentScreen());
+    ASSERT_NE(server, nullptr);
+    ServerConfigController *control = server->controller();
+    ASSERT_TRUE(waitUntil([&] { return control->serverConfig() != nullptr; }));
+    const int port = TestSupport::freeLowPort();
+    control->setPort(QString::number(port));
+    control->save();
+    control->start();
+    ASSERT_TRUE(waitUntil([&] { return control->isServerRunning(); }, 15000));
+    ASSERT_EQ(control->listeningPort(), port);
+
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("MCP_BEARER_TOKEN"), control->accessToken());
+    process.setProcessEnvironment(environment);
+    const QString steps = QStringLiteral(
+        R"([{"op":"listTools"},{"op":"callTool","name":"greet_person","arguments":{"person":"Ada","times":2}}])");
+    process.start(node, {client, QStringLiteral("http://127.0.0.1:%1/mcp").arg(port), steps});
+    ASSERT_TRUE(process.waitForStarted());
+    // The server answers from this thread's event loop: wait without blocking it.
+    ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }, 60000));
+    const QByteArray output = process.readAllStandardOutput();
+    ASSERT_EQ(process.exitCode(), 0) << output.toStdString() << process.readAllStandardError().toStdString();
+    const QJsonArray results = QJsonDocument::fromJson(output).object().value("results").toArray();
+    ASSERT_EQ(results.size(), 2);
+
+    QJsonObject listed;
+    for (const QJsonValue &t : results.at(0).toObject().value("result").toObject().value("tools").toArray())
+        if (t.toObject().value("name").toString() == "greet_person")
+            listed = t.toObject();
+    ASSERT_FALSE(listed.isEmpty()) << output.toStdString();
+    const QJsonObject input = listed.value("inputSchema").toObject();
+    EXPECT_EQ(input.value("type").toString(), "object");
+    EXPECT_EQ(input.value("properties").toObject().keys(), QStringList({"person", "times"}));
+    EXPECT_EQ(input.value("properties").toObject().value("times").toObject().value("type").toString(), "number");
+    EXPECT_EQ(input.value("required").toArray(), QJsonArray({"person"}));
+    EXPECT_EQ(listed.value("outputSchema").toObject().value("properties").toObject().keys(), QStringList({"greeting"}));
+
+    const QJsonObject called = results.at(1).toObject().value("result").toObject();
+    EXPECT_EQ(called.value("structuredContent").toObject().value("greeting").toString(), "Hello Ada! Hello Ada!")
+        << output.toStdString();
+
+    control->stop();
+    ASSERT_TRUE(waitUntil([&] { return !control->isServerRunning(); }, 15000));
+    closeAllWindows();
+}

@@ -1,0 +1,205 @@
+#include "views/tools/ToolSchemaEditorDialog.h"
+
+#include <QComboBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTableWidget>
+#include <QTimer>
+#include <QVBoxLayout>
+
+ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidget *parent)
+    : QDialog(parent), m_editor(std::move(editor))
+{
+    setObjectName(input ? QStringLiteral("inputSchemaEditor") : QStringLiteral("outputSchemaEditor"));
+    setWindowTitle(input ? QStringLiteral("Add Input Scheme") : QStringLiteral("Add Output Scheme"));
+    m_schemaType = new QLineEdit(this);
+    m_required = new QLineEdit(this);
+    m_required->setObjectName(QStringLiteral("requiredParams"));
+    m_required->setPlaceholderText(QStringLiteral("name,other"));
+    m_parameters = new QListWidget(this);
+    m_parameters->setObjectName(QStringLiteral("parameterList"));
+    m_name = new QLineEdit(this);
+    m_name->setObjectName(QStringLiteral("parameterName"));
+    m_type = new QComboBox(this);
+    m_type->setObjectName(QStringLiteral("parameterType"));
+    m_type->addItems(PropertyData::jsonTypes);
+    m_description = new QLineEdit(this);
+    m_default = new QLineEdit(this);
+    m_itemType = new QComboBox(this);
+    m_itemType->addItems(PropertyData::propTypes);
+    m_members = new QTableWidget(0, 3, this);
+    m_members->setObjectName(QStringLiteral("objectMembers"));
+    m_members->setHorizontalHeaderLabels({QStringLiteral("Name"), QStringLiteral("Type"), QStringLiteral("Description")});
+    m_members->horizontalHeader()->setStretchLastSection(true);
+
+    auto button = [this](const char *name, const QString &text, const char *shortcut = nullptr) {
+        auto *b = new QPushButton(text, this);
+        b->setObjectName(QString::fromLatin1(name));
+        b->setAutoDefault(false);
+        if (shortcut)
+            b->setShortcut(QKeySequence(QString::fromLatin1(shortcut)));
+        return b;
+    };
+    QPushButton *addParam = button("addParameter", QStringLiteral("Add Parameter ⌘+N"), "Ctrl+N");
+    QPushButton *deleteParam = button("deleteParameter", QStringLiteral("Delete Parameter ⌘+D"), "Ctrl+D");
+    QPushButton *addMember = button("addProperty", QStringLiteral("Add Property"));
+    QPushButton *deleteMember = button("deleteProperty", QStringLiteral("Delete Property"));
+    QPushButton *save = button("save", QStringLiteral("Save changes ⌘S"), "Ctrl+S");
+    QPushButton *revert = button("revert", QStringLiteral("Revert changes ⌘+U"), "Ctrl+U");
+    QPushButton *cancel = button("cancel", QStringLiteral("Cancel"));
+    cancel->setToolTip(QStringLiteral("Leave unchanged"));
+
+    auto *top = new QFormLayout;
+    top->addRow(QStringLiteral("Type:"), m_schemaType);
+    top->addRow(QStringLiteral("Required:"), m_required);
+    auto *form = new QFormLayout;
+    form->addRow(QStringLiteral("Name:"), m_name);
+    form->addRow(QStringLiteral("Type:"), m_type);
+    form->addRow(QStringLiteral("Description:"), m_description);
+    form->addRow(QStringLiteral("Default:"), m_default);
+    form->addRow(QStringLiteral("Item type:"), m_itemType);
+    form->addRow(QStringLiteral("Members:"), m_members);
+    auto *memberButtons = new QHBoxLayout;
+    memberButtons->addWidget(addMember);
+    memberButtons->addWidget(deleteMember);
+    form->addRow(QString(), memberButtons);
+    auto *left = new QVBoxLayout;
+    left->addWidget(m_parameters, 1);
+    left->addWidget(addParam);
+    left->addWidget(deleteParam);
+    auto *middle = new QHBoxLayout;
+    middle->addLayout(left);
+    middle->addLayout(form, 1);
+    auto *bottom = new QHBoxLayout;
+    bottom->addWidget(revert);
+    bottom->addStretch();
+    bottom->addWidget(cancel);
+    bottom->addWidget(save);
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(top);
+    layout->addLayout(middle, 1);
+    layout->addLayout(bottom);
+    resize(760, 460);
+
+    connect(m_schemaType, &QLineEdit::textEdited, this, [this](const QString &t) { withEditor([&](auto &e) { e.setSchemaType(t); }); });
+    connect(m_required, &QLineEdit::textEdited, this, [this](const QString &t) { withEditor([&](auto &e) { e.setRequiredParams(t); }); });
+    connect(m_name, &QLineEdit::textEdited, this, [this](const QString &t) {
+        withEditor([&](auto &e) { e.setParameterName(t); });
+        if (QListWidgetItem *item = m_parameters->currentItem())
+            item->setText(t);
+    });
+    connect(m_description, &QLineEdit::textEdited, this,
+            [this](const QString &t) { withEditor([&](auto &e) { e.setParameterDescription(t); }); });
+    connect(m_default, &QLineEdit::textEdited, this, [this](const QString &t) { withEditor([&](auto &e) { e.setDefaultValue(t); }); });
+    connect(m_type, &QComboBox::textActivated, this, [this](const QString &t) {
+        withEditor([&](auto &e) { e.setParameterType(t); });
+        showForm();
+    });
+    connect(m_itemType, &QComboBox::textActivated, this, [this](const QString &t) { withEditor([&](auto &e) { e.setItemType(t); }); });
+    connect(m_parameters, &QListWidget::currentRowChanged, this, [this](int row) {
+        if (m_loading || row < 0)
+            return;
+        withEditor([&](auto &e) { e.select(e.properties().value(row)); });
+        showForm();
+    });
+    connect(m_members, &QTableWidget::itemChanged, this, [this](QTableWidgetItem *item) {
+        if (m_loading)
+            return;
+        const int row = item->row();
+        withEditor([&](auto &e) {
+            ObjectProperty member = e.editedProperty().objectProperties.value(row);
+            member.name = m_members->item(row, 0) ? m_members->item(row, 0)->text() : QString();
+            member.type = m_members->item(row, 1) ? m_members->item(row, 1)->text() : QStringLiteral("string");
+            member.description = m_members->item(row, 2) ? m_members->item(row, 2)->text() : QString();
+            e.setObjectProperty(row, member);
+        });
+    });
+    connect(addParam, &QPushButton::clicked, this, &ToolSchemaEditorDialog::addParameter);
+    connect(deleteParam, &QPushButton::clicked, this, [this] {
+        const auto answer = QMessageBox::question(
+            this, QStringLiteral("Delete Property"),
+            QStringLiteral("Are you sure you want to delete this property? This action cannot be undone."));
+        if (answer != QMessageBox::Yes)
+            return;
+        withEditor([](auto &e) { e.deleteParameter(); });
+        showForm();
+    });
+    connect(addMember, &QPushButton::clicked, this, [this] {
+        withEditor([](auto &e) { e.addObjectProperty(); });
+        showForm();
+    });
+    connect(deleteMember, &QPushButton::clicked, this, [this] {
+        const int row = m_members->currentRow();
+        withEditor([&](auto &e) { e.deleteObjectProperty(row); });
+        showForm();
+    });
+    connect(save, &QPushButton::clicked, this, &ToolSchemaEditorDialog::saveAndClose);
+    connect(revert, &QPushButton::clicked, this, &ToolSchemaEditorDialog::revertChanges);
+    connect(cancel, &QPushButton::clicked, this, [this] {
+        withEditor([](auto &e) { e.cancel(); });
+        reject();
+    });
+    showForm();
+}
+
+void ToolSchemaEditorDialog::addParameter()
+{
+    withEditor([](auto &e) { e.addParameter(); });
+    showForm();
+    QTimer::singleShot(100, m_name, [this] { m_name->setFocus(); });
+}
+
+void ToolSchemaEditorDialog::saveAndClose()
+{
+    withEditor([](auto &e) { e.save(); });
+    accept();
+}
+
+void ToolSchemaEditorDialog::revertChanges()
+{
+    withEditor([](auto &e) { e.revert(); });
+    showForm();
+}
+
+void ToolSchemaEditorDialog::showForm()
+{
+    m_loading = true;
+    withEditor([this](auto &e) {
+        m_schemaType->setText(e.schemaType());
+        m_required->setText(e.requiredParams());
+        m_parameters->clear();
+        int current = -1;
+        const auto properties = e.properties();
+        for (int i = 0; i < properties.size(); ++i) {
+            m_parameters->addItem(properties.at(i)->parameterName().value_or(QString()));
+            if (properties.at(i) == e.selectedProperty())
+                current = i;
+        }
+        m_parameters->setCurrentRow(current);
+        const PropertyData &form = e.editedProperty();
+        m_name->setText(form.parameterName);
+        m_type->setCurrentText(form.parameterType);
+        m_description->setText(form.parameterDescription);
+        m_default->setText(form.defaultValue);
+        m_itemType->setCurrentText(form.itemType);
+        const bool object = form.parameterType == QLatin1String("object");
+        m_members->setEnabled(object);
+        m_members->setRowCount(0);
+        for (const ObjectProperty &member : form.objectProperties) {
+            const int row = m_members->rowCount();
+            m_members->insertRow(row);
+            m_members->setItem(row, 0, new QTableWidgetItem(member.name));
+            m_members->setItem(row, 1, new QTableWidgetItem(member.type));
+            m_members->setItem(row, 2, new QTableWidgetItem(member.description));
+        }
+        findChild<QPushButton *>(QStringLiteral("addProperty"))->setEnabled(object);
+        findChild<QPushButton *>(QStringLiteral("deleteProperty"))->setEnabled(object);
+    });
+    m_loading = false;
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "store/ToolInputSchemaEditor.h"
+#include "store/ToolOutputSchemaEditor.h"
+
+#include <QDialog>
+#include <memory>
+#include <variant>
+
+class QComboBox;
+class QLineEdit;
+class QListWidget;
+class QTableWidget;
+
+// The schema editor sheet, "Add Input Scheme" or "Add Output Scheme": the schema's type and
+// required list, its parameters, and the form of the selected one (with the members of an
+// "object" parameter). Every change goes straight into the form, which writes the record.
+class ToolSchemaEditorDialog : public QDialog {
+    Q_OBJECT
+
+public:
+    using Editor = std::variant<std::unique_ptr<ToolInputSchemaEditor>, std::unique_ptr<ToolOutputSchemaEditor>>;
+
+    ToolSchemaEditorDialog(Editor editor, bool input, QWidget *parent = nullptr);
+
+    QListWidget *parameterList() const { return m_parameters; }
+    QLineEdit *nameField() const { return m_name; }
+    QComboBox *typeChoice() const { return m_type; }
+    QTableWidget *membersTable() const { return m_members; }
+    void addParameter();
+    void saveAndClose();
+    void revertChanges();
+
+private:
+    template <class Fn>
+    auto withEditor(Fn &&fn)
+    {
+        return std::visit([&](auto &editor) { return fn(*editor); }, m_editor);
+    }
+    void showForm();
+
+    Editor m_editor;
+    bool m_loading = false;
+    QLineEdit *m_schemaType;
+    QLineEdit *m_required;
+    QListWidget *m_parameters;
+    QLineEdit *m_name;
+    QComboBox *m_type;
+    QLineEdit *m_description;
+    QLineEdit *m_default;
+    QComboBox *m_itemType;
+    QTableWidget *m_members;
+};

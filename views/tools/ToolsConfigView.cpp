@@ -1,0 +1,359 @@
+#include "views/tools/ToolsConfigView.h"
+
+#include "store/PersistenceController.h"
+#include "store/ToolsConfig.h"
+#include "store/ToolsConfigController.h"
+#include "tools/plugins/PluginController.h"
+#include "views/app/AlertPresenter.h"
+#include "views/chat/ReadOnlyTextView.h"
+#include "views/tools/ToolSchemaEditorDialog.h"
+
+#include <QComboBox>
+#include <QFileDialog>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QStackedWidget>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace {
+
+QPushButton *makeButton(QWidget *parent, const QString &name, const QString &text, const char *shortcut = nullptr)
+{
+    auto *button = new QPushButton(text, parent);
+    button->setObjectName(name);
+    if (shortcut)
+        button->setShortcut(QKeySequence(QString::fromLatin1(shortcut)));
+    return button;
+}
+
+}  // namespace
+
+ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *parent)
+    : DestinationScreen(parent),
+      m_controller(controller ? controller
+                              : new ToolsConfigController(PersistenceController::shared()->viewContext(),
+                                                          ConfigClipboard::shared(), this))
+{
+    setObjectName(QStringLiteral("toolsConfigView"));
+    auto *title = new QLabel(QStringLiteral("<b>%1</b>").arg(ToolsConfigController::screenTitle), this);
+    auto *lead = new QLabel(ToolsConfigController::leadText, this);
+    auto *help = makeButton(this, QStringLiteral("help"), QStringLiteral("?"));
+    help->setFixedWidth(28);
+    connect(help, &QPushButton::clicked, this,
+            [] { ReadOnlyTextView::showDocument(ToolsConfigController::helpFile, QStringLiteral("Kelvara - Tools")); });
+    auto *header = new QHBoxLayout;
+    auto *titles = new QVBoxLayout;
+    titles->addWidget(title);
+    titles->addWidget(lead);
+    header->addLayout(titles, 1);
+    header->addWidget(help, 0, Qt::AlignTop);
+    auto *toolbar = new QHBoxLayout;
+    toolbar->addWidget(makeButton(this, QStringLiteral("add"), QStringLiteral("New Tool")));
+    toolbar->addWidget(makeButton(this, QStringLiteral("addInput"), QStringLiteral("New input scheme ⌘+I"), "Ctrl+I"));
+    toolbar->addWidget(makeButton(this, QStringLiteral("addOutput"), QStringLiteral("New output scheme ⌘+O"), "Ctrl+O"));
+    toolbar->addWidget(makeButton(this, QStringLiteral("delete"), QStringLiteral("Delete selected ⌘+D"), "Ctrl+D"));
+    toolbar->addWidget(makeButton(this, QStringLiteral("revert"), QStringLiteral("Revert changes ⌘+U"), "Ctrl+U"));
+    toolbar->addWidget(makeButton(this, QStringLiteral("save"), QStringLiteral("Save")));
+    toolbar->addStretch();
+    toolbar->addWidget(makeButton(this, QStringLiteral("copy"), QStringLiteral("Copy")));
+    toolbar->addWidget(makeButton(this, QStringLiteral("paste"), QStringLiteral("Paste")));
+
+    m_filter = new QLineEdit(this);
+    m_filter->setObjectName(QStringLiteral("toolFilter"));
+    m_filter->setPlaceholderText(ToolsConfigController::filterPlaceholder);
+    m_filter->setClearButtonEnabled(true);
+    m_list = new QListWidget(this);
+    m_list->setObjectName(QStringLiteral("toolList"));
+    m_list->setMinimumWidth(230);
+    auto *left = new QVBoxLayout;
+    left->addWidget(m_filter);
+    left->addWidget(m_list, 1);
+
+    m_name = new QLineEdit(this);
+    m_name->setObjectName(QStringLiteral("toolName"));
+    m_description = new QLineEdit(this);
+    m_description->setObjectName(QStringLiteral("toolDescription"));
+    m_type = new QComboBox(this);
+    m_type->setObjectName(QStringLiteral("toolType"));
+    for (const QString &type : ToolsConfigController::toolTypes)
+        m_type->addItem(ToolsConfigController::typeLabel(type), type);
+    m_method = new QComboBox(this);
+    m_method->setObjectName(QStringLiteral("toolMethodName"));
+    m_method->setEditable(true);
+    m_handler = new QLineEdit(this);
+    m_handler->setObjectName(QStringLiteral("toolHandlerName"));
+    m_plugin = new QComboBox(this);
+    m_plugin->setObjectName(QStringLiteral("toolPluginName"));
+    m_script = new QLabel(this);
+    m_script->setObjectName(QStringLiteral("toolScriptFile"));
+    m_scriptRow = new QWidget(this);
+    auto *scriptLayout = new QHBoxLayout(m_scriptRow);
+    scriptLayout->setContentsMargins(0, 0, 0, 0);
+    scriptLayout->addWidget(m_script, 1);
+    QPushButton *chooseScript = makeButton(this, QStringLiteral("chooseScript"), QStringLiteral("Choose…"));
+    scriptLayout->addWidget(chooseScript);
+    m_inputCount = new QLabel(this);
+    m_outputCount = new QLabel(this);
+
+    auto *form = new QFormLayout;
+    form->addRow(new QLabel(QStringLiteral("<b>Tool Definition</b>"), this));
+    form->addRow(QStringLiteral("Name:"), m_name);
+    form->addRow(QStringLiteral("Description:"), m_description);
+    form->addRow(new QLabel(QStringLiteral("<b>Tool Action</b>"), this));
+    form->addRow(QStringLiteral("Type:"), m_type);
+    form->addRow(QStringLiteral("Method Name:"), m_method);
+    form->addRow(QStringLiteral("Script File:"), m_scriptRow);
+    form->addRow(QStringLiteral("Plugin Name:"), m_plugin);
+    form->addRow(QStringLiteral("Handler Name:"), m_handler);
+    form->addRow(new QLabel(QStringLiteral("<b>Schema Definition</b>"), this));
+    auto schemaRow = [this](QLabel *count, const char *edit) {
+        auto *row = new QHBoxLayout;
+        row->addWidget(count, 1);
+        row->addWidget(makeButton(this, QString::fromLatin1(edit), QStringLiteral("Edit…")));
+        return row;
+    };
+    form->addRow(QStringLiteral("Input:"), schemaRow(m_inputCount, "editInput"));
+    form->addRow(QStringLiteral("Output:"), schemaRow(m_outputCount, "editOutput"));
+    auto *formPage = new QWidget(this);
+    auto *formLayout = new QVBoxLayout(formPage);
+    formLayout->addLayout(form);
+    formLayout->addStretch();
+    auto *empty = new QLabel(QStringLiteral("Select a tool to view details or click 'New Tool'."), this);
+    empty->setAlignment(Qt::AlignCenter);
+    m_detail = new QStackedWidget(this);
+    m_detail->addWidget(empty);
+    m_detail->addWidget(formPage);
+
+    auto *body = new QHBoxLayout;
+    body->addLayout(left);
+    body->addWidget(m_detail, 1);
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(header);
+    layout->addLayout(toolbar);
+    layout->addLayout(body, 1);
+
+    connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
+    connect(m_description, &QLineEdit::editingFinished, this, [this] { m_controller->setToolDescription(m_description->text()); });
+    connect(m_handler, &QLineEdit::editingFinished, this, [this] { m_controller->setHandlerName(m_handler->text()); });
+    connect(m_type, &QComboBox::activated, this, [this](int index) {
+        m_controller->setToolType(m_type->itemData(index).toString());
+        showSelection();
+    });
+    connect(m_method, &QComboBox::activated, this, [this](int index) {
+        const QString method = m_method->itemData(index).toString();
+        m_controller->setMethodName(method.isEmpty() ? m_method->itemText(index) : method);
+    });
+    connect(m_plugin, &QComboBox::activated, this, [this](int index) {
+        m_controller->setPluginName(index == 0 ? QString() : m_plugin->itemText(index));
+    });
+    connect(chooseScript, &QPushButton::clicked, this, &ToolsConfigView::chooseScript);
+    connect(button(QStringLiteral("add")), &QPushButton::clicked, m_controller, &ToolsConfigController::addToolTapped);
+    connect(button(QStringLiteral("addInput")), &QPushButton::clicked, m_controller, &ToolsConfigController::addInputSchemaTapped);
+    connect(button(QStringLiteral("addOutput")), &QPushButton::clicked, m_controller, &ToolsConfigController::addOutputSchemaTapped);
+    connect(button(QStringLiteral("delete")), &QPushButton::clicked, m_controller, &ToolsConfigController::deleteButtonTapped);
+    connect(button(QStringLiteral("revert")), &QPushButton::clicked, m_controller, &ToolsConfigController::revertButtonTapped);
+    connect(button(QStringLiteral("save")), &QPushButton::clicked, m_controller, &ToolsConfigController::saveButtonTapped);
+    connect(button(QStringLiteral("copy")), &QPushButton::clicked, m_controller, &ToolsConfigController::copySelectedItem);
+    connect(button(QStringLiteral("paste")), &QPushButton::clicked, m_controller, &ToolsConfigController::pasteItem);
+    for (const auto &[name, field] : {std::pair{"editInput", ToolsConfigController::inputSchemeButton},
+                                      {"editOutput", ToolsConfigController::outputSchemeButton}}) {
+        const auto focus = field;
+        connect(button(QString::fromLatin1(name)), &QPushButton::clicked, this, [this, focus] {
+            m_controller->setFocus(focus);
+            QMetaObject::invokeMethod(this, [this] { m_controller->editButtonTapped(); }, Qt::QueuedConnection);
+        });
+    }
+    connect(m_filter, &QLineEdit::textChanged, this, &ToolsConfigView::rebuildList);
+    connect(m_list, &QListWidget::currentItemChanged, this, [this](QListWidgetItem *item) {
+        if (m_showing || !item)
+            return;
+        m_controller->setSelectedRecord(item->data(Qt::UserRole).value<ToolsConfig *>());
+        m_controller->setFocus(ToolsConfigController::toolsListView);
+    });
+    connect(m_list, &QListWidget::itemClicked, this, [this] { m_controller->setFocus(ToolsConfigController::toolsListView); });
+    connect(m_controller, &StoreBackedController::recordsChanged, this, &ToolsConfigView::rebuildList);
+    connect(m_controller, &StoreBackedController::selectedRecordChanged, this, &ToolsConfigView::showSelection);
+    connect(m_controller, &ToolsConfigController::schemaStateChanged, this, [this] {
+        showSelection();
+        confirmDeletes();
+        QMetaObject::invokeMethod(this, &ToolsConfigView::openSchemaEditors, Qt::QueuedConnection);
+    });
+    connect(m_controller, &AbstractController::changed, this, [this] {
+        showSelection();
+        emit commandStateChanged();
+    });
+    connect(m_controller, &StoreBackedController::hasUnsavedChangesChanged, this, [this] {
+        rebuildList();
+        emit commandStateChanged();
+    });
+    connect(m_controller, &StoreBackedController::showingDeleteConfirmationChanged, this, [this] {
+        if (!m_controller->showingDeleteConfirmation())
+            return;
+        auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete Tool"), m_controller->deleteToolText(),
+                                    QMessageBox::NoButton, this);
+        box->setObjectName(QStringLiteral("deleteToolConfirmation"));
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        QPushButton *remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
+        box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+        connect(box, &QMessageBox::finished, this, [this, box, remove] {
+            box->clickedButton() == remove ? m_controller->confirmDelete() : m_controller->cancelDelete();
+        });
+        box->open();
+    });
+    AlertPresenter::bind(m_controller, this);
+    rebuildList();
+}
+
+QPushButton *ToolsConfigView::button(const QString &name) const
+{
+    return findChild<QPushButton *>(name);
+}
+
+AbstractController *ToolsConfigView::activeController() const
+{
+    return m_controller;
+}
+
+bool ToolsConfigView::handlesCommand(MenuCommand command) const
+{
+    return command == MenuCommand::NewItem || command == MenuCommand::Save;
+}
+
+void ToolsConfigView::performCommand(MenuCommand command)
+{
+    if (command == MenuCommand::NewItem)
+        m_controller->addToolTapped();
+    else if (command == MenuCommand::Save)
+        m_controller->saveButtonTapped();
+}
+
+void ToolsConfigView::rebuildList()
+{
+    m_showing = true;
+    m_list->clear();
+    for (ToolsConfig *tool : m_controller->filteredTools(m_filter->text())) {
+        auto *item = new QListWidgetItem(ToolsConfigController::rowName(tool) + u'\n' +
+                                             ToolsConfigController::rowDescription(tool) + u'\n' +
+                                             ToolsConfigController::rowSchemas(tool),
+                                         m_list);
+        item->setData(Qt::UserRole, QVariant::fromValue(tool));
+        if (tool == m_controller->selectedTool())
+            m_list->setCurrentItem(item);
+    }
+    m_showing = false;
+    showSelection();
+}
+
+void ToolsConfigView::showSelection()
+{
+    ToolsConfig *tool = m_controller->selectedTool();
+    m_detail->setCurrentIndex(tool ? 1 : 0);
+    button(QStringLiteral("add"))->setEnabled(m_controller->canAdd());
+    button(QStringLiteral("addInput"))->setEnabled(tool != nullptr);
+    button(QStringLiteral("addOutput"))->setEnabled(tool != nullptr);
+    button(QStringLiteral("delete"))->setEnabled(m_controller->canDelete());
+    button(QStringLiteral("copy"))->setEnabled(m_controller->canCopy());
+    button(QStringLiteral("paste"))->setEnabled(m_controller->canPaste());
+    button(QStringLiteral("save"))->setEnabled(m_controller->hasUnsavedChanges());
+    button(QStringLiteral("revert"))->setEnabled(m_controller->hasUnsavedChanges());
+    if (!tool)
+        return;
+    m_showing = true;
+    if (!m_name->hasFocus())
+        m_name->setText(tool->name().value_or(QString()));
+    if (!m_description->hasFocus())
+        m_description->setText(tool->toolDescription().value_or(QString()));
+    if (!m_handler->hasFocus())
+        m_handler->setText(tool->handlerName().value_or(QString()));
+    const QString type = ToolsConfigController::shownType(tool);
+    m_type->setCurrentIndex(m_type->findData(type));
+    m_method->clear();
+    const QStringList methods = type == QLatin1String("BuiltinTool") ? ToolsConfigController::builtinMethods()
+                                                                     : QStringList{QStringLiteral("toolEntry")};
+    for (const QString &method : methods)
+        m_method->addItem(ToolsConfigController::methodLabel(method), method);
+    const QString method = tool->methodName().value_or(QString());
+    const int index = m_method->findData(method);
+    if (index >= 0)
+        m_method->setCurrentIndex(index);
+    else
+        m_method->setEditText(method);
+    m_scriptRow->setVisible(type == QLatin1String("ScriptTool"));
+    m_script->setText(tool->scriptFileName().value_or(QStringLiteral("No file chosen")));
+    m_plugin->setVisible(type == QLatin1String("CustomTool"));
+    m_plugin->clear();
+    m_plugin->addItem(QStringLiteral("None"));
+    for (const Plugin &plugin : PluginController::shared()->plugins())
+        m_plugin->addItem(plugin.displayName());
+    const QString pluginName = tool->pluginName().value_or(QString());
+    m_plugin->setCurrentIndex(pluginName.isEmpty() ? 0 : std::max(0, m_plugin->findText(pluginName)));
+    m_inputCount->setText(QStringLiteral("Input Schema contains %1 entries").arg(tool->inputSchemas().size()));
+    m_outputCount->setText(QStringLiteral("Output Schema contains %1 entries").arg(tool->outputSchmas().size()));
+    m_showing = false;
+}
+
+void ToolsConfigView::chooseScript()
+{
+    QFileDialog panel(this, QStringLiteral("Select JavaScript File"));
+    panel.setObjectName(QStringLiteral("selectScriptPanel"));
+    panel.setLabelText(QFileDialog::LookIn, QStringLiteral("Choose a script file for this tool"));
+    panel.setFileMode(QFileDialog::ExistingFile);
+    panel.setNameFilter(QStringLiteral("JavaScript files (*.js *.mjs)"));
+    if (panel.exec() != QDialog::Accepted || panel.selectedFiles().isEmpty())
+        return;
+    m_controller->setScriptFile(panel.selectedFiles().first());
+    showSelection();
+}
+
+void ToolsConfigView::openSchemaEditors()
+{
+    if (m_editorOpen)
+        return;
+    const bool input = m_controller->showingEditInputSchema();
+    const bool output = m_controller->showingEditOutputSchema();
+    if (!(input && m_controller->selectedInputScheme()) && !(output && m_controller->selectedOutputScheme()))
+        return;
+    m_editorOpen = true;
+    ToolSchemaEditorDialog::Editor editor =
+        input ? ToolSchemaEditorDialog::Editor(std::make_unique<ToolInputSchemaEditor>(
+                    m_controller, m_controller->selectedInputScheme(), m_controller->isNewSchema()))
+              : ToolSchemaEditorDialog::Editor(std::make_unique<ToolOutputSchemaEditor>(
+                    m_controller, m_controller->selectedOutputScheme(), m_controller->isNewSchema()));
+    ToolSchemaEditorDialog dialog(std::move(editor), input, this);
+    dialog.exec();
+    m_controller->closeSchemaEditors();
+    m_editorOpen = false;
+    showSelection();
+}
+
+void ToolsConfigView::confirmDeletes()
+{
+    const bool input = m_controller->showingDeleteInputSchemaConfirmation();
+    const bool output = m_controller->showingDeleteOutputSchemaConfirmation();
+    if ((!input && !output) || findChild<QMessageBox *>(QStringLiteral("deleteSchemaConfirmation")))
+        return;
+    auto *box = new QMessageBox(QMessageBox::Warning,
+                                input ? QStringLiteral("Delete Input Schema") : QStringLiteral("Delete Output Schema"),
+                                input ? ToolsConfigController::deleteInputSchemaText
+                                      : ToolsConfigController::deleteOutputSchemaText,
+                                QMessageBox::NoButton, this);
+    box->setObjectName(QStringLiteral("deleteSchemaConfirmation"));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    QPushButton *remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
+    box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+    connect(box, &QMessageBox::finished, this, [this, box, remove, input] {
+        if (box->clickedButton() != remove)
+            m_controller->cancelDeleteSchema();
+        else if (input)
+            m_controller->confirmDeleteInputSchema();
+        else
+            m_controller->confirmDeleteOutputSchema();
+    });
+    box->open();
+}

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "views/app/DestinationScreen.h"
+
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QPushButton;
+class QStackedWidget;
+class ToolsConfig;
+class ToolsConfigController;
+
+// The Tools destination: the filtered list of tools beside the form of the selected one
+// ("Tool Definition", "Tool Action" by type, "Schema Definition" with the two schema
+// editors). File ▸ New and Save act on its controller.
+class ToolsConfigView : public DestinationScreen {
+    Q_OBJECT
+
+public:
+    explicit ToolsConfigView(ToolsConfigController *controller = nullptr, QWidget *parent = nullptr);
+
+    AbstractController *activeController() const override;
+    bool handlesCommand(MenuCommand command) const override;
+    void performCommand(MenuCommand command) override;
+
+    ToolsConfigController *controller() const { return m_controller; }
+    QListWidget *list() const { return m_list; }
+    QLineEdit *filterField() const { return m_filter; }
+    QLineEdit *nameField() const { return m_name; }
+    QComboBox *typeChoice() const { return m_type; }
+    QComboBox *methodChoice() const { return m_method; }
+    QComboBox *pluginChoice() const { return m_plugin; }
+    QLabel *scriptLabel() const { return m_script; }
+    QPushButton *button(const QString &name) const;
+
+private:
+    void rebuildList();
+    void showSelection();
+    void openSchemaEditors();
+    void confirmDeletes();
+    void chooseScript();
+
+    ToolsConfigController *m_controller;
+    QLineEdit *m_filter;
+    QListWidget *m_list;
+    QStackedWidget *m_detail;
+    QLineEdit *m_name;
+    QLineEdit *m_description;
+    QComboBox *m_type;
+    QComboBox *m_method;
+    QLineEdit *m_handler;
+    QComboBox *m_plugin;
+    QLabel *m_script;
+    QWidget *m_scriptRow;
+    QLabel *m_inputCount;
+    QLabel *m_outputCount;
+    bool m_showing = false;
+    bool m_editorOpen = false;
+};
