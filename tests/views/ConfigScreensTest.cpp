@@ -1,5 +1,6 @@
 #include "store/PersistenceController.h"
 #include "store/PromptArguments.h"
+#include "store/StoreContext.h"
 #include "store/PromptConfig.h"
 #include "store/PromptConfigController.h"
 #include "store/ResourceConfig.h"
@@ -148,4 +149,26 @@ TEST_F(ConfigScreensViewTest, PromptsWithArgumentsThroughTheSheets)
     view->button("delete")->click();
     clickInBox(QStringLiteral("Delete"));
     ASSERT_TRUE(waitUntil([&] { return controller->prompts().isEmpty(); }));
+}
+
+// Pending edits are not lost silently: switching destination keeps them, and closing the
+// last window asks; Cancel keeps the window, Don't Save drops them.
+TEST_F(ConfigScreensViewTest, ClosingTheLastWindowAsksAboutPendingEdits)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuResourceConfig);
+    auto *view = qobject_cast<ResourceConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return view->controller()->hasUnsavedChanges(); }));
+    StoreContext *context = PersistenceController::shared()->viewContext();
+
+    window->close();
+    clickInBox(QStringLiteral("Cancel"));
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(context->hasChanges());
+
+    window->close();
+    clickInBox(QStringLiteral("Don't Save"));
+    ASSERT_TRUE(waitUntil([&] { return !window->isVisible(); }));
+    EXPECT_FALSE(context->hasChanges());
 }

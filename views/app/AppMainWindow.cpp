@@ -9,6 +9,8 @@
 #include "app/SettingsManager.h"
 #include "base/AppPaths.h"
 #include "base/AbstractController.h"
+#include "store/PersistenceController.h"
+#include "store/StoreContext.h"
 #include "views/about/AboutView.h"
 #include "views/app/AppIcons.h"
 #include "views/app/AppMenuBar.h"
@@ -17,7 +19,9 @@
 #include "views/app/OnBoardingBubble.h"
 #include "views/app/SplashScreenView.h"
 
+#include <QCloseEvent>
 #include <QEvent>
+#include <QMessageBox>
 #include <QListWidget>
 #include <QPushButton>
 #include <QSplitter>
@@ -316,4 +320,49 @@ void AppMainWindow::becameFront()
     list.prepend(this);
     if (m_destination)
         MenuVisibility::shared()->setActiveDestination(m_destination);
+}
+
+void AppMainWindow::closeEvent(QCloseEvent *event)
+{
+    // Pending edits live in the one store context that every window shares: only the last
+    // window asks, and it stays open until the user has answered.
+    int open = 0;
+    for (AppMainWindow *window : windows())
+        open += window->isVisible() ? 1 : 0;
+    StoreContext *context = PersistenceController::shared()->viewContext();
+    if (open > 1 || m_closeAnswered || !context || !context->hasChanges()) {
+        QMainWindow::closeEvent(event);
+        return;
+    }
+    event->ignore();
+    // One question at a time; an answered one may still wait for its deletion.
+    if (QMessageBox *asking = findChild<QMessageBox *>(QStringLiteral("unsavedChangesQuestion")); asking && asking->isVisible())
+        return;
+    auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Unsaved Changes"),
+                                QStringLiteral("Do you want to save the changes you made?"), QMessageBox::NoButton, this);
+    box->setObjectName(QStringLiteral("unsavedChangesQuestion"));
+    box->setInformativeText(QStringLiteral("Your changes to tools, resources or prompts are not saved yet. If you "
+                                           "don't save them, they are lost."));
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    QPushButton *save = box->addButton(QStringLiteral("Save"), QMessageBox::AcceptRole);
+    QPushButton *discard = box->addButton(QStringLiteral("Don't Save"), QMessageBox::DestructiveRole);
+    box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
+    box->setDefaultButton(save);
+    connect(box, &QMessageBox::finished, this, [this, box, save, discard, context] {
+        if (box->clickedButton() == save) {
+            AppError error;
+            if (!context->save(&error)) {
+                QMessageBox::warning(this, QStringLiteral("Error"), error.description);
+                return;
+            }
+        } else if (box->clickedButton() == discard) {
+            context->rollback();
+        } else {
+            return;
+        }
+        m_closeAnswered = true;
+        close();
+    });
+    box->setWindowModality(Qt::WindowModal);
+    box->open();
 }

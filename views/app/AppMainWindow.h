@@ -71,6 +71,8 @@ signals:
 protected:
     void showEvent(QShowEvent *event) override;
     void changeEvent(QEvent *event) override;
+    // The last window asks before pending configuration edits would be lost.
+    void closeEvent(QCloseEvent *event) override;
 
 private:
     void launchDidFinish();
@@ -95,4 +97,5 @@ private:
     QMetaObject::Connection m_controllerConnection;
     OnBoardingBubble *m_bubble;
     QHash<MenuDestination, OnBoardingController *> m_tours;
+    bool m_closeAnswered = false;
 };
