@@ -20,6 +20,7 @@
 #include "views/app/StartupQuestions.h"
 #include "views/chat/ChatScreenshotStep.h"
 #include "views/server/ServerScreenshotStep.h"
+#include "views/tools/ToolsScreenshotStep.h"
 
 #include <QApplication>
 #include <QFileInfo>
@@ -136,6 +137,7 @@ int runDesktop(int argc, char **argv)
     if (!options.screenshotDir.isEmpty()) {
         ScreenshotTour::addStep(ServerScreenshotStep::step());
         ScreenshotTour::addStep(ChatScreenshotStep::step());
+        ScreenshotTour::addStep(ToolsScreenshotStep::step());
         tour = std::make_unique<ScreenshotTour>(options.screenshotDir, window);
         tour->start();
     }

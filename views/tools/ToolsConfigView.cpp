@@ -17,6 +17,7 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSet>
 #include <QStackedWidget>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -54,11 +55,17 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
     header->addLayout(titles, 1);
     header->addWidget(help, 0, Qt::AlignTop);
     auto *toolbar = new QHBoxLayout;
+    // The commands' full titles, with their shortcuts, stand in the tooltips.
+    auto command = [this](const char *name, const QString &label, const QString &title, const char *shortcut) {
+        QPushButton *button = makeButton(this, QString::fromLatin1(name), label, shortcut);
+        button->setToolTip(title);
+        return button;
+    };
     toolbar->addWidget(makeButton(this, QStringLiteral("add"), QStringLiteral("New Tool")));
-    toolbar->addWidget(makeButton(this, QStringLiteral("addInput"), QStringLiteral("New input scheme ⌘+I"), "Ctrl+I"));
-    toolbar->addWidget(makeButton(this, QStringLiteral("addOutput"), QStringLiteral("New output scheme ⌘+O"), "Ctrl+O"));
-    toolbar->addWidget(makeButton(this, QStringLiteral("delete"), QStringLiteral("Delete selected ⌘+D"), "Ctrl+D"));
-    toolbar->addWidget(makeButton(this, QStringLiteral("revert"), QStringLiteral("Revert changes ⌘+U"), "Ctrl+U"));
+    toolbar->addWidget(command("addInput", QStringLiteral("New input scheme"), QStringLiteral("New input scheme ⌘+I"), "Ctrl+I"));
+    toolbar->addWidget(command("addOutput", QStringLiteral("New output scheme"), QStringLiteral("New output scheme ⌘+O"), "Ctrl+O"));
+    toolbar->addWidget(command("delete", QStringLiteral("Delete selected"), QStringLiteral("Delete selected ⌘+D"), "Ctrl+D"));
+    toolbar->addWidget(command("revert", QStringLiteral("Revert changes"), QStringLiteral("Revert changes ⌘+U"), "Ctrl+U"));
     toolbar->addWidget(makeButton(this, QStringLiteral("save"), QStringLiteral("Save")));
     toolbar->addStretch();
     toolbar->addWidget(makeButton(this, QStringLiteral("copy"), QStringLiteral("Copy")));
@@ -71,6 +78,7 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
     m_list = new QListWidget(this);
     m_list->setObjectName(QStringLiteral("toolList"));
     m_list->setMinimumWidth(230);
+    m_list->setUniformItemSizes(true);
     auto *left = new QVBoxLayout;
     left->addWidget(m_filter);
     left->addWidget(m_list, 1);
@@ -169,7 +177,7 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
             QMetaObject::invokeMethod(this, [this] { m_controller->editButtonTapped(); }, Qt::QueuedConnection);
         });
     }
-    connect(m_filter, &QLineEdit::textChanged, this, &ToolsConfigView::rebuildList);
+    connect(m_filter, &QLineEdit::textChanged, this, &ToolsConfigView::applyFilter);
     connect(m_list, &QListWidget::currentItemChanged, this, [this](QListWidgetItem *item) {
         if (m_showing || !item)
             return;
@@ -233,11 +241,27 @@ void ToolsConfigView::performCommand(MenuCommand command)
         m_controller->saveButtonTapped();
 }
 
+void ToolsConfigView::applyFilter()
+{
+    // A keystroke only hides and shows rows; the rows are made when the list changes.
+    const QList<ToolsConfig *> shownTools = m_controller->filteredTools(m_filter->text());
+    const QSet<ToolsConfig *> shown(shownTools.begin(), shownTools.end());
+    m_list->setUpdatesEnabled(false);
+    for (int row = 0; row < m_list->count(); ++row) {
+        QListWidgetItem *item = m_list->item(row);
+        const bool hide = !shown.contains(item->data(Qt::UserRole).value<ToolsConfig *>());
+        if (item->isHidden() != hide)
+            item->setHidden(hide);
+    }
+    m_list->setUpdatesEnabled(true);
+}
+
 void ToolsConfigView::rebuildList()
 {
     m_showing = true;
+    m_list->setUpdatesEnabled(false);
     m_list->clear();
-    for (ToolsConfig *tool : m_controller->filteredTools(m_filter->text())) {
+    for (ToolsConfig *tool : m_controller->tools()) {
         auto *item = new QListWidgetItem(ToolsConfigController::rowName(tool) + u'\n' +
                                              ToolsConfigController::rowDescription(tool) + u'\n' +
                                              ToolsConfigController::rowSchemas(tool),
@@ -246,6 +270,8 @@ void ToolsConfigView::rebuildList()
         if (tool == m_controller->selectedTool())
             m_list->setCurrentItem(item);
     }
+    m_list->setUpdatesEnabled(true);
+    applyFilter();
     m_showing = false;
     showSelection();
 }

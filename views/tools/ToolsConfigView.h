@@ -36,6 +36,7 @@ public:
 
 private:
     void rebuildList();
+    void applyFilter();
     void showSelection();
     void openSchemaEditors();
     void confirmDeletes();
