@@ -20,6 +20,7 @@
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QTest>
 #include <QTimer>
 
 using namespace ViewsTestSupport;
@@ -171,4 +172,23 @@ TEST_F(ConfigScreensViewTest, ClosingTheLastWindowAsksAboutPendingEdits)
     clickInBox(QStringLiteral("Don't Save"));
     ASSERT_TRUE(waitUntil([&] { return !window->isVisible(); }));
     EXPECT_FALSE(context->hasChanges());
+}
+
+// Copy and paste from the keyboard while the list has the focus.
+TEST_F(ConfigScreensViewTest, TheListCopiesAndPastesFromTheKeyboard)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuResourceConfig);
+    auto *view = qobject_cast<ResourceConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return view->controller()->resourceConfigs().size() == 1; }));
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !view->controller()->hasUnsavedChanges(); }));
+    view->list()->setFocus();
+    QTest::keySequence(view->list(), QKeySequence::Copy);
+    QTest::keySequence(view->list(), QKeySequence::Paste);
+    ASSERT_TRUE(waitUntil([&] { return view->controller()->resourceConfigs().size() == 2; }));
+    EXPECT_EQ(view->controller()->selectedResourceConfig()->name(), QStringLiteral("New Resource Copy"));
+    view->button("revert")->click();
+    ASSERT_TRUE(waitUntil([&] { return !view->controller()->hasUnsavedChanges(); }));
 }

@@ -8,6 +8,7 @@
 #include "views/app/AlertPresenter.h"
 #include "views/chat/ReadOnlyTextView.h"
 
+#include <QAction>
 #include <QCheckBox>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -21,6 +22,8 @@
 #include <QPushButton>
 #include <QStackedWidget>
 #include <QVBoxLayout>
+
+#include <functional>
 
 namespace {
 
@@ -172,6 +175,17 @@ PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *
     });
     connect(m_controller, &StoreBackedController::showingDeleteConfirmationChanged, this,
             &PromptConfigView::confirmDeleteIfAsked);
+    // Copy, paste and delete from the keyboard while the list has the focus.
+    for (const auto &[keys, run] : std::initializer_list<std::pair<QKeySequence, std::function<void()>>>{
+             {QKeySequence::Copy, [this] { m_controller->copySelectedItem(); }},
+             {QKeySequence::Paste, [this] { m_controller->pasteItem(); }},
+             {QKeySequence::Delete, [this] { m_controller->deleteButtonTapped(); }}}) {
+        auto *action = new QAction(m_list);
+        action->setShortcut(keys);
+        action->setShortcutContext(Qt::WidgetShortcut);
+        connect(action, &QAction::triggered, this, run);
+        m_list->addAction(action);
+    }
     AlertPresenter::bind(m_controller, this);
     rebuildList();
 }

@@ -6,6 +6,7 @@
 #include "views/app/AlertPresenter.h"
 #include "views/chat/ReadOnlyTextView.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -21,6 +22,8 @@
 #include <QStackedWidget>
 #include <QTableWidget>
 #include <QVBoxLayout>
+
+#include <functional>
 
 namespace {
 
@@ -166,6 +169,17 @@ ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWi
     });
     connect(m_controller, &StoreBackedController::showingDeleteConfirmationChanged, this,
             &ResourceConfigView::confirmDeleteIfAsked);
+    // Copy, paste and delete from the keyboard while the list has the focus.
+    for (const auto &[keys, run] : std::initializer_list<std::pair<QKeySequence, std::function<void()>>>{
+             {QKeySequence::Copy, [this] { m_controller->copySelectedItem(); }},
+             {QKeySequence::Paste, [this] { m_controller->pasteItem(); }},
+             {QKeySequence::Delete, [this] { m_controller->deleteButtonTapped(); }}}) {
+        auto *action = new QAction(m_list);
+        action->setShortcut(keys);
+        action->setShortcutContext(Qt::WidgetShortcut);
+        connect(action, &QAction::triggered, this, run);
+        m_list->addAction(action);
+    }
     AlertPresenter::bind(m_controller, this);
     rebuildList();
 }

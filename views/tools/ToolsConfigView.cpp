@@ -8,6 +8,7 @@
 #include "views/chat/ReadOnlyTextView.h"
 #include "views/tools/ToolSchemaEditorDialog.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QFileDialog>
 #include <QFormLayout>
@@ -21,6 +22,8 @@
 #include <QStackedWidget>
 #include <QTimer>
 #include <QVBoxLayout>
+
+#include <functional>
 
 namespace {
 
@@ -214,6 +217,17 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
         });
         box->open();
     });
+    // Copy, paste and delete from the keyboard while the list has the focus.
+    for (const auto &[keys, run] : std::initializer_list<std::pair<QKeySequence, std::function<void()>>>{
+             {QKeySequence::Copy, [this] { m_controller->copySelectedItem(); }},
+             {QKeySequence::Paste, [this] { m_controller->pasteItem(); }},
+             {QKeySequence::Delete, [this] { m_controller->deleteButtonTapped(); }}}) {
+        auto *action = new QAction(m_list);
+        action->setShortcut(keys);
+        action->setShortcutContext(Qt::WidgetShortcut);
+        connect(action, &QAction::triggered, this, run);
+        m_list->addAction(action);
+    }
     AlertPresenter::bind(m_controller, this);
     rebuildList();
 }
