@@ -19,6 +19,7 @@
 #include "views/resources/ResourceConfigView.h"
 #include "views/prompts/PromptConfigView.h"
 #include "views/tools/ToolsConfigView.h"
+#include "views/script/ScriptEditorView.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -73,6 +74,9 @@ void registerAll()
 
     DestinationScreenRegistry::registerScreen(MenuDestination::menuResourceConfig, [](QWidget *parent) -> DestinationScreen * {
         return new ResourceConfigView(nullptr, parent);
+    });
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuScriptEditor, [](QWidget *parent) -> DestinationScreen * {
+        return new ScriptEditorView(nullptr, parent);
     });
     DestinationScreenRegistry::registerScreen(MenuDestination::menuToolConfig, [](QWidget *parent) -> DestinationScreen * {
         return new ToolsConfigView(nullptr, parent);

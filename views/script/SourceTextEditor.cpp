@@ -1,0 +1,128 @@
+#include "views/script/SourceTextEditor.h"
+
+#include "views/script/JavaScriptHighlighter.h"
+#include "views/script/LineNumberRulerView.h"
+#include "workbench/EditorSettings.h"
+
+#include <QKeyEvent>
+#include <QTextBlock>
+
+SourceTextEditor::SourceTextEditor(EditorSettings *settings, QWidget *parent)
+    : QPlainTextEdit(parent),
+      m_settings(settings),
+      m_highlighter(new JavaScriptHighlighter(document(), settings)),
+      m_ruler(new LineNumberRulerView(this))
+{
+    setObjectName(QStringLiteral("sourceTextEditor"));
+    connect(this, &QPlainTextEdit::blockCountChanged, this, [this] { setViewportMargins(m_ruler->rulerWidth(), 0, 0, 0); });
+    connect(this, &QPlainTextEdit::updateRequest, this, &SourceTextEditor::updateRulerArea);
+    applySettings();
+}
+
+void SourceTextEditor::applySettings()
+{
+    QFont font(m_settings->fontName);
+    font.setStyleHint(QFont::Monospace);
+    font.setFixedPitch(true);
+    font.setPointSizeF(m_settings->fontSize);
+    setFont(font);
+    m_ruler->setFont(font);
+    setTabStopDistance(fontMetrics().horizontalAdvance(u' ') * m_settings->tabWidth);
+    setLineWrapMode(m_settings->lineWrap ? QPlainTextEdit::WidgetWidth : QPlainTextEdit::NoWrap);
+    QTextOption option = document()->defaultTextOption();
+    option.setFlags(m_settings->showWhitespace ? QTextOption::ShowTabsAndSpaces : QTextOption::Flags());
+    document()->setDefaultTextOption(option);
+    setViewportMargins(m_ruler->rulerWidth(), 0, 0, 0);
+    m_highlighter->rehighlight();
+}
+
+void SourceTextEditor::showMatches(const QList<SearchReplaceManager::Range> &matches, int current)
+{
+    QList<QTextEdit::ExtraSelection> marks;
+    for (int i = 0; i < matches.size(); ++i) {
+        QTextEdit::ExtraSelection mark;
+        mark.cursor = QTextCursor(document());
+        mark.cursor.setPosition(matches.at(i).location);
+        mark.cursor.setPosition(matches.at(i).location + matches.at(i).length, QTextCursor::KeepAnchor);
+        mark.format.setBackground(i == current ? QColor(255, 149, 0, 128) : QColor(255, 204, 0, 77));
+        marks.append(mark);
+    }
+    setExtraSelections(marks);
+}
+
+void SourceTextEditor::indentSelection(bool outdent)
+{
+    QTextCursor cursor = textCursor();
+    const int first = document()->findBlock(cursor.selectionStart()).blockNumber();
+    int last = document()->findBlock(cursor.selectionEnd()).blockNumber();
+    if (cursor.hasSelection() && document()->findBlock(cursor.selectionEnd()).position() == cursor.selectionEnd() && last > first)
+        --last;  // a selection that ends at a line's start leaves that line alone
+    const QString unit = m_settings->indentUnit();
+    cursor.beginEditBlock();
+    for (int number = first; number <= last; ++number) {
+        const QTextBlock block = document()->findBlockByNumber(number);
+        QTextCursor line(block);
+        if (!outdent) {
+            line.insertText(unit);
+            continue;
+        }
+        // One level out: a tab, or up to a tab width of spaces.
+        const QString text = block.text();
+        int remove = 0;
+        if (text.startsWith(u'\t'))
+            remove = 1;
+        else
+            while (remove < m_settings->tabWidth && remove < text.size() && text.at(remove) == u' ')
+                ++remove;
+        line.movePosition(QTextCursor::Right, QTextCursor::KeepAnchor, remove);
+        line.removeSelectedText();
+    }
+    cursor.endEditBlock();
+}
+
+void SourceTextEditor::keyPressEvent(QKeyEvent *event)
+{
+    const bool multiLine = textCursor().hasSelection() &&
+                           document()->findBlock(textCursor().selectionStart()) != document()->findBlock(textCursor().selectionEnd());
+    if (event->key() == Qt::Key_Backtab || (event->key() == Qt::Key_Tab && event->modifiers() & Qt::ShiftModifier)) {
+        indentSelection(true);
+        return;
+    }
+    if (event->key() == Qt::Key_Tab && event->modifiers() == Qt::NoModifier) {
+        if (multiLine)
+            indentSelection(false);
+        else
+            insertPlainText(m_settings->indentUnit());
+        return;
+    }
+    if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) && event->modifiers() == Qt::NoModifier) {
+        // The new line starts where the last one did, one level further after "{".
+        const QString line = textCursor().block().text().left(textCursor().positionInBlock());
+        QString indent;
+        for (QChar c : line) {
+            if (c != u' ' && c != u'\t')
+                break;
+            indent += c;
+        }
+        if (line.trimmed().endsWith(u'{') || line.trimmed().endsWith(u'[') || line.trimmed().endsWith(u'('))
+            indent += m_settings->indentUnit();
+        insertPlainText(u'\n' + indent);
+        return;
+    }
+    QPlainTextEdit::keyPressEvent(event);
+}
+
+void SourceTextEditor::resizeEvent(QResizeEvent *event)
+{
+    QPlainTextEdit::resizeEvent(event);
+    const QRect area = contentsRect();
+    m_ruler->setGeometry(QRect(area.left(), area.top(), m_ruler->rulerWidth(), area.height()));
+}
+
+void SourceTextEditor::updateRulerArea(const QRect &rect, int dy)
+{
+    if (dy)
+        m_ruler->scroll(0, dy);
+    else
+        m_ruler->update(0, rect.y(), m_ruler->width(), rect.height());
+}

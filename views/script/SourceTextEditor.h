@@ -1,0 +1,40 @@
+#pragma once
+
+#include "workbench/SearchReplaceManager.h"
+
+#include <QPlainTextEdit>
+
+class EditorSettings;
+class JavaScriptHighlighter;
+class LineNumberRulerView;
+
+// The script editor's text view: JavaScript colouring, the line-number gutter, automatic
+// indentation on Return (one more level after an opening brace), Tab and Shift+Tab indenting
+// the selected lines by the settings (spaces or a tab), the search matches drawn under the
+// text, and wrapping at the settings' column.
+class SourceTextEditor : public QPlainTextEdit {
+    Q_OBJECT
+
+public:
+    SourceTextEditor(EditorSettings *settings, QWidget *parent = nullptr);
+
+    // Reads the font, wrapping, whitespace and colours from the settings again.
+    void applySettings();
+    // Marks every match, the current one stronger.
+    void showMatches(const QList<SearchReplaceManager::Range> &matches, int current);
+    void indentSelection(bool outdent);
+    LineNumberRulerView *ruler() const { return m_ruler; }
+    JavaScriptHighlighter *highlighter() const { return m_highlighter; }
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+
+private:
+    friend class LineNumberRulerView;
+    void updateRulerArea(const QRect &rect, int dy);
+
+    EditorSettings *m_settings;
+    JavaScriptHighlighter *m_highlighter;
+    LineNumberRulerView *m_ruler;
+};
