@@ -27,35 +27,23 @@
 
 namespace {
 
-QPushButton *makeButton(QWidget *parent, const QString &name, const QString &text)
+PromptConfigController *controllerOrNew(PromptConfigController *controller)
 {
-    auto *button = new QPushButton(text, parent);
-    button->setObjectName(name);
-    return button;
+    return controller ? controller
+                      : new PromptConfigController(PersistenceController::shared()->viewContext(), ConfigClipboard::shared());
 }
 
 }  // namespace
 
 PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *parent)
-    : DestinationScreen(parent),
-      m_controller(controller ? controller
-                              : new PromptConfigController(PersistenceController::shared()->viewContext(),
-                                                           ConfigClipboard::shared(), this))
+    : ConfigScreen(controllerOrNew(controller), parent),
+      m_controller(static_cast<PromptConfigController *>(activeController()))
 {
+    if (!m_controller->parent())
+        m_controller->setParent(this);
     setObjectName(QStringLiteral("promptConfigView"));
-    auto *title = new QLabel(QStringLiteral("<b>%1</b>").arg(PromptConfigController::screenTitle), this);
-    auto *lead = new QLabel(PromptConfigController::leadText, this);
-    auto *help = makeButton(this, QStringLiteral("help"), QStringLiteral("?"));
-    help->setFixedWidth(28);
-    connect(help, &QPushButton::clicked, this, [] {
-        ReadOnlyTextView::showDocument(PromptConfigController::helpFile, QStringLiteral("Kelvara - Prompts"));
-    });
-    auto *header = new QHBoxLayout;
-    auto *titles = new QVBoxLayout;
-    titles->addWidget(title);
-    titles->addWidget(lead);
-    header->addLayout(titles, 1);
-    header->addWidget(help, 0, Qt::AlignTop);
+    QLayout *header = makeHeader(PromptConfigController::screenTitle, PromptConfigController::leadText,
+                                 PromptConfigController::helpFile, QStringLiteral("Kelvara - Prompts"));
 
     m_filter = new QLineEdit(this);
     m_filter->setObjectName(QStringLiteral("promptFilter"));
@@ -155,8 +143,6 @@ PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *
         m_controller->setSelectedArgument(item->data(Qt::UserRole).value<PromptArguments *>());
         m_controller->setFocus(PromptConfigController::promptArgList);
     });
-    connect(m_controller, &StoreBackedController::recordsChanged, this, &PromptConfigView::rebuildList);
-    connect(m_controller, &StoreBackedController::selectedRecordChanged, this, &PromptConfigView::showSelection);
     connect(m_controller, &PromptConfigController::argumentStateChanged, this, [this] {
         showSelection();
         if (m_controller->showingAddArgument())
@@ -165,52 +151,14 @@ PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *
             showArgumentSheet(true);
         confirmArgumentDeleteIfAsked();
     });
-    connect(m_controller, &AbstractController::changed, this, [this] {
-        showSelection();
-        emit commandStateChanged();
-    });
-    connect(m_controller, &StoreBackedController::hasUnsavedChangesChanged, this, [this] {
-        rebuildList();
-        emit commandStateChanged();
-    });
-    connect(m_controller, &StoreBackedController::showingDeleteConfirmationChanged, this,
-            &PromptConfigView::confirmDeleteIfAsked);
-    // Copy, paste and delete from the keyboard while the list has the focus.
-    for (const auto &[keys, run] : std::initializer_list<std::pair<QKeySequence, std::function<void()>>>{
-             {QKeySequence::Copy, [this] { m_controller->copySelectedItem(); }},
-             {QKeySequence::Paste, [this] { m_controller->pasteItem(); }},
-             {QKeySequence::Delete, [this] { m_controller->deleteButtonTapped(); }}}) {
-        auto *action = new QAction(m_list);
-        action->setShortcut(keys);
-        action->setShortcutContext(Qt::WidgetShortcut);
-        connect(action, &QAction::triggered, this, run);
-        m_list->addAction(action);
-    }
-    AlertPresenter::bind(m_controller, this);
+    bindController(
+        m_list,
+        [this] {
+            m_controller->setFocus(PromptConfigController::promptListView);
+            QMetaObject::invokeMethod(this, [this] { m_controller->deleteButtonTapped(); }, Qt::QueuedConnection);
+        },
+        [] { return QStringLiteral("Delete Prompt"); }, [this] { return m_controller->deletePromptText(); });
     rebuildList();
-}
-
-QPushButton *PromptConfigView::button(const QString &name) const
-{
-    return findChild<QPushButton *>(name);
-}
-
-AbstractController *PromptConfigView::activeController() const
-{
-    return m_controller;
-}
-
-bool PromptConfigView::handlesCommand(MenuCommand command) const
-{
-    return command == MenuCommand::NewItem || command == MenuCommand::Save;
-}
-
-void PromptConfigView::performCommand(MenuCommand command)
-{
-    if (command == MenuCommand::NewItem)
-        m_controller->addPromptTapped();
-    else if (command == MenuCommand::Save)
-        m_controller->saveButtonTapped();
 }
 
 void PromptConfigView::rebuildList()
@@ -297,34 +245,11 @@ void PromptConfigView::showArgumentSheet(bool editing)
         saved ? m_controller->saveNewArgument(values) : m_controller->cancelAddArgument();
 }
 
-void PromptConfigView::confirmDeleteIfAsked()
-{
-    if (!m_controller->showingDeleteConfirmation())
-        return;
-    auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete Prompt"), m_controller->deletePromptText(),
-                                QMessageBox::NoButton, this);
-    box->setObjectName(QStringLiteral("deletePromptConfirmation"));
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    QPushButton *remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
-    box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
-    connect(box, &QMessageBox::finished, this, [this, box, remove] {
-        box->clickedButton() == remove ? m_controller->confirmDelete() : m_controller->cancelDelete();
-    });
-    box->open();
-}
-
 void PromptConfigView::confirmArgumentDeleteIfAsked()
 {
-    if (!m_controller->showingDeleteArgumentConfirmation() || findChild<QMessageBox *>(QStringLiteral("deleteArgumentConfirmation")))
+    if (!m_controller->showingDeleteArgumentConfirmation() || openBox(QStringLiteral("deleteArgumentConfirmation")))
         return;
-    auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete Argument"), m_controller->deleteArgumentText(),
-                                QMessageBox::NoButton, this);
-    box->setObjectName(QStringLiteral("deleteArgumentConfirmation"));
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    QPushButton *remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
-    box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
-    connect(box, &QMessageBox::finished, this, [this, box, remove] {
-        box->clickedButton() == remove ? m_controller->confirmDeleteArgument() : m_controller->cancelDeleteArgument();
-    });
-    box->open();
+    confirm(this, QStringLiteral("deleteArgumentConfirmation"), QStringLiteral("Delete Argument"),
+            m_controller->deleteArgumentText(), [this] { m_controller->confirmDeleteArgument(); },
+            [this] { m_controller->cancelDeleteArgument(); });
 }

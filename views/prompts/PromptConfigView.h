@@ -1,6 +1,6 @@
 #pragma once
 
-#include "views/app/DestinationScreen.h"
+#include "views/app/ConfigScreen.h"
 
 class PromptConfig;
 class PromptConfigController;
@@ -14,15 +14,12 @@ class QStackedWidget;
 // The Prompts destination: the filtered list of prompts beside the form of the selected one
 // ("Prompt Definition" and its arguments), with the "Add Argument" and "Edit Argument"
 // sheets. File ▸ New and Save act on its controller.
-class PromptConfigView : public DestinationScreen {
+class PromptConfigView : public ConfigScreen {
     Q_OBJECT
 
 public:
     explicit PromptConfigView(PromptConfigController *controller = nullptr, QWidget *parent = nullptr);
 
-    AbstractController *activeController() const override;
-    bool handlesCommand(MenuCommand command) const override;
-    void performCommand(MenuCommand command) override;
 
     PromptConfigController *controller() const { return m_controller; }
     QListWidget *list() const { return m_list; }
@@ -30,13 +27,11 @@ public:
     QLineEdit *filterField() const { return m_filter; }
     QLineEdit *nameField() const { return m_name; }
     QPlainTextEdit *templateField() const { return m_template; }
-    QPushButton *button(const QString &name) const;
 
 private:
-    void rebuildList();
-    void showSelection();
+    void rebuildList() override;
+    void showSelection() override;
     void showArgumentSheet(bool editing);
-    void confirmDeleteIfAsked();
     void confirmArgumentDeleteIfAsked();
 
     PromptConfigController *m_controller;

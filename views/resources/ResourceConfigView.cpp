@@ -27,35 +27,23 @@
 
 namespace {
 
-QPushButton *makeButton(QWidget *parent, const QString &name, const QString &text)
+ResourceConfigController *controllerOrNew(ResourceConfigController *controller)
 {
-    auto *button = new QPushButton(text, parent);
-    button->setObjectName(name);
-    return button;
+    return controller ? controller
+                      : new ResourceConfigController(PersistenceController::shared()->viewContext(), ConfigClipboard::shared());
 }
 
 }  // namespace
 
 ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWidget *parent)
-    : DestinationScreen(parent),
-      m_controller(controller ? controller
-                              : new ResourceConfigController(PersistenceController::shared()->viewContext(),
-                                                             ConfigClipboard::shared(), this))
+    : ConfigScreen(controllerOrNew(controller), parent),
+      m_controller(static_cast<ResourceConfigController *>(activeController()))
 {
+    if (!m_controller->parent())
+        m_controller->setParent(this);
     setObjectName(QStringLiteral("resourceConfigView"));
-    auto *title = new QLabel(QStringLiteral("<b>%1</b>").arg(ResourceConfigController::screenTitle), this);
-    auto *lead = new QLabel(ResourceConfigController::leadText, this);
-    auto *help = makeButton(this, QStringLiteral("help"), QStringLiteral("?"));
-    help->setFixedWidth(28);
-    connect(help, &QPushButton::clicked, this, [] {
-        ReadOnlyTextView::showDocument(ResourceConfigController::helpFile, QStringLiteral("Kelvara - Resources"));
-    });
-    auto *header = new QHBoxLayout;
-    auto *titles = new QVBoxLayout;
-    titles->addWidget(title);
-    titles->addWidget(lead);
-    header->addLayout(titles, 1);
-    header->addWidget(help, 0, Qt::AlignTop);
+    QLayout *header = makeHeader(ResourceConfigController::screenTitle, ResourceConfigController::leadText,
+                                 ResourceConfigController::helpFile, QStringLiteral("Kelvara - Resources"));
 
     m_filter = new QLineEdit(this);
     m_filter->setObjectName(QStringLiteral("resourceFilter"));
@@ -157,54 +145,10 @@ ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWi
         m_controller->setSelectedRecord(item->data(Qt::UserRole).value<ResourceConfig *>());
         m_controller->setFocus(ResourceConfigController::resourceListView);
     });
-    connect(m_controller, &StoreBackedController::recordsChanged, this, &ResourceConfigView::rebuildList);
-    connect(m_controller, &StoreBackedController::selectedRecordChanged, this, &ResourceConfigView::showSelection);
-    connect(m_controller, &AbstractController::changed, this, [this] {
-        showSelection();
-        emit commandStateChanged();
-    });
-    connect(m_controller, &StoreBackedController::hasUnsavedChangesChanged, this, [this] {
-        rebuildList();
-        emit commandStateChanged();
-    });
-    connect(m_controller, &StoreBackedController::showingDeleteConfirmationChanged, this,
-            &ResourceConfigView::confirmDeleteIfAsked);
-    // Copy, paste and delete from the keyboard while the list has the focus.
-    for (const auto &[keys, run] : std::initializer_list<std::pair<QKeySequence, std::function<void()>>>{
-             {QKeySequence::Copy, [this] { m_controller->copySelectedItem(); }},
-             {QKeySequence::Paste, [this] { m_controller->pasteItem(); }},
-             {QKeySequence::Delete, [this] { m_controller->deleteButtonTapped(); }}}) {
-        auto *action = new QAction(m_list);
-        action->setShortcut(keys);
-        action->setShortcutContext(Qt::WidgetShortcut);
-        connect(action, &QAction::triggered, this, run);
-        m_list->addAction(action);
-    }
-    AlertPresenter::bind(m_controller, this);
+    bindController(
+        m_list, [this] { m_controller->deleteButtonTapped(); }, [] { return QStringLiteral("Delete Resource"); },
+        [this] { return m_controller->deleteConfirmationText(); });
     rebuildList();
-}
-
-QPushButton *ResourceConfigView::button(const QString &name) const
-{
-    return findChild<QPushButton *>(name);
-}
-
-AbstractController *ResourceConfigView::activeController() const
-{
-    return m_controller;
-}
-
-bool ResourceConfigView::handlesCommand(MenuCommand command) const
-{
-    return command == MenuCommand::NewItem || command == MenuCommand::Save;
-}
-
-void ResourceConfigView::performCommand(MenuCommand command)
-{
-    if (command == MenuCommand::NewItem)
-        m_controller->addResourceConfigTapped();
-    else if (command == MenuCommand::Save)
-        m_controller->saveButtonTapped();
 }
 
 void ResourceConfigView::rebuildList()
@@ -253,25 +197,6 @@ void ResourceConfigView::showSelection()
     m_tagsLabel->setText(tags.isEmpty() ? QStringLiteral("None") : tags.join(QStringLiteral(", ")));
     const qsizetype related = ResourceConfigController::readRelated(resource->relatedResources().value_or(QString())).size();
     m_relatedLabel->setText(related == 0 ? QStringLiteral("None") : QStringLiteral("%1 related").arg(related));
-}
-
-void ResourceConfigView::confirmDeleteIfAsked()
-{
-    if (!m_controller->showingDeleteConfirmation())
-        return;
-    auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete Resource"),
-                                m_controller->deleteConfirmationText(), QMessageBox::NoButton, this);
-    box->setObjectName(QStringLiteral("deleteResourceConfirmation"));
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    QPushButton *remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
-    box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
-    connect(box, &QMessageBox::finished, this, [this, box, remove] {
-        if (box->clickedButton() == remove)
-            m_controller->confirmDelete();
-        else
-            m_controller->cancelDelete();
-    });
-    box->open();
 }
 
 void ResourceConfigView::editTags()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "views/app/DestinationScreen.h"
+#include "views/app/ConfigScreen.h"
 
 class QComboBox;
 class QLabel;
@@ -14,16 +14,13 @@ class ResourceConfigController;
 // The Resources destination: the filtered list of resources beside the form of the selected
 // one ("Resource Definition", "Annotation", "Resource Context"), with the tag and related-
 // resource sheets. File ▸ New and Save act on its controller.
-class ResourceConfigView : public DestinationScreen {
+class ResourceConfigView : public ConfigScreen {
     Q_OBJECT
 
 public:
     // Over a controller of the shared store unless one is given.
     explicit ResourceConfigView(ResourceConfigController *controller = nullptr, QWidget *parent = nullptr);
 
-    AbstractController *activeController() const override;
-    bool handlesCommand(MenuCommand command) const override;
-    void performCommand(MenuCommand command) override;
 
     ResourceConfigController *controller() const { return m_controller; }
     QListWidget *list() const { return m_list; }
@@ -31,15 +28,13 @@ public:
     QLineEdit *nameField() const { return m_name; }
     QLineEdit *uriField() const { return m_uri; }
     QLineEdit *priorityField() const { return m_priority; }
-    QPushButton *button(const QString &name) const;
     // The sheets, opened by their buttons; modal.
     void editTags();
     void editRelatedResources();
 
 private:
-    void rebuildList();
-    void showSelection();
-    void confirmDeleteIfAsked();
+    void rebuildList() override;
+    void showSelection() override;
 
     ResourceConfigController *m_controller;
     QLineEdit *m_filter;

@@ -27,36 +27,23 @@
 
 namespace {
 
-QPushButton *makeButton(QWidget *parent, const QString &name, const QString &text, const char *shortcut = nullptr)
+ToolsConfigController *controllerOrNew(ToolsConfigController *controller)
 {
-    auto *button = new QPushButton(text, parent);
-    button->setObjectName(name);
-    if (shortcut)
-        button->setShortcut(QKeySequence(QString::fromLatin1(shortcut)));
-    return button;
+    return controller ? controller
+                      : new ToolsConfigController(PersistenceController::shared()->viewContext(), ConfigClipboard::shared());
 }
 
 }  // namespace
 
 ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *parent)
-    : DestinationScreen(parent),
-      m_controller(controller ? controller
-                              : new ToolsConfigController(PersistenceController::shared()->viewContext(),
-                                                          ConfigClipboard::shared(), this))
+    : ConfigScreen(controllerOrNew(controller), parent),
+      m_controller(static_cast<ToolsConfigController *>(activeController()))
 {
+    if (!m_controller->parent())
+        m_controller->setParent(this);
     setObjectName(QStringLiteral("toolsConfigView"));
-    auto *title = new QLabel(QStringLiteral("<b>%1</b>").arg(ToolsConfigController::screenTitle), this);
-    auto *lead = new QLabel(ToolsConfigController::leadText, this);
-    auto *help = makeButton(this, QStringLiteral("help"), QStringLiteral("?"));
-    help->setFixedWidth(28);
-    connect(help, &QPushButton::clicked, this,
-            [] { ReadOnlyTextView::showDocument(ToolsConfigController::helpFile, QStringLiteral("Kelvara - Tools")); });
-    auto *header = new QHBoxLayout;
-    auto *titles = new QVBoxLayout;
-    titles->addWidget(title);
-    titles->addWidget(lead);
-    header->addLayout(titles, 1);
-    header->addWidget(help, 0, Qt::AlignTop);
+    QLayout *header = makeHeader(ToolsConfigController::screenTitle, ToolsConfigController::leadText,
+                                 ToolsConfigController::helpFile, QStringLiteral("Kelvara - Tools"));
     auto *toolbar = new QHBoxLayout;
     // The commands' full titles, with their shortcuts, stand in the tooltips.
     auto command = [this](const char *name, const QString &label, const QString &title, const char *shortcut) {
@@ -188,71 +175,15 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
         m_controller->setFocus(ToolsConfigController::toolsListView);
     });
     connect(m_list, &QListWidget::itemClicked, this, [this] { m_controller->setFocus(ToolsConfigController::toolsListView); });
-    connect(m_controller, &StoreBackedController::recordsChanged, this, &ToolsConfigView::rebuildList);
-    connect(m_controller, &StoreBackedController::selectedRecordChanged, this, &ToolsConfigView::showSelection);
     connect(m_controller, &ToolsConfigController::schemaStateChanged, this, [this] {
         showSelection();
         confirmDeletes();
         QMetaObject::invokeMethod(this, &ToolsConfigView::openSchemaEditors, Qt::QueuedConnection);
     });
-    connect(m_controller, &AbstractController::changed, this, [this] {
-        showSelection();
-        emit commandStateChanged();
-    });
-    connect(m_controller, &StoreBackedController::hasUnsavedChangesChanged, this, [this] {
-        rebuildList();
-        emit commandStateChanged();
-    });
-    connect(m_controller, &StoreBackedController::showingDeleteConfirmationChanged, this, [this] {
-        if (!m_controller->showingDeleteConfirmation())
-            return;
-        auto *box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Delete Tool"), m_controller->deleteToolText(),
-                                    QMessageBox::NoButton, this);
-        box->setObjectName(QStringLiteral("deleteToolConfirmation"));
-        box->setAttribute(Qt::WA_DeleteOnClose);
-        QPushButton *remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
-        box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
-        connect(box, &QMessageBox::finished, this, [this, box, remove] {
-            box->clickedButton() == remove ? m_controller->confirmDelete() : m_controller->cancelDelete();
-        });
-        box->open();
-    });
-    // Copy, paste and delete from the keyboard while the list has the focus.
-    for (const auto &[keys, run] : std::initializer_list<std::pair<QKeySequence, std::function<void()>>>{
-             {QKeySequence::Copy, [this] { m_controller->copySelectedItem(); }},
-             {QKeySequence::Paste, [this] { m_controller->pasteItem(); }},
-             {QKeySequence::Delete, [this] { m_controller->deleteButtonTapped(); }}}) {
-        auto *action = new QAction(m_list);
-        action->setShortcut(keys);
-        action->setShortcutContext(Qt::WidgetShortcut);
-        connect(action, &QAction::triggered, this, run);
-        m_list->addAction(action);
-    }
-    AlertPresenter::bind(m_controller, this);
+    bindController(
+        m_list, [this] { m_controller->deleteButtonTapped(); }, [] { return QStringLiteral("Delete Tool"); },
+        [this] { return m_controller->deleteToolText(); });
     rebuildList();
-}
-
-QPushButton *ToolsConfigView::button(const QString &name) const
-{
-    return findChild<QPushButton *>(name);
-}
-
-AbstractController *ToolsConfigView::activeController() const
-{
-    return m_controller;
-}
-
-bool ToolsConfigView::handlesCommand(MenuCommand command) const
-{
-    return command == MenuCommand::NewItem || command == MenuCommand::Save;
-}
-
-void ToolsConfigView::performCommand(MenuCommand command)
-{
-    if (command == MenuCommand::NewItem)
-        m_controller->addToolTapped();
-    else if (command == MenuCommand::Save)
-        m_controller->saveButtonTapped();
 }
 
 void ToolsConfigView::applyFilter()
@@ -376,24 +307,11 @@ void ToolsConfigView::confirmDeletes()
 {
     const bool input = m_controller->showingDeleteInputSchemaConfirmation();
     const bool output = m_controller->showingDeleteOutputSchemaConfirmation();
-    if ((!input && !output) || findChild<QMessageBox *>(QStringLiteral("deleteSchemaConfirmation")))
+    if ((!input && !output) || openBox(QStringLiteral("deleteSchemaConfirmation")))
         return;
-    auto *box = new QMessageBox(QMessageBox::Warning,
-                                input ? QStringLiteral("Delete Input Schema") : QStringLiteral("Delete Output Schema"),
-                                input ? ToolsConfigController::deleteInputSchemaText
-                                      : ToolsConfigController::deleteOutputSchemaText,
-                                QMessageBox::NoButton, this);
-    box->setObjectName(QStringLiteral("deleteSchemaConfirmation"));
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    QPushButton *remove = box->addButton(QStringLiteral("Delete"), QMessageBox::DestructiveRole);
-    box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
-    connect(box, &QMessageBox::finished, this, [this, box, remove, input] {
-        if (box->clickedButton() != remove)
-            m_controller->cancelDeleteSchema();
-        else if (input)
-            m_controller->confirmDeleteInputSchema();
-        else
-            m_controller->confirmDeleteOutputSchema();
-    });
-    box->open();
+    confirm(this, QStringLiteral("deleteSchemaConfirmation"),
+            input ? QStringLiteral("Delete Input Schema") : QStringLiteral("Delete Output Schema"),
+            input ? ToolsConfigController::deleteInputSchemaText : ToolsConfigController::deleteOutputSchemaText,
+            [this, input] { input ? m_controller->confirmDeleteInputSchema() : m_controller->confirmDeleteOutputSchema(); },
+            [this] { m_controller->cancelDeleteSchema(); });
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "views/app/DestinationScreen.h"
+#include "views/app/ConfigScreen.h"
 
 class QComboBox;
 class QLabel;
@@ -14,15 +14,12 @@ class ToolsConfigController;
 // The Tools destination: the filtered list of tools beside the form of the selected one
 // ("Tool Definition", "Tool Action" by type, "Schema Definition" with the two schema
 // editors). File ▸ New and Save act on its controller.
-class ToolsConfigView : public DestinationScreen {
+class ToolsConfigView : public ConfigScreen {
     Q_OBJECT
 
 public:
     explicit ToolsConfigView(ToolsConfigController *controller = nullptr, QWidget *parent = nullptr);
 
-    AbstractController *activeController() const override;
-    bool handlesCommand(MenuCommand command) const override;
-    void performCommand(MenuCommand command) override;
 
     ToolsConfigController *controller() const { return m_controller; }
     QListWidget *list() const { return m_list; }
@@ -32,12 +29,11 @@ public:
     QComboBox *methodChoice() const { return m_method; }
     QComboBox *pluginChoice() const { return m_plugin; }
     QLabel *scriptLabel() const { return m_script; }
-    QPushButton *button(const QString &name) const;
 
 private:
-    void rebuildList();
+    void rebuildList() override;
     void applyFilter();
-    void showSelection();
+    void showSelection() override;
     void openSchemaEditors();
     void confirmDeletes();
     void chooseScript();
