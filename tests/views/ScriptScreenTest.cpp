@@ -45,16 +45,40 @@ TEST(ScriptScreen, OpenEditSaveFindAndRun)
     EXPECT_TRUE(view->editor()->toPlainText().startsWith("function toolEntry"));
     EXPECT_EQ(view->recentFiles()->itemData(0).toString(), path);
 
-    // Typing: Return keeps the indentation and adds a level after "{"; Tab indents by the settings.
+    // Typing: Return keeps the line's indentation.
     QTextCursor cursor = view->editor()->textCursor();
     cursor.movePosition(QTextCursor::End);
     view->editor()->setTextCursor(cursor);
     view->editor()->setFocus();
-    QTest::keyClicks(view->editor(), QStringLiteral("// greet {"));
+    QTest::keyClicks(view->editor(), QStringLiteral("    // greet"));
     QTest::keyClick(view->editor(), Qt::Key_Return);
     QTest::keyClicks(view->editor(), QStringLiteral("x"));
-    EXPECT_TRUE(view->editor()->toPlainText().endsWith("// greet {\n    x")) << view->editor()->toPlainText().toStdString();
+    EXPECT_TRUE(view->editor()->toPlainText().endsWith("    // greet\n    x")) << view->editor()->toPlainText().toStdString();
     EXPECT_TRUE(controller->contentIsDirty());
+    const QString typed = view->editor()->toPlainText();
+
+    // Tab indents the selected lines that are not empty; Shift+Tab takes a level back out.
+    SourceTextEditor *editor = view->editor();
+    editor->setPlainText(QStringLiteral("a\n\nb\n"));
+    QTextCursor all(editor->document());
+    all.setPosition(0);
+    all.setPosition(4, QTextCursor::KeepAnchor);
+    editor->setTextCursor(all);
+    QTest::keyClick(editor, Qt::Key_Tab);
+    EXPECT_EQ(editor->toPlainText(), "    a\n\n    b\n");
+    QTest::keyClick(editor, Qt::Key_Backtab);
+    EXPECT_EQ(editor->toPlainText(), "a\n\nb\n");
+
+    // Ctrl+click on a use goes to the declaration.
+    editor->setPlainText(QStringLiteral("function greet() {}\n\ngreet();\n"));
+    editor->resize(600, 400);
+    QTextCursor use(editor->document());
+    use.setPosition(23);
+    const QPoint at = editor->cursorRect(use).center() + QPoint(2, 0);
+    QTest::mouseClick(editor->viewport(), Qt::LeftButton, Qt::ControlModifier, at);
+    EXPECT_EQ(editor->textCursor().selectedText(), "greet");
+    EXPECT_EQ(editor->textCursor().selectionStart(), 9);
+    editor->setPlainText(typed);
     view->performCommand(MenuCommand::Save);
     EXPECT_FALSE(controller->contentIsDirty());
     QFile saved(path);

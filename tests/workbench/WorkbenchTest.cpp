@@ -1,6 +1,8 @@
+#include "base/AppPaths.h"
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
+#include "workbench/DeclarationIndex.h"
 #include "workbench/EditorSettings.h"
 #include "workbench/FileHistoryManager.h"
 #include "workbench/RunScriptManager.h"
@@ -232,4 +234,36 @@ TEST(ScriptEditor, NewOpenSaveAndRunThroughCallScript)
     QFile saved(path);
     ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
     EXPECT_TRUE(saved.readAll().endsWith("// more"));
+}
+
+// The index over a real script (the ToolSDK's example) and the rules of the last
+// declaration winning and of a declaration being no link to itself.
+TEST(DeclarationIndexTest, FunctionsAndVariablesOfAScript)
+{
+    QFile example(AppPaths::builtinConfigurationDir() + QStringLiteral("/Scripts/text_statistics.js"));
+    ASSERT_TRUE(example.open(QIODevice::ReadOnly)) << example.fileName().toStdString();
+    const QString script = QString::fromUtf8(example.readAll());
+    DeclarationIndex index;
+    index.parse(script);
+    for (const char *name : {"statistics", "codePoints", "sentences", "toolEntry"})
+        EXPECT_TRUE(index.functionDeclarations().contains(QString::fromLatin1(name))) << name;
+    EXPECT_TRUE(index.variableDeclarations().contains(QStringLiteral("STOP_WORDS")));
+    // A use of statistics( inside toolEntry leads to its declaration.
+    const int use = int(script.lastIndexOf(QStringLiteral("statistics(text)")));
+    ASSERT_GE(use, 0);
+    const auto target = index.declarationAt(script, use + 3);
+    ASSERT_TRUE(target);
+    EXPECT_EQ(script.mid(target->location, target->length), "statistics");
+    EXPECT_TRUE(script.mid(target->location - 9, 9) == "function ");
+    // On the declaration itself: no link.
+    EXPECT_FALSE(index.declarationAt(script, target->location));
+
+    const QString twice = QStringLiteral("function a() {}\nfunction a() { return 1; }\nconst b = (x) => x;\nlet c = 2;\na(); b(); c;");
+    index.parse(twice);
+    EXPECT_EQ(index.functionDeclarations().value("a").location, twice.indexOf(QStringLiteral("a() { return")));
+    EXPECT_TRUE(index.functionDeclarations().contains("b"));
+    EXPECT_FALSE(index.variableDeclarations().contains("b"));  // a function already
+    EXPECT_TRUE(index.variableDeclarations().contains("c"));
+    EXPECT_FALSE(DeclarationIndex::wordAt(twice, int(twice.size())));
+    EXPECT_EQ(DeclarationIndex::wordAt(twice, 1)->text, "function");
 }

@@ -16,6 +16,9 @@ SourceTextEditor::SourceTextEditor(EditorSettings *settings, QWidget *parent)
     setObjectName(QStringLiteral("sourceTextEditor"));
     connect(this, &QPlainTextEdit::blockCountChanged, this, [this] { setViewportMargins(m_ruler->rulerWidth(), 0, 0, 0); });
     connect(this, &QPlainTextEdit::updateRequest, this, &SourceTextEditor::updateRulerArea);
+    // The index follows every change of the text.
+    connect(document(), &QTextDocument::contentsChanged, this, [this] { m_index.parse(toPlainText()); });
+    setMouseTracking(true);
     applySettings();
 }
 
@@ -63,7 +66,8 @@ void SourceTextEditor::indentSelection(bool outdent)
         const QTextBlock block = document()->findBlockByNumber(number);
         QTextCursor line(block);
         if (!outdent) {
-            line.insertText(unit);
+            if (!block.text().isEmpty())
+                line.insertText(unit);
             continue;
         }
         // One level out: a tab, or up to a tab width of spaces.
@@ -96,7 +100,7 @@ void SourceTextEditor::keyPressEvent(QKeyEvent *event)
         return;
     }
     if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) && event->modifiers() == Qt::NoModifier) {
-        // The new line starts where the last one did, one level further after "{".
+        // The new line starts where the last one did.
         const QString line = textCursor().block().text().left(textCursor().positionInBlock());
         QString indent;
         for (QChar c : line) {
@@ -104,12 +108,37 @@ void SourceTextEditor::keyPressEvent(QKeyEvent *event)
                 break;
             indent += c;
         }
-        if (line.trimmed().endsWith(u'{') || line.trimmed().endsWith(u'[') || line.trimmed().endsWith(u'('))
-            indent += m_settings->indentUnit();
         insertPlainText(u'\n' + indent);
         return;
     }
     QPlainTextEdit::keyPressEvent(event);
+}
+
+void SourceTextEditor::mousePressEvent(QMouseEvent *event)
+{
+    // Ctrl+click on a name jumps to its declaration.
+    if (event->button() == Qt::LeftButton && event->modifiers() & Qt::ControlModifier) {
+        const int index = cursorForPosition(event->pos()).position();
+        if (const std::optional<DeclarationIndex::Range> target = m_index.declarationAt(toPlainText(), index)) {
+            QTextCursor cursor(document());
+            cursor.setPosition(target->location);
+            cursor.setPosition(target->location + target->length, QTextCursor::KeepAnchor);
+            setTextCursor(cursor);
+            centerCursor();
+            qInfo("[SourceTextEditor::mouseDown] navigating to declaration at range: (%d, %d)", target->location,
+                  target->length);
+            return;
+        }
+    }
+    QPlainTextEdit::mousePressEvent(event);
+}
+
+void SourceTextEditor::mouseMoveEvent(QMouseEvent *event)
+{
+    const bool link = event->modifiers() & Qt::ControlModifier &&
+                      m_index.declarationAt(toPlainText(), cursorForPosition(event->pos()).position()).has_value();
+    viewport()->setCursor(link ? Qt::PointingHandCursor : Qt::IBeamCursor);
+    QPlainTextEdit::mouseMoveEvent(event);
 }
 
 void SourceTextEditor::resizeEvent(QResizeEvent *event)

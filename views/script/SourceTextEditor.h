@@ -1,5 +1,6 @@
 #pragma once
 
+#include "workbench/DeclarationIndex.h"
 #include "workbench/SearchReplaceManager.h"
 
 #include <QPlainTextEdit>
@@ -8,8 +9,9 @@ class EditorSettings;
 class JavaScriptHighlighter;
 class LineNumberRulerView;
 
-// The script editor's text view: JavaScript colouring, the line-number gutter, automatic
-// indentation on Return (one more level after an opening brace), Tab and Shift+Tab indenting
+// The script editor's text view: JavaScript colouring, the index of declarations with
+// Ctrl+click to go to one, the line-number gutter, Return keeping the line's indentation, Tab
+// and Shift+Tab indenting
 // the selected lines by the settings (spaces or a tab), the search matches drawn under the
 // text, and wrapping at the settings' column.
 class SourceTextEditor : public QPlainTextEdit {
@@ -24,10 +26,13 @@ public:
     void showMatches(const QList<SearchReplaceManager::Range> &matches, int current);
     void indentSelection(bool outdent);
     LineNumberRulerView *ruler() const { return m_ruler; }
+    const DeclarationIndex &declarations() const { return m_index; }
     JavaScriptHighlighter *highlighter() const { return m_highlighter; }
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:
@@ -37,4 +42,5 @@ private:
     EditorSettings *m_settings;
     JavaScriptHighlighter *m_highlighter;
     LineNumberRulerView *m_ruler;
+    DeclarationIndex m_index;
 };
