@@ -99,3 +99,11 @@ void EditorSettings::resetToDefaults()
     functionColor = defaults.functionColor;
     markChanged();
 }
+
+void EditorSettings::discardChanges()
+{
+    resetToDefaults();
+    load();
+    m_changed = false;
+    emit settingsChanged();
+}

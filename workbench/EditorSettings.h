@@ -38,6 +38,8 @@ public:
     void load();
     void save();
     void resetToDefaults();
+    // Back to what is stored, over the defaults: what "Cancel" leaves after live edits.
+    void discardChanges();
     // The indentation one Tab inserts.
     QString indentUnit() const { return useSpaces ? QString(tabWidth, QLatin1Char(' ')) : QStringLiteral("\t"); }
 

@@ -28,6 +28,13 @@ bool copyRecursively(const QString &from, const QString &to, QString *error)
         }
         return true;
     }
+    // Into itself would copy without end.
+    const QString self = QDir::cleanPath(info.absoluteFilePath());
+    const QString target = QDir::cleanPath(QFileInfo(to).absoluteFilePath());
+    if (target == self || target.startsWith(self + QLatin1Char('/'))) {
+        *error = QStringLiteral("The folder '%1' cannot be copied into itself.").arg(info.fileName());
+        return false;
+    }
     if (!QDir().mkpath(to)) {
         *error = QStringLiteral("The folder '%1' could not be made.").arg(to);
         return false;

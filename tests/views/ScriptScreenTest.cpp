@@ -1,11 +1,18 @@
+#include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "views/app/AppMainWindow.h"
 #include "views/app/BuiltinFeatures.h"
+#include "views/script/EditorSettingsDialog.h"
 #include "views/script/RunScriptDialog.h"
 #include "views/script/ScriptEditorView.h"
 #include "views/script/SourceTextEditor.h"
+#include "views/script/FileNodeRow.h"
+#include "views/script/UnifiedFileExplorerView.h"
+#include "workbench/EditorSettings.h"
+#include "workbench/FileExplorerModel.h"
+#include "workbench/FileExplorerPanels.h"
 #include "workbench/ScriptEditorController.h"
 #include "workbench/SearchReplaceManager.h"
 
@@ -13,6 +20,10 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QDir>
+#include <QDoubleSpinBox>
+#include <QToolButton>
+#include <QTreeWidget>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
@@ -117,5 +128,150 @@ TEST(ScriptScreen, OpenEditSaveFindAndRun)
     }));
     EXPECT_TRUE(LogController::shared()->logEntries().last().message.contains("Hello Ada"))
         << LogController::shared()->logEntries().last().message.toStdString();
+    closeAllWindows();
+}
+
+namespace {
+
+// Answers the explorer's questions without dialogs.
+struct ScriptedExplorerPanels : FileExplorerPanels {
+    QString newFile;
+    std::optional<QString> chooseDirectory() override { return std::nullopt; }
+    std::optional<QString> chooseNewFile(const QString &folder, const QString &) override { return folder + u'/' + newFile; }
+    std::optional<QString> askNewName(const QString &) override { return std::nullopt; }
+    bool confirmDelete(const QString &) override { return false; }
+    std::optional<QString> chooseCopyTarget(const QString &, const QString &, const QString &) override { return std::nullopt; }
+    std::optional<QString> chooseMoveFolder(const QString &, const QString &) override { return std::nullopt; }
+    void alert(const QString &, const QString &text) override { ADD_FAILURE() << text.toStdString(); }
+};
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+}  // namespace
+
+// The folder tree beside the editor: empty state, lazy folders that stay open across a
+// refresh, the filter, opening a script into the editor, a new file with the template, and
+// copy and paste with the keyboard.
+TEST(ScriptScreen, ExplorerOpensCreatesAndPastes)
+{
+    const QString root = TestSupport::makeTempDir();
+    QDir(root).mkdir(QStringLiteral("lib"));
+    writeFile(root + QStringLiteral("/main.js"), "// main\n");
+    writeFile(root + QStringLiteral("/lib/util.js"), "// util\n");
+
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
+    auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    ScriptedExplorerPanels panels;
+    view->explorerModel()->setPanels(&panels);
+    UnifiedFileExplorerView *explorer = view->explorer();
+    if (!view->explorerModel()->rootNode())
+        EXPECT_TRUE(explorer->findChild<QWidget *>(QStringLiteral("noFolderOpen"))->isVisible());
+
+    view->explorerModel()->setRoot(root);
+    QTreeWidget *tree = explorer->tree();
+    ASSERT_EQ(tree->topLevelItemCount(), 2);
+    EXPECT_EQ(tree->topLevelItem(0)->text(0), "lib");  // folders first
+    EXPECT_EQ(tree->topLevelItem(1)->text(1), "8 B");
+    // A folder is read when it is opened, and stays open when the tree is read again.
+    EXPECT_EQ(explorer->rowForPath(root + QStringLiteral("/lib/util.js")), nullptr);
+    tree->topLevelItem(0)->setExpanded(true);
+    ASSERT_NE(explorer->rowForPath(root + QStringLiteral("/lib/util.js")), nullptr);
+    view->explorerModel()->refresh();
+    ASSERT_NE(explorer->rowForPath(root + QStringLiteral("/lib/util.js")), nullptr);
+    EXPECT_TRUE(explorer->rowForPath(root + QStringLiteral("/lib"))->isExpanded());
+
+    explorer->filterField()->setText(QStringLiteral("UTIL"));
+    EXPECT_EQ(explorer->rowForPath(root + QStringLiteral("/main.js")), nullptr);
+    ASSERT_NE(explorer->rowForPath(root + QStringLiteral("/lib/util.js")), nullptr);
+    explorer->filterField()->clear();
+
+    // Activating a script opens it in the editor.
+    emit tree->itemActivated(explorer->rowForPath(root + QStringLiteral("/main.js")), 0);
+    EXPECT_EQ(view->controller()->currentFilePath(), root + QStringLiteral("/main.js"));
+    EXPECT_EQ(view->editor()->toPlainText(), "// main\n");
+
+    // "Create file" in the selected folder: the template, opened at once.
+    tree->setCurrentItem(explorer->rowForPath(root + QStringLiteral("/lib")), 0, QItemSelectionModel::ClearAndSelect);
+    panels.newFile = QStringLiteral("made.js");
+    explorer->findChild<QToolButton *>(QStringLiteral("createFile"))->click();
+    EXPECT_EQ(view->controller()->currentFilePath(), root + QStringLiteral("/lib/made.js"));
+    EXPECT_EQ(view->editor()->toPlainText(), ScriptEditorController::newScriptTemplate);
+    EXPECT_FALSE(view->controller()->contentIsDirty());
+    ASSERT_NE(explorer->rowForPath(root + QStringLiteral("/lib/made.js")), nullptr);
+
+    // Ctrl+C on main.js, Ctrl+V on the folder: a copy inside it; again beside itself: "main copy.js".
+    auto pick = [&](const QString &name) {
+        tree->setCurrentItem(explorer->rowForPath(root + name), 0, QItemSelectionModel::ClearAndSelect);
+    };
+    tree->setFocus();
+    pick(QStringLiteral("/main.js"));
+    QTest::keyClick(tree, Qt::Key_C, Qt::ControlModifier);
+    pick(QStringLiteral("/lib"));
+    QTest::keyClick(tree, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_TRUE(QFile::exists(root + QStringLiteral("/lib/main.js")));
+    pick(QStringLiteral("/main.js"));
+    QTest::keyClick(tree, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_TRUE(QFile::exists(root + QStringLiteral("/main copy.js")));
+    EXPECT_NE(explorer->rowForPath(root + QStringLiteral("/main copy.js")), nullptr);
+    view->explorerModel()->setPanels(nullptr);
+    closeAllWindows();
+}
+
+// The sheet "Editor Settings": a change shows in the editor at once, "Cancel" goes back to
+// what is stored, "Save changes" stores, "Reset" gives the defaults.
+TEST(ScriptScreen, EditorSettingsSheet)
+{
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
+    auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    EditorSettings *settings = EditorSettings::shared();
+    const double storedSize = settings->fontSize;
+
+    auto withSheet = [&](std::function<void(EditorSettingsDialog *)> act) {
+        QTimer::singleShot(50, [&] {
+            for (QWidget *w : QApplication::topLevelWidgets()) {
+                if (auto *sheet = qobject_cast<EditorSettingsDialog *>(w); sheet && sheet->isVisible())
+                    return act(sheet);
+            }
+            ADD_FAILURE() << "no settings sheet";
+        });
+        view->performCommand(MenuCommand::EditorSettings);
+    };
+
+    withSheet([&](EditorSettingsDialog *sheet) {
+        sheet->sizeField()->setValue(storedSize + 7);
+        EXPECT_EQ(view->editor()->font().pointSizeF(), storedSize + 7);
+        EXPECT_TRUE(settings->changed());
+        sheet->reject();
+    });
+    EXPECT_EQ(settings->fontSize, storedSize);
+    EXPECT_EQ(view->editor()->font().pointSizeF(), storedSize);
+    EXPECT_FALSE(settings->changed());
+
+    withSheet([&](EditorSettingsDialog *sheet) {
+        sheet->tabWidthField()->setCurrentIndex(sheet->tabWidthField()->findData(2));
+        sheet->fontField()->setCurrentText(QStringLiteral("JetBrains Mono"));
+        sheet->saveChanges();
+    });
+    EXPECT_FALSE(settings->changed());
+    EXPECT_EQ(UserDefaults::standard()->value(QStringLiteral("ScriptEditor.tabWidth")).toInt(), 2);
+    EXPECT_EQ(UserDefaults::standard()->value(QStringLiteral("ScriptEditor.fontName")).toString(), "JetBrains Mono");
+    EXPECT_EQ(settings->indentUnit(), "  ");
+
+    withSheet([&](EditorSettingsDialog *sheet) {
+        sheet->resetAll();
+        EXPECT_EQ(sheet->tabWidthField()->currentData().toInt(), 4);
+        EXPECT_EQ(sheet->fontField()->currentText(), "Menlo");
+        sheet->saveChanges();
+    });
+    EXPECT_EQ(UserDefaults::standard()->value(QStringLiteral("ScriptEditor.tabWidth")).toInt(), 4);
     closeAllWindows();
 }

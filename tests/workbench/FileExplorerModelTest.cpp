@@ -97,6 +97,12 @@ TEST(FileExplorer, CopyCutPasteRenameAndDelete)
     EXPECT_TRUE(QFile::exists(root + "/a copy.txt"));
     EXPECT_TRUE(QFile::exists(root + "/a copy 2.txt"));
     EXPECT_TRUE(QFile::exists(root + "/src copy/main.js"));
+    // Into itself: refused with a line of its own instead of copying without end.
+    explorer.copyToPasteboard({root + "/src"}, false);
+    explorer.pasteFromPasteboard(root + "/src");
+    ASSERT_EQ(panels.alerts.size(), 1);
+    EXPECT_EQ(panels.alerts.takeFirst(), "File Explorer|Failed for \"src\": The folder 'src' cannot be copied into itself.");
+    EXPECT_FALSE(QFileInfo::exists(root + "/src/src"));
 
     // A cut into the same folder changes nothing; elsewhere it moves, and then copies.
     explorer.copyToPasteboard({root + "/a.txt", root + "/gone.txt"}, true);

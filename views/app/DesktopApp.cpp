@@ -19,6 +19,7 @@
 #include "views/app/ScreenshotTour.h"
 #include "views/app/StartupQuestions.h"
 #include "views/chat/ChatScreenshotStep.h"
+#include "views/script/ScriptScreenshotStep.h"
 #include "views/server/ServerScreenshotStep.h"
 #include "views/tools/ToolsScreenshotStep.h"
 
@@ -138,6 +139,7 @@ int runDesktop(int argc, char **argv)
         ScreenshotTour::addStep(ServerScreenshotStep::step());
         ScreenshotTour::addStep(ChatScreenshotStep::step());
         ScreenshotTour::addStep(ToolsScreenshotStep::step());
+        ScreenshotTour::addStep(ScriptScreenshotStep::step());
         tour = std::make_unique<ScreenshotTour>(options.screenshotDir, window);
         tour->start();
     }

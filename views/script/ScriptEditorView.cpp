@@ -3,10 +3,14 @@
 #include "diagnostics/LogController.h"
 #include "views/app/AlertPresenter.h"
 #include "views/log/LogPaneView.h"
+#include "views/script/EditorSettingsDialog.h"
+#include "views/script/QtFileExplorerPanels.h"
 #include "views/script/QtScriptFilePanels.h"
 #include "views/script/RunScriptDialog.h"
 #include "views/script/SourceTextEditor.h"
+#include "views/script/UnifiedFileExplorerView.h"
 #include "workbench/EditorSettings.h"
+#include "workbench/FileExplorerModel.h"
 #include "workbench/FileHistoryManager.h"
 #include "workbench/RunScriptManager.h"
 #include "workbench/ScriptEditorController.h"
@@ -26,7 +30,9 @@
 ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *parent)
     : DestinationScreen(parent),
       m_controller(controller ? controller : new ScriptEditorController(nullptr, nullptr, this)),
-      m_panels(std::make_unique<QtScriptFilePanels>(this))
+      m_panels(std::make_unique<QtScriptFilePanels>(this)),
+      m_explorerPanels(std::make_unique<QtFileExplorerPanels>(this)),
+      m_explorerModel(new FileExplorerModel(m_explorerPanels.get(), this))
 {
     setObjectName(QStringLiteral("scriptEditorView"));
     m_controller->setPanels(m_panels.get());
@@ -39,13 +45,14 @@ ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *
     m_title = new QLabel(this);
     m_recent = new QComboBox(this);
     m_recent->setObjectName(QStringLiteral("recentFiles"));
-    m_recent->setMinimumWidth(220);
+    m_recent->setMinimumWidth(160);
     auto *toolbar = new QHBoxLayout;
     toolbar->addWidget(button("new", QStringLiteral("New Script")));
     toolbar->addWidget(button("open", QStringLiteral("Open…")));
     toolbar->addWidget(button("save", QStringLiteral("Save")));
     toolbar->addWidget(button("run", QStringLiteral("Check and Run Script")));
     toolbar->addWidget(button("find", QStringLiteral("Find")));
+    toolbar->addWidget(button("settings", QStringLiteral("Settings")));
     toolbar->addStretch();
     toolbar->addWidget(new QLabel(QStringLiteral("Recent Files"), this));
     toolbar->addWidget(m_recent);
@@ -95,10 +102,28 @@ ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *
     split->setStretchFactor(1, 1);
     m_log->setVisible(m_controller->isLogViewVisible());
 
+    // The folder tree on the left opens its scripts here and gives new files the template.
+    m_explorerModel->preferredNewFileExtension = QStringLiteral("js");
+    m_explorerModel->onOpenFile = [this](const QString &path) { m_controller->openFile(path); };
+    m_explorerModel->onNewFile = [] { return ScriptEditorController::newScriptTemplate; };
+    m_explorer = new UnifiedFileExplorerView(m_explorerModel, this);
+    m_explorer->setMinimumWidth(160);
+    auto *editorSide = new QWidget(this);
+    auto *editorLayout = new QVBoxLayout(editorSide);
+    editorLayout->setContentsMargins(0, 0, 0, 0);
+    editorLayout->addWidget(m_title);
+    editorLayout->addLayout(toolbar);
+    editorLayout->addWidget(split, 1);
+    auto *sides = new QSplitter(Qt::Horizontal, this);
+    sides->setObjectName(QStringLiteral("explorerSplit"));
+    sides->addWidget(m_explorer);
+    sides->addWidget(editorSide);
+    sides->setStretchFactor(0, 1);
+    sides->setStretchFactor(1, 4);
+    sides->setSizes({200, 1000});
+
     auto *layout = new QVBoxLayout(this);
-    layout->addWidget(m_title);
-    layout->addLayout(toolbar);
-    layout->addWidget(split, 1);
+    layout->addWidget(sides, 1);
 
     SearchReplaceManager *search = m_controller->searchManager();
     connect(findChild<QPushButton *>(QStringLiteral("new")), &QPushButton::clicked, m_controller, &ScriptEditorController::newScript);
@@ -106,6 +131,7 @@ ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *
     connect(findChild<QPushButton *>(QStringLiteral("save")), &QPushButton::clicked, m_controller, &ScriptEditorController::saveScript);
     connect(findChild<QPushButton *>(QStringLiteral("run")), &QPushButton::clicked, this, &ScriptEditorView::openRunDialog);
     connect(findChild<QPushButton *>(QStringLiteral("find")), &QPushButton::clicked, this, [this] { performCommand(MenuCommand::Find); });
+    connect(findChild<QPushButton *>(QStringLiteral("settings")), &QPushButton::clicked, this, &ScriptEditorView::openSettings);
     connect(findChild<QPushButton *>(QStringLiteral("findNext")), &QPushButton::clicked, search, &SearchReplaceManager::findNext);
     connect(findChild<QPushButton *>(QStringLiteral("findPrevious")), &QPushButton::clicked, search, &SearchReplaceManager::findPrevious);
     connect(findChild<QPushButton *>(QStringLiteral("replace")), &QPushButton::clicked, search, &SearchReplaceManager::replaceCurrent);
@@ -166,6 +192,7 @@ bool ScriptEditorView::handlesCommand(MenuCommand command) const
     case MenuCommand::FindNext:
     case MenuCommand::FindPrevious:
     case MenuCommand::Replace:
+    case MenuCommand::EditorSettings:
         return true;
     default:
         return false;
@@ -199,6 +226,9 @@ void ScriptEditorView::performCommand(MenuCommand command)
         break;
     case MenuCommand::FindPrevious:
         search->findPrevious();
+        break;
+    case MenuCommand::EditorSettings:
+        openSettings();
         break;
     default:
         break;
@@ -252,4 +282,10 @@ void ScriptEditorView::openRunDialog()
     }, this);
     dialog.exec();
     run->setVisible(false);
+}
+
+void ScriptEditorView::openSettings()
+{
+    EditorSettingsDialog dialog(EditorSettings::shared(), this);
+    dialog.exec();
 }

@@ -4,7 +4,10 @@
 
 #include <memory>
 
+class FileExplorerModel;
 class LogPaneView;
+class QtFileExplorerPanels;
+class UnifiedFileExplorerView;
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -14,7 +17,7 @@ class QtScriptFilePanels;
 class ScriptEditorController;
 class SourceTextEditor;
 
-// The Script destination: recent files, the editor, the find and replace bar and the log
+// The Script destination: the folder tree, recent files, the editor, the find and replace bar and the log
 // under the editor. File ▸ New, Save and Save As, Script ▸ Run Script and Edit ▸ Find,
 // Find Next, Find Previous and Replace act on it.
 class ScriptEditorView : public DestinationScreen {
@@ -35,6 +38,10 @@ public:
     QLineEdit *replaceField() const { return m_replace; }
     QLabel *matchCount() const { return m_count; }
     LogPaneView *logPane() const { return m_log; }
+    FileExplorerModel *explorerModel() const { return m_explorerModel; }
+    UnifiedFileExplorerView *explorer() const { return m_explorer; }
+    // The sheet "Editor Settings", modal.
+    void openSettings();
     // "Check and Run Script": the run dialog, modal.
     void openRunDialog();
     void openFileDialog();
@@ -46,6 +53,9 @@ private:
 
     ScriptEditorController *m_controller;
     std::unique_ptr<QtScriptFilePanels> m_panels;
+    std::unique_ptr<QtFileExplorerPanels> m_explorerPanels;
+    FileExplorerModel *m_explorerModel;
+    UnifiedFileExplorerView *m_explorer;
     SourceTextEditor *m_editor;
     QComboBox *m_recent;
     QWidget *m_findBar;

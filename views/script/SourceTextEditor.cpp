@@ -14,7 +14,7 @@ SourceTextEditor::SourceTextEditor(EditorSettings *settings, QWidget *parent)
       m_ruler(new LineNumberRulerView(this))
 {
     setObjectName(QStringLiteral("sourceTextEditor"));
-    connect(this, &QPlainTextEdit::blockCountChanged, this, [this] { setViewportMargins(m_ruler->rulerWidth(), 0, 0, 0); });
+    connect(this, &QPlainTextEdit::blockCountChanged, this, &SourceTextEditor::updateMargins);
     connect(this, &QPlainTextEdit::updateRequest, this, &SourceTextEditor::updateRulerArea);
     // The index follows every change of the text.
     connect(document(), &QTextDocument::contentsChanged, this, [this] { m_index.parse(toPlainText()); });
@@ -35,8 +35,20 @@ void SourceTextEditor::applySettings()
     QTextOption option = document()->defaultTextOption();
     option.setFlags(m_settings->showWhitespace ? QTextOption::ShowTabsAndSpaces : QTextOption::Flags());
     document()->setDefaultTextOption(option);
-    setViewportMargins(m_ruler->rulerWidth(), 0, 0, 0);
+    updateMargins();
     m_highlighter->rehighlight();
+}
+
+void SourceTextEditor::updateMargins()
+{
+    // Wrapping at a column: the text area ends there when the window is wider.
+    int right = 0;
+    if (m_settings->lineWrap) {
+        const int textWidth = fontMetrics().horizontalAdvance(u'M') * m_settings->lineWrapColumn + 2 * int(document()->documentMargin());
+        right = std::max(0, contentsRect().width() - m_ruler->rulerWidth() - textWidth);
+    }
+    if (viewportMargins() != QMargins(m_ruler->rulerWidth(), 0, right, 0))
+        setViewportMargins(m_ruler->rulerWidth(), 0, right, 0);
 }
 
 void SourceTextEditor::showMatches(const QList<SearchReplaceManager::Range> &matches, int current)
@@ -144,6 +156,7 @@ void SourceTextEditor::mouseMoveEvent(QMouseEvent *event)
 void SourceTextEditor::resizeEvent(QResizeEvent *event)
 {
     QPlainTextEdit::resizeEvent(event);
+    updateMargins();
     const QRect area = contentsRect();
     m_ruler->setGeometry(QRect(area.left(), area.top(), m_ruler->rulerWidth(), area.height()));
 }

@@ -38,6 +38,7 @@ protected:
 private:
     friend class LineNumberRulerView;
     void updateRulerArea(const QRect &rect, int dy);
+    void updateMargins();
 
     EditorSettings *m_settings;
     JavaScriptHighlighter *m_highlighter;
