@@ -54,6 +54,7 @@ QByteArray ProviderPeer::chatStream()
            "data: {\"type\":\"reasoning.start\"}\n\n"
            "data: {\"type\":\"reasoning.delta\",\"content\":\"Let me look.\"}\n\n"
            "data: {\"type\":\"reasoning.end\"}\n\n"
+           "data: {\"type\":\"tool_call.start\"}\n\n"
            "data: {\"type\":\"tool_call.name\",\"tool_name\":\"read_file\",\"provider_info\":{\"server_label\":\"kelvara\"}}\n\n"
            "data: {\"type\":\"tool_call.arguments\",\"tool\":\"read_file\",\"arguments\":{\"path\":\"/tmp/a\"}}\n\n"
            "data: {\"type\":\"tool_call.success\",\"tool\":\"read_file\",\"output\":\"hello\"}\n\n"

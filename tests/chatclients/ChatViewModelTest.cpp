@@ -1,0 +1,380 @@
+#include "chat/session/ChatTranscriptFile.h"
+#include "chat/session/ChatViewModel.h"
+#include "chat/session/StreamTextFilter.h"
+#include "chat/session/XcodeBridgeService.h"
+#include "tests/chatclients/peer/ProviderPeer.h"
+#include "tests/support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTimeZone>
+
+using TestSupport::waitUntil;
+using Role = TranscriptMessage::Role;
+
+namespace {
+
+// A view model pointed at the peer as LM Studio (or another provider), with a fresh transcript.
+std::unique_ptr<ChatViewModel> modelFor(const ProviderPeer &peer, AIProviderID provider = AIProviderID::lmStudio)
+{
+    auto model = std::make_unique<ChatViewModel>();
+    model->selectProvider(provider);
+    model->baseURL = peer.baseURL();
+    model->systemPrompt.clear();
+    model->token.clear();
+    model->clearChat();
+    return model;
+}
+
+bool settle(ChatViewModel &model)
+{
+    return waitUntil([&] { return !model.isBusy; }, 20000);
+}
+
+int requestsTo(const ProviderPeer &peer, const QByteArray &path)
+{
+    int count = 0;
+    for (const auto &request : peer.requests())
+        count += request.target == path;
+    return count;
+}
+
+}  // namespace
+
+// Connect: a cloud provider without key asks nothing of the network; LM Studio lists its models,
+// prefers the loaded one and, with a system prompt, opens a new thread with it on every connect.
+TEST(ChatViewModelTest, ConnectPicksTheModelAndOpensTheThreadWithTheSystemPrompt)
+{
+    ProviderPeer peer;
+    auto cloud = modelFor(peer, AIProviderID::openAI);
+    cloud->connect();
+    EXPECT_EQ(cloud->connectionState, ChatViewModel::ConnectionState::disconnected);
+    EXPECT_EQ(cloud->statusText, AIProvider::displayName(AIProviderID::openAI) + " requires an API key in Connection Settings.");
+    EXPECT_TRUE(peer.requests().isEmpty());
+
+    auto model = modelFor(peer);
+    model->selectedModel = QStringLiteral("gone");
+    model->connect();
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->connectionState, ChatViewModel::ConnectionState::connected);
+    EXPECT_EQ(model->statusText, "Connected — 2 model(s) available.");  // no system prompt: nothing sent
+    EXPECT_EQ(model->selectedModel, "qwen-7b");
+    EXPECT_TRUE(model->transcript.isEmpty());
+
+    model->systemPrompt = QStringLiteral("You are terse.");
+    for (int round = 1; round <= 2; ++round) {
+        model->connect();
+        ASSERT_TRUE(waitUntil([&] {
+            return model->transcript.size() == 2 * round && model->transcript.last().isComplete && !model->isBusy;
+        }, 20000)) << model->statusText.toStdString();
+        EXPECT_EQ(model->statusText, "Ready.");
+        ASSERT_EQ(model->transcript.size(), 2 * round);
+        const TranscriptMessage &answer = model->transcript.last();
+        EXPECT_EQ(model->transcript.at(2 * round - 2).content, "You are terse.");
+        EXPECT_EQ(answer.content, "Hello, world.");  // only the message deltas count here
+        EXPECT_TRUE(answer.isComplete);
+        EXPECT_TRUE(answer.toolCalls.isEmpty());
+        EXPECT_EQ(model->lastResponseID, "resp_1");
+    }
+    const QJsonObject sent = QJsonDocument::fromJson(peer.lastRequest().body).object();
+    EXPECT_EQ(sent.value("input").toString(), "You are terse.");
+    EXPECT_FALSE(sent.contains("previous_response_id"));
+    EXPECT_TRUE(sent.value("store").toBool());
+
+    // Refresh keeps a listed model even when another is loaded; a provider switch disconnects,
+    // keeps the transcript and takes the other provider's stored settings.
+    model->selectedModel = QStringLiteral("nomic-embed");
+    model->refreshModels();
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->selectedModel, "nomic-embed");
+    EXPECT_EQ(model->statusText, "Refreshed 2 model(s) available.");
+    model->saveSettings();
+    model->selectProvider(AIProviderID::anthropic);
+    EXPECT_EQ(model->connectionState, ChatViewModel::ConnectionState::disconnected);
+    EXPECT_EQ(model->statusText, "Disconnected.");
+    EXPECT_EQ(model->baseURL, AIProvider::defaultBaseURL(AIProviderID::anthropic));
+    EXPECT_EQ(model->transcript.size(), 4);
+    model->selectProvider(AIProviderID::lmStudio);
+    EXPECT_EQ(model->baseURL, peer.baseURL());
+    EXPECT_EQ(model->systemPrompt, "You are terse.");
+}
+
+// With no model loaded, connect ends asking for a load and appends nothing; load, unload and the
+// download section speak in their status lines.
+TEST(ChatViewModelTest, ModelOperationsAndTheirStatusLines)
+{
+    ProviderPeer peer;
+    auto model = modelFor(peer);
+    model->systemPrompt = QStringLiteral("Hi");
+    model->refreshModels();
+    EXPECT_EQ(model->statusText, "Not connected. Click Connect first.");
+    model->connect();
+    ASSERT_TRUE(waitUntil([&] { return model->connectionState == ChatViewModel::ConnectionState::connected; }, 20000));
+    ASSERT_TRUE(settle(*model));
+    // The peer lists qwen-7b as loaded; take the load away to see the refusal.
+    model->lmStudioModels[0].loadedInstances.clear();
+    model->sendSystemPrompt();
+    const qsizetype before = model->transcript.size();
+    EXPECT_EQ(model->statusText, "Please load model first.");
+    EXPECT_EQ(model->transcript.size(), before);
+
+    model->systemPrompt.clear();
+    model->loadSelectedModel();
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->statusText, "Loaded 'qwen-7b' in 2.5s.");
+    ASSERT_TRUE(model->loadedModel);
+    EXPECT_EQ(model->loadedModel->key, "qwen-7b");
+    model->unloadSelectedModel();
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->statusText, "Unloaded 'qwen-7b'.");
+
+    model->checkDownloadStatus();
+    EXPECT_EQ(model->statusText, "Enter a job ID first.");
+    model->downloadModelName = QStringLiteral("qwen-14b");
+    model->startDownload();
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->downloadJobID, "job-1");
+    EXPECT_EQ(model->statusText, "Downloading 0%");
+    model->checkDownloadStatus();
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->statusText, "Downloading 40% 400.0 B/s");
+    for (int poll = 0; poll < 2; ++poll) {
+        model->checkDownloadStatus();
+        ASSERT_TRUE(settle(*model));
+    }
+    EXPECT_EQ(model->statusText, "Download completed.");
+
+    LMSDownloadStatus empty;
+    empty.totalSizeBytes = 0;
+    empty.downloadedBytes = 0;
+    empty.bytesPerSecond = 3.5 * 1024 * 1024;
+    EXPECT_EQ(ChatViewModel::downloadStatusLine(empty), "Downloading … 3.5 MB/s");
+
+    auto cloud = modelFor(peer, AIProviderID::gemini);
+    cloud->loadSelectedModel();
+    EXPECT_EQ(cloud->statusText, "Model loading is only available for LM Studio.");
+    cloud->baseURL = QStringLiteral("not a url");
+    cloud->token = QStringLiteral("key");
+    cloud->connect();
+    EXPECT_EQ(cloud->statusText, "Invalid base URL");
+}
+
+// A streamed answer: the attachments block ahead of the text, reasoning, a tool call with its
+// arguments and output, the message and the figures of chat.end, then the input emptied.
+TEST(ChatViewModelTest, AStreamedAnswerBuildsReasoningToolCallAndText)
+{
+    ProviderPeer peer;
+    auto model = modelFor(peer);
+    model->connect();
+    ASSERT_TRUE(settle(*model));
+    const QString dir = TestSupport::makeTempDir();
+    QFile notes(dir + "/notes.txt");
+    ASSERT_TRUE(notes.open(QIODevice::WriteOnly));
+    notes.write("line one");
+    notes.close();
+    QFile binary(dir + "/blob.bin");
+    ASSERT_TRUE(binary.open(QIODevice::WriteOnly));
+    binary.write("\xff\xfe\x00\x01", 4);
+    binary.close();
+    model->addAttachment(dir + "/notes.txt");
+    model->addAttachment(dir + "/./sub/../notes.txt");  // the same file by another spelling
+    model->addAttachment(dir + "/blob.bin");
+    EXPECT_EQ(model->attachments.size(), 2);
+
+    model->prompt = QStringLiteral("  What is in it?\n");
+    ASSERT_TRUE(model->canSend());
+    model->sendPrompt(true);
+    EXPECT_TRUE(model->isBusy);
+    EXPECT_FALSE(model->prompt.isEmpty());  // stays until the answer has ended
+    ASSERT_TRUE(settle(*model));
+
+    const QJsonObject sent = QJsonDocument::fromJson(peer.lastRequest().body).object();
+    EXPECT_EQ(sent.value("input").toString(),
+              "<file name=\"notes.txt\">\nline one\n</file>\n<file name=\"blob.bin\">[binary – cannot embed]</file>\n\nWhat is in it?");
+    ASSERT_EQ(model->transcript.size(), 2);
+    EXPECT_EQ(model->transcript.at(0).content, "What is in it?");
+    const TranscriptMessage &answer = model->transcript.at(1);
+    EXPECT_EQ(answer.role, Role::toolCall);
+    EXPECT_EQ(answer.reasoning, "Let me look.");
+    EXPECT_EQ(answer.content, "Hello, world.");
+    EXPECT_TRUE(answer.isComplete);
+    ASSERT_EQ(answer.toolCalls.size(), 1);
+    EXPECT_EQ(answer.toolCalls.at(0).tool, "read_file");
+    EXPECT_EQ(answer.toolCalls.at(0).serverLabel, "kelvara");
+    EXPECT_EQ(answer.toolCalls.at(0).arguments.value("path").toString(), "/tmp/a");
+    EXPECT_EQ(answer.toolCalls.at(0).output, "hello");
+    EXPECT_TRUE(answer.toolCalls.at(0).isCompleted);
+    ASSERT_TRUE(answer.stats);
+    EXPECT_EQ(answer.stats->totalOutputTokens, 34);
+    EXPECT_EQ(model->statusText, "42 tok/s | 34 tokens | 0.25s to first token");
+    EXPECT_EQ(model->lastResponseID, "resp_1");
+    EXPECT_TRUE(model->prompt.isEmpty());
+    EXPECT_TRUE(model->attachments.isEmpty());
+    EXPECT_EQ(XcodeBridgeService::readResponse(), "Hello, world.");
+    EXPECT_EQ(model->historyModel()->items().last().prompt, "What is in it?");
+
+    // The next question continues the thread; a search finds the tool call's output.
+    model->send(QStringLiteral("And then?"));
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(QJsonDocument::fromJson(peer.lastRequest().body).object().value("previous_response_id").toString(), "resp_1");
+    EXPECT_EQ(model->searchTranscript(QStringLiteral("HELLO")).size(), 2);
+    EXPECT_EQ(model->searchTranscript(QStringLiteral("/tmp/a")).size(), 2);
+
+    // White space alone sends nothing; not connected says so and appends nothing.
+    model->send(QStringLiteral(" \n\t"));
+    EXPECT_EQ(model->transcript.size(), 4);
+    model->disconnect();
+    model->send(QStringLiteral("hello"));
+    EXPECT_EQ(model->statusText, "Not connected. Click Connect first.");
+    EXPECT_EQ(model->transcript.size(), 4);
+}
+
+// A stream that fails ends the bubble with the reason; an abort mid-stream ends it at once.
+TEST(ChatViewModelTest, StreamFailuresAndAbort)
+{
+    ProviderPeer peer;
+    auto model = modelFor(peer);
+    model->connect();
+    ASSERT_TRUE(settle(*model));
+
+    peer.setFailure(ProviderPeer::Failure::serverError);
+    model->send(QStringLiteral("Hi"));
+    ASSERT_TRUE(settle(*model));
+    EXPECT_TRUE(model->statusText.startsWith("Error: HTTP 500")) << model->statusText.toStdString();
+    EXPECT_TRUE(model->transcript.last().content.startsWith("Request failed:\nHTTP 500"));
+    EXPECT_TRUE(model->transcript.last().isComplete);
+
+    peer.setFailure(ProviderPeer::Failure::slow);
+    bool done = false;
+    model->send(QStringLiteral("Hi again"), [&] { done = true; });
+    ASSERT_TRUE(waitUntil([&] { return peer.requests().size() >= 1 && requestsTo(peer, "/api/v1/chat") == 2; }));
+    model->abort();
+    EXPECT_TRUE(done);
+    EXPECT_FALSE(model->isBusy);
+    EXPECT_EQ(model->statusText, "Aborted.");
+    EXPECT_EQ(model->transcript.last().content, "*(aborted)*");
+    EXPECT_TRUE(model->transcript.last().isComplete);
+    TestSupport::spin(300);  // what the cancelled stream still reads goes nowhere
+    EXPECT_EQ(model->transcript.last().content, "*(aborted)*");
+    EXPECT_EQ(model->statusText, "Aborted.");
+}
+
+// The blocking way of the cloud providers, and OpenAI's quota failure in its own words.
+TEST(ChatViewModelTest, CloudAnswersAndTheQuotaWords)
+{
+    ProviderPeer peer;
+    auto model = modelFor(peer, AIProviderID::openAI);
+    model->token = QStringLiteral("sk-test");
+    model->connect();
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->selectedModel, "gpt-b");
+    model->send(QStringLiteral("Hello"));
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->transcript.last().content, "Hi from OpenAI");
+    EXPECT_EQ(model->statusText, "3 tokens");
+    EXPECT_EQ(model->lastResponseID, "chatcmpl-1");
+
+    peer.setFailure(ProviderPeer::Failure::serverError);
+    model->send(QStringLiteral("More"));
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->statusText, "You must PAY for this service. You cannot test this API without Dollares $$ O.o $$");
+    EXPECT_TRUE(model->transcript.last().content.startsWith("Request failed:\n"));
+    EXPECT_EQ(XcodeBridgeService::readResponse(), model->statusText);
+    EXPECT_EQ(model->lastResponseID, "chatcmpl-1");  // a failure keeps the thread
+}
+
+// The text rules of the local stream.
+TEST(ChatViewModelTest, StreamedTextIsFilteredAndReasoningReadsAsOneBlock)
+{
+    EXPECT_EQ(StreamTextFilter::filter(QString::fromUtf8("Grüße, Ünal – café 😀")), QString::fromUtf8("Grüße, Ünal  caf "));
+    EXPECT_EQ(StreamTextFilter::filter(QString::fromUtf8("😀–")), "");
+    EXPECT_EQ(StreamTextFilter::cleanReasoning("", "\n\n"), "");
+    EXPECT_EQ(StreamTextFilter::cleanReasoning("a\n", "\nb"), "b");
+    EXPECT_EQ(StreamTextFilter::cleanReasoning("a", "x\r\n\r\ny"), "x\ny");
+    EXPECT_EQ(StreamTextFilter::cleanReasoning("a", "x\n \t\n\ny\rz"), "x\ny\nz");
+}
+
+// Saving and reading a chat: what is shown comes back, tool calls in outline, no token; a bad
+// file changes nothing.
+TEST(ChatViewModelTest, TranscriptsRoundTrip)
+{
+    ProviderPeer peer;
+    auto model = modelFor(peer);
+    model->token = QStringLiteral("secret-token");
+    model->connect();
+    ASSERT_TRUE(settle(*model));
+    model->send(QStringLiteral("Question"));
+    ASSERT_TRUE(settle(*model));
+    const std::optional<QByteArray> bytes = model->exportChat();
+    ASSERT_TRUE(bytes);
+    EXPECT_FALSE(bytes->contains("secret-token"));
+
+    auto other = modelFor(peer, AIProviderID::gemini);
+    ASSERT_TRUE(other->importChat(*bytes));
+    EXPECT_EQ(other->selectedProvider, AIProviderID::lmStudio);
+    EXPECT_EQ(other->baseURL, peer.baseURL());
+    EXPECT_EQ(other->lastResponseID, "resp_1");
+    ASSERT_EQ(other->transcript.size(), 2);
+    for (int i = 0; i < 2; ++i) {
+        const TranscriptMessage &a = model->transcript.at(i);
+        const TranscriptMessage &b = other->transcript.at(i);
+        EXPECT_EQ(a.id, b.id);
+        EXPECT_EQ(a.role, b.role);
+        EXPECT_EQ(a.content, b.content);
+        EXPECT_EQ(a.reasoning, b.reasoning);
+        EXPECT_EQ(a.stats, b.stats);
+        EXPECT_EQ(a.timestamp.toMSecsSinceEpoch(), b.timestamp.toMSecsSinceEpoch());
+    }
+    const MCPToolCall &call = other->transcript.at(1).toolCalls.at(0);
+    EXPECT_EQ(call.tool, "read_file");
+    EXPECT_EQ(call.output, "done");
+    EXPECT_TRUE(call.arguments.isEmpty());
+    EXPECT_TRUE(other->token.isEmpty());
+    EXPECT_EQ(other->connectionState, ChatViewModel::ConnectionState::disconnected);
+
+    // An id that is no UUID gets a new one; an unknown provider keeps the current one.
+    QJsonObject root = QJsonDocument::fromJson(*bytes).object();
+    QJsonArray messages = root.value("transcript").toArray();
+    QJsonObject first = messages.at(0).toObject();
+    first.insert("id", "not-a-uuid");
+    first.insert("role", "narrator");
+    messages.replace(0, first);
+    root.insert("transcript", messages);
+    root.insert("selectedProviderRaw", "mystery");
+    auto third = modelFor(peer, AIProviderID::anthropic);
+    ASSERT_TRUE(third->importChat(QJsonDocument(root).toJson()));
+    EXPECT_EQ(third->selectedProvider, AIProviderID::anthropic);
+    EXPECT_FALSE(third->transcript.at(0).id.isNull());
+    EXPECT_EQ(third->transcript.at(0).role, Role::user);
+
+    root.remove("baseURL");
+    QString why;
+    EXPECT_FALSE(third->importChat(QJsonDocument(root).toJson(), &why));
+    EXPECT_TRUE(why.contains("baseURL"));
+    EXPECT_EQ(third->transcript.size(), 2);  // as it was
+    EXPECT_FALSE(third->importChat("{not json"));
+    EXPECT_TRUE(ChatTranscriptFile::suggestedFileName(QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5), QTimeZone::utc()))
+                    == "chat-2026-01-02T03-04-05.000Z.json");
+}
+
+// The editor bridge: a request of blanks adds nothing, the same text twice is one attachment,
+// CR LF stays inside lines while blank lines are emptied.
+TEST(ChatViewModelTest, EditorBridgeRequestsBecomeTextAttachments)
+{
+    ChatViewModel model;
+    model.attachments.clear();
+    XcodeBridgeService::writeRequest(QStringLiteral("  \n \t "));
+    model.receiveBridgeRequest();
+    EXPECT_TRUE(model.attachments.isEmpty());
+    XcodeBridgeService::writeRequest(QStringLiteral("\nint a;\r\n   \nint b;\r\n"));
+    model.receiveBridgeRequest();
+    model.receiveBridgeRequest();
+    ASSERT_EQ(model.attachments.size(), 1);
+    EXPECT_EQ(model.attachments.at(0).text, "int a;\r\n\nint b;");
+    EXPECT_EQ(model.attachments.at(0).label(), "Editor Text");
+    EXPECT_EQ(model.attachmentsBlock(), "int a;\r\n\nint b;\n\n");
+}
