@@ -13,6 +13,7 @@
 #include "chat/session/XcodeBridgeService.h"
 #include "diagnostics/LogController.h"
 
+#include <QDBusConnection>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -954,6 +955,15 @@ void ChatViewModel::removeAttachment(const QUuid &id)
 {
     attachments.removeIf([&](const ChatAttachment &attachment) { return attachment.id == id; });
     publish();
+}
+
+bool ChatViewModel::listenForBridgeRequests()
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return false;
+    return bus.connect(QString(), XcodeBridgeService::signalPath, XcodeBridgeService::signalInterface,
+                       QStringLiteral("request"), this, SLOT(receiveBridgeRequest()));
 }
 
 void ChatViewModel::receiveBridgeRequest()

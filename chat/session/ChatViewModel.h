@@ -101,8 +101,9 @@ public:
     void addAttachment(const QString &path);
     void addTextAttachment(const QString &text);
     void removeAttachment(const QUuid &id);
-    // An editor's request from the bridge: normalised, and attached unless blank.
-    void receiveBridgeRequest();
+    // Subscribes to the editor bridge's "request" signal on the session bus; false (and the
+    // chat goes on without the bridge) when there is no bus.
+    bool listenForBridgeRequests();
 
     const TranscriptMessage *message(const QUuid &id) const;
     // The ids of the messages whose text holds the query, ignoring case, in order.
@@ -117,6 +118,10 @@ public:
     // importChat leaves everything as it was when the file is refused.
     std::optional<QByteArray> exportChat() const;
     bool importChat(const QByteArray &bytes, QString *error = nullptr);
+
+public slots:
+    // An editor's request from the bridge: normalised, and attached unless blank.
+    void receiveBridgeRequest();
 
 signals:
     void changed();

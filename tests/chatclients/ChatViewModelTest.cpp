@@ -1,6 +1,7 @@
 #include "chat/session/ChatTranscriptFile.h"
 #include "chat/session/ChatViewModel.h"
 #include "chat/session/StreamTextFilter.h"
+#include "chat/session/ToolCallDisplay.h"
 #include "chat/session/XcodeBridgeService.h"
 #include "tests/chatclients/peer/ProviderPeer.h"
 #include "tests/support/TestSupport.h"
@@ -377,4 +378,27 @@ TEST(ChatViewModelTest, EditorBridgeRequestsBecomeTextAttachments)
     EXPECT_EQ(model.attachments.at(0).text, "int a;\r\n\nint b;");
     EXPECT_EQ(model.attachments.at(0).label(), "Editor Text");
     EXPECT_EQ(model.attachmentsBlock(), "int a;\r\n\nint b;\n\n");
+}
+
+// How a tool call's bubble words its parameters and results.
+TEST(ChatViewModelTest, ToolCallDisplayRules)
+{
+    MCPToolCall call;
+    call.arguments = QJsonObject{{"a", QJsonValue::Null}, {"b", "say \"hi\""}, {"c", 3}, {"d", true},
+                                 {"e", QJsonArray{1, "x"}}, {"f", QJsonObject{{"k", 1.5}}}};
+    const QList<ToolCallDisplay::KVPair> rows = ToolCallDisplay::parameters(call);
+    QStringList values;
+    for (const auto &row : rows)
+        values.append(row.key + "=" + row.value);
+    EXPECT_EQ(values.join(" "), "a=null b=\"say \\\"hi\\\"\" c=3 d=true e=[1,\"x\"] f={\"k\":1.5}");
+
+    const auto blocks = ToolCallDisplay::results(R"([{"type":"text","text":"one"},{"type":"image","text":"two"}])");
+    ASSERT_EQ(blocks.size(), 2);
+    EXPECT_EQ(blocks.at(1).type, "image");
+    const auto raw = ToolCallDisplay::results(R"({"type":"text","text":"an object"})");
+    ASSERT_EQ(raw.size(), 1);
+    EXPECT_EQ(raw.at(0).text, R"({"type":"text","text":"an object"})");
+
+    EXPECT_EQ(ToolCallDisplay::cut(QString(256, 'a')), QString(256, 'a'));
+    EXPECT_EQ(ToolCallDisplay::cut(QString(300, 'a')), QString(256, 'a') + "...(44 more chars)");
 }

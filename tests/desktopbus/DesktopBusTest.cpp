@@ -1,5 +1,7 @@
 #include "app/DesktopInstance.h"
 #include "base/DesktopNotifier.h"
+#include "chat/session/ChatViewModel.h"
+#include "chat/session/XcodeBridgeService.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -125,3 +127,32 @@ TEST_F(DesktopBusTest, TheFirstInstanceOwnsTheNameAndALaterStartHandsItsArgument
 }  // namespace
 
 #include "DesktopBusTest.moc"
+
+// The editor bridge end to end over the bus: the companion's "send" becomes a text attachment
+// of the chat, and "send --wait" prints the answer the chat writes back.
+TEST_F(DesktopBusTest, TheEditorBridgeCarriesRequestsAndAnswers)
+{
+    ChatViewModel chat;
+    chat.attachments.clear();
+    ASSERT_TRUE(chat.listenForBridgeRequests());
+    QProcess send;
+    send.start(QStringLiteral(KELVARA_EDITOR_BRIDGE), {QStringLiteral("send")});
+    ASSERT_TRUE(send.waitForStarted(5000));
+    send.write("int x;\r\n\n  \nint y;\n");
+    send.closeWriteChannel();
+    ASSERT_TRUE(send.waitForFinished(10000));
+    EXPECT_EQ(send.exitCode(), 0) << send.readAllStandardError().toStdString();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return chat.attachments.size() == 1; }));
+    EXPECT_EQ(chat.attachments.at(0).text, "int x;\r\n\n\nint y;");
+
+    QProcess waiting;
+    waiting.start(QStringLiteral(KELVARA_EDITOR_BRIDGE), {QStringLiteral("send"), QStringLiteral("--wait")});
+    ASSERT_TRUE(waiting.waitForStarted(5000));
+    waiting.write("What does it do?");
+    waiting.closeWriteChannel();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return chat.attachments.size() == 2; }, 10000));
+    XcodeBridgeService::writeResponse(QStringLiteral("It declares two integers."));
+    ASSERT_TRUE(waiting.waitForFinished(10000));
+    EXPECT_EQ(waiting.exitCode(), 0) << waiting.readAllStandardError().toStdString();
+    EXPECT_EQ(waiting.readAllStandardOutput(), "It declares two integers.\n");
+}
