@@ -957,6 +957,36 @@ void ChatViewModel::removeAttachment(const QUuid &id)
     publish();
 }
 
+void ChatViewModel::insertDroppedText(const QString &text)
+{
+    if (prompt.contains(QStringLiteral("$%")))
+        prompt.replace(QStringLiteral("$%"), text.startsWith(u'/') ? QFileInfo(text).fileName() : text);
+    else if (prompt.contains(QStringLiteral("$$")))
+        prompt.replace(QStringLiteral("$$"), text);
+    else if (text.startsWith(u'/'))
+        prompt += u'\n' + text;
+    else
+        prompt += (prompt.isEmpty() ? QString() : QStringLiteral(" ")) + text;
+    publish();
+}
+
+void ChatViewModel::attachDropped(const QString &text, const std::optional<QString> &path)
+{
+    if (path) {
+        addAttachment(*path);
+        return;
+    }
+    const QString trimmed = text.trimmed();
+    if (trimmed.startsWith(u'/'))
+        addAttachment(trimmed);
+}
+
+void ChatViewModel::insertPickedText(const QString &text)
+{
+    prompt = prompt.isEmpty() ? text : prompt + u'\n' + text;
+    publish();
+}
+
 bool ChatViewModel::listenForBridgeRequests()
 {
     QDBusConnection bus = QDBusConnection::sessionBus();

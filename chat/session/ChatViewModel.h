@@ -101,6 +101,13 @@ public:
     void addAttachment(const QString &path);
     void addTextAttachment(const QString &text);
     void removeAttachment(const QUuid &id);
+    // The drop menu's "Insert Text": "$%" takes a path's file name (or the text), else "$$"
+    // the whole text, else a path goes on a new line and other text after a blank.
+    void insertDroppedText(const QString &text);
+    // The drop menu's "Attach": the dropped file, or text that is an absolute path.
+    void attachDropped(const QString &text, const std::optional<QString> &path);
+    // What a picker inserts: the prompt itself when empty, else on a new line.
+    void insertPickedText(const QString &text);
     // Subscribes to the editor bridge's "request" signal on the session bus; false (and the
     // chat goes on without the bridge) when there is no bus.
     bool listenForBridgeRequests();

@@ -402,3 +402,30 @@ TEST(ChatViewModelTest, ToolCallDisplayRules)
     EXPECT_EQ(ToolCallDisplay::cut(QString(256, 'a')), QString(256, 'a'));
     EXPECT_EQ(ToolCallDisplay::cut(QString(300, 'a')), QString(256, 'a') + "...(44 more chars)");
 }
+
+// The drop menu's insert and attach, and what the pickers insert.
+TEST(ChatViewModelTest, DroppedTextFillsThePromptTemplate)
+{
+    ChatViewModel model;
+    model.prompt = QStringLiteral("Summarise $% from $$");
+    model.insertDroppedText(QStringLiteral("/a/b.txt"));
+    EXPECT_EQ(model.prompt, "Summarise b.txt from $$");  // only "$%" is taken
+    model.insertDroppedText(QStringLiteral("/c/d.txt"));
+    EXPECT_EQ(model.prompt, "Summarise b.txt from /c/d.txt");
+    model.prompt.clear();
+    model.insertDroppedText(QStringLiteral("plain words"));
+    EXPECT_EQ(model.prompt, "plain words");
+    model.insertDroppedText(QStringLiteral("/x/y"));
+    EXPECT_EQ(model.prompt, "plain words\n/x/y");
+
+    model.attachments.clear();
+    model.attachDropped(QStringLiteral("  not a path "), std::nullopt);
+    EXPECT_TRUE(model.attachments.isEmpty());
+    model.attachDropped(QStringLiteral(" /tmp/some file.txt\n"), std::nullopt);
+    ASSERT_EQ(model.attachments.size(), 1);
+    EXPECT_EQ(model.attachments.at(0).path, "/tmp/some file.txt");
+
+    model.prompt = QStringLiteral("Hi");
+    model.insertPickedText(QString());
+    EXPECT_EQ(model.prompt, "Hi\n");
+}

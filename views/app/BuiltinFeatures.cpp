@@ -9,6 +9,7 @@
 #include "views/app/ConfigurationCommands.h"
 #include "views/app/DestinationScreenRegistry.h"
 #include "views/app/NewAppWindow.h"
+#include "views/chat/ChatView.h"
 #include "views/chat/ReadOnlyTextView.h"
 #include "views/plugins/PluginManagerView.h"
 #include "views/settings/AppSettingsWindow.h"
@@ -83,6 +84,10 @@ void registerAll()
     });
     DestinationScreenRegistry::registerScreen(MenuDestination::menuPromptConfig, [](QWidget *parent) -> DestinationScreen * {
         return new PromptConfigView(nullptr, parent);
+    });
+
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuAIChat, [](QWidget *parent) -> DestinationScreen * {
+        return new ChatView(nullptr, parent);
     });
 
     DestinationScreenRegistry::registerScreen(MenuDestination::menuPluginManager, [](QWidget *parent) -> DestinationScreen * {

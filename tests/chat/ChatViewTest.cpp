@@ -1,0 +1,121 @@
+#include "chat/session/ChatViewModel.h"
+#include "tests/chatclients/peer/ProviderPeer.h"
+#include "tests/support/TestSupport.h"
+#include "tests/views/ViewsTestSupport.h"
+#include "views/app/AppMainWindow.h"
+#include "views/app/BuiltinFeatures.h"
+#include "views/chat/ChatInputField.h"
+#include "views/chat/ChatView.h"
+#include "views/chat/MCPToolCallBubble.h"
+#include "views/chat/MessageBubble.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QComboBox>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <QToolButton>
+
+using TestSupport::waitUntil;
+
+// The chat screen against a stand-in LM Studio: connect, ask with Return, watch the answer
+// with its reasoning and tool call, search the transcript, save it and read it back.
+TEST(ChatViewTest, ConnectAskSearchSaveAndImport)
+{
+    ChatView::startsServerOnAppear = false;
+    ProviderPeer peer;
+    auto *model = new ChatViewModel;
+    model->selectProvider(AIProviderID::lmStudio);
+    model->baseURL = peer.baseURL();
+    model->systemPrompt.clear();
+    ChatView view(model);
+    model->setParent(&view);
+    view.resize(900, 700);
+    view.show();
+
+    view.findChild<QPushButton *>(QStringLiteral("connect"))->click();
+    ASSERT_TRUE(waitUntil([&] { return model->connectionState == ChatViewModel::ConnectionState::connected && !model->isBusy; }));
+    EXPECT_EQ(view.statusLine()->text(), "Connected — 2 model(s) available.");
+    EXPECT_EQ(view.findChild<QComboBox *>(QStringLiteral("models"))->count(), 2);
+    EXPECT_EQ(view.findChild<QPushButton *>(QStringLiteral("connect"))->text(), "Disconnect");
+    EXPECT_EQ(view.findChild<QPushButton *>(QStringLiteral("loadModel"))->text(), "Unload model");
+
+    // Return with blanks only goes to the field; Shift+Return makes a line; Return sends.
+    view.input()->setFocus();
+    QTest::keyClicks(view.input(), QStringLiteral("   "));
+    QTest::keyClick(view.input(), Qt::Key_Return);
+    EXPECT_TRUE(model->transcript.isEmpty());
+    view.input()->clear();
+    QTest::keyClicks(view.input(), QStringLiteral("Read"));
+    QTest::keyClick(view.input(), Qt::Key_Return, Qt::ShiftModifier);
+    QTest::keyClicks(view.input(), QStringLiteral("the file"));
+    EXPECT_EQ(model->prompt, "Read\nthe file");
+    QTest::keyClick(view.input(), Qt::Key_Return);
+    EXPECT_EQ(view.sendButton()->text(), "Stop");
+    ASSERT_TRUE(waitUntil([&] { return !model->isBusy; }, 20000));
+    EXPECT_TRUE(view.input()->toPlainText().isEmpty());
+    EXPECT_EQ(view.sendButton()->text(), "Send");
+
+    const QList<MessageBubble *> bubbles = view.bubbles();
+    ASSERT_EQ(bubbles.size(), 2);
+    EXPECT_EQ(bubbles.at(0)->shownText(), "Read\nthe file");
+    EXPECT_EQ(bubbles.at(1)->shownText(), "Hello, world.");
+    EXPECT_EQ(bubbles.at(1)->reasoningText(), "Let me look.");
+    ASSERT_EQ(bubbles.at(1)->toolCallBubbles().size(), 1);
+    MCPToolCallBubble *call = bubbles.at(1)->toolCallBubbles().at(0);
+    EXPECT_TRUE(call->headText().contains("read_file"));
+    EXPECT_TRUE(call->headText().contains("✓"));
+    EXPECT_EQ(call->bodyText(), "Parameters\n  path: \"/tmp/a\"\nResult\n  [text] hello");
+    EXPECT_EQ(view.statusLine()->text(), "42 tok/s | 34 tokens | 0.25s to first token");
+
+    // Search steps round through the two messages that hold "read" (the answer in its tool call).
+    view.searchField()->setText(QStringLiteral("hello"));
+    EXPECT_EQ(view.searchPosition()->text(), "1/1");
+    view.searchField()->setText(QStringLiteral("READ"));
+    EXPECT_EQ(view.searchPosition()->text(), "1/2");
+    view.stepSearch(1);
+    EXPECT_EQ(view.searchPosition()->text(), "2/2");
+    view.stepSearch(1);
+    EXPECT_EQ(view.searchPosition()->text(), "1/2");
+
+    // Save, clear and read back; a file that is no chat is refused with an alert.
+    const QString path = TestSupport::makeTempDir() + QStringLiteral("/chat.json");
+    ASSERT_TRUE(view.exportTo(path));
+    view.findChild<QPushButton *>(QStringLiteral("clearChat"))->click();
+    EXPECT_TRUE(view.bubbles().isEmpty());
+    ASSERT_TRUE(view.importFrom(path));
+    ASSERT_EQ(view.bubbles().size(), 2);
+    EXPECT_EQ(view.bubbles().at(1)->shownText(), "Hello, world.");
+    EXPECT_EQ(view.bubbles().at(1)->toolCallBubbles().at(0)->bodyText(), "Result\n  [text] done");
+
+    QFile bad(path);
+    ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
+    bad.write("[1, 2]");
+    bad.close();
+    bool alerted = false;
+    QTimer::singleShot(100, [&] {
+        if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+            alerted = box->text() == "Import failed.";
+            box->accept();
+        }
+    });
+    EXPECT_FALSE(view.importFrom(path));
+    EXPECT_TRUE(alerted);
+    EXPECT_EQ(view.bubbles().size(), 2);
+}
+
+// The AI Chat destination of the window is the chat screen.
+TEST(ChatViewTest, TheDestinationShowsTheChat)
+{
+    ChatView::startsServerOnAppear = false;
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = ViewsTestSupport::launchedWindow(MenuDestination::menuAIChat);
+    EXPECT_NE(qobject_cast<ChatView *>(window->currentScreen()), nullptr);
+    ViewsTestSupport::closeAllWindows();
+}

@@ -1,0 +1,451 @@
+#include "views/chat/ChatView.h"
+
+#include "base/UserDefaults.h"
+#include "chat/appearance/AppearanceSettings.h"
+#include "chat/integrations/MCPIntegrationManager.h"
+#include "chat/integrations/StoreIntegrationHost.h"
+#include "chat/session/ChatTranscriptFile.h"
+#include "chat/session/ChatViewModel.h"
+#include "store/ServerConfigController.h"
+#include "views/chat/ChatInputField.h"
+#include "views/chat/LLMConnectionSettingsDialog.h"
+#include "views/chat/MessageBubble.h"
+
+#include <QComboBox>
+#include <QFile>
+#include <QFileDialog>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSaveFile>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTimer>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace {
+
+QPushButton *namedButton(const char *name, const QString &text, QWidget *parent)
+{
+    auto *button = new QPushButton(text, parent);
+    button->setObjectName(QString::fromLatin1(name));
+    return button;
+}
+
+}  // namespace
+
+ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(parent)
+{
+    setObjectName(QStringLiteral("chatView"));
+    if (!model) {
+        // The chat's own integrations: the local model calls the app's server's tools.
+        ServerConfigController *server = ServerConfigController::shared();
+        m_defaults = UserDefaults::standard();
+        m_host = std::make_unique<StoreIntegrationHost>(server->context(), server->router());
+        m_integrations = std::make_unique<MCPIntegrationManager>(*m_defaults, *m_host);
+        model = new ChatViewModel(m_integrations.get(), this);
+    }
+    m_model = model;
+    m_appearance = new AppearanceSettings({}, this);
+    m_model->listenForBridgeRequests();
+
+    // The provider, the connection and the model.
+    m_provider = new QComboBox(this);
+    m_provider->setObjectName(QStringLiteral("provider"));
+    for (AIProviderID provider : AIProvider::allCases())
+        m_provider->addItem(AIProvider::displayName(provider), int(provider));
+    m_connect = namedButton("connect", QStringLiteral("Connect"), this);
+    m_models = new QComboBox(this);
+    m_models->setObjectName(QStringLiteral("models"));
+    m_models->setMinimumWidth(200);
+    m_loadModel = namedButton("loadModel", QStringLiteral("Load model"), this);
+    QPushButton *refreshModels = namedButton("refreshModels", QStringLiteral("Refresh"), this);
+    QPushButton *settings = namedButton("connectionSettings", QStringLiteral("Connection Settings…"), this);
+    auto *connection = new QHBoxLayout;
+    connection->addWidget(m_provider);
+    connection->addWidget(m_connect);
+    connection->addWidget(new QLabel(QStringLiteral("Model:"), this));
+    connection->addWidget(m_models, 1);
+    connection->addWidget(m_loadModel);
+    connection->addWidget(refreshModels);
+    connection->addWidget(settings);
+
+    // Search and the transcript's commands.
+    m_search = new QLineEdit(this);
+    m_search->setObjectName(QStringLiteral("transcriptSearch"));
+    m_search->setPlaceholderText(QStringLiteral("Search in complete chat transcript"));
+    m_search->setClearButtonEnabled(true);
+    m_searchPosition = new QLabel(this);
+    auto *previous = new QToolButton(this);
+    previous->setArrowType(Qt::UpArrow);
+    previous->setToolTip(QStringLiteral("Previous result"));
+    auto *next = new QToolButton(this);
+    next->setArrowType(Qt::DownArrow);
+    next->setToolTip(QStringLiteral("Next result"));
+    m_server = namedButton("server", QStringLiteral("Start MCP server"), this);
+    QPushButton *exportButton = namedButton("exportChat", QStringLiteral("Export entire chat"), this);
+    QPushButton *importButton = namedButton("importChat", QStringLiteral("Import chat"), this);
+    QPushButton *clear = namedButton("clearChat", QStringLiteral("Clear"), this);
+    clear->setToolTip(QStringLiteral("Clar current chat"));
+    auto *toolbar = new QHBoxLayout;
+    toolbar->addWidget(m_search, 1);
+    toolbar->addWidget(m_searchPosition);
+    toolbar->addWidget(previous);
+    toolbar->addWidget(next);
+    toolbar->addStretch();
+    toolbar->addWidget(m_server);
+    toolbar->addWidget(exportButton);
+    toolbar->addWidget(importButton);
+    toolbar->addWidget(clear);
+
+    // The transcript.
+    auto *list = new QWidget(this);
+    m_transcript = new QVBoxLayout(list);
+    m_transcript->setContentsMargins(4, 4, 4, 4);
+    m_typing = new QLabel(QStringLiteral("…"), list);
+    m_typing->setObjectName(QStringLiteral("typingIndicator"));
+    m_transcript->addWidget(m_typing);
+    m_transcript->addStretch();
+    m_scroll = new QScrollArea(this);
+    m_scroll->setObjectName(QStringLiteral("transcript"));
+    m_scroll->setWidgetResizable(true);
+    m_scroll->setWidget(list);
+    m_loadProgress = new QProgressBar(this);
+    m_loadProgress->setFormat(QStringLiteral("Loading model %p%"));
+    m_promptProgress = new QProgressBar(this);
+    m_promptProgress->setFormat(QStringLiteral("Processing prompt %p%"));
+
+    // LM Studio's downloads.
+    m_download = new QGroupBox(QStringLiteral("Download (LM Studio only)"), this);
+    m_download->setCheckable(true);
+    m_download->setChecked(false);
+    m_downloadName = new QLineEdit(m_download);
+    m_downloadName->setPlaceholderText(QStringLiteral("Model name (e.g. llama-3...)"));
+    m_jobID = new QLineEdit(m_download);
+    m_jobID->setPlaceholderText(QStringLiteral("Job ID"));
+    QPushButton *startDownload = namedButton("startDownload", QStringLiteral("Start Download"), m_download);
+    QPushButton *checkStatus = namedButton("checkStatus", QStringLiteral("Check Status"), m_download);
+    auto *downloadRow = new QHBoxLayout(m_download);
+    downloadRow->addWidget(m_downloadName, 2);
+    downloadRow->addWidget(startDownload);
+    downloadRow->addWidget(m_jobID, 1);
+    downloadRow->addWidget(checkStatus);
+
+    // Attachments, the input and the status line.
+    m_attachments = new QHBoxLayout;
+    QPushButton *addFiles = namedButton("addFiles", QStringLiteral("Add files"), this);
+    auto *attachmentRow = new QHBoxLayout;
+    attachmentRow->addLayout(m_attachments);
+    attachmentRow->addStretch();
+    attachmentRow->addWidget(addFiles);
+    m_input = new ChatInputField(this);
+    m_input->setMaximumHeight(120);
+    m_send = namedButton("send", QStringLiteral("Send"), this);
+    auto *inputRow = new QHBoxLayout;
+    inputRow->addWidget(m_input, 1);
+    inputRow->addWidget(m_send, 0, Qt::AlignBottom);
+    m_status = new QLabel(this);
+    m_status->setObjectName(QStringLiteral("chatStatus"));
+
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(connection);
+    layout->addLayout(toolbar);
+    layout->addWidget(m_scroll, 1);
+    layout->addWidget(m_loadProgress);
+    layout->addWidget(m_promptProgress);
+    layout->addWidget(m_download);
+    layout->addLayout(attachmentRow);
+    layout->addLayout(inputRow);
+    layout->addWidget(m_status);
+
+    connect(m_provider, &QComboBox::activated, this,
+            [this] { m_model->selectProvider(AIProviderID(m_provider->currentData().toInt())); });
+    connect(m_connect, &QPushButton::clicked, this, [this] {
+        if (m_model->connectionState == ChatViewModel::ConnectionState::connected)
+            m_model->disconnect();
+        else
+            m_model->connect();
+    });
+    connect(m_models, &QComboBox::activated, this, [this] {
+        m_model->selectedModel = m_models->currentData().toString();
+        refresh();
+    });
+    connect(m_loadModel, &QPushButton::clicked, this, [this] {
+        const std::optional<AIModel> current = m_model->currentModel();
+        if (current && current->isLoaded)
+            m_model->unloadSelectedModel();
+        else
+            m_model->loadSelectedModel();
+    });
+    connect(refreshModels, &QPushButton::clicked, m_model, &ChatViewModel::refreshModels);
+    connect(settings, &QPushButton::clicked, this, &ChatView::openConnectionSettings);
+    connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) {
+        m_results = m_model->searchTranscript(text);
+        m_resultIndex = 0;
+        stepSearch(0);
+    });
+    connect(previous, &QToolButton::clicked, this, [this] { stepSearch(-1); });
+    connect(next, &QToolButton::clicked, this, [this] { stepSearch(1); });
+    connect(m_server, &QPushButton::clicked, this, [] {
+        ServerConfigController *server = ServerConfigController::shared();
+        if (server->isServerRunning())
+            server->stop();
+        else
+            server->start();
+    });
+    connect(exportButton, &QPushButton::clicked, this, &ChatView::exportChat);
+    connect(importButton, &QPushButton::clicked, this, &ChatView::importChat);
+    connect(clear, &QPushButton::clicked, m_model, &ChatViewModel::clearChat);
+    connect(startDownload, &QPushButton::clicked, this, [this] {
+        m_model->downloadModelName = m_downloadName->text().trimmed();
+        m_model->startDownload();
+    });
+    connect(checkStatus, &QPushButton::clicked, this, [this] {
+        m_model->downloadJobID = m_jobID->text().trimmed();
+        m_model->checkDownloadStatus();
+    });
+    connect(addFiles, &QPushButton::clicked, this, [this] {
+        for (const QString &path : QFileDialog::getOpenFileNames(this, QStringLiteral("Add files")))
+            m_model->addAttachment(path);
+    });
+    connect(m_input, &QPlainTextEdit::textChanged, this, [this] {
+        if (!m_refreshing) {
+            m_model->prompt = m_input->toPlainText();
+            m_send->setEnabled(m_model->isBusy || m_model->canSend());
+        }
+    });
+    m_input->canSend = [this] { return m_model->canSend(); };
+    m_input->onSend = [this] { m_model->sendPrompt(true); };
+    connect(m_input, &ChatInputField::dropped, this, &ChatView::showDropMenu);
+    connect(m_send, &QPushButton::clicked, this, [this] {
+        if (m_model->isBusy)
+            m_model->abort();
+        else
+            m_model->sendPrompt(true);
+    });
+    connect(m_model, &ChatViewModel::changed, this, &ChatView::refresh);
+    connect(m_model, &ChatViewModel::transcriptReset, this, &ChatView::syncTranscript);
+    connect(m_model, &ChatViewModel::messageChanged, this, [this](const QUuid &id) {
+        MessageBubble *bubble = m_bubbles.value(id);
+        const TranscriptMessage *message = m_model->message(id);
+        if (!bubble || !message)
+            return;
+        QScrollBar *bar = m_scroll->verticalScrollBar();
+        const bool atEnd = bar->value() >= bar->maximum() - 4;
+        bubble->update(*message);
+        if (atEnd)  // follow the answer as it grows, unless the user scrolled away
+            QTimer::singleShot(0, this, [bar] { bar->setValue(bar->maximum()); });
+    });
+    connect(ServerConfigController::shared(), &AbstractController::changed, this, [this] {
+        const bool running = ServerConfigController::shared()->isServerRunning();
+        if (running && !m_serverWasRunning && m_integrations)
+            m_integrations->applyToLiveServer();
+        m_serverWasRunning = running;
+        refresh();
+    });
+    syncTranscript();
+    refresh();
+}
+
+ChatView::~ChatView() = default;
+
+QList<MessageBubble *> ChatView::bubbles() const
+{
+    QList<MessageBubble *> ordered;
+    for (const TranscriptMessage &message : m_model->transcript) {
+        if (MessageBubble *bubble = m_bubbles.value(message.id))
+            ordered.append(bubble);
+    }
+    return ordered;
+}
+
+void ChatView::screenDidAppear()
+{
+    ServerConfigController *server = ServerConfigController::shared();
+    if (startsServerOnAppear && !server->isServerRunning() && !server->isStarting())
+        server->start();
+}
+
+bool ChatView::handlesCommand(MenuCommand command) const
+{
+    return command == MenuCommand::Save || command == MenuCommand::SaveAs;
+}
+
+void ChatView::performCommand(MenuCommand command)
+{
+    if (command == MenuCommand::Save || command == MenuCommand::SaveAs)
+        exportChat();
+}
+
+void ChatView::syncTranscript()
+{
+    // Bubbles of messages that are gone go; new ones come; the order is the transcript's.
+    QSet<QUuid> ids;
+    for (const TranscriptMessage &message : m_model->transcript)
+        ids.insert(message.id);
+    for (auto it = m_bubbles.begin(); it != m_bubbles.end();) {
+        if (ids.contains(it.key())) {
+            ++it;
+            continue;
+        }
+        it.value()->deleteLater();
+        it = m_bubbles.erase(it);
+    }
+    int position = 0;
+    for (const TranscriptMessage &message : m_model->transcript) {
+        MessageBubble *bubble = m_bubbles.value(message.id);
+        if (!bubble) {
+            bubble = new MessageBubble(message, m_appearance, m_scroll->widget());
+            m_bubbles.insert(message.id, bubble);
+            connect(bubble, &MessageBubble::dropped, this, [this](const QString &text) {
+                // Dropped on an answer: asked at once when the model is ready.
+                if (m_model->isBusy || m_model->selectedModel.isEmpty() || m_model->models.isEmpty() ||
+                    m_model->connectionState != ChatViewModel::ConnectionState::connected)
+                    return;
+                m_model->prompt = text;
+                m_model->sendPrompt(true);
+            });
+        } else {
+            bubble->update(message);
+        }
+        m_transcript->removeWidget(bubble);
+        m_transcript->insertWidget(position++, bubble);
+    }
+    QTimer::singleShot(0, this, [this] { m_scroll->verticalScrollBar()->setValue(m_scroll->verticalScrollBar()->maximum()); });
+}
+
+void ChatView::refresh()
+{
+    m_refreshing = true;
+    const bool connected = m_model->connectionState == ChatViewModel::ConnectionState::connected;
+    const bool lmStudio = m_model->selectedProvider == AIProviderID::lmStudio;
+    m_provider->setCurrentIndex(m_provider->findData(int(m_model->selectedProvider)));
+    m_connect->setText(connected ? QStringLiteral("Disconnect") : QStringLiteral("Connect"));
+    m_models->clear();
+    for (const AIModel &model : m_model->models)
+        m_models->addItem(model.isLoaded ? model.name + QStringLiteral(" ●") : model.name, model.id);
+    m_models->setCurrentIndex(m_models->findData(m_model->selectedModel));
+    const std::optional<AIModel> current = m_model->currentModel();
+    m_loadModel->setVisible(lmStudio);
+    m_loadModel->setEnabled(connected && current && !m_model->isBusy);
+    m_loadModel->setText(current && current->isLoaded ? QStringLiteral("Unload model") : QStringLiteral("Load model"));
+    m_download->setVisible(lmStudio);
+    if (m_jobID->text() != m_model->downloadJobID)
+        m_jobID->setText(m_model->downloadJobID);
+    m_server->setText(ServerConfigController::shared()->isServerRunning() ? QStringLiteral("Stop MCP server")
+                                                                           : QStringLiteral("Start MCP server"));
+    m_typing->setVisible(m_model->isBusy);
+    m_loadProgress->setVisible(m_model->modelLoadProgress.has_value());
+    m_loadProgress->setValue(int(m_model->modelLoadProgress.value_or(0) * 100));
+    m_promptProgress->setVisible(m_model->promptProcessingProgress.has_value());
+    m_promptProgress->setValue(int(m_model->promptProcessingProgress.value_or(0) * 100));
+    if (m_input->toPlainText() != m_model->prompt)
+        m_input->setPlainText(m_model->prompt);
+    m_send->setText(m_model->isBusy ? QStringLiteral("Stop") : QStringLiteral("Send"));
+    m_send->setEnabled(m_model->isBusy || m_model->canSend());
+    m_status->setText(m_model->statusText);
+    refreshAttachments();
+    m_refreshing = false;
+}
+
+void ChatView::refreshAttachments()
+{
+    while (QLayoutItem *item = m_attachments->takeAt(0)) {
+        delete item->widget();
+        delete item;
+    }
+    for (const ChatAttachment &attachment : m_model->attachments) {
+        auto *chip = new QToolButton(this);
+        chip->setText(attachment.label() + QStringLiteral("  ✕"));
+        chip->setToolTip(attachment.path.value_or(attachment.text.value_or(QString())).left(400));
+        const QUuid id = attachment.id;
+        connect(chip, &QToolButton::clicked, this, [this, id] {
+            QTimer::singleShot(0, m_model, [this, id] { m_model->removeAttachment(id); });
+        });
+        m_attachments->addWidget(chip);
+    }
+}
+
+void ChatView::stepSearch(int direction)
+{
+    const int count = int(m_results.size());
+    if (count == 0) {
+        m_searchPosition->setText(m_search->text().isEmpty() ? QString() : QStringLiteral("0/0"));
+        return;
+    }
+    m_resultIndex = ((m_resultIndex + direction) % count + count) % count;
+    m_searchPosition->setText(QStringLiteral("%1/%2").arg(m_resultIndex + 1).arg(count));
+    if (MessageBubble *bubble = m_bubbles.value(m_results.at(m_resultIndex)))
+        m_scroll->ensureWidgetVisible(bubble, 0, m_scroll->viewport()->height() / 3);
+}
+
+void ChatView::showDropMenu(const QString &text, const std::optional<QString> &path, const QPoint &at)
+{
+    QMenu menu(this);
+    menu.addAction(QStringLiteral("Insert Text"), this, [this, text] { m_model->insertDroppedText(text); });
+    menu.addAction(QStringLiteral("Attach"), this, [this, text, path] { m_model->attachDropped(text, path); });
+    menu.addAction(QStringLiteral("Cancel"));
+    const QPoint offset(std::max(at.x() + 10, 96), std::max(at.y() + 10, 24));
+    menu.exec(m_input->mapToGlobal(offset));
+}
+
+void ChatView::openConnectionSettings()
+{
+    LLMConnectionSettingsDialog dialog(m_model, this);
+    dialog.exec();
+}
+
+bool ChatView::exportTo(const QString &path)
+{
+    const std::optional<QByteArray> bytes = m_model->exportChat();
+    if (!bytes)
+        return false;
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(*bytes) != bytes->size() || !file.commit()) {
+        QMessageBox::warning(this, QStringLiteral("Export failed."), file.errorString());
+        return false;
+    }
+    return true;
+}
+
+bool ChatView::importFrom(const QString &path)
+{
+    QFile file(path);
+    QString error;
+    if (!file.open(QIODevice::ReadOnly) || !m_model->importChat(file.readAll(), &error)) {
+        QMessageBox box(QMessageBox::Warning, QStringLiteral("Import failed."), QStringLiteral("Import failed."), QMessageBox::Ok, this);
+        box.setObjectName(QStringLiteral("importFailed"));
+        box.setInformativeText(error.isEmpty() ? file.errorString() : error);
+        box.exec();
+        return false;
+    }
+    return true;
+}
+
+void ChatView::exportChat()
+{
+    if (!m_model->exportChat())
+        return;
+    const QString path = QFileDialog::getSaveFileName(
+        this, QStringLiteral("Export entire chat"),
+        QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation) + u'/' + ChatTranscriptFile::suggestedFileName(),
+        QStringLiteral("JSON files (*.json)"));
+    if (!path.isEmpty())
+        exportTo(path);
+}
+
+void ChatView::importChat()
+{
+    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("Import chat"), QDir::homePath(),
+                                                      QStringLiteral("JSON files (*.json);;All files (*)"));
+    if (!path.isEmpty())
+        importFrom(path);
+}

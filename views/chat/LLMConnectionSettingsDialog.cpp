@@ -1,0 +1,137 @@
+#include "views/chat/LLMConnectionSettingsDialog.h"
+
+#include "chat/session/ChatViewModel.h"
+
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+LLMConnectionSettingsDialog::LLMConnectionSettingsDialog(ChatViewModel *model, QWidget *parent)
+    : QDialog(parent), m_model(model)
+{
+    setObjectName(QStringLiteral("connectionSettings"));
+    setWindowTitle(QStringLiteral("LLM Connection Settings"));
+    resize(480, 760);
+
+    m_provider = new QComboBox(this);
+    for (AIProviderID provider : AIProvider::allCases())
+        m_provider->addItem(AIProvider::displayName(provider), int(provider));
+    m_url = new QLineEdit(this);
+    m_token = new QLineEdit(this);
+    m_token->setEchoMode(QLineEdit::Password);
+    auto *show = new QToolButton(this);
+    show->setText(QStringLiteral("Show"));
+    show->setCheckable(true);
+    auto *clear = new QToolButton(this);
+    clear->setText(QStringLiteral("Clear token"));
+    auto *tokenRow = new QHBoxLayout;
+    tokenRow->addWidget(m_token, 1);
+    tokenRow->addWidget(show);
+    tokenRow->addWidget(clear);
+    m_tokenNote = new QLabel(this);
+    m_systemPrompt = new QPlainTextEdit(this);
+    m_promptNote = new QLabel(this);
+    m_promptNote->setWordWrap(true);
+
+    m_temperature = new QLineEdit(this);
+    m_temperature->setObjectName(QStringLiteral("temperature"));
+    auto *temperatureChoices = new QHBoxLayout;
+    for (double value : {0.0, 0.3, 0.5, 0.7, 1.0}) {
+        auto *choice = new QToolButton(this);
+        choice->setText(QString::asprintf("%.1f", value));
+        temperatureChoices->addWidget(choice);
+        connect(choice, &QToolButton::clicked, this, [this, value] { m_temperature->setText(QString::asprintf("%.1f", value)); });
+    }
+    m_maxTokens = new QLineEdit(this);
+    m_maxTokens->setObjectName(QStringLiteral("maxTokens"));
+    auto *limitChoices = new QHBoxLayout;
+    for (qint64 value : {-1, 512, 1024, 2048, 4096, 8192}) {
+        auto *choice = new QToolButton(this);
+        choice->setText(value == -1 ? QStringLiteral("Auto") : value >= 1024 ? QStringLiteral("%1k").arg(value / 1024) : QString::number(value));
+        limitChoices->addWidget(choice);
+        connect(choice, &QToolButton::clicked, this, [this, value] { m_maxTokens->setText(QString::number(value)); });
+    }
+    m_limitNote = new QLabel(this);
+
+    auto *form = new QFormLayout;
+    form->addRow(QStringLiteral("Provider:"), m_provider);
+    form->addRow(QStringLiteral("Base URL:"), m_url);
+    form->addRow(QStringLiteral("API key:"), tokenRow);
+    form->addRow(QString(), m_tokenNote);
+    form->addRow(QStringLiteral("System prompt:"), m_systemPrompt);
+    form->addRow(QString(), m_promptNote);
+    auto *hint = new QLabel(QStringLiteral("The system prompt starts a new conversation thread on every connect."), this);
+    hint->setWordWrap(true);
+    form->addRow(QString(), hint);
+    form->addRow(QStringLiteral("Temperature:"), m_temperature);
+    form->addRow(QStringLiteral("Range: 0.0 – 1.0"), temperatureChoices);
+    form->addRow(QStringLiteral("Output limit:"), m_maxTokens);
+    form->addRow(QString(), limitChoices);
+    auto *limitHint = new QLabel(
+        QStringLiteral("Maximum number of tokens the model may generate. Use -1 to let the model decide (provider default)."), this);
+    limitHint->setWordWrap(true);
+    form->addRow(QString(), limitHint);
+    form->addRow(QString(), m_limitNote);
+
+    auto *buttons = new QDialogButtonBox(this);
+    QPushButton *cancel = buttons->addButton(QStringLiteral("Cancel"), QDialogButtonBox::RejectRole);
+    cancel->setToolTip(QStringLiteral("Leave unchanged"));
+    QPushButton *save = buttons->addButton(QStringLiteral("Save & Close"), QDialogButtonBox::AcceptRole);
+    save->setToolTip(QStringLiteral("Update provider settings."));
+    save->setDefault(true);
+    auto *layout = new QVBoxLayout(this);
+    layout->addWidget(new QLabel(QStringLiteral("<b>LLM Connection Settings</b>"), this));
+    layout->addLayout(form, 1);
+    layout->addWidget(buttons);
+
+    connect(m_provider, &QComboBox::currentIndexChanged, this,
+            [this] { loadDrafts(AIProviderID(m_provider->currentData().toInt())); });
+    connect(show, &QToolButton::toggled, this,
+            [this](bool visible) { m_token->setEchoMode(visible ? QLineEdit::Normal : QLineEdit::Password); });
+    connect(clear, &QToolButton::clicked, m_token, &QLineEdit::clear);
+    connect(m_token, &QLineEdit::textChanged, this, &LLMConnectionSettingsDialog::refreshNotes);
+    connect(m_systemPrompt, &QPlainTextEdit::textChanged, this, &LLMConnectionSettingsDialog::refreshNotes);
+    connect(buttons, &QDialogButtonBox::accepted, this, &LLMConnectionSettingsDialog::saveAndClose);
+    connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+
+    m_provider->setCurrentIndex(m_provider->findData(int(m_model->selectedProvider)));
+    loadDrafts(m_model->selectedProvider);
+    m_temperature->setText(QString::number(m_model->temperature));
+    m_maxTokens->setText(QString::number(m_model->maxOutputTokens));
+    m_limitNote->setText(QStringLiteral("Current: ") + ChatViewModel::outputLimitText(m_model->maxOutputTokens));
+}
+
+void LLMConnectionSettingsDialog::loadDrafts(AIProviderID provider)
+{
+    const ChatViewModel::ProviderSettings values = m_model->settings(provider);
+    m_url->setText(values.baseURL);
+    m_token->setText(values.token);
+    m_systemPrompt->setPlainText(values.systemPrompt);
+    refreshNotes();
+}
+
+void LLMConnectionSettingsDialog::refreshNotes()
+{
+    m_tokenNote->setText(m_token->text().isEmpty() ? QStringLiteral("No token configured") : QStringLiteral("Token configured"));
+    const QString prompt = m_systemPrompt->toPlainText();
+    m_promptNote->setText(
+        QStringLiteral("Sent automatically as the first message after every successful connection. Leave blank to skip.\n") +
+        (prompt.trimmed().isEmpty() ? QStringLiteral("No system prompt — skipped on connect")
+                                    : QString::number(prompt.size()) + QStringLiteral(" characters configured")));
+}
+
+void LLMConnectionSettingsDialog::saveAndClose()
+{
+    const auto provider = AIProviderID(m_provider->currentData().toInt());
+    m_model->applySettings(provider, {m_url->text().trimmed(), m_token->text().trimmed(), m_systemPrompt->toPlainText()});
+    if (provider == m_model->selectedProvider)
+        m_model->applyModelSettings(m_temperature->text(), m_maxTokens->text());
+    accept();
+}

@@ -1,0 +1,166 @@
+#include "views/chat/MessageBubble.h"
+
+#include "chat/appearance/AppearanceSettings.h"
+#include "chat/markdown/AnswerTextCoordinator.h"
+#include "chat/markdown/MarkdownRenderer.h"
+#include "views/chat/MCPToolCallBubble.h"
+
+#include <QClipboard>
+#include <QDragEnterEvent>
+#include <QFile>
+#include <QFileDialog>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMimeData>
+#include <QSaveFile>
+#include <QTextBrowser>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+MessageBubble::MessageBubble(const TranscriptMessage &message, AppearanceSettings *appearance, QWidget *parent)
+    : QFrame(parent), m_id(message.id), m_isUser(message.role == TranscriptMessage::Role::user)
+{
+    setObjectName(m_isUser ? QStringLiteral("userBubble") : QStringLiteral("assistantBubble"));
+    setFrameShape(QFrame::StyledPanel);
+    setAcceptDrops(!m_isUser);
+    m_header = new QLabel(this);
+    auto *copy = new QToolButton(this);
+    copy->setText(QStringLiteral("Copy raw content"));
+    copy->setAutoRaise(true);
+    auto *save = new QToolButton(this);
+    save->setText(QStringLiteral("Save raw content"));
+    save->setAutoRaise(true);
+    save->setVisible(!m_isUser);
+    auto *head = new QHBoxLayout;
+    head->addWidget(m_header, 1);
+    head->addWidget(copy);
+    head->addWidget(save);
+
+    m_calls = new QVBoxLayout;
+    m_reasoningToggle = new QToolButton(this);
+    m_reasoningToggle->setText(QStringLiteral("Reasoning"));
+    m_reasoningToggle->setCheckable(true);
+    m_reasoningToggle->setAutoRaise(true);
+    m_reasoningToggle->setArrowType(Qt::RightArrow);
+    m_reasoningToggle->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_reasoning = new QLabel(this);
+    m_reasoning->setWordWrap(true);
+    m_reasoning->setTextFormat(Qt::PlainText);
+    m_reasoning->setStyleSheet(QStringLiteral("color: gray;"));
+    m_reasoning->setVisible(false);
+    m_body = new QTextBrowser(this);
+    m_body->setObjectName(QStringLiteral("messageBody"));
+    m_body->setFrameShape(QFrame::NoFrame);
+    m_body->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_body->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_body->setOpenExternalLinks(true);
+    m_body->viewport()->setAutoFillBackground(false);
+    m_stats = new QLabel(this);
+    m_stats->setStyleSheet(QStringLiteral("color: gray;"));
+    if (!m_isUser)
+        m_coordinator = std::make_unique<AnswerTextCoordinator>(m_body->document(), MarkdownRenderer(appearance->markdownStyle()));
+
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(10, 6, 10, 6);
+    layout->addLayout(head);
+    layout->addLayout(m_calls);
+    layout->addWidget(m_reasoningToggle);
+    layout->addWidget(m_reasoning);
+    layout->addWidget(m_body);
+    layout->addWidget(m_stats);
+
+    connect(m_reasoningToggle, &QToolButton::toggled, this, [this](bool open) {
+        m_reasoning->setVisible(open);
+        m_reasoningToggle->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
+    });
+    connect(copy, &QToolButton::clicked, this, [this] { QGuiApplication::clipboard()->setText(m_raw); });
+    connect(save, &QToolButton::clicked, this, [this] {
+        const QString path = QFileDialog::getSaveFileName(
+            this, QStringLiteral("Save raw content"),
+            QStringLiteral("assistant-") + m_id.toString(QUuid::WithoutBraces).left(8) + QStringLiteral(".txt"));
+        if (path.isEmpty())
+            return;
+        QSaveFile file(path);
+        if (file.open(QIODevice::WriteOnly)) {
+            file.write(m_raw.toUtf8());
+            file.commit();
+        }
+    });
+    update(message);
+}
+
+MessageBubble::~MessageBubble() = default;
+
+void MessageBubble::update(const TranscriptMessage &message)
+{
+    m_raw = message.content;
+    m_header->setText(QStringLiteral("<b>%1</b>  <span style='color:gray'>%2</span>")
+                          .arg(m_isUser ? QStringLiteral("You") : QStringLiteral("Assistant"),
+                               message.timestamp.toLocalTime().toString(QStringLiteral("HH:mm"))));
+    while (m_callBubbles.size() < message.toolCalls.size()) {
+        auto *bubble = new MCPToolCallBubble(this);
+        m_calls->addWidget(bubble);
+        m_callBubbles.append(bubble);
+    }
+    for (qsizetype i = 0; i < message.toolCalls.size(); ++i)
+        m_callBubbles[i]->update(message.toolCalls.at(i));
+    const QString reasoning = message.reasoning.value_or(QString());
+    m_reasoningToggle->setVisible(!reasoning.isEmpty());
+    m_reasoning->setText(reasoning);
+
+    if (m_isUser) {
+        m_body->setPlainText(message.content);
+    } else if (message.content.isEmpty() && message.toolCalls.isEmpty() && !message.isComplete) {
+        m_body->setPlainText(QStringLiteral("In progress..."));
+    } else {
+        if (m_body->toPlainText() == QLatin1String("In progress..."))
+            m_body->clear();
+        m_coordinator->update(message.content, !message.isComplete, message.isComplete);
+    }
+    if (message.stats && message.isComplete) {
+        m_stats->setText(QStringLiteral("%1 tokens · %2 tok/s")
+                             .arg(message.stats->totalOutputTokens)
+                             .arg(message.stats->tokensPerSecond, 0, 'f', 0));
+    }
+    m_stats->setVisible(message.stats && message.isComplete);
+    fitBody();
+}
+
+QString MessageBubble::shownText() const
+{
+    return m_body->toPlainText();
+}
+
+QString MessageBubble::reasoningText() const
+{
+    return m_reasoning->text();
+}
+
+void MessageBubble::fitBody()
+{
+    // The text grows the bubble, never a scroll bar inside it.
+    m_body->document()->setTextWidth(m_body->viewport()->width() > 0 ? m_body->viewport()->width() : 400);
+    m_body->setFixedHeight(int(m_body->document()->size().height()) + 4);
+}
+
+void MessageBubble::resizeEvent(QResizeEvent *event)
+{
+    QFrame::resizeEvent(event);
+    fitBody();
+}
+
+void MessageBubble::dragEnterEvent(QDragEnterEvent *event)
+{
+    if (event->mimeData()->hasUrls() || event->mimeData()->hasText())
+        event->acceptProposedAction();
+}
+
+void MessageBubble::dropEvent(QDropEvent *event)
+{
+    const QMimeData *data = event->mimeData();
+    if (data->hasUrls() && !data->urls().isEmpty())
+        emit dropped(data->urls().constFirst().toLocalFile());
+    else if (data->hasText())
+        emit dropped(data->text());
+}
