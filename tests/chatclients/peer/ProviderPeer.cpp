@@ -1,6 +1,14 @@
 #include "tests/chatclients/peer/ProviderPeer.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
+#include <QUrl>
 #include <QJsonObject>
 
 namespace {
@@ -67,6 +75,86 @@ QByteArray ProviderPeer::chatStream()
         + kChatResult + "}\n\n";
 }
 
+namespace {
+
+// One JSON-RPC request to an MCP server over HTTP, blocking, on the peer's thread.
+QJsonObject callMcp(const QUrl &url, const QJsonObject &message)
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (fd < 0)
+        return {};
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(quint16(url.port(80)));
+    ::inet_pton(AF_INET, url.host().toUtf8().constData(), &address.sin_addr);
+    timeval timeout{10, 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    QByteArray reply;
+    if (::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0) {
+        const QByteArray body = QJsonDocument(message).toJson(QJsonDocument::Compact);
+        const QByteArray path = url.path().isEmpty() ? QByteArray("/") : url.path().toUtf8();
+        const QByteArray request = "POST " + path + " HTTP/1.1\r\nHost: " + url.host().toUtf8() +
+                                   "\r\nContent-Type: application/json\r\nAccept: application/json, text/event-stream\r\n"
+                                   "Connection: close\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body;
+        qsizetype sent = 0;
+        while (sent < request.size()) {
+            const ssize_t n = ::send(fd, request.constData() + sent, size_t(request.size() - sent), MSG_NOSIGNAL);
+            if (n <= 0)
+                break;
+            sent += n;
+        }
+        char buffer[4096];
+        for (ssize_t n; (n = ::recv(fd, buffer, sizeof buffer, 0)) > 0;)
+            reply.append(buffer, n);
+    }
+    ::close(fd);
+    return QJsonDocument::fromJson(reply.mid(reply.indexOf("\r\n\r\n") + 4)).object();
+}
+
+QByteArray frame(const QJsonObject &object)
+{
+    return "data: " + QJsonDocument(object).toJson(QJsonDocument::Compact) + "\n\n";
+}
+
+}  // namespace
+
+QByteArray ProviderPeer::toolCallingStream(const QJsonObject &body)
+{
+    // As LM Studio does with an ephemeral MCP integration: the model asks for read_file on the
+    // first absolute path of the input, the server answers, the model says what it read.
+    const QJsonObject integration = body.value("integrations").toArray().at(0).toObject();
+    const QUrl server(integration.value("server_url").toString());
+    const QString label = integration.value("server_label").toString();
+    QString path;
+    for (const QString &word : body.value("input").toString().split(QRegularExpression("\\s+"))) {
+        if (word.startsWith(u'/')) {
+            path = word;
+            break;
+        }
+    }
+    const QJsonObject arguments{{"file_path", path}};
+    const QJsonObject reply = callMcp(server, {{"jsonrpc", "2.0"}, {"id", 1}, {"method", "tools/call"},
+                                               {"params", QJsonObject{{"name", "read_file"}, {"arguments", arguments}}}});
+    const QJsonArray content = reply.value("result").toObject().value("content").toArray();
+    const QString text = content.at(0).toObject().value("text").toString();
+    const QString output = QString::fromUtf8(QJsonDocument(content).toJson(QJsonDocument::Compact));
+    const QString answer = QStringLiteral("The file says: ") + text.trimmed();
+    QByteArray stream = frame({{"type", "chat.start"}, {"model_instance_id", "qwen-7b"}});
+    stream += frame({{"type", "tool_call.start"}});
+    stream += frame({{"type", "tool_call.name"}, {"tool_name", "read_file"}, {"provider_info", QJsonObject{{"server_label", label}}}});
+    stream += frame({{"type", "tool_call.arguments"}, {"tool", "read_file"}, {"arguments", arguments}});
+    stream += frame({{"type", "tool_call.success"}, {"tool", "read_file"}, {"output", output}});
+    stream += frame({{"type", "message.delta"}, {"content", answer}});
+    const QJsonObject result{
+        {"model_instance_id", "qwen-7b"}, {"response_id", "resp_tools"},
+        {"output", QJsonArray{QJsonObject{{"type", "tool_call"}, {"tool", "read_file"}, {"arguments", arguments}, {"output", output}},
+                              QJsonObject{{"type", "message"}, {"content", answer}}}},
+        {"stats", QJsonObject{{"input_tokens", 20}, {"total_output_tokens", 9}, {"reasoning_output_tokens", 0},
+                              {"tokens_per_second", 30.0}, {"time_to_first_token_seconds", 0.1}}}};
+    stream += frame({{"type", "chat.end"}, {"result", result}});
+    return stream;
+}
+
 TestHttpServer::Response ProviderPeer::answer(const TestHttpServer::Request &request)
 {
     const Failure failure = m_failure.load();
@@ -102,7 +190,10 @@ TestHttpServer::Response ProviderPeer::answer(const TestHttpServer::Request &req
     } else if (path == "/api/v1/chat") {
         if (body.value("stream").toBool()) {
             response.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray("text/event-stream")));
-            response.body = chatStream();
+            const QJsonArray integrations = body.value("integrations").toArray();
+            response.body = integrations.at(0).toObject().value("type").toString() == "ephemeral_mcp"
+                                ? toolCallingStream(body)
+                                : chatStream();
             if (failure == Failure::cutStream)
                 response.body = response.body.left(response.body.indexOf("message.end") + 5);
             // Byte by byte: every frame and UTF-8 sequence is split somewhere.

@@ -2,6 +2,7 @@
 
 #include "tests/http/TestHttpServer.h"
 
+#include <QJsonObject>
 #include <QString>
 #include <atomic>
 #include <memory>
@@ -9,7 +10,8 @@
 // A stand-in for the language-model providers on 127.0.0.1 (an ephemeral port), for tests and
 // screenshot scripts: it plays an LM Studio server (models, load, unload, a download whose job
 // moves from downloading to completed over its status polls, and a chat that streams reasoning,
-// message deltas, a tool call and chat.end one byte at a time) and the OpenAI, Anthropic and
+// message deltas, a tool call and chat.end one byte at a time, or a model that really calls an
+// MCP server's read_file) and the OpenAI, Anthropic and
 // Gemini APIs, and fails on demand. Started by the constructor, stopped by the destructor;
 // every request is recorded.
 class ProviderPeer {
@@ -34,6 +36,9 @@ public:
 
     // The bytes of the streamed chat: reasoning, two message deltas, a tool call and chat.end.
     static QByteArray chatStream();
+    // With an "ephemeral_mcp" integration in the request the peer calls that server's
+    // read_file, as LM Studio would, and streams the call and an answer quoting the file.
+    static QByteArray toolCallingStream(const QJsonObject &body);
     static const char *serverErrorBody();
 
 private:

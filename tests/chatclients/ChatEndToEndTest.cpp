@@ -1,0 +1,94 @@
+#include "chat/integrations/MCPIntegrationHost.h"
+#include "chat/integrations/MCPIntegrationManager.h"
+#include "chat/session/ChatViewModel.h"
+#include "tests/chatclients/peer/ProviderPeer.h"
+#include "tests/support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QSettings>
+
+namespace {
+
+// The integrations' view of a `kelvara serve` in another process: its port and its read_file.
+class ServeHost : public MCPIntegrationHost {
+public:
+    explicit ServeHost(int port) : m_port(port) {}
+    std::optional<QList<QJsonObject>> toolConfigs() override { return QList<QJsonObject>{{{"name", "read_file"}}}; }
+    QString serverLabel() override { return QStringLiteral("Kelvara Server"); }
+    int serverPort() override { return m_port; }
+    void resetToolRegistry() override {}
+    void registerTool(const QJsonObject &) override {}
+
+private:
+    int m_port;
+};
+
+}  // namespace
+
+// `kelvara serve` with the built-in tools, the peer as an LM Studio model that calls read_file
+// through the chat's integration: the transcript ends with the tool call and the answer.
+TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
+{
+    const int port = TestSupport::freeLowPort();
+    QProcess serve;
+    serve.setProcessChannelMode(QProcess::MergedChannels);
+    serve.start(QStringLiteral(KELVARA_BINARY),
+                {QStringLiteral("serve"), QStringLiteral("--import-builtin"), QStringLiteral("--port"), QString::number(port)});
+    ASSERT_TRUE(serve.waitForStarted(10000));
+    QByteArray banner;
+    ASSERT_TRUE(TestSupport::waitUntil([&] {
+        serve.waitForReadyRead(50);
+        banner += serve.readAll();
+        return banner.contains("MCP Server running");
+    }, 30000)) << banner.toStdString();
+
+    const QString notes = TestSupport::makeTempDir() + QStringLiteral("/notes.txt");
+    QFile file(notes);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("Kelvara notes for the chat\n");
+    file.close();
+
+    ServeHost host(port);
+    QSettings defaults(TestSupport::makeTempDir() + QStringLiteral("/chat.conf"), QSettings::IniFormat);
+    MCPIntegrationManager integrations(defaults, host);
+    MCPIntegration local;
+    local.kind = MCPIntegration::Kind::plugin;
+    local.label = QStringLiteral("Internal Tools");
+    local.isEnabled = true;
+    integrations.syncTools(local);
+    local.setToolEnabled(QStringLiteral("read_file"), true);
+    integrations.add(local);
+
+    ProviderPeer peer;
+    ChatViewModel chat(&integrations);
+    chat.selectProvider(AIProviderID::lmStudio);
+    chat.baseURL = peer.baseURL();
+    chat.systemPrompt.clear();
+    chat.connect();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return chat.connectionState == ChatViewModel::ConnectionState::connected && !chat.isBusy; }));
+    chat.send(QStringLiteral("What is in ") + notes + QStringLiteral(" ?"));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !chat.isBusy; }, 30000));
+
+    const QJsonArray sent = QJsonDocument::fromJson(peer.lastRequest().body).object().value("integrations").toArray();
+    EXPECT_EQ(sent.at(0).toObject().value("server_url").toString(), QStringLiteral("http://127.0.0.1:%1").arg(port));
+    ASSERT_EQ(chat.transcript.size(), 2);
+    const TranscriptMessage &answer = chat.transcript.last();
+    ASSERT_EQ(answer.toolCalls.size(), 1);
+    const MCPToolCall &call = answer.toolCalls.first();
+    EXPECT_EQ(call.tool, "read_file");
+    EXPECT_EQ(call.serverLabel, "Kelvara Server");
+    EXPECT_EQ(call.arguments.value("file_path").toString(), notes);
+    ASSERT_TRUE(call.output);
+    EXPECT_TRUE(call.output->contains("Kelvara notes for the chat")) << call.output->toStdString();
+    EXPECT_EQ(answer.content, "The file says: Kelvara notes for the chat");
+    EXPECT_TRUE(answer.isComplete);
+
+    serve.terminate();
+    EXPECT_TRUE(serve.waitForFinished(20000));
+    EXPECT_EQ(serve.exitCode(), 0);
+}
