@@ -1,4 +1,9 @@
 #include "chat/session/ChatViewModel.h"
+#include "store/PromptArguments.h"
+#include "store/PromptConfig.h"
+#include "store/PromptQueryService.h"
+#include "store/ServerConfigController.h"
+#include "store/StoreContext.h"
 #include "tests/chatclients/peer/ProviderPeer.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
@@ -8,6 +13,7 @@
 #include "views/chat/ChatView.h"
 #include "views/chat/MCPToolCallBubble.h"
 #include "views/chat/MessageBubble.h"
+#include "views/chat/PromptPickerSheet.h"
 
 #include <gtest/gtest.h>
 
@@ -16,6 +22,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
@@ -118,4 +125,33 @@ TEST(ChatViewTest, TheDestinationShowsTheChat)
     AppMainWindow *window = ViewsTestSupport::launchedWindow(MenuDestination::menuAIChat);
     EXPECT_NE(qobject_cast<ChatView *>(window->currentScreen()), nullptr);
     ViewsTestSupport::closeAllWindows();
+}
+
+// The prompt picker over the app's store: pick a prompt, fill its argument, insert.
+TEST(ChatViewTest, ThePromptPickerFillsATemplate)
+{
+    StoreContext *context = ServerConfigController::shared()->context();
+    auto *prompt = context->insert<PromptConfig>();
+    prompt->setName(QStringLiteral("summarise"));
+    prompt->setTemplateText(QStringLiteral("Summarise {{file}} briefly."));
+    PromptArguments *argument = PromptQueryService::createArgument(context, prompt);
+    argument->setName(QStringLiteral("file"));
+    argument->setRequired(true);
+    ASSERT_TRUE(context->save());
+
+    QString inserted;
+    PromptPickerSheet sheet(context, [&](const QString &text) { inserted = text; });
+    sheet.searchField()->setText(QStringLiteral("summ"));
+    ASSERT_EQ(sheet.list()->count(), 1);
+    sheet.list()->setCurrentRow(0);
+    EXPECT_TRUE(sheet.nextButton()->isEnabled());
+    sheet.goOn();
+    EXPECT_EQ(sheet.nextButton()->text(), "Insert");
+    EXPECT_FALSE(sheet.nextButton()->isEnabled());  // the required argument is empty
+    QList<QLineEdit *> fields = sheet.findChildren<QLineEdit *>();
+    ASSERT_FALSE(fields.isEmpty());
+    fields.last()->setText(QStringLiteral("/tmp/report.txt"));
+    EXPECT_TRUE(sheet.nextButton()->isEnabled());
+    sheet.goOn();
+    EXPECT_EQ(inserted, "Summarise /tmp/report.txt briefly.");
 }

@@ -10,6 +10,8 @@
 #include "views/chat/ChatInputField.h"
 #include "views/chat/LLMConnectionSettingsDialog.h"
 #include "views/chat/MessageBubble.h"
+#include "views/chat/PromptPickerSheet.h"
+#include "views/chat/ResourcePickerSheet.h"
 
 #include <QComboBox>
 #include <QFile>
@@ -142,9 +144,13 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     // Attachments, the input and the status line.
     m_attachments = new QHBoxLayout;
     QPushButton *addFiles = namedButton("addFiles", QStringLiteral("Add files"), this);
+    QPushButton *insertPrompt = namedButton("insertPrompt", QStringLiteral("Insert Prompt"), this);
+    QPushButton *insertResource = namedButton("insertResource", QStringLiteral("Insert Resource"), this);
     auto *attachmentRow = new QHBoxLayout;
     attachmentRow->addLayout(m_attachments);
     attachmentRow->addStretch();
+    attachmentRow->addWidget(insertPrompt);
+    attachmentRow->addWidget(insertResource);
     attachmentRow->addWidget(addFiles);
     m_input = new ChatInputField(this);
     m_input->setMaximumHeight(120);
@@ -215,6 +221,15 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     connect(addFiles, &QPushButton::clicked, this, [this] {
         for (const QString &path : QFileDialog::getOpenFileNames(this, QStringLiteral("Add files")))
             m_model->addAttachment(path);
+    });
+    auto insertPicked = [this](const QString &text) { m_model->insertPickedText(text); };
+    connect(insertPrompt, &QPushButton::clicked, this, [this, insertPicked] {
+        PromptPickerSheet sheet(ServerConfigController::shared()->context(), insertPicked, this);
+        sheet.exec();
+    });
+    connect(insertResource, &QPushButton::clicked, this, [this, insertPicked] {
+        ResourcePickerSheet sheet(ServerConfigController::shared()->context(), insertPicked, this);
+        sheet.exec();
     });
     connect(m_input, &QPlainTextEdit::textChanged, this, [this] {
         if (!m_refreshing) {
