@@ -139,9 +139,14 @@ QString MessageBubble::reasoningText() const
 
 void MessageBubble::fitBody()
 {
-    // The text grows the bubble, never a scroll bar inside it.
-    m_body->document()->setTextWidth(m_body->viewport()->width() > 0 ? m_body->viewport()->width() : 400);
-    m_body->setFixedHeight(int(m_body->document()->size().height()) + 4);
+    // The text grows the bubble, never a scroll bar inside it. A new width lays the whole
+    // document out again, so it is set only when it changes.
+    const qreal width = m_body->viewport()->width() > 0 ? m_body->viewport()->width() : 400;
+    if (!qFuzzyCompare(m_body->document()->textWidth(), width))
+        m_body->document()->setTextWidth(width);
+    const int height = int(m_body->document()->size().height()) + 4;
+    if (m_body->height() != height)
+        m_body->setFixedHeight(height);
 }
 
 void MessageBubble::resizeEvent(QResizeEvent *event)
