@@ -138,6 +138,7 @@ int runDesktop(int argc, char **argv)
     if (!options.screenshotDir.isEmpty()) {
         ScreenshotTour::addStep(ServerScreenshotStep::step());
         ScreenshotTour::addStep(ChatScreenshotStep::step());
+        ScreenshotTour::addStep(ChatScreenshotStep::transcriptStep());
         ScreenshotTour::addStep(ToolsScreenshotStep::step());
         ScreenshotTour::addStep(ScriptScreenshotStep::step());
         tour = std::make_unique<ScreenshotTour>(options.screenshotDir, window);

@@ -2,7 +2,11 @@
 
 #include "chat/appearance/AppearanceSettings.h"
 #include "chat/markdown/MarkdownRenderer.h"
+#include "app/MenuVisibility.h"
+#include "chat/session/ChatViewModel.h"
+#include "views/app/AppMainWindow.h"
 #include "views/chat/ChatSettingsWindow.h"
+#include "views/chat/ChatView.h"
 
 #include <QPointer>
 #include <QTextBrowser>
@@ -43,6 +47,53 @@ ScreenshotTour::Step step()
                 weakWindow->close();
             }
             done();
+        });
+    };
+}
+
+ScreenshotTour::Step transcriptStep()
+{
+    return [](ScreenshotTour *tour, AppMainWindow *window, std::function<void()> done) {
+        const QString peer = qEnvironmentVariable("KELVARA_SCREENSHOT_CHAT_PEER");
+        if (peer.isEmpty()) {
+            done();
+            return;
+        }
+        MenuVisibility::shared()->setRequestedDestination(MenuDestination::menuAIChat);
+        QPointer<AppMainWindow> weak(window);
+        tour->after(400, [tour, weak, peer, done] {
+            auto *view = weak ? qobject_cast<ChatView *>(weak->currentScreen()) : nullptr;
+            if (!view) {
+                done();
+                return;
+            }
+            ChatViewModel *model = view->model();
+            model->selectProvider(AIProviderID::lmStudio);
+            model->baseURL = peer;
+            model->systemPrompt.clear();
+            model->connect();
+            // Waits in steps of 200 ms, at most 10 s, for what `ready` says.
+            auto poll = std::make_shared<std::function<void(std::function<bool()>, std::function<void()>, int)>>();
+            *poll = [tour, poll](std::function<bool()> ready, std::function<void()> then, int left) {
+                if (ready() || left <= 0)
+                    return then();
+                tour->after(200, [poll, ready, then, left] { (*poll)(ready, then, left - 1); });
+            };
+            (*poll)([model] { return model->connectionState == ChatViewModel::ConnectionState::connected && !model->isBusy; },
+                    [tour, weak, model, poll, done] {
+                        model->prompt = QStringLiteral("Which tools does the server have? Answer in markdown.");
+                        model->sendPrompt(true);
+                        (*poll)([model] { return !model->isBusy; },
+                                [tour, weak, done] {
+                                    tour->after(300, [tour, weak, done] {
+                                        if (weak)
+                                            tour->grab(weak, QStringLiteral("42-chat-transcript"));
+                                        done();
+                                    });
+                                },
+                                50);
+                    },
+                    50);
         });
     };
 }

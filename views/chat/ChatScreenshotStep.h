@@ -7,5 +7,8 @@
 namespace ChatScreenshotStep {
 
 ScreenshotTour::Step step();
+// The AI Chat screen after a streamed answer of the providers' stand-in, whose address the
+// environment gives in KELVARA_SCREENSHOT_CHAT_PEER ("42-chat-transcript"); nothing without it.
+ScreenshotTour::Step transcriptStep();
 
 }  // namespace ChatScreenshotStep

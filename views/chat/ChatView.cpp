@@ -129,13 +129,20 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     m_download = new QGroupBox(QStringLiteral("Download (LM Studio only)"), this);
     m_download->setCheckable(true);
     m_download->setChecked(false);
-    m_downloadName = new QLineEdit(m_download);
+    auto *downloadContent = new QWidget(m_download);
+    downloadContent->setVisible(false);  // folded until the box is ticked
+    auto *downloadBox = new QVBoxLayout(m_download);
+    downloadBox->setContentsMargins(6, 0, 6, 0);
+    downloadBox->addWidget(downloadContent);
+    connect(m_download, &QGroupBox::toggled, downloadContent, &QWidget::setVisible);
+    m_downloadName = new QLineEdit(downloadContent);
     m_downloadName->setPlaceholderText(QStringLiteral("Model name (e.g. llama-3...)"));
-    m_jobID = new QLineEdit(m_download);
+    m_jobID = new QLineEdit(downloadContent);
     m_jobID->setPlaceholderText(QStringLiteral("Job ID"));
-    QPushButton *startDownload = namedButton("startDownload", QStringLiteral("Start Download"), m_download);
-    QPushButton *checkStatus = namedButton("checkStatus", QStringLiteral("Check Status"), m_download);
-    auto *downloadRow = new QHBoxLayout(m_download);
+    QPushButton *startDownload = namedButton("startDownload", QStringLiteral("Start Download"), downloadContent);
+    QPushButton *checkStatus = namedButton("checkStatus", QStringLiteral("Check Status"), downloadContent);
+    auto *downloadRow = new QHBoxLayout(downloadContent);
+    downloadRow->setContentsMargins(0, 0, 0, 0);
     downloadRow->addWidget(m_downloadName, 2);
     downloadRow->addWidget(startDownload);
     downloadRow->addWidget(m_jobID, 1);
@@ -153,7 +160,7 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     attachmentRow->addWidget(insertResource);
     attachmentRow->addWidget(addFiles);
     m_input = new ChatInputField(this);
-    m_input->setMaximumHeight(120);
+    m_input->setMaximumHeight(84);
     m_send = namedButton("send", QStringLiteral("Send"), this);
     auto *inputRow = new QHBoxLayout;
     inputRow->addWidget(m_input, 1);
@@ -253,11 +260,14 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
         const TranscriptMessage *message = m_model->message(id);
         if (!bubble || !message)
             return;
-        QScrollBar *bar = m_scroll->verticalScrollBar();
-        const bool atEnd = bar->value() >= bar->maximum() - 4;
         bubble->update(*message);
-        if (atEnd)  // follow the answer as it grows, unless the user scrolled away
-            QTimer::singleShot(0, this, [bar] { bar->setValue(bar->maximum()); });
+    });
+    // The list follows a growing answer while it is scrolled to its end; scrolling up stops that.
+    QScrollBar *bar = m_scroll->verticalScrollBar();
+    connect(bar, &QScrollBar::valueChanged, this, [this, bar](int value) { m_following = value >= bar->maximum() - 4; });
+    connect(bar, &QScrollBar::rangeChanged, this, [this, bar](int, int maximum) {
+        if (m_following)
+            bar->setValue(maximum);
     });
     connect(ServerConfigController::shared(), &AbstractController::changed, this, [this] {
         const bool running = ServerConfigController::shared()->isServerRunning();
@@ -334,7 +344,8 @@ void ChatView::syncTranscript()
         m_transcript->removeWidget(bubble);
         m_transcript->insertWidget(position++, bubble);
     }
-    QTimer::singleShot(0, this, [this] { m_scroll->verticalScrollBar()->setValue(m_scroll->verticalScrollBar()->maximum()); });
+    m_following = true;
+    m_scroll->verticalScrollBar()->setValue(m_scroll->verticalScrollBar()->maximum());
 }
 
 void ChatView::refresh()

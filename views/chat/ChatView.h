@@ -95,4 +95,5 @@ private:
     QLabel *m_status;
     bool m_refreshing = false;
     bool m_serverWasRunning = false;
+    bool m_following = true;
 };

@@ -155,6 +155,35 @@ QByteArray ProviderPeer::toolCallingStream(const QJsonObject &body)
     return stream;
 }
 
+QByteArray ProviderPeer::markdownStream()
+{
+    // An answer worth looking at: reasoning, a tool call, then Markdown with a list, a table
+    // and a code block, a few words at a time.
+    const QString answer = QStringLiteral(
+        "## The server's tools\n\nKelvara lists **three file tools** and a script tool:\n\n"
+        "1. `read_file` reads a text file\n2. `write_file` writes one\n3. `list_files` lists a folder\n\n"
+        "| Tool | Kind |\n|---|---|\n| read_file | built-in |\n| text_statistics | script |\n\n"
+        "Call one from a client like this:\n\n```json\n{\"jsonrpc\": \"2.0\", \"id\": 1, \"method\": \"tools/call\",\n"
+        " \"params\": {\"name\": \"read_file\", \"arguments\": {\"file_path\": \"/etc/hostname\"}}}\n```\n\n"
+        "> The reply carries the text and, in `structuredContent`, its line count.");
+    const QJsonObject arguments{{"path", "/home/ada/notes"}};
+    const QString output = QStringLiteral(R"([{"type":"text","text":"notes.txt\nplan.md\ntodo.txt"}])");
+    QByteArray stream = frame({{"type", "chat.start"}, {"model_instance_id", "qwen-7b"}});
+    stream += frame({{"type", "reasoning.delta"}, {"content", "The user wants the tools. I will list a folder first."}});
+    stream += frame({{"type", "tool_call.start"}});
+    stream += frame({{"type", "tool_call.name"}, {"tool_name", "list_files"}, {"provider_info", QJsonObject{{"server_label", "Kelvara Server"}}}});
+    stream += frame({{"type", "tool_call.arguments"}, {"tool", "list_files"}, {"arguments", arguments}});
+    stream += frame({{"type", "tool_call.success"}, {"tool", "list_files"}, {"output", output}});
+    for (qsizetype at = 0; at < answer.size(); at += 12)
+        stream += frame({{"type", "message.delta"}, {"content", answer.mid(at, 12)}});
+    const QJsonObject result{{"model_instance_id", "qwen-7b"}, {"response_id", "resp_md"},
+                             {"output", QJsonArray{QJsonObject{{"type", "message"}, {"content", answer}}}},
+                             {"stats", QJsonObject{{"input_tokens", 40}, {"total_output_tokens", 168}, {"reasoning_output_tokens", 14},
+                                                   {"tokens_per_second", 61.0}, {"time_to_first_token_seconds", 0.18}}}};
+    stream += frame({{"type", "chat.end"}, {"result", result}});
+    return stream;
+}
+
 TestHttpServer::Response ProviderPeer::answer(const TestHttpServer::Request &request)
 {
     const Failure failure = m_failure.load();
@@ -191,9 +220,12 @@ TestHttpServer::Response ProviderPeer::answer(const TestHttpServer::Request &req
         if (body.value("stream").toBool()) {
             response.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray("text/event-stream")));
             const QJsonArray integrations = body.value("integrations").toArray();
-            response.body = integrations.at(0).toObject().value("type").toString() == "ephemeral_mcp"
-                                ? toolCallingStream(body)
-                                : chatStream();
+            if (integrations.at(0).toObject().value("type").toString() == "ephemeral_mcp")
+                response.body = toolCallingStream(body);
+            else if (body.value("input").toString().contains("markdown", Qt::CaseInsensitive))
+                response.body = markdownStream();
+            else
+                response.body = chatStream();
             if (failure == Failure::cutStream)
                 response.body = response.body.left(response.body.indexOf("message.end") + 5);
             // Byte by byte: every frame and UTF-8 sequence is split somewhere.

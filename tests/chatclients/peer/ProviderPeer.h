@@ -39,6 +39,9 @@ public:
     // With an "ephemeral_mcp" integration in the request the peer calls that server's
     // read_file, as LM Studio would, and streams the call and an answer quoting the file.
     static QByteArray toolCallingStream(const QJsonObject &body);
+    // An input that says "markdown" gets reasoning, a list_files call and a Markdown answer
+    // with a list, a table and a code block (for the screenshots).
+    static QByteArray markdownStream();
     static const char *serverErrorBody();
 
 private:
