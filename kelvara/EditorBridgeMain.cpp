@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QFile>
 #include <QTextStream>
 #include <QTimer>
@@ -32,9 +33,14 @@ public:
         if (!bus.isConnected() || !bus.connect(QString(), XcodeBridgeService::signalPath, XcodeBridgeService::signalInterface,
                                                QStringLiteral("response"), this, SLOT(answered())))
             return false;
+        // One round trip, so that the subscription stands before the request goes out.
+        bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.DBus"));
+        QTimer::singleShot(0, qApp, [this] { emit subscribed(); });
         QTimer::singleShot(seconds * 1000, qApp, [] { QCoreApplication::exit(1); });
         return QCoreApplication::exec() == 0;
     }
+signals:
+    void subscribed();
 public slots:
     void answered() { QCoreApplication::exit(0); }
 };
@@ -75,9 +81,12 @@ int main(int argc, char **argv)
     // Subscribe before sending, so that a quick answer is not missed.
     if (!wait) {
         XcodeBridgeService::writeRequest(text);
+        // A round trip after the signal: it has left before the process ends.
+        if (QDBusConnection::sessionBus().isConnected())
+            QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("org.freedesktop.DBus"));
         return 0;
     }
-    QTimer::singleShot(0, [text] { XcodeBridgeService::writeRequest(text); });
+    QObject::connect(&waiter, &ResponseWaiter::subscribed, [text] { XcodeBridgeService::writeRequest(text); });
     if (!waiter.wait(600)) {
         std::fputs("kelvara-editor-bridge: no answer came\n", stderr);
         return 1;

@@ -14,6 +14,7 @@
 #include "diagnostics/LogController.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -992,8 +993,12 @@ bool ChatViewModel::listenForBridgeRequests()
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return false;
-    return bus.connect(QString(), XcodeBridgeService::signalPath, XcodeBridgeService::signalInterface,
-                       QStringLiteral("request"), this, SLOT(receiveBridgeRequest()));
+    if (!bus.connect(QString(), XcodeBridgeService::signalPath, XcodeBridgeService::signalInterface,
+                     QStringLiteral("request"), this, SLOT(receiveBridgeRequest())))
+        return false;
+    // One round trip: the bus has the subscription when this returns.
+    bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.DBus"));
+    return true;
 }
 
 void ChatViewModel::receiveBridgeRequest()
