@@ -1,3 +1,5 @@
+#include "chat/integrations/MCPIntegrationHost.h"
+#include "chat/integrations/MCPIntegrationManager.h"
 #include "chat/session/ChatViewModel.h"
 #include "store/PromptArguments.h"
 #include "store/PromptConfig.h"
@@ -12,6 +14,8 @@
 #include "views/chat/ChatInputField.h"
 #include "views/chat/ChatView.h"
 #include "views/chat/MCPToolCallBubble.h"
+#include "views/chat/MCPIntegrationListWindow.h"
+#include "views/chat/MCPIntegrationSettingsView.h"
 #include "views/chat/MessageBubble.h"
 #include "views/chat/PromptPickerSheet.h"
 
@@ -25,6 +29,7 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSettings>
 #include <QTest>
 #include <QTimer>
 #include <QToolButton>
@@ -154,4 +159,63 @@ TEST(ChatViewTest, ThePromptPickerFillsATemplate)
     EXPECT_TRUE(sheet.nextButton()->isEnabled());
     sheet.goOn();
     EXPECT_EQ(inserted, "Summarise /tmp/report.txt briefly.");
+}
+
+namespace {
+
+// Two store tools for the integration editor.
+class TwoToolsHost : public MCPIntegrationHost {
+public:
+    std::optional<QList<QJsonObject>> toolConfigs() override
+    {
+        return QList<QJsonObject>{{{"name", "alpha"}, {"description", "A"}}, {{"name", "beta"}}};
+    }
+    QString serverLabel() override { return QStringLiteral("Kelvara Server"); }
+    int serverPort() override { return 8888; }
+    void resetToolRegistry() override { ++resets; }
+    void registerTool(const QJsonObject &config) override { registered.append(config.value("name").toString()); }
+    int resets = 0;
+    QStringList registered;
+};
+
+}  // namespace
+
+// The integration editor: the internal tools with a switch each and the allowed-tools line;
+// saving stores the integration and registers its tools; the list toggles and removes.
+TEST(ChatViewTest, TheIntegrationEditorChoosesInternalTools)
+{
+    TwoToolsHost host;
+    QSettings defaults(TestSupport::makeTempDir() + QStringLiteral("/defaults.conf"), QSettings::IniFormat);
+    MCPIntegrationManager manager(defaults, host);
+    MCPIntegrationListWindow list(&manager);
+    EXPECT_EQ(list.list()->item(0)->text(), "No MCP servers configured");
+
+    MCPIntegrationSettingsView editor(&manager, std::nullopt);
+    editor.kindField()->setCurrentIndex(editor.kindField()->findData(int(MCPIntegration::Kind::plugin)));
+    ASSERT_EQ(editor.toolList()->count(), 2);
+    EXPECT_EQ(editor.allowedToolsField()->text(), "alpha, beta");
+    editor.toolList()->item(1)->setCheckState(Qt::Checked);
+    editor.allowedToolsField()->clear();
+    QTest::keyClicks(editor.allowedToolsField(), QStringLiteral(" alpha ,"));
+    editor.labelField()->setText(QStringLiteral("Studio"));
+    editor.save();
+    ASSERT_EQ(manager.servers().size(), 1);
+    EXPECT_EQ(manager.servers().at(0).label, "Studio");
+    EXPECT_EQ(manager.servers().at(0).enabledTools().size(), 2);
+    EXPECT_EQ(host.registered, QStringList({"alpha", "beta"}));
+
+    list.refresh();
+    auto named = [&](const QString &text) -> QPushButton * {
+        for (QPushButton *button : list.list()->findChildren<QPushButton *>())
+            if (button->text() == text && button->isVisibleTo(&list))
+                return button;
+        return nullptr;
+    };
+    ASSERT_NE(named("Disable"), nullptr);
+    named("Disable")->click();
+    EXPECT_FALSE(manager.servers().at(0).isEnabled);
+    QApplication::processEvents();
+    ASSERT_NE(named("Enable"), nullptr);
+    named("Remove")->click();
+    EXPECT_TRUE(manager.servers().isEmpty());
 }

@@ -9,6 +9,7 @@
 #include "store/ServerConfigController.h"
 #include "views/chat/ChatInputField.h"
 #include "views/chat/LLMConnectionSettingsDialog.h"
+#include "views/chat/MCPIntegrationListWindow.h"
 #include "views/chat/MessageBubble.h"
 #include "views/chat/PromptPickerSheet.h"
 #include "views/chat/ResourcePickerSheet.h"
@@ -71,6 +72,8 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     m_loadModel = namedButton("loadModel", QStringLiteral("Load model"), this);
     QPushButton *refreshModels = namedButton("refreshModels", QStringLiteral("Refresh"), this);
     QPushButton *settings = namedButton("connectionSettings", QStringLiteral("Connection Settings…"), this);
+    QPushButton *integrations = namedButton("mcpIntegrations", QStringLiteral("MCP Integrations…"), this);
+    integrations->setVisible(m_integrations != nullptr);
     auto *connection = new QHBoxLayout;
     connection->addWidget(m_provider);
     connection->addWidget(m_connect);
@@ -78,6 +81,7 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     connection->addWidget(m_models, 1);
     connection->addWidget(m_loadModel);
     connection->addWidget(refreshModels);
+    connection->addWidget(integrations);
     connection->addWidget(settings);
 
     // Search and the transcript's commands.
@@ -200,6 +204,10 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     });
     connect(refreshModels, &QPushButton::clicked, m_model, &ChatViewModel::refreshModels);
     connect(settings, &QPushButton::clicked, this, &ChatView::openConnectionSettings);
+    connect(integrations, &QPushButton::clicked, this, [this] {
+        MCPIntegrationListWindow window(m_integrations.get(), this);
+        window.exec();
+    });
     connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) {
         m_results = m_model->searchTranscript(text);
         m_resultIndex = 0;
