@@ -181,6 +181,30 @@ void ChatViewModel::connect()
     }
     connectionState = ConnectionState::unknown;
     publish();
+    fetchModels([this] {
+        bool kept = false;
+        for (const AIModel &model : models)
+            kept = kept || model.id == selectedModel;
+        if (!kept) {
+            // At connect a loaded model is preferred.
+            selectedModel.clear();
+            for (const AIModel &model : models) {
+                if (model.isLoaded) {
+                    selectedModel = model.id;
+                    break;
+                }
+            }
+            if (selectedModel.isEmpty() && !models.isEmpty())
+                selectedModel = models.first().id;
+        }
+        connectionState = ConnectionState::connected;
+        statusText = QStringLiteral("Connected — %1 model(s) available.").arg(models.size());
+        sendSystemPrompt();
+    });
+}
+
+void ChatViewModel::fetchModels(std::function<void()> then)
+{
     using Lists = std::pair<QList<AIModel>, QList<LMSModel>>;
     const AIProviderID provider = selectedProvider;
     const QString url = baseURL;
@@ -192,27 +216,24 @@ void ChatViewModel::connect()
                 lists.second = LLMChatService::listLMStudioModels(url, key);
             return lists;
         },
-        [this](Lists lists) {
+        [this, then = std::move(then)](Lists lists) {
             models = lists.first;
             lmStudioModels = lists.second;
-            bool kept = false;
-            for (const AIModel &model : models)
-                kept = kept || model.id == selectedModel;
-            if (!kept) {
-                selectedModel.clear();
-                for (const AIModel &model : models) {
-                    if (model.isLoaded) {
-                        selectedModel = model.id;
-                        break;
-                    }
-                }
-                if (selectedModel.isEmpty() && !models.isEmpty())
-                    selectedModel = models.first().id;
-            }
-            connectionState = ConnectionState::connected;
-            statusText = QStringLiteral("Connected — %1 model(s) available.").arg(models.size());
-            sendSystemPrompt();
+            then();
         });
+}
+
+bool ChatViewModel::lmStudioConnected(const QString &operation)
+{
+    if (selectedProvider != AIProviderID::lmStudio) {
+        setStatus(operation + QStringLiteral(" is only available for LM Studio."));
+        return false;
+    }
+    if (connectionState != ConnectionState::connected) {
+        setStatus(kNotConnected);
+        return false;
+    }
+    return true;
 }
 
 void ChatViewModel::disconnect()
@@ -256,39 +277,20 @@ void ChatViewModel::refreshModels()
         setStatus(kNotConnected);
         return;
     }
-    using Lists = std::pair<QList<AIModel>, QList<LMSModel>>;
-    const AIProviderID provider = selectedProvider;
-    const QString url = baseURL;
-    const QString key = token;
-    guarded<Lists>(
-        [provider, url, key] {
-            Lists lists{LLMChatService::listModels(provider, url, key), {}};
-            if (provider == AIProviderID::lmStudio)
-                lists.second = LLMChatService::listLMStudioModels(url, key);
-            return lists;
-        },
-        [this](Lists lists) {
-            models = lists.first;
-            lmStudioModels = lists.second;
-            bool kept = false;
-            for (const AIModel &model : models)
-                kept = kept || model.id == selectedModel;
-            if (!kept)
-                selectedModel = models.isEmpty() ? QString() : models.first().id;
-            statusText = QStringLiteral("Refreshed %1 model(s) available.").arg(models.size());
-        });
+    fetchModels([this] {
+        bool kept = false;
+        for (const AIModel &model : models)
+            kept = kept || model.id == selectedModel;
+        if (!kept)
+            selectedModel = models.isEmpty() ? QString() : models.first().id;
+        statusText = QStringLiteral("Refreshed %1 model(s) available.").arg(models.size());
+    });
 }
 
 void ChatViewModel::loadSelectedModel()
 {
-    if (selectedProvider != AIProviderID::lmStudio) {
-        setStatus(QStringLiteral("Model loading is only available for LM Studio."));
+    if (!lmStudioConnected(QStringLiteral("Model loading")))
         return;
-    }
-    if (connectionState != ConnectionState::connected) {
-        setStatus(kNotConnected);
-        return;
-    }
     using Result = std::pair<LMSLoadResponse, QList<LMSModel>>;
     const QString url = baseURL;
     const QString key = token;
@@ -316,14 +318,8 @@ void ChatViewModel::loadSelectedModel()
 
 void ChatViewModel::unloadSelectedModel()
 {
-    if (selectedProvider != AIProviderID::lmStudio) {
-        setStatus(QStringLiteral("Model unloading is only available for LM Studio."));
+    if (!lmStudioConnected(QStringLiteral("Model unloading")))
         return;
-    }
-    if (connectionState != ConnectionState::connected) {
-        setStatus(kNotConnected);
-        return;
-    }
     std::optional<LMSModel> entry;
     for (const LMSModel &model : lmStudioModels) {
         if (model.key == selectedModel)
@@ -384,14 +380,8 @@ QString ChatViewModel::downloadStatusLine(const LMSDownloadStatus &status)
 
 void ChatViewModel::startDownload()
 {
-    if (selectedProvider != AIProviderID::lmStudio) {
-        setStatus(QStringLiteral("Model download is only available for LM Studio."));
+    if (!lmStudioConnected(QStringLiteral("Model download")))
         return;
-    }
-    if (connectionState != ConnectionState::connected) {
-        setStatus(kNotConnected);
-        return;
-    }
     const QString url = baseURL;
     const QString key = token;
     const QString model = downloadModelName;
@@ -406,14 +396,8 @@ void ChatViewModel::startDownload()
 
 void ChatViewModel::checkDownloadStatus()
 {
-    if (selectedProvider != AIProviderID::lmStudio) {
-        setStatus(QStringLiteral("Download status is only available for LM Studio."));
+    if (!lmStudioConnected(QStringLiteral("Download status")))
         return;
-    }
-    if (connectionState != ConnectionState::connected) {
-        setStatus(kNotConnected);
-        return;
-    }
     if (downloadJobID.isEmpty()) {
         setStatus(QStringLiteral("Enter a job ID first."));
         return;

@@ -140,6 +140,10 @@ private:
     template<typename T>
     void guarded(std::function<T()> work, std::function<void(T)> then);
     void setStatus(const QString &text);
+    // Both model lists into models and lmStudioModels, then `then`; in the guarded run.
+    void fetchModels(std::function<void()> then);
+    // LM Studio and connected; else the status says which is missing.
+    bool lmStudioConnected(const QString &operation);
     void publish();
     TranscriptMessage *find(const QUuid &id);
     QUuid appendPair(const QString &question);
