@@ -16,7 +16,10 @@
 #include "views/chat/MCPToolCallBubble.h"
 #include "views/chat/MCPIntegrationListWindow.h"
 #include "views/chat/MCPIntegrationSettingsView.h"
+#include "views/chat/InferenceFields.h"
+#include "views/chat/LLMConnectionSettingsDialog.h"
 #include "views/chat/MessageBubble.h"
+#include "views/chat/ModelSettingsWindow.h"
 #include "views/chat/PromptPickerSheet.h"
 
 #include <gtest/gtest.h>
@@ -218,4 +221,35 @@ TEST(ChatViewTest, TheIntegrationEditorChoosesInternalTools)
     ASSERT_NE(named("Enable"), nullptr);
     named("Remove")->click();
     EXPECT_TRUE(manager.servers().isEmpty());
+}
+
+// The model settings clamp the temperature and keep what does not parse; the connection
+// sheet stores another provider's drafts under its keys and leaves the live fields alone.
+TEST(ChatViewTest, ModelAndConnectionSettings)
+{
+    ChatViewModel model;
+    model.selectProvider(AIProviderID::lmStudio);
+    model.temperature = 0.5;
+    model.maxOutputTokens = 512;
+    ModelSettingsWindow window(&model);
+    window.fields()->temperatureField()->setText(QStringLiteral("1.7"));
+    window.fields()->maxTokensField()->setText(QStringLiteral("lots"));
+    window.save();
+    EXPECT_EQ(model.temperature, 1.0);
+    EXPECT_EQ(model.maxOutputTokens, 512);
+    ModelSettingsWindow again(&model);
+    for (QToolButton *choice : again.findChildren<QToolButton *>())
+        if (choice->text() == "2k")
+            choice->click();
+    EXPECT_EQ(again.fields()->maxTokensField()->text(), "2048");
+
+    const QString liveURL = model.baseURL;
+    LLMConnectionSettingsDialog sheet(&model);
+    sheet.providerField()->setCurrentIndex(sheet.providerField()->findData(int(AIProviderID::anthropic)));
+    EXPECT_EQ(sheet.urlField()->text(), AIProvider::defaultBaseURL(AIProviderID::anthropic));
+    sheet.tokenField()->setText(QStringLiteral("  sk-ant  "));
+    sheet.saveAndClose();
+    EXPECT_EQ(model.baseURL, liveURL);
+    EXPECT_EQ(model.settings(AIProviderID::anthropic).token, "sk-ant");
+    EXPECT_NE(model.token, "sk-ant");
 }

@@ -11,6 +11,7 @@
 #include "views/chat/LLMConnectionSettingsDialog.h"
 #include "views/chat/MCPIntegrationListWindow.h"
 #include "views/chat/MessageBubble.h"
+#include "views/chat/ModelSettingsWindow.h"
 #include "views/chat/PromptPickerSheet.h"
 #include "views/chat/ResourcePickerSheet.h"
 
@@ -72,6 +73,7 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     m_loadModel = namedButton("loadModel", QStringLiteral("Load model"), this);
     QPushButton *refreshModels = namedButton("refreshModels", QStringLiteral("Refresh"), this);
     QPushButton *settings = namedButton("connectionSettings", QStringLiteral("Connection Settings…"), this);
+    QPushButton *modelSettings = namedButton("modelSettings", QStringLiteral("Model Settings…"), this);
     QPushButton *integrations = namedButton("mcpIntegrations", QStringLiteral("MCP Integrations…"), this);
     integrations->setVisible(m_integrations != nullptr);
     auto *connection = new QHBoxLayout;
@@ -81,6 +83,7 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     connection->addWidget(m_models, 1);
     connection->addWidget(m_loadModel);
     connection->addWidget(refreshModels);
+    connection->addWidget(modelSettings);
     connection->addWidget(integrations);
     connection->addWidget(settings);
 
@@ -204,6 +207,10 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     });
     connect(refreshModels, &QPushButton::clicked, m_model, &ChatViewModel::refreshModels);
     connect(settings, &QPushButton::clicked, this, &ChatView::openConnectionSettings);
+    connect(modelSettings, &QPushButton::clicked, this, [this] {
+        ModelSettingsWindow window(m_model, this);
+        window.exec();
+    });
     connect(integrations, &QPushButton::clicked, this, [this] {
         MCPIntegrationListWindow window(m_integrations.get(), this);
         window.exec();

@@ -1,6 +1,7 @@
 #include "views/chat/LLMConnectionSettingsDialog.h"
 
 #include "chat/session/ChatViewModel.h"
+#include "views/chat/InferenceFields.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>
@@ -40,25 +41,7 @@ LLMConnectionSettingsDialog::LLMConnectionSettingsDialog(ChatViewModel *model, Q
     m_promptNote = new QLabel(this);
     m_promptNote->setWordWrap(true);
 
-    m_temperature = new QLineEdit(this);
-    m_temperature->setObjectName(QStringLiteral("temperature"));
-    auto *temperatureChoices = new QHBoxLayout;
-    for (double value : {0.0, 0.3, 0.5, 0.7, 1.0}) {
-        auto *choice = new QToolButton(this);
-        choice->setText(QString::asprintf("%.1f", value));
-        temperatureChoices->addWidget(choice);
-        connect(choice, &QToolButton::clicked, this, [this, value] { m_temperature->setText(QString::asprintf("%.1f", value)); });
-    }
-    m_maxTokens = new QLineEdit(this);
-    m_maxTokens->setObjectName(QStringLiteral("maxTokens"));
-    auto *limitChoices = new QHBoxLayout;
-    for (qint64 value : {-1, 512, 1024, 2048, 4096, 8192}) {
-        auto *choice = new QToolButton(this);
-        choice->setText(value == -1 ? QStringLiteral("Auto") : value >= 1024 ? QStringLiteral("%1k").arg(value / 1024) : QString::number(value));
-        limitChoices->addWidget(choice);
-        connect(choice, &QToolButton::clicked, this, [this, value] { m_maxTokens->setText(QString::number(value)); });
-    }
-    m_limitNote = new QLabel(this);
+    m_inference = new InferenceFields(m_model->temperature, m_model->maxOutputTokens, this);
 
     auto *form = new QFormLayout;
     form->addRow(QStringLiteral("Provider:"), m_provider);
@@ -70,15 +53,7 @@ LLMConnectionSettingsDialog::LLMConnectionSettingsDialog(ChatViewModel *model, Q
     auto *hint = new QLabel(QStringLiteral("The system prompt starts a new conversation thread on every connect."), this);
     hint->setWordWrap(true);
     form->addRow(QString(), hint);
-    form->addRow(QStringLiteral("Temperature:"), m_temperature);
-    form->addRow(QStringLiteral("Range: 0.0 – 1.0"), temperatureChoices);
-    form->addRow(QStringLiteral("Output limit:"), m_maxTokens);
-    form->addRow(QString(), limitChoices);
-    auto *limitHint = new QLabel(
-        QStringLiteral("Maximum number of tokens the model may generate. Use -1 to let the model decide (provider default)."), this);
-    limitHint->setWordWrap(true);
-    form->addRow(QString(), limitHint);
-    form->addRow(QString(), m_limitNote);
+    form->addRow(m_inference);
 
     auto *buttons = new QDialogButtonBox(this);
     QPushButton *cancel = buttons->addButton(QStringLiteral("Cancel"), QDialogButtonBox::RejectRole);
@@ -103,9 +78,6 @@ LLMConnectionSettingsDialog::LLMConnectionSettingsDialog(ChatViewModel *model, Q
 
     m_provider->setCurrentIndex(m_provider->findData(int(m_model->selectedProvider)));
     loadDrafts(m_model->selectedProvider);
-    m_temperature->setText(QString::number(m_model->temperature));
-    m_maxTokens->setText(QString::number(m_model->maxOutputTokens));
-    m_limitNote->setText(QStringLiteral("Current: ") + ChatViewModel::outputLimitText(m_model->maxOutputTokens));
 }
 
 void LLMConnectionSettingsDialog::loadDrafts(AIProviderID provider)
@@ -132,6 +104,6 @@ void LLMConnectionSettingsDialog::saveAndClose()
     const auto provider = AIProviderID(m_provider->currentData().toInt());
     m_model->applySettings(provider, {m_url->text().trimmed(), m_token->text().trimmed(), m_systemPrompt->toPlainText()});
     if (provider == m_model->selectedProvider)
-        m_model->applyModelSettings(m_temperature->text(), m_maxTokens->text());
+        m_model->applyModelSettings(m_inference->temperatureField()->text(), m_inference->maxTokensField()->text());
     accept();
 }

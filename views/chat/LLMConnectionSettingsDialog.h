@@ -5,6 +5,7 @@
 #include <QDialog>
 
 class ChatViewModel;
+class InferenceFields;
 class QComboBox;
 class QLabel;
 class QLineEdit;
@@ -24,8 +25,7 @@ public:
     QLineEdit *urlField() const { return m_url; }
     QLineEdit *tokenField() const { return m_token; }
     QPlainTextEdit *systemPromptField() const { return m_systemPrompt; }
-    QLineEdit *temperatureField() const { return m_temperature; }
-    QLineEdit *maxTokensField() const { return m_maxTokens; }
+    InferenceFields *inference() const { return m_inference; }
     void saveAndClose();
 
 private:
@@ -39,7 +39,5 @@ private:
     QLabel *m_tokenNote;
     QPlainTextEdit *m_systemPrompt;
     QLabel *m_promptNote;
-    QLineEdit *m_temperature;
-    QLineEdit *m_maxTokens;
-    QLabel *m_limitNote;
+    InferenceFields *m_inference;
 };
