@@ -1,3 +1,4 @@
+#include "chat/appearance/AppearanceSettings.h"
 #include "chat/integrations/MCPIntegrationHost.h"
 #include "chat/integrations/MCPIntegrationManager.h"
 #include "chat/session/ChatViewModel.h"
@@ -252,4 +253,35 @@ TEST(ChatViewTest, ModelAndConnectionSettings)
     EXPECT_EQ(model.baseURL, liveURL);
     EXPECT_EQ(model.settings(AIProviderID::anthropic).token, "sk-ant");
     EXPECT_NE(model.token, "sk-ant");
+}
+
+// A long answer can be folded to its first lines and opened again; a short one cannot.
+TEST(ChatViewTest, ALongAnswerFoldsAndOpens)
+{
+    AppearanceSettings appearance;
+    TranscriptMessage answer;
+    answer.role = TranscriptMessage::Role::assistant;
+    answer.isComplete = true;
+    for (int line = 0; line < 200; ++line)
+        answer.content += QStringLiteral("Line %1 of a long answer.\n\n").arg(line);
+    MessageBubble bubble(answer, &appearance);
+    bubble.resize(600, 400);
+    bubble.show();
+    QApplication::processEvents();
+    ASSERT_TRUE(bubble.collapseButton()->isVisibleTo(&bubble));
+    const int full = bubble.findChild<QWidget *>(QStringLiteral("messageBody"))->height();
+    bubble.collapseButton()->click();
+    EXPECT_TRUE(bubble.isCollapsed());
+    EXPECT_EQ(bubble.collapseButton()->text(), "Expand");
+    EXPECT_LT(bubble.findChild<QWidget *>(QStringLiteral("messageBody"))->height(), full);
+    bubble.collapseButton()->click();
+    EXPECT_EQ(bubble.findChild<QWidget *>(QStringLiteral("messageBody"))->height(), full);
+
+    TranscriptMessage brief = answer;
+    brief.content = QStringLiteral("Short.");
+    MessageBubble small(brief, &appearance);
+    small.resize(600, 200);
+    small.show();
+    QApplication::processEvents();
+    EXPECT_FALSE(small.collapseButton()->isVisibleTo(&small));
 }

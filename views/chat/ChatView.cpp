@@ -8,6 +8,7 @@
 #include "chat/session/ChatViewModel.h"
 #include "store/ServerConfigController.h"
 #include "views/chat/ChatInputField.h"
+#include "views/chat/ChatSettingsWindow.h"
 #include "views/chat/LLMConnectionSettingsDialog.h"
 #include "views/chat/MCPIntegrationListWindow.h"
 #include "views/chat/MessageBubble.h"
@@ -74,6 +75,7 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     QPushButton *refreshModels = namedButton("refreshModels", QStringLiteral("Refresh"), this);
     QPushButton *settings = namedButton("connectionSettings", QStringLiteral("Connection Settings…"), this);
     QPushButton *modelSettings = namedButton("modelSettings", QStringLiteral("Model Settings…"), this);
+    QPushButton *appearance = namedButton("chatSettings", QStringLiteral("Chat Settings…"), this);
     QPushButton *integrations = namedButton("mcpIntegrations", QStringLiteral("MCP Integrations…"), this);
     integrations->setVisible(m_integrations != nullptr);
     auto *connection = new QHBoxLayout;
@@ -114,6 +116,7 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     toolbar->addWidget(exportButton);
     toolbar->addWidget(importButton);
     toolbar->addWidget(clear);
+    toolbar->addWidget(appearance);
 
     // The transcript.
     auto *list = new QWidget(this);
@@ -207,6 +210,16 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     });
     connect(refreshModels, &QPushButton::clicked, m_model, &ChatViewModel::refreshModels);
     connect(settings, &QPushButton::clicked, this, &ChatView::openConnectionSettings);
+    connect(appearance, &QPushButton::clicked, this, [this] {
+        ChatSettingsWindow window(m_appearance, this);
+        window.exec();
+    });
+    // New fonts and colours: the bubbles are made again in the new style.
+    connect(m_appearance, &AppearanceSettings::changed, this, [this] {
+        qDeleteAll(m_bubbles);
+        m_bubbles.clear();
+        syncTranscript();
+    });
     connect(modelSettings, &QPushButton::clicked, this, [this] {
         ModelSettingsWindow window(m_model, this);
         window.exec();

@@ -32,8 +32,14 @@ MessageBubble::MessageBubble(const TranscriptMessage &message, AppearanceSetting
     save->setText(QStringLiteral("Save raw content"));
     save->setAutoRaise(true);
     save->setVisible(!m_isUser);
+    m_collapse = new QToolButton(this);
+    m_collapse->setObjectName(QStringLiteral("collapse"));
+    m_collapse->setText(QStringLiteral("Collapse"));
+    m_collapse->setAutoRaise(true);
+    m_collapse->setVisible(false);
     auto *head = new QHBoxLayout;
     head->addWidget(m_header, 1);
+    head->addWidget(m_collapse);
     head->addWidget(copy);
     head->addWidget(save);
 
@@ -56,6 +62,7 @@ MessageBubble::MessageBubble(const TranscriptMessage &message, AppearanceSetting
     m_body->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_body->setOpenExternalLinks(true);
     m_body->viewport()->setAutoFillBackground(false);
+    m_body->viewport()->installEventFilter(this);  // its width decides the text's height
     m_stats = new QLabel(this);
     m_stats->setStyleSheet(QStringLiteral("color: gray;"));
     if (!m_isUser)
@@ -75,6 +82,11 @@ MessageBubble::MessageBubble(const TranscriptMessage &message, AppearanceSetting
         m_reasoningToggle->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
     });
     connect(copy, &QToolButton::clicked, this, [this] { QGuiApplication::clipboard()->setText(m_raw); });
+    connect(m_collapse, &QToolButton::clicked, this, [this] {
+        m_collapsed = !m_collapsed;
+        m_collapse->setText(m_collapsed ? QStringLiteral("Expand") : QStringLiteral("Collapse"));
+        fitBody();
+    });
     connect(save, &QToolButton::clicked, this, [this] {
         const QString path = QFileDialog::getSaveFileName(
             this, QStringLiteral("Save raw content"),
@@ -132,6 +144,11 @@ QString MessageBubble::shownText() const
     return m_body->toPlainText();
 }
 
+bool MessageBubble::isCollapsed() const
+{
+    return m_collapsed && m_collapse->isVisible();
+}
+
 QString MessageBubble::reasoningText() const
 {
     return m_reasoning->text();
@@ -144,7 +161,11 @@ void MessageBubble::fitBody()
     const qreal width = m_body->viewport()->width() > 0 ? m_body->viewport()->width() : 400;
     if (!qFuzzyCompare(m_body->document()->textWidth(), width))
         m_body->document()->setTextWidth(width);
-    const int height = int(m_body->document()->size().height()) + 4;
+    // A long message may be folded to its first lines.
+    constexpr int foldedHeight = 240;
+    const int full = int(m_body->document()->size().height()) + 4;
+    m_collapse->setVisible(full > 2 * foldedHeight);
+    const int height = m_collapsed && full > 2 * foldedHeight ? foldedHeight : full;
     if (m_body->height() != height)
         m_body->setFixedHeight(height);
 }
@@ -153,6 +174,13 @@ void MessageBubble::resizeEvent(QResizeEvent *event)
 {
     QFrame::resizeEvent(event);
     fitBody();
+}
+
+bool MessageBubble::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_body->viewport() && event->type() == QEvent::Resize)
+        fitBody();
+    return QFrame::eventFilter(watched, event);
 }
 
 void MessageBubble::dragEnterEvent(QDragEnterEvent *event)

@@ -28,6 +28,8 @@ public:
     QString shownText() const;
     QList<MCPToolCallBubble *> toolCallBubbles() const { return m_callBubbles; }
     QString reasoningText() const;
+    QToolButton *collapseButton() const { return m_collapse; }
+    bool isCollapsed() const;
 
 signals:
     // Text or a file path dropped on an answer, to be sent at once.
@@ -35,6 +37,7 @@ signals:
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void dragEnterEvent(QDragEnterEvent *event) override;
     void dropEvent(QDropEvent *event) override;
 
@@ -51,5 +54,7 @@ private:
     QLabel *m_reasoning;
     QTextBrowser *m_body;
     QLabel *m_stats;
+    QToolButton *m_collapse;
+    bool m_collapsed = false;
     std::unique_ptr<AnswerTextCoordinator> m_coordinator;
 };
