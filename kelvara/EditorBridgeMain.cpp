@@ -4,8 +4,6 @@
 #include "chat/session/XcodeBridgeService.h"
 
 #include <QCoreApplication>
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QFile>
 #include <QTextStream>
 #include <QTimer>
@@ -23,24 +21,9 @@ int usage()
     return 2;
 }
 
-// Waits for the chat's "response" signal; false when there is no bus or time runs out.
+// Ends the event loop when the chat's "response" signal comes.
 class ResponseWaiter : public QObject {
     Q_OBJECT
-public:
-    bool wait(int seconds)
-    {
-        QDBusConnection bus = QDBusConnection::sessionBus();
-        if (!bus.isConnected() || !bus.connect(QString(), XcodeBridgeService::signalPath, XcodeBridgeService::signalInterface,
-                                               QStringLiteral("response"), this, SLOT(answered())))
-            return false;
-        // One round trip, so that the subscription stands before the request goes out.
-        bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.DBus"));
-        QTimer::singleShot(0, qApp, [this] { emit subscribed(); });
-        QTimer::singleShot(seconds * 1000, qApp, [] { QCoreApplication::exit(1); });
-        return QCoreApplication::exec() == 0;
-    }
-signals:
-    void subscribed();
 public slots:
     void answered() { QCoreApplication::exit(0); }
 };
@@ -73,21 +56,19 @@ int main(int argc, char **argv)
         std::fputs("kelvara-editor-bridge: nothing to send\n", stderr);
         return 1;
     }
+    if (!wait) {
+        XcodeBridgeService::writeRequest(text);
+        return 0;
+    }
+    // Subscribed before the request goes out, so that a quick answer is not missed.
     ResponseWaiter waiter;
-    if (wait && !QDBusConnection::sessionBus().isConnected()) {
+    if (!XcodeBridgeService::subscribe(QStringLiteral("response"), &waiter, SLOT(answered()))) {
         std::fputs("kelvara-editor-bridge: no session bus; the chat cannot be told\n", stderr);
         return 1;
     }
-    // Subscribe before sending, so that a quick answer is not missed.
-    if (!wait) {
-        XcodeBridgeService::writeRequest(text);
-        // A round trip after the signal: it has left before the process ends.
-        if (QDBusConnection::sessionBus().isConnected())
-            QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("org.freedesktop.DBus"));
-        return 0;
-    }
-    QObject::connect(&waiter, &ResponseWaiter::subscribed, [text] { XcodeBridgeService::writeRequest(text); });
-    if (!waiter.wait(600)) {
+    XcodeBridgeService::writeRequest(text);
+    QTimer::singleShot(600 * 1000, &app, [] { QCoreApplication::exit(1); });
+    if (QCoreApplication::exec() != 0) {
         std::fputs("kelvara-editor-bridge: no answer came\n", stderr);
         return 1;
     }

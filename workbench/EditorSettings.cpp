@@ -39,6 +39,12 @@ void EditorSettings::markChanged()
 
 void EditorSettings::load()
 {
+    readStored();
+    markChanged();
+}
+
+void EditorSettings::readStored()
+{
     auto store = UserDefaults::standard();
     auto text = [&](const char *key) { return store->value(kPrefix + QLatin1String(key)).toString(); };
     if (!text("fontName").isEmpty())
@@ -58,7 +64,6 @@ void EditorSettings::load()
     commentColor = readColor(*store, "commentColor", commentColor);
     numberColor = readColor(*store, "numberColor", numberColor);
     functionColor = readColor(*store, "functionColor", functionColor);
-    markChanged();
 }
 
 void EditorSettings::save()
@@ -83,6 +88,12 @@ void EditorSettings::save()
 
 void EditorSettings::resetToDefaults()
 {
+    assignDefaults();
+    markChanged();
+}
+
+void EditorSettings::assignDefaults()
+{
     const EditorSettings defaults(nullptr, 0);
     fontName = defaults.fontName;
     fontSize = defaults.fontSize;
@@ -97,13 +108,13 @@ void EditorSettings::resetToDefaults()
     commentColor = defaults.commentColor;
     numberColor = defaults.numberColor;
     functionColor = defaults.functionColor;
-    markChanged();
 }
 
 void EditorSettings::discardChanges()
 {
-    resetToDefaults();
-    load();
+    // One notice for the whole step, so the editor is set up once.
+    assignDefaults();
+    readStored();
     m_changed = false;
     emit settingsChanged();
 }

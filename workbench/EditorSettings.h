@@ -49,5 +49,8 @@ signals:
 private:
     // The defaults alone, without reading the store.
     EditorSettings(QObject *parent, int) : QObject(parent) {}
+    void assignDefaults();
+    // The usable stored values over the current ones, without a notice.
+    void readStored();
     bool m_changed = false;
 };

@@ -13,8 +13,6 @@
 #include "chat/session/XcodeBridgeService.h"
 #include "diagnostics/LogController.h"
 
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -48,9 +46,7 @@ QString percentText(double progress)
 ChatViewModel::ChatViewModel(MCPIntegrationManager *mcp, QObject *parent)
     : QObject(parent), m_mcp(mcp), m_history(new HistoryModel(this))
 {
-    baseURL = AIProvider::defaultBaseURL(selectedProvider);
-    auto defaults = UserDefaults::standard();
-    selectedProvider = LLMProviderSettings::loadSelectedProvider(*defaults);
+    selectedProvider = LLMProviderSettings::loadSelectedProvider(*UserDefaults::standard());
     loadSettings();
 }
 
@@ -913,25 +909,25 @@ void ChatViewModel::abort()
 
 void ChatViewModel::addAttachment(const QString &path)
 {
-    const QString standard = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
-    for (const ChatAttachment &attachment : attachments) {
-        if (attachment.path && *attachment.path == standard)
-            return;
-    }
     ChatAttachment attachment;
-    attachment.path = standard;
-    attachments.append(attachment);
-    publish();
+    attachment.path = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+    appendUnique(attachment);
 }
 
 void ChatViewModel::addTextAttachment(const QString &text)
 {
-    for (const ChatAttachment &attachment : attachments) {
-        if (attachment.text && *attachment.text == text)
-            return;
-    }
     ChatAttachment attachment;
     attachment.text = text;
+    appendUnique(attachment);
+}
+
+void ChatViewModel::appendUnique(const ChatAttachment &attachment)
+{
+    // One file by its cleaned path, one text by its words.
+    for (const ChatAttachment &existing : attachments) {
+        if ((attachment.path && existing.path == attachment.path) || (attachment.text && existing.text == attachment.text))
+            return;
+    }
     attachments.append(attachment);
     publish();
 }
@@ -974,15 +970,7 @@ void ChatViewModel::insertPickedText(const QString &text)
 
 bool ChatViewModel::listenForBridgeRequests()
 {
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected())
-        return false;
-    if (!bus.connect(QString(), XcodeBridgeService::signalPath, XcodeBridgeService::signalInterface,
-                     QStringLiteral("request"), this, SLOT(receiveBridgeRequest())))
-        return false;
-    // One round trip: the bus has the subscription when this returns.
-    bus.interface()->isServiceRegistered(QStringLiteral("org.freedesktop.DBus"));
-    return true;
+    return XcodeBridgeService::subscribe(QStringLiteral("request"), this, SLOT(receiveBridgeRequest()));
 }
 
 void ChatViewModel::receiveBridgeRequest()

@@ -140,6 +140,7 @@ private:
     template<typename T>
     void guarded(std::function<T()> work, std::function<void(T)> then);
     void setStatus(const QString &text);
+    void appendUnique(const ChatAttachment &attachment);
     // Both model lists into models and lmStudioModels, then `then`; in the guarded run.
     void fetchModels(std::function<void()> then);
     // LM Studio and connected; else the status says which is missing.

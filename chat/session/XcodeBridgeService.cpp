@@ -1,6 +1,7 @@
 #include "chat/session/XcodeBridgeService.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QSettings>
 #include <QStandardPaths>
@@ -51,10 +52,25 @@ QString XcodeBridgeService::normalisedRequest(const QString &text)
     return lines.join(u'\n');
 }
 
+bool XcodeBridgeService::subscribe(const QString &member, QObject *receiver, const char *slot)
+{
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected() || !bus.connect(QString(), signalPath, signalInterface, member, receiver, slot))
+        return false;
+    settle();
+    return true;
+}
+
 void XcodeBridgeService::signal(const QString &member)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return;  // no session bus: the other side reads the file when it asks
     bus.send(QDBusMessage::createSignal(signalPath, signalInterface, member));
+    settle();  // a process that ends next must not take the signal with it
+}
+
+void XcodeBridgeService::settle()
+{
+    QDBusConnection::sessionBus().interface()->isServiceRegistered(QStringLiteral("org.freedesktop.DBus"));
 }

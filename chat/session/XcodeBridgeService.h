@@ -2,6 +2,8 @@
 
 #include <QString>
 
+class QObject;
+
 // The editor bridge: text handed over by an editor and the last answer handed back, in the
 // shared settings file of the application group, with a session-bus signal for each side.
 // The signal of a key "kelvara.xcode.request" is member "request" of interface "kelvara.xcode"
@@ -25,7 +27,12 @@ public:
     static void writeRequest(const QString &text);
     // A request made fit for the chat: trimmed, blank lines emptied; "" when nothing is left.
     static QString normalisedRequest(const QString &text);
+    // Calls slot of receiver on each "request" or "response" signal; false without a bus. The
+    // subscription stands when this returns.
+    static bool subscribe(const QString &member, QObject *receiver, const char *slot);
 
 private:
     static void signal(const QString &member);
+    // One round trip to the bus: what was sent before has left, what was asked for stands.
+    static void settle();
 };

@@ -125,8 +125,9 @@ void MessageBubble::update(const TranscriptMessage &message)
         m_body->setPlainText(message.content);
     } else if (message.content.isEmpty() && message.toolCalls.isEmpty() && !message.isComplete) {
         m_body->setPlainText(QStringLiteral("In progress..."));
+        m_showsPlaceholder = true;
     } else {
-        if (m_body->toPlainText() == QLatin1String("In progress..."))
+        if (std::exchange(m_showsPlaceholder, false))
             m_body->clear();
         m_coordinator->update(message.content, !message.isComplete, message.isComplete);
     }

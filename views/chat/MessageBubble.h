@@ -56,5 +56,6 @@ private:
     QLabel *m_stats;
     QToolButton *m_collapse;
     bool m_collapsed = false;
+    bool m_showsPlaceholder = false;  // "In progress..." stands where the answer will
     std::unique_ptr<AnswerTextCoordinator> m_coordinator;
 };

@@ -16,10 +16,19 @@ SourceTextEditor::SourceTextEditor(EditorSettings *settings, QWidget *parent)
     setObjectName(QStringLiteral("sourceTextEditor"));
     connect(this, &QPlainTextEdit::blockCountChanged, this, &SourceTextEditor::updateMargins);
     connect(this, &QPlainTextEdit::updateRequest, this, &SourceTextEditor::updateRulerArea);
-    // The index follows every change of the text.
-    connect(document(), &QTextDocument::contentsChanged, this, [this] { m_index.parse(toPlainText()); });
+    // The index is read again when it is next asked, not on every keystroke.
+    connect(document(), &QTextDocument::contentsChanged, this, [this] { m_indexStale = true; });
     setMouseTracking(true);
     applySettings();
+}
+
+const DeclarationIndex &SourceTextEditor::declarations() const
+{
+    if (m_indexStale) {
+        m_index.parse(toPlainText());
+        m_indexStale = false;
+    }
+    return m_index;
 }
 
 void SourceTextEditor::applySettings()
@@ -131,7 +140,7 @@ void SourceTextEditor::mousePressEvent(QMouseEvent *event)
     // Ctrl+click on a name jumps to its declaration.
     if (event->button() == Qt::LeftButton && event->modifiers() & Qt::ControlModifier) {
         const int index = cursorForPosition(event->pos()).position();
-        if (const std::optional<DeclarationIndex::Range> target = m_index.declarationAt(toPlainText(), index)) {
+        if (const std::optional<DeclarationIndex::Range> target = declarations().declarationAt(toPlainText(), index)) {
             QTextCursor cursor(document());
             cursor.setPosition(target->location);
             cursor.setPosition(target->location + target->length, QTextCursor::KeepAnchor);
@@ -148,7 +157,7 @@ void SourceTextEditor::mousePressEvent(QMouseEvent *event)
 void SourceTextEditor::mouseMoveEvent(QMouseEvent *event)
 {
     const bool link = event->modifiers() & Qt::ControlModifier &&
-                      m_index.declarationAt(toPlainText(), cursorForPosition(event->pos()).position()).has_value();
+                      declarations().declarationAt(toPlainText(), cursorForPosition(event->pos()).position()).has_value();
     viewport()->setCursor(link ? Qt::PointingHandCursor : Qt::IBeamCursor);
     QPlainTextEdit::mouseMoveEvent(event);
 }

@@ -26,7 +26,8 @@ public:
     void showMatches(const QList<SearchReplaceManager::Range> &matches, int current);
     void indentSelection(bool outdent);
     LineNumberRulerView *ruler() const { return m_ruler; }
-    const DeclarationIndex &declarations() const { return m_index; }
+    // The declarations of the text as it stands (read again after a change, when asked).
+    const DeclarationIndex &declarations() const;
     JavaScriptHighlighter *highlighter() const { return m_highlighter; }
 
 protected:
@@ -43,5 +44,6 @@ private:
     EditorSettings *m_settings;
     JavaScriptHighlighter *m_highlighter;
     LineNumberRulerView *m_ruler;
-    DeclarationIndex m_index;
+    mutable DeclarationIndex m_index;
+    mutable bool m_indexStale = true;
 };
