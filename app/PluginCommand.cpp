@@ -2,6 +2,7 @@
 
 #include "app/ChildProcessPluginInspector.h"
 #include "tools/plugins/PluginController.h"
+#include "tools/plugins/PluginInspector.h"
 #include "tools/plugins/PluginTexts.h"
 #include "tools/plugins/ToolDiscoveryService.h"
 #include "tools/security/BookmarkController.h"
@@ -136,14 +137,22 @@ std::optional<QString> PluginCommand::enableForRun(PluginController *controller,
     if (type == CustomToolHandler::Framework)
         return fail(QStringLiteral("Unknown plugin type: ") + PluginController::extensionOf(file));
 
-    // Which registered plug-in the file stands for: the name in its descriptor.
+    // Which registered plug-in the file stands for: the name in its descriptor, read in a
+    // child process, so that an unregistered library's constructors never run in the server.
     QString name;
     {
         AppError error;
-        const std::unique_ptr<CustomToolHandler> probe = controller->bridge().loadPlugin(file, type, &error);
-        if (!probe || !probe->getToolDescriptor())
-            return fail(QStringLiteral("Failed to load plugin: ") + ToolDiscoveryService::failureDescription(error));
-        name = probe->getToolDescriptor()->name;
+        if (PluginInspector *inspector = PluginInspector::shared()) {
+            const std::optional<ToolDescriptor> descriptor = inspector->inspect(file, type, &error);
+            if (!descriptor)
+                return fail(QStringLiteral("Failed to load plugin: ") + ToolDiscoveryService::failureDescription(error));
+            name = descriptor->name;
+        } else {
+            const std::unique_ptr<CustomToolHandler> probe = controller->bridge().loadPlugin(file, type, &error);
+            if (!probe || !probe->getToolDescriptor())
+                return fail(QStringLiteral("Failed to load plugin: ") + ToolDiscoveryService::failureDescription(error));
+            name = probe->getToolDescriptor()->name;
+        }
     }
     const std::optional<Plugin> registered = controller->pluginNamed(name);
     if (!registered)

@@ -1,5 +1,6 @@
 #include "app/ServeCommand.h"
 
+#include "app/ChildProcessPluginInspector.h"
 #include "app/PluginCommand.h"
 
 #include "base/UserDefaults.h"
@@ -15,6 +16,7 @@
 #include "store/ServerConfig.h"
 #include "store/ServerConfigController.h"
 #include "tools/plugins/PluginController.h"
+#include "tools/plugins/PluginInspector.h"
 #include "tools/router/MCPServer.h"
 #include "tools/scripting/ScriptWatchdog.h"
 
@@ -25,7 +27,9 @@
 #include <QThreadPool>
 #include <QTimer>
 
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <cstdio>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -44,17 +48,39 @@ void onSignal(int)
     [[maybe_unused]] const ssize_t written = ::write(g_signalPipe[1], &byte, 1);
 }
 
+// Set once a write to standard output has failed (`kelvara serve | head -n 3`): the server
+// goes on serving, and prints nothing more there.
+bool g_stdoutClosed = false;
+
+void noteFailure(std::FILE *stream)
+{
+    if (stream == stdout && std::ferror(stream)) {
+        g_stdoutClosed = true;
+        std::clearerr(stream);
+    }
+}
+
 void writeLine(std::FILE *stream, const QString &line)
 {
-    const QByteArray bytes = line.toLocal8Bit();
+    if (stream == stdout && g_stdoutClosed)
+        return;
+    const QByteArray bytes = (line + QLatin1Char('\n')).toLocal8Bit();
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
-    std::fputc('\n', stream);
+    noteFailure(stream);
+}
+
+void flushStream(std::FILE *stream)
+{
+    if (stream == stdout && g_stdoutClosed)
+        return;
+    std::fflush(stream);
+    noteFailure(stream);
 }
 
 void printLine(std::FILE *stream, const QString &line)
 {
     writeLine(stream, line);
-    std::fflush(stream);
+    flushStream(stream);
 }
 
 // A busy server logs dozens of lines a request; they reach the terminal together once the
@@ -68,7 +94,7 @@ void printLogLine(const QString &line)
     flushPending = true;
     QTimer::singleShot(0, qApp, [] {
         flushPending = false;
-        std::fflush(g_report);
+        flushStream(g_report);
     });
 }
 
@@ -133,8 +159,11 @@ private:
                 if (m_controller->tokenRequired())
                     printLine(stderr, QStringLiteral("Clients must send the header: Authorization: Bearer %1")
                                           .arg(m_controller->accessToken()));
-                else if (m_controller->listenAtAll())
-                    printLine(stderr, QStringLiteral("Warning: no token is asked for. ") + ServerAccessSettings::tokenOffWarning);
+                else
+                    printLine(stderr, QStringLiteral("Warning: no token is asked for. ") +
+                                          (m_controller->listenAtAll() ? ServerAccessSettings::tokenOffWarning
+                                                                       : ServerAccessSettings::loopbackTokenOffWarning));
+                printLine(stderr, QStringLiteral("Client configuration: ") + m_controller->clientConfiguration());
             }
             if (m_stopRequested)
                 m_controller->stop();
@@ -147,12 +176,15 @@ private:
     }
 
     // Waits for the engine's stop on the thread pool, lets queued log lines through, and ends.
+    // A stop held up by a handler that never returns is not waited for past the limit: main
+    // then waits, bounded too, and leaves without the objects' teardown.
     void finish(int code)
     {
         auto *poll = new QTimer(this);
         poll->setInterval(20);
-        connect(poll, &QTimer::timeout, this, [poll, code] {
-            if (QThreadPool::globalInstance()->activeThreadCount() > 0)
+        const auto deadline = std::chrono::steady_clock::now() + ServeCommand::stopWaitLimit;
+        connect(poll, &QTimer::timeout, this, [poll, code, deadline] {
+            if (QThreadPool::globalInstance()->activeThreadCount() > 0 && std::chrono::steady_clock::now() < deadline)
                 return;
             poll->stop();
             QTimer::singleShot(0, qApp, [code] { QCoreApplication::exit(code); });
@@ -255,6 +287,8 @@ std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &argu
 
 int ServeCommand::main(int argc, char **argv)
 {
+    // A reader of standard output that goes away (a pipe into head) must not end the server.
+    ::signal(SIGPIPE, SIG_IGN);
     QCoreApplication app(argc, argv);
     app.setApplicationName(QStringLiteral("Kelvara"));
 
@@ -329,7 +363,11 @@ int ServeCommand::main(int argc, char **argv)
             return 1;
     }
 
-    // Every plug-in starts disabled; naming its file here is the user's confirmation.
+    // Every plug-in starts disabled; naming its file here is the user's confirmation. Which
+    // registered plug-in a file is, is read in a child process, as `kelvara plugin add` does.
+    static ChildProcessPluginInspector inspector(QStringLiteral("/proc/self/exe"));
+    if (!options->enablePlugins.isEmpty() && !PluginInspector::shared())
+        PluginInspector::setShared(&inspector);
     for (const QString &file : options->enablePlugins) {
         QString reason;
         const std::optional<QString> name = PluginCommand::enableForRun(PluginController::shared(), file, &reason);
@@ -397,7 +435,15 @@ int ServeCommand::main(int argc, char **argv)
     // and a line a late worker still logs goes nowhere instead of to objects of a main loop
     // that is gone.
     ScriptWatchdog::terminateAll();
-    MCPServerBridge::sharedInstance().stop();
+    if (!MCPServerBridge::sharedInstance().waitUntilIdle(stopWaitLimit) ||
+        !QThreadPool::globalInstance()->waitForDone(int(std::chrono::milliseconds(stopWaitLimit).count()))) {
+        // A handler that does not return (a plug-in stuck in a call) still uses the objects
+        // that the normal exit would destroy under it: leave without destroying them.
+        printLine(stderr, QStringLiteral("kelvara serve: a call was still running %1 s after the stop; exiting without it")
+                              .arg(std::chrono::duration_cast<std::chrono::seconds>(stopWaitLimit).count()));
+        flushStream(stdout);
+        std::_Exit(code);
+    }
     MCPServerBridge::sharedInstance().setLogHandler(nullptr);
     logger->setLogHandler(nullptr);
     return code;

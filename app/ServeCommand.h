@@ -4,6 +4,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <chrono>
 #include <optional>
 
 // `kelvara serve`: Kelvara's MCP server without the window. It opens the store, imports
@@ -28,6 +29,9 @@ public:
         std::optional<QString> logLevel;  // stored under logLevelKey
         bool help = false;
     };
+
+    // How long a stop waits for calls still running before the process leaves without them.
+    static constexpr std::chrono::seconds stopWaitLimit{10};
 
     // The stored level of serve's log: "debug", "info" (when unset), "warning" or "error".
     static inline const QString logLevelKey = QStringLiteral("mcp.serve.logLevel");
@@ -55,9 +59,11 @@ public:
         "                    https://app.example:3000, or * for any) for this run, besides\n"
         "                    loopback origins and those allowed on the Server screen; may\n"
         "                    be given more than once\n"
-        "  --require-token   ask every client for the bearer token, on loopback as well\n"
-        "  --no-token        do not ask for the bearer token, on all interfaces either\n"
-        "                    (anyone who reaches the port can then call every tool)\n"
+        "  --require-token   ask every client for the bearer token (the default, on\n"
+        "                    loopback as on all interfaces, unless turned off)\n"
+        "  --no-token        do not ask for the bearer token for this run (every user\n"
+        "                    of this computer, or anyone who reaches the port, can then\n"
+        "                    call every tool)\n"
         "  --keep-alive      keep connections open for further requests (HTTP/1.1\n"
         "                    persistent connections) for this run\n"
         "  --log-level LEVEL print and keep log lines of LEVEL and above: debug, info,\n"

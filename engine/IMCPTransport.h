@@ -3,6 +3,7 @@
 #include "engine/LogMessageType.h"
 #include "engine/MCPMessage.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -41,6 +42,16 @@ public:
     virtual int listeningPort() const { return -1; }
     // Why the last start failed, in a line for the user; empty when it did not.
     virtual std::string startFailure() const { return {}; }
+    // The owner's last act before it tears down what the handler uses: stops, ends threads
+    // that wait on peers, and waits at most `limit` until no thread of the transport is
+    // left (inside the handler or answering). True when none is; the transport is not
+    // started again afterwards.
+    virtual bool waitUntilIdle(std::chrono::milliseconds limit)
+    {
+        (void)limit;
+        stop();
+        return true;
+    }
 };
 
 }  // namespace MCP

@@ -655,6 +655,17 @@ MCPHttpTransport::~MCPHttpTransport()
     m_shared->workersGone.wait(lock, [this] { return m_shared->workers == 0; });
 }
 
+bool MCPHttpTransport::waitUntilIdle(std::chrono::milliseconds limit)
+{
+    stop();
+    // Workers waiting on a peer that sends nothing more end now, not at their receive limit.
+    m_shared->destroying.store(true);
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(m_shared->wakeFd, &one, sizeof one);
+    std::unique_lock lock(m_shared->poolMutex);
+    return m_shared->workersGone.wait_for(lock, limit, [this] { return m_shared->workers == 0; });
+}
+
 void MCPHttpTransport::setMessageHandler(MessageHandler handler)
 {
     std::lock_guard lock(m_shared->hooksMutex);

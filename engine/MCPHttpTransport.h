@@ -43,6 +43,7 @@ public:
     bool start(int port, bool listenAtAll) override;
     void stop() override;
     bool isRunning() const override;
+    bool waitUntilIdle(std::chrono::milliseconds limit) override;
     void setMessageHandler(MessageHandler handler) override;
     void sendResponse(const std::string &connectionId, std::shared_ptr<MCPMessage> message) override;
 

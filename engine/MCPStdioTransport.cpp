@@ -97,10 +97,7 @@ void MCPStdioTransport::stop()
         else
             m_reader.join();
     }
-    {
-        std::unique_lock lock(m_workersMutex);
-        m_workersDone.wait(lock, [this] { return m_workers == 0; });
-    }
+    waitForWorkers(std::chrono::milliseconds::max());
     for (int &fd : m_wakePipe) {
         if (fd >= 0)
             ::close(fd);
@@ -108,6 +105,30 @@ void MCPStdioTransport::stop()
     }
     if (wasRunning)
         log(LogMessageType::Info, LogCode::Info, "MCP stdio transport stopped");
+}
+
+bool MCPStdioTransport::waitForWorkers(std::chrono::milliseconds limit)
+{
+    std::unique_lock lock(m_workersMutex);
+    if (limit == std::chrono::milliseconds::max()) {
+        m_workersDone.wait(lock, [this] { return m_workers == 0; });
+        return true;
+    }
+    return m_workersDone.wait_for(lock, limit, [this] { return m_workers == 0; });
+}
+
+bool MCPStdioTransport::waitUntilIdle(std::chrono::milliseconds limit)
+{
+    // Stop without its unbounded wait: a handler that never returns must not hold the exit.
+    const bool wasRunning = m_running.exchange(false);
+    m_stopping = true;
+    if (wasRunning) {
+        const char byte = 1;
+        [[maybe_unused]] const ssize_t written = ::write(m_wakePipe[1], &byte, 1);
+    }
+    if (m_reader.joinable() && m_reader.get_id() != std::this_thread::get_id())
+        m_reader.join();
+    return waitForWorkers(limit);
 }
 
 bool MCPStdioTransport::isRunning() const { return m_running; }

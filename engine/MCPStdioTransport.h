@@ -41,6 +41,7 @@ public:
     // Stops reading (a line being read is dropped) and waits for running handlers.
     void stop() override;
     bool isRunning() const override;
+    bool waitUntilIdle(std::chrono::milliseconds limit) override;
     void setMessageHandler(MessageHandler handler) override;
     void sendResponse(const std::string &connectionId, std::shared_ptr<MCPMessage> message) override;
     // With no callback, lines go to stderr with the prefix "[MCPStdio] ".
@@ -56,6 +57,7 @@ public:
     static std::string lineOf(const MCPMessage &message);
 
 private:
+    bool waitForWorkers(std::chrono::milliseconds limit);
     void readLoop();
     void handleLine(std::string line);
     void writeLine(const std::string &line);

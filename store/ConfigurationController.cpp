@@ -23,6 +23,7 @@
 #include "tools/security/BookmarkController.h"
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -37,6 +38,12 @@
 #include <sys/stat.h>
 
 namespace {
+
+// Eight hex digits of a name's SHA-256: the same name always gives the same file.
+QString shortHash(const QString &text)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha256).toHex().left(8));
+}
 
 // Folds the parameters of a tool's input or output schemas into one file schema.
 template <class Schema>
@@ -155,7 +162,38 @@ QString ConfigurationController::fileName(const std::optional<QString> &name, co
     result.reserve(source.size() + 5);
     for (const QChar c : source)
         result += separators.contains(c) ? QChar(u'_') : c;
-    return result.toLower() + QStringLiteral(".json");
+    result = result.toLower();
+    // File systems take 255 bytes a name; leave room for a suffix of uniqueFileName.
+    constexpr qsizetype maxStemBytes = 200;
+    if (result.toUtf8().size() > maxStemBytes) {
+        const QString hash = shortHash(source);
+        QString stem;
+        for (const QChar c : result) {
+            if ((stem + c).toUtf8().size() > maxStemBytes - hash.size() - 1)
+                break;
+            stem += c;
+        }
+        // A surrogate pair cut in half would not encode.
+        if (!stem.isEmpty() && stem.back().isHighSurrogate())
+            stem.chop(1);
+        result = stem + QLatin1Char('-') + hash;
+    }
+    return result + QStringLiteral(".json");
+}
+
+QString ConfigurationController::uniqueFileName(const std::optional<QString> &name, const QString &fallback,
+                                                QSet<QString> &taken)
+{
+    const QString plain = fileName(name, fallback);
+    QString chosen = plain;
+    if (taken.contains(chosen)) {
+        const QString stem = plain.chopped(5) + QLatin1Char('-') + shortHash(name.value_or(fallback));
+        chosen = stem + QStringLiteral(".json");
+        for (int n = 2; taken.contains(chosen); ++n)
+            chosen = stem + QLatin1Char('-') + QString::number(n) + QStringLiteral(".json");
+    }
+    taken.insert(chosen);
+    return chosen;
 }
 
 QStringList ConfigurationController::splitList(const QString &text)
@@ -328,11 +366,12 @@ void ConfigurationController::exportKind(const QList<Record *> &records, const Q
                                          const QString &fallback, const QString &kindWord, int &count,
                                          QStringList &errors, Convert convert)
 {
+    QSet<QString> taken;
     for (Record *record : records) {
         ExportError error;
         auto config = convert(record, &error);
         if (config) {
-            const QString path = QDir(folder).filePath(fileName(record->name(), fallback));
+            const QString path = QDir(folder).filePath(uniqueFileName(record->name(), fallback, taken));
             const QByteArray data = QJsonDocument(config->toJson()).toJson(QJsonDocument::Indented);
             if (data.isEmpty()) {
                 error = ExportError::encodingFailed(QStringLiteral("The record could not be written as JSON."));

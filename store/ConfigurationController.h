@@ -10,6 +10,7 @@
 
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <optional>
 
@@ -65,8 +66,13 @@ public:
                                                     ImportError *error = nullptr);
 
     // The file name of a record: its name (or the fallback) split at / \ : * ? " < > |,
-    // joined with "_", lower-cased, with ".json".
+    // joined with "_", lower-cased, with ".json". A name too long for a file name keeps its
+    // start and gets a short hash of the whole name instead of the rest.
     static QString fileName(const std::optional<QString> &name, const QString &fallback);
+    // fileName, made unique among the names already `taken` in one folder (they are lower
+    // case, so names that differ only in case would share a file): a later one gets a short
+    // hash of its exact name, then a number. Adds the result to `taken`.
+    static QString uniqueFileName(const std::optional<QString> &name, const QString &fallback, QSet<QString> &taken);
 
     // The in-memory forms of store records, as export writes them. A tool fails with
     // invalidConfig when a schema parameter has no name.

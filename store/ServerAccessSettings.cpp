@@ -76,7 +76,7 @@ void ServerAccessSettings::setRequireToken(bool value)
 
 bool ServerAccessSettings::tokenOnLoopback()
 {
-    return UserDefaults::standard()->value(tokenOnLoopbackKey, false).toBool();
+    return UserDefaults::standard()->value(tokenOnLoopbackKey, true).toBool();
 }
 
 void ServerAccessSettings::setTokenOnLoopback(bool value)

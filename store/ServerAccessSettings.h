@@ -15,7 +15,8 @@ public:
     static inline const QString tokenKey = QStringLiteral("mcp.server.token");
     // Whether a server on all interfaces asks for the token; absent reads as true.
     static inline const QString requireTokenKey = QStringLiteral("mcp.server.requireToken");
-    // Whether a loopback-only server asks for it too; absent reads as false.
+    // Whether a loopback-only server asks for it too; absent reads as true, since every
+    // other user of this computer can reach 127.0.0.1.
     static inline const QString tokenOnLoopbackKey = QStringLiteral("mcp.server.tokenOnLoopback");
     static inline const QString receiveTimeoutKey = QStringLiteral("mcp.server.receiveTimeout");
     static inline const QString maxConnectionsKey = QStringLiteral("mcp.server.maxConnections");
@@ -31,6 +32,9 @@ public:
 
     static inline const QString tokenOffWarning = QStringLiteral(
         "Without a token, anyone who can reach this computer on the network can call every tool.");
+    static inline const QString loopbackTokenOffWarning = QStringLiteral(
+        "Without a token, every other user and program on this computer can call every tool, "
+        "reading and writing your files as you.");
 
     static QStringList allowedOrigins();
     // Trims, drops blanks, duplicates and trailing slashes.

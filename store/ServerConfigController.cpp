@@ -1,5 +1,8 @@
 #include "store/ServerConfigController.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include "base/DesktopNotifier.h"
 #include "base/AppPaths.h"
 #include "base/UserDefaults.h"
@@ -15,6 +18,8 @@
 #include "tools/router/MCPServer.h"
 
 #include <QCoreApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QMetaObject>
 #include <QRegularExpression>
 #include <QThreadPool>
@@ -255,9 +260,11 @@ void ServerConfigController::runStartPipeline()
         exportFailure = exportError.description();
     else if (exported->hasErrors())
         exportFailure = QStringLiteral("Export completed with errors: ") + exported->allErrors().join(QStringLiteral(", "));
-    // Any failure of a single record stops the start; the records are listed in the log.
+    // Any failure of a single record stops the start; the status names the records too,
+    // so that a user without the log (kelvara serve's standard error) learns why.
     if (exportFailure) {
-        failStart(MCPError::unableToSaveServerConfiguration().localizedDescription());
+        failStart(MCPError::unableToSaveServerConfiguration().localizedDescription() + QLatin1Char(' ') +
+                  *exportFailure);
         setStarting(false);
         return;
     }
@@ -372,9 +379,35 @@ void ServerConfigController::setRequireToken(bool value)
     emit accessChanged();
 }
 
+bool ServerConfigController::tokenOnLoopback() const
+{
+    return ServerAccessSettings::tokenOnLoopback();
+}
+
+void ServerConfigController::setTokenOnLoopback(bool value)
+{
+    if (value == tokenOnLoopback())
+        return;
+    ServerAccessSettings::setTokenOnLoopback(value);
+    if (!value)
+        showAlert(QStringLiteral("Warning"), ServerAccessSettings::loopbackTokenOffWarning);
+    emit accessChanged();
+}
+
 bool ServerConfigController::tokenRequired() const
 {
     return ServerAccessSettings::tokenRequired(m_listenAtAll, m_runTokenRequired);
+}
+
+QString ServerConfigController::clientConfiguration() const
+{
+    // Local clients reach a server on all interfaces through loopback as well.
+    QJsonObject configuration{{QStringLiteral("type"), QStringLiteral("http")},
+                              {QStringLiteral("url"), QStringLiteral("http://127.0.0.1:%1/mcp").arg(listeningPort())}};
+    if (tokenRequired())
+        configuration.insert(QStringLiteral("headers"),
+                             QJsonObject{{QStringLiteral("Authorization"), QStringLiteral("Bearer ") + accessToken()}});
+    return QString::fromUtf8(QJsonDocument(configuration).toJson(QJsonDocument::Compact));
 }
 
 QStringList ServerConfigController::allowedOrigins() const

@@ -29,6 +29,7 @@ class ServerConfigController : public AbstractController {
     Q_PROPERTY(bool canStart READ canStart NOTIFY changed)
     Q_PROPERTY(QString accessToken READ accessToken NOTIFY accessChanged)
     Q_PROPERTY(bool requireToken READ requireToken WRITE setRequireToken NOTIFY accessChanged)
+    Q_PROPERTY(bool tokenOnLoopback READ tokenOnLoopback WRITE setTokenOnLoopback NOTIFY accessChanged)
     Q_PROPERTY(bool tokenRequired READ tokenRequired NOTIFY accessChanged)
     Q_PROPERTY(QStringList allowedOrigins READ allowedOrigins NOTIFY accessChanged)
 
@@ -107,8 +108,16 @@ public:
     bool requireToken() const;
     // Turning it off raises the alert with ServerAccessSettings::tokenOffWarning.
     void setRequireToken(bool value);
+    // Whether a loopback-only server asks for the token too (on by default); turning it off
+    // raises the alert with ServerAccessSettings::loopbackTokenOffWarning.
+    bool tokenOnLoopback() const;
+    void setTokenOnLoopback(bool value);
     // Whether the next start (or the running server) asks for the token.
     bool tokenRequired() const;
+    // What an MCP client on this computer is configured with, as the JSON that MCP hosts
+    // take for an HTTP server: {"type": "http", "url": …, "headers": {"Authorization": …}},
+    // the header only while the token is asked for.
+    QString clientConfiguration() const;
     QStringList allowedOrigins() const;
     // One origin per line or separated by commas; an entry that is not an origin raises
     // an alert naming it and nothing is stored. True when stored.

@@ -19,6 +19,9 @@ public:
     // The configured server's title, else its name, else the application's name (may be blank).
     virtual QString serverLabel() = 0;
     virtual int serverPort() = 0;
+    // The bearer token the local server asks its clients for (empty: none). LM Studio sends
+    // it on every call into the server, which refuses calls without it.
+    virtual QString serverToken() = 0;
     virtual void resetToolRegistry() = 0;
     // Registers a tool whose calls lead into the tool router; served at once.
     virtual void registerTool(const QJsonObject &config) = 0;

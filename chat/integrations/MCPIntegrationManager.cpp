@@ -144,8 +144,12 @@ QJsonArray MCPIntegrationManager::integrationPayloads() const
         if (server.kind != MCPIntegration::Kind::plugin)
             continue;
         const QString label = localServerLabel();
-        if (!server.enabledTools().isEmpty() && localURL && !label.isEmpty())
-            payloads.insert(0, QJsonObject{{"type", "ephemeral_mcp"}, {"server_label", label}, {"server_url", *localURL}});
+        if (!server.enabledTools().isEmpty() && localURL && !label.isEmpty()) {
+            QJsonObject local{{"type", "ephemeral_mcp"}, {"server_label", label}, {"server_url", *localURL}};
+            if (const QString token = m_host.serverToken(); !token.isEmpty())
+                local.insert("headers", QJsonObject{{"Authorization", QStringLiteral("Bearer ") + token}});
+            payloads.insert(0, local);
+        }
         break;
     }
     return payloads;

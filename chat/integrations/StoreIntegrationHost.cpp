@@ -2,6 +2,7 @@
 
 #include "engine/bridge/MCPServerBridge.h"
 #include "store/ConfigurationController.h"
+#include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
 #include "store/ServerQueryService.h"
 #include "store/ToolsConfig.h"
@@ -56,6 +57,12 @@ int StoreIntegrationHost::serverPort()
 {
     const ServerConfig *server = ServerQueryService::fetchServerConfig(m_context);
     return server ? server->port() : 0;
+}
+
+QString StoreIntegrationHost::serverToken()
+{
+    // Sent whether or not this run asks for it: a server that asks for none ignores it.
+    return ServerAccessSettings::token();
 }
 
 void StoreIntegrationHost::resetToolRegistry()

@@ -15,6 +15,7 @@ public:
     std::optional<QList<QJsonObject>> toolConfigs() override;
     QString serverLabel() override;
     int serverPort() override;
+    QString serverToken() override;
     void resetToolRegistry() override;
     void registerTool(const QJsonObject &config) override;
 

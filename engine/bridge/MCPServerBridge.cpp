@@ -215,6 +215,16 @@ void MCPServerBridge::setTransport(std::unique_ptr<MCP::IMCPTransport> transport
     m_cppServer->setTransport(std::move(transport));
 }
 
+bool MCPServerBridge::waitUntilIdle(std::chrono::milliseconds limit)
+{
+    // The transport's own bounded stop first: the server's stop may wait without end for a
+    // handler that never returns.
+    const bool idle = m_cppServer->transport().waitUntilIdle(limit);
+    if (idle)
+        m_cppServer->stop();
+    return idle;
+}
+
 void MCPServerBridge::stop()
 {
     m_cppServer->stop();

@@ -9,6 +9,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -78,6 +79,9 @@ public:
     void setTransport(std::unique_ptr<MCP::IMCPTransport> transport);
     void stop();
     bool isRunning() const;
+    // The process's last act with the server: stops it and waits at most `limit` until no
+    // request is being handled or answered any more. True when none is.
+    bool waitUntilIdle(std::chrono::milliseconds limit);
 
     void resetRegistry();
     void resetPromotRegistry();

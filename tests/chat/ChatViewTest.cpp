@@ -176,6 +176,7 @@ public:
     }
     QString serverLabel() override { return QStringLiteral("Kelvara Server"); }
     int serverPort() override { return 8888; }
+    QString serverToken() override { return {}; }
     void resetToolRegistry() override { ++resets; }
     void registerTool(const QJsonObject &config) override { registered.append(config.value("name").toString()); }
     int resets = 0;

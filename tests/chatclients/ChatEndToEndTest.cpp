@@ -10,6 +10,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSettings>
 
 namespace {
@@ -17,15 +18,17 @@ namespace {
 // The integrations' view of a `kelvara serve` in another process: its port and its read_file.
 class ServeHost : public MCPIntegrationHost {
 public:
-    explicit ServeHost(int port) : m_port(port) {}
+    ServeHost(int port, QString token) : m_port(port), m_token(std::move(token)) {}
     std::optional<QList<QJsonObject>> toolConfigs() override { return QList<QJsonObject>{{{"name", "read_file"}}}; }
     QString serverLabel() override { return QStringLiteral("Kelvara Server"); }
     int serverPort() override { return m_port; }
+    QString serverToken() override { return m_token; }
     void resetToolRegistry() override {}
     void registerTool(const QJsonObject &) override {}
 
 private:
     int m_port;
+    QString m_token;
 };
 
 }  // namespace
@@ -44,7 +47,7 @@ TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
     ASSERT_TRUE(TestSupport::waitUntil([&] {
         serve.waitForReadyRead(50);
         banner += serve.readAll();
-        return banner.contains("MCP Server running");
+        return banner.contains("MCP Server running") && banner.contains("Authorization: Bearer ");
     }, 30000)) << banner.toStdString();
 
     const QString notes = TestSupport::makeTempDir() + QStringLiteral("/notes.txt");
@@ -53,7 +56,11 @@ TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
     file.write("Kelvara notes for the chat\n");
     file.close();
 
-    ServeHost host(port);
+    // The server asks for its token on loopback too; the integration carries it to LM Studio.
+    const QRegularExpressionMatch header =
+        QRegularExpression(QStringLiteral("Authorization: Bearer (\\S+)")).match(QString::fromUtf8(banner));
+    ASSERT_TRUE(header.hasMatch()) << banner.toStdString();
+    ServeHost host(port, header.captured(1));
     QSettings defaults(TestSupport::makeTempDir() + QStringLiteral("/chat.conf"), QSettings::IniFormat);
     MCPIntegrationManager integrations(defaults, host);
     MCPIntegration local;
@@ -76,6 +83,8 @@ TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
 
     const QJsonArray sent = QJsonDocument::fromJson(peer.lastRequest().body).object().value("integrations").toArray();
     EXPECT_EQ(sent.at(0).toObject().value("server_url").toString(), QStringLiteral("http://127.0.0.1:%1").arg(port));
+    EXPECT_EQ(sent.at(0).toObject().value("headers").toObject().value("Authorization").toString(),
+              QStringLiteral("Bearer ") + header.captured(1));
     ASSERT_EQ(chat.transcript.size(), 2);
     const TranscriptMessage &answer = chat.transcript.last();
     ASSERT_EQ(answer.toolCalls.size(), 1);

@@ -17,12 +17,14 @@ struct FakeHost : MCPIntegrationHost {
     std::optional<QList<QJsonObject>> configs = QList<QJsonObject>{tool("alpha"), tool("beta")};
     QString label = "My Server";
     int port = 3000;
+    QString token;
     QStringList registry; // what the running server lists
     int resets = 0;
 
     std::optional<QList<QJsonObject>> toolConfigs() override { return configs; }
     QString serverLabel() override { return label; }
     int serverPort() override { return port; }
+    QString serverToken() override { return token; }
     void resetToolRegistry() override
     {
         ++resets;
@@ -136,6 +138,12 @@ TEST_F(MCPIntegrationManagerTest, PayloadsPutTheLocalServerFirstAndDropRemotesTh
     ASSERT_EQ(payloads.size(), 4);
     EXPECT_EQ(payloads[0].toObject(), QJsonObject({{"type", "ephemeral_mcp"}, {"server_label", "My Server"},
                                                    {"server_url", "http://127.0.0.1:3000"}}));
+    // A server that asks for a token gets it from LM Studio on every call.
+    host.token = QStringLiteral("s3cret");
+    EXPECT_EQ(manager.integrationPayloads()[0].toObject(),
+              QJsonObject({{"type", "ephemeral_mcp"}, {"server_label", "My Server"}, {"server_url", "http://127.0.0.1:3000"},
+                           {"headers", QJsonObject{{"Authorization", "Bearer s3cret"}}}}));
+    host.token.clear();
     EXPECT_EQ(payloads.at(1)["server_label"], "one");
     EXPECT_EQ(payloads.at(2)["server_label"], "two");
     EXPECT_EQ(payloads.at(3)["server_label"], "other port");

@@ -300,3 +300,44 @@ TEST_F(ConfigTestFixture, ExportWithoutARootFailsBeforeTouchingTheRegistry)
     EXPECT_EQ(ExportError::unknown(u"x"_s).description(), "Unknown Error: x");
     EXPECT_EQ(ImportError::saveFailed(u"x"_s).description(), "Save Failed: x");
 }
+
+TEST_F(ConfigTestFixture, LongNamesAndNamesThatDifferInCaseEachKeepAFileAndComeBack)
+{
+    const QString longName = QString(u"t"_s).repeated(300);
+    const QString wide = QString(u"ü"_s).repeated(150);  // 300 bytes in UTF-8
+    addTool(longName);
+    addTool(wide);
+    addTool(u"Dup_Name"_s);
+    addTool(u"dup_name"_s);
+    addPrompt(u"Greeting"_s);
+    addPrompt(u"greeting"_s);
+    save();
+    const ExportResult result = exportOrFail();
+    EXPECT_FALSE(result.hasErrors()) << result.allErrors().join(u'\n').toStdString();
+    EXPECT_EQ(result.exportedTools, 4);
+    EXPECT_EQ(result.exportedPrompts, 2);
+    const QStringList tools = entries(exportRoot + u"/Tools"_s);
+    ASSERT_EQ(tools.size(), 4) << tools.join(u' ').toStdString();
+    for (const QString &file : tools)
+        EXPECT_LE(file.toUtf8().size(), 255) << file.toStdString();
+    EXPECT_TRUE(tools.contains(u"dup_name.json"_s));
+    EXPECT_EQ(entries(exportRoot + u"/Prompts"_s).size(), 2);
+
+    // The same store exports to the same files every time.
+    exportOrFail();
+    EXPECT_EQ(entries(exportRoot + u"/Tools"_s), tools);
+
+    // Every record comes back from the bundle with its exact name.
+    PersistenceController other(root + u"/Other.sqlite"_s);
+    ConfigurationController importer(other.viewContext(), router.get(), QString(), QString());
+    ImportError error;
+    const std::optional<ImportResult> imported = importer.importConfiguration(exportRoot, nullptr, &error);
+    ASSERT_TRUE(imported.has_value()) << error.description();
+    QStringList names;
+    for (ToolsConfig *tool : ToolsQueryService::fetchTools(other.viewContext()))
+        names.append(*tool->name());
+    names.sort();
+    QStringList expected{longName, wide, u"Dup_Name"_s, u"dup_name"_s};
+    expected.sort();
+    EXPECT_EQ(names, expected);
+}

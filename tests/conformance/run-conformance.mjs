@@ -60,7 +60,8 @@ try {
     writeFileSync(join(home, 'test:', 'static-binary'), Buffer.from(
       'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8DwHwAFBQIAX8jx0gAAAABJRU5ErkJggg==', 'base64'));
     const port = await freeLowPort();
-    const server = serve(kelvara, ['--import', join(here, 'bundle'), '--port', String(port)], { ...sandbox(home) }, home);
+    // The suite's client sends no credentials; the token has tests of its own (serve-e2e).
+    const server = serve(kelvara, ['--import', join(here, 'bundle'), '--port', String(port), '--no-token'], { ...sandbox(home) }, home);
     const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');
     if (state !== 'running') {
       ++failed;

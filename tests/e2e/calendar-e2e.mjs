@@ -34,7 +34,7 @@ try {
   const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');
   check('kelvara serve starts', () => assert.equal(state, 'running', server.stderr + server.stdout));
   if (state === 'running') {
-    const url = `http://127.0.0.1:${port}/mcp`;
+    const url = server.target(port);
     const [, created] = await scenario(url, [
       { op: 'initialize' },
       { op: 'callTool', name: 'create_event', arguments: {

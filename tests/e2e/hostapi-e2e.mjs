@@ -91,7 +91,7 @@ try {
   check('kelvara serve starts', () => assert.equal(state, 'running', server.stderr + server.stdout));
 
   if (state === 'running') {
-    const results = await scenario(`http://127.0.0.1:${port}/mcp`, [
+    const results = await scenario(server.target(port), [
       { op: 'callTool', name: 'fetch_json', arguments: { url: `${peerBase}/data.json`, query: { unit: 'C' } } },
       { op: 'callTool', name: 'fetch_json', arguments: { url: `${peerBase}/data.json`, pick: 'temperatures.1' } },
       { op: 'callTool', name: 'fetch_json', arguments: { url: `${peerBase}/gone` } },

@@ -61,7 +61,7 @@ try {
   const plainState = await withTimeout(plain.ready, 30000, 'kelvara serve to start');
   check('kelvara serve starts', () => assert.equal(plainState, 'running', plain.stderr + plain.stdout));
   if (plainState === 'running') {
-    const [disabled] = await scenario(`http://127.0.0.1:${port}/mcp`, [
+    const [disabled] = await scenario(plain.target(port), [
       { op: 'callTool', name: 'text_stats_plugin', arguments: { text: 'Hello' } },
     ]);
     check('without --enable-plugin the call says the plug-in is not enabled', () => {
@@ -84,7 +84,7 @@ try {
     assert.ok(enabled.stdout.split('\n').includes(`Enabled plugin: TextStats (${library})`), enabled.stdout);
   });
   if (state === 'running') {
-    const results = await scenario(`http://127.0.0.1:${port2}/mcp`, [
+    const results = await scenario(enabled.target(port2), [
       { op: 'listTools' },
       { op: 'callTool', name: 'text_stats_plugin', arguments: { text: 'Hello wörld\nbye' } },
       { op: 'callTool', name: 'text_stats_plugin', arguments: {} },

@@ -73,7 +73,7 @@ try {
   check('kelvara serve starts', () => assert.equal(state, 'running', server.stderr + server.stdout));
 
   if (state === 'running') {
-    const results = await scenario(`http://127.0.0.1:${port}/mcp`, [
+    const results = await scenario(server.target(port), [
       { op: 'initialize' },
       { op: 'listTools' },
       { op: 'callTool', name: 'read_notes', arguments: { file_path: notesPath } },
@@ -88,7 +88,7 @@ try {
     // The SDK keeps only the members it knows; the execution fields are read off the wire.
     const wire = await (await fetch(`http://127.0.0.1:${port}/mcp`, {
       method: 'POST',
-      headers: { 'content-type': 'application/json', accept: 'application/json, text/event-stream' },
+      headers: { 'content-type': 'application/json', accept: 'application/json, text/event-stream', ...server.target(port).headers },
       body: JSON.stringify({ jsonrpc: '2.0', id: 7, method: 'tools/list', params: {} }),
     })).json();
 
@@ -173,7 +173,7 @@ try {
       assert.deepEqual(init.result.capabilities.resources, { listChanged: true });
     });
 
-    const lenient = await runScenario(`http://127.0.0.1:${port}/mcp`, [
+    const lenient = await runScenario(server.target(port), [
       { op: 'callToolWithoutArguments', name: 'system_info' },
       { op: 'getPrompt', name: 'greeting', arguments: {} },
     ]);
@@ -191,11 +191,17 @@ try {
       request.on('error', reject);
       request.end(body);
     });
-    const fromPage = await rpc({ origin: 'http://evil.example' });
-    const rebound = await rpc({ host: 'evil.example' });
+    const fromPage = await rpc({ origin: 'http://evil.example', ...server.target(port).headers });
+    const rebound = await rpc({ host: 'evil.example', ...server.target(port).headers });
+    const anotherProgram = await rpc({});
     check('a web page of another origin, or a rebound host name, is refused and nothing runs', () => {
       assert.equal(fromPage.status, 403);
       assert.equal(rebound.status, 403);
+      assert.equal(readFileSync(notesPath, 'utf8'), 'rewritten — once\n');
+    });
+    check('on loopback too, a caller without the token is refused and nothing runs', () => {
+      assert.ok(server.token, `no token in: ${server.stderr}`);
+      assert.equal(anotherProgram.status, 401);
       assert.equal(readFileSync(notesPath, 'utf8'), 'rewritten — once\n');
     });
   }
@@ -245,7 +251,7 @@ try {
   const badEnd = await withTimeout(bad.exited, 30000, 'kelvara serve with an unexportable tool');
   check('an export failure keeps the server from starting', () => {
     assert.equal(badEnd.code, 1);
-    assert.match(bad.stderr, /Failed to start MCP Server: .*MCPError -32605: Unable to save server configuration/);
+    assert.match(bad.stderr, /Failed to start MCP Server: .*MCPError -32605: Unable to save server configuration\) Export completed with errors: Failed to export tool 'nameless': Invalid configuration: Parameter input schema name missing\./);
     assert.match(bad.stdout, /Failed to export tool 'nameless': Invalid configuration: Parameter input schema name missing\./);
   });
   check('the start saved --listen-all before the export', () => {
@@ -302,7 +308,7 @@ try {
   const loopPort = await freeLowPort();
   const looping = serve(kelvara, ['--import', loopBundle, '--port', String(loopPort)], loopEnv);
   if (await withTimeout(looping.ready, 30000, 'kelvara serve with a looping script to start') === 'running') {
-    const pending = runScenario(`http://127.0.0.1:${loopPort}/mcp`, [{ op: 'callTool', name: 'spin', arguments: {} }]);
+    const pending = runScenario(looping.target(loopPort), [{ op: 'callTool', name: 'spin', arguments: {} }]);
     for (let waited = 0; waited < 10000 && !/Executing tool: spin/.test(looping.stdout); waited += 20)
       await new Promise((resolve) => setTimeout(resolve, 20));
     const stopped = await stop(looping, 'kelvara serve with a running endless script to stop');

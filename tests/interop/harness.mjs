@@ -112,9 +112,28 @@ export function start(command, args, banner, env = process.env, cwd = undefined)
   return server;
 }
 
-// `kelvara serve` with the arguments; ready once it says the server runs.
-export const serve = (kelvara, args, env, cwd = undefined) =>
-  start(kelvara, ['serve', ...args], '\nMCP Server running\n', env, cwd);
+const tokenLine = /^Clients must send the header: Authorization: Bearer (\S+)$/m;
+
+// `kelvara serve` with the arguments; ready once it says the server runs and, unless the run
+// asks for none, has printed its token (on standard error, after the banner).
+// `server.target(port)` is what a client needs: the URL and the token's header.
+export function serve(kelvara, args, env, cwd = undefined) {
+  const server = start(kelvara, ['serve', ...args], '\nMCP Server running\n', env, cwd);
+  const running = server.ready;
+  server.ready = running.then(async (state) => {
+    if (state !== 'running' || args.includes('--no-token')) return state;
+    for (let waited = 0; waited < 5000 && !tokenLine.test(server.stderr); waited += 20) {
+      await new Promise((resolve) => setTimeout(resolve, 20));
+    }
+    server.token = tokenLine.exec(server.stderr)?.[1];
+    return state;
+  });
+  server.target = (port, path = '/mcp') => ({
+    url: `http://127.0.0.1:${port}${path}`,
+    headers: server.token ? { authorization: `Bearer ${server.token}` } : {},
+  });
+  return server;
+}
 
 // SIGTERM, then the exit code and signal.
 export function stop(server, what = 'the server to stop') {

@@ -20,9 +20,10 @@ const work = workDir('kelvara-inspector-');
 const node22 = join(here, 'node_modules', '.bin', 'node');
 const inspector = join(here, 'node_modules', '.bin', 'mcp-inspector');
 
-function inspect(url, args) {
+function inspect(target, args) {
   // Run by the pinned Node; the Inspector's catalog goes to the sandbox.
-  const run = spawnSync(node22, [inspector, '--cli', url, ...args], {
+  const headers = Object.entries(target.headers).flatMap(([name, value]) => ['--header', `${name}: ${value}`]);
+  const run = spawnSync(node22, [inspector, '--cli', target.url, ...headers, ...args], {
     encoding: 'utf8', timeout: 60000, env: { ...process.env, HOME: work, MCP_CATALOG_PATH: join(work, 'catalog.json') },
   });
   if (run.status !== 0) throw new Error(`inspector ${args.join(' ')} failed (${run.status}): ${run.stderr}${run.stdout}`);
@@ -37,7 +38,7 @@ try {
   const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');
   check('kelvara serve starts', () => assert.equal(state, 'running', server.stderr));
   if (state === 'running') {
-    const url = `http://127.0.0.1:${port}/mcp`;
+    const url = server.target(port);
     check('the Inspector lists the built-in tools', () => {
       const names = inspect(url, ['--method', 'tools/list']).tools.map((t) => t.name);
       assert.ok(names.includes('read_file') && names.includes('text_statistics'), names.join(', '));

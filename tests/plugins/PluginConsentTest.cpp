@@ -17,7 +17,7 @@ struct AddRun {
     qint64 pid = 0;
 };
 
-AddRun pluginAdd(const QString &home, const QString &marker, const QString &plugin, const QByteArray &answer)
+AddRun runKelvara(const QString &home, const QString &marker, const QStringList &arguments, const QByteArray &answer)
 {
     QProcess kelvara;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -25,7 +25,7 @@ AddRun pluginAdd(const QString &home, const QString &marker, const QString &plug
     env.insert(QStringLiteral("XDG_DATA_HOME"), home + QStringLiteral("/data"));
     env.insert(QStringLiteral("KELVARA_FIXTURE_MARKER"), marker);
     kelvara.setProcessEnvironment(env);
-    kelvara.start(QStringLiteral(KELVARA_EXECUTABLE), {QStringLiteral("plugin"), QStringLiteral("add"), plugin});
+    kelvara.start(QStringLiteral(KELVARA_EXECUTABLE), arguments);
     AddRun run;
     if (!kelvara.waitForStarted(10000))
         return run;
@@ -37,6 +37,11 @@ AddRun pluginAdd(const QString &home, const QString &marker, const QString &plug
     run.out = QString::fromUtf8(kelvara.readAllStandardOutput());
     run.err = QString::fromUtf8(kelvara.readAllStandardError());
     return run;
+}
+
+AddRun pluginAdd(const QString &home, const QString &marker, const QString &plugin, const QByteArray &answer)
+{
+    return runKelvara(home, marker, {QStringLiteral("plugin"), QStringLiteral("add"), plugin}, answer);
 }
 
 QStringList loaders(const QString &marker)
@@ -70,4 +75,21 @@ TEST(PluginConsentTest, TheLibraryRunsOnlyInAChildBeforeTheAnswer)
     const QStringList all = loaders(marker);
     ASSERT_EQ(all.size(), 2);
     EXPECT_NE(all.last().toLongLong(), approved.pid);
+}
+
+TEST(PluginConsentTest, ServeReadsAnUnregisteredLibraryOnlyInAChild)
+{
+    // Naming a file that was never approved is refused without its code running in the server.
+    const QString home = TestSupport::makeTempDir(QStringLiteral("consent-serve"));
+    const QString marker = home + QStringLiteral("/loaded-by");
+    const QString plugin = QStringLiteral(KELVARA_TEST_PLUGIN_DIR "/fixture_marks_load.so");
+    const AddRun refused = runKelvara(home, marker,
+                                      {QStringLiteral("serve"), QStringLiteral("--port"),
+                                       QString::number(TestSupport::freeLowPort()), QStringLiteral("--enable-plugin"), plugin},
+                                      {});
+    EXPECT_EQ(refused.exitCode, 1) << refused.err.toStdString();
+    EXPECT_TRUE(refused.err.contains(QStringLiteral("is not registered"))) << refused.err.toStdString();
+    const QStringList loaded = loaders(marker);
+    ASSERT_EQ(loaded.size(), 1);
+    EXPECT_NE(loaded.first().toLongLong(), refused.pid);
 }

@@ -1,5 +1,6 @@
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
+#include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
 #include "store/ServerConfigController.h"
 #include "tests/support/TestSupport.h"
@@ -15,6 +16,8 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -157,8 +160,30 @@ TEST_F(ServerScreenTest, TheTokenTheRequirementAndTheAllowedOrigins)
     EXPECT_NE(view->tokenLabel()->text(), token);
     EXPECT_EQ(view->tokenLabel()->text(), controller->accessToken());
 
-    // Loopback needs no token; all interfaces do, unless the user turns it off, warned.
-    EXPECT_EQ(view->tokenHint()->text(), "Not asked for while the server listens on this computer only.");
+    // Loopback asks for the token too, since other users of this computer reach 127.0.0.1;
+    // turning that off is allowed, warned, and shown.
+    const QString headerHint = QStringLiteral("Clients send it as the header \"Authorization: Bearer <token>\".");
+    EXPECT_TRUE(view->tokenOnLoopbackToggle()->isChecked());
+    EXPECT_TRUE(controller->tokenRequired());
+    EXPECT_EQ(view->tokenHint()->text(), headerHint);
+    view->tokenOnLoopbackToggle()->click();
+    closeAlert(QStringLiteral("Without a token, every other user and program on this computer can call every tool, "
+                              "reading and writing your files as you."));
+    EXPECT_FALSE(controller->tokenRequired());
+    EXPECT_EQ(view->tokenHint()->text(), "Without a token, every other user and program on this computer can call every "
+                                         "tool, reading and writing your files as you.");
+    EXPECT_EQ(UserDefaults::standard()->value(ServerAccessSettings::tokenOnLoopbackKey).toBool(), false);
+    view->tokenOnLoopbackToggle()->click();
+    EXPECT_TRUE(controller->tokenRequired());
+    // What a client on this computer is configured with carries the token it must send.
+    view->copyClientConfigurationButton()->click();
+    const QJsonObject configuration = QJsonDocument::fromJson(QApplication::clipboard()->text().toUtf8()).object();
+    EXPECT_EQ(configuration.value("type").toString(), "http");
+    EXPECT_EQ(configuration.value("url").toString(), QStringLiteral("http://127.0.0.1:%1/mcp").arg(controller->listeningPort()));
+    EXPECT_EQ(configuration.value("headers").toObject().value("Authorization").toString(),
+              QStringLiteral("Bearer ") + controller->accessToken());
+
+    // All interfaces ask for it unless the user turns that off, warned.
     view->listenAllToggle()->click();
     EXPECT_EQ(view->tokenHint()->text(), "Clients send it as the header \"Authorization: Bearer <token>\".");
     EXPECT_TRUE(view->requireTokenToggle()->isChecked());

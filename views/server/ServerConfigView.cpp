@@ -103,6 +103,12 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     addressRow->addWidget(addressCaption);
     addressRow->addWidget(m_address);
     addressRow->addWidget(m_copy);
+    m_copyConfiguration = new QPushButton(QStringLiteral("Copy client configuration"), this);
+    m_copyConfiguration->setObjectName(QStringLiteral("copyClientConfigurationButton"));
+    m_copyConfiguration->setAutoDefault(false);
+    m_copyConfiguration->setToolTip(QStringLiteral("The address and, while it is asked for, the token, as MCP clients "
+                                                   "take them for an HTTP server"));
+    addressRow->addWidget(m_copyConfiguration);
     addressRow->addStretch();
 
     // Who may call: the token beside the address, the requirement, the origins of web pages.
@@ -129,6 +135,15 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     m_tokenHint->setWordWrap(true);
     m_requireToken = new QCheckBox(QStringLiteral("Require the token when listening on all interfaces"), this);
     m_requireToken->setObjectName(QStringLiteral("requireTokenToggle"));
+    m_tokenOnLoopback = new QCheckBox(QStringLiteral("Require it on this computer too"), this);
+    m_tokenOnLoopback->setObjectName(QStringLiteral("tokenOnLoopbackToggle"));
+    m_tokenOnLoopback->setToolTip(QStringLiteral("Other users and programs of this computer can reach a server on "
+                                                 "127.0.0.1; the token keeps them out"));
+    auto *requirementRow = new QHBoxLayout;
+    requirementRow->setSpacing(16);
+    requirementRow->addWidget(m_requireToken);
+    requirementRow->addWidget(m_tokenOnLoopback);
+    requirementRow->addStretch();
     m_origins = new QLineEdit(this);
     m_origins->setObjectName(QStringLiteral("allowedOriginsField"));
     m_origins->setPlaceholderText(QStringLiteral("https://app.example:3000, …"));
@@ -165,7 +180,7 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     topLayout->addLayout(addressRow);
     topLayout->addLayout(tokenRow);
     topLayout->addWidget(m_tokenHint);
-    topLayout->addWidget(m_requireToken);
+    topLayout->addLayout(requirementRow);
     topLayout->addLayout(originsRow);
     topLayout->addSpacing(4);
     topLayout->addLayout(buttons);
@@ -213,9 +228,15 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     connect(m_port, &QLineEdit::editingFinished, this, &ServerConfigView::commitPort);
     connect(m_listenAll, &QCheckBox::clicked, this, [this](bool checked) { m_controller->setListenAtAll(checked); });
     connect(m_copy, &QPushButton::clicked, this, &ServerConfigView::copyAddress);
+    connect(m_copyConfiguration, &QPushButton::clicked, this, [this] {
+        QClipboard *clipboard = QApplication::clipboard();
+        clipboard->clear();
+        clipboard->setText(m_controller->clientConfiguration());
+    });
     connect(m_copyToken, &QPushButton::clicked, this, &ServerConfigView::copyToken);
     connect(m_renewToken, &QPushButton::clicked, m_controller, &ServerConfigController::renewAccessToken);
     connect(m_requireToken, &QCheckBox::clicked, m_controller, &ServerConfigController::setRequireToken);
+    connect(m_tokenOnLoopback, &QCheckBox::clicked, m_controller, &ServerConfigController::setTokenOnLoopback);
     connect(m_origins, &QLineEdit::editingFinished, this, &ServerConfigView::commitOrigins);
     connect(m_controller, &ServerConfigController::accessChanged, this, &ServerConfigView::refreshAccess);
 
@@ -304,6 +325,8 @@ void ServerConfigView::refreshAccess()
     m_token->setText(m_controller->accessToken());
     if (m_requireToken->isChecked() != m_controller->requireToken())
         m_requireToken->setChecked(m_controller->requireToken());
+    if (m_tokenOnLoopback->isChecked() != m_controller->tokenOnLoopback())
+        m_tokenOnLoopback->setChecked(m_controller->tokenOnLoopback());
     if (!m_origins->hasFocus())
         m_origins->setText(m_controller->allowedOrigins().join(QStringLiteral(", ")));
     if (m_controller->tokenRequired())
@@ -311,7 +334,7 @@ void ServerConfigView::refreshAccess()
     else if (m_controller->listenAtAll())
         m_tokenHint->setText(ServerAccessSettings::tokenOffWarning);
     else
-        m_tokenHint->setText(QStringLiteral("Not asked for while the server listens on this computer only."));
+        m_tokenHint->setText(ServerAccessSettings::loopbackTokenOffWarning);
 }
 
 void ServerConfigView::commitPort()

@@ -47,6 +47,8 @@ public:
     QPushButton *copyTokenButton() const { return m_copyToken; }
     QPushButton *renewTokenButton() const { return m_renewToken; }
     QCheckBox *requireTokenToggle() const { return m_requireToken; }
+    QCheckBox *tokenOnLoopbackToggle() const { return m_tokenOnLoopback; }
+    QPushButton *copyClientConfigurationButton() const { return m_copyConfiguration; }
     QLineEdit *allowedOriginsField() const { return m_origins; }
 
     // "http://127.0.0.1:8888", or "http://0.0.0.0:8888" when listening on all interfaces.
@@ -77,11 +79,13 @@ private:
     QLabel *m_status;
     QLabel *m_address;
     QPushButton *m_copy;
+    QPushButton *m_copyConfiguration;
     QLabel *m_token;
     QLabel *m_tokenHint;
     QPushButton *m_copyToken;
     QPushButton *m_renewToken;
     QCheckBox *m_requireToken;
+    QCheckBox *m_tokenOnLoopback;
     QLineEdit *m_origins;
     QPushButton *m_start;
     QPushButton *m_stop;

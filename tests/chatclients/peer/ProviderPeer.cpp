@@ -77,8 +77,9 @@ QByteArray ProviderPeer::chatStream()
 
 namespace {
 
-// One JSON-RPC request to an MCP server over HTTP, blocking, on the peer's thread.
-QJsonObject callMcp(const QUrl &url, const QJsonObject &message)
+// One JSON-RPC request to an MCP server over HTTP, blocking, on the peer's thread, with the
+// integration's headers as LM Studio sends them.
+QJsonObject callMcp(const QUrl &url, const QJsonObject &headers, const QJsonObject &message)
 {
     const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
     if (fd < 0)
@@ -93,9 +94,13 @@ QJsonObject callMcp(const QUrl &url, const QJsonObject &message)
     if (::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0) {
         const QByteArray body = QJsonDocument(message).toJson(QJsonDocument::Compact);
         const QByteArray path = url.path().isEmpty() ? QByteArray("/") : url.path().toUtf8();
+        QByteArray extra;
+        for (auto it = headers.begin(); it != headers.end(); ++it)
+            extra += it.key().toUtf8() + ": " + it.value().toString().toUtf8() + "\r\n";
         const QByteArray request = "POST " + path + " HTTP/1.1\r\nHost: " + url.host().toUtf8() +
-                                   "\r\nContent-Type: application/json\r\nAccept: application/json, text/event-stream\r\n"
-                                   "Connection: close\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body;
+                                   "\r\nContent-Type: application/json\r\nAccept: application/json, text/event-stream\r\n" +
+                                   extra + "Connection: close\r\nContent-Length: " + QByteArray::number(body.size()) +
+                                   "\r\n\r\n" + body;
         qsizetype sent = 0;
         while (sent < request.size()) {
             const ssize_t n = ::send(fd, request.constData() + sent, size_t(request.size() - sent), MSG_NOSIGNAL);
@@ -133,7 +138,7 @@ QByteArray ProviderPeer::toolCallingStream(const QJsonObject &body)
         }
     }
     const QJsonObject arguments{{"file_path", path}};
-    const QJsonObject reply = callMcp(server, {{"jsonrpc", "2.0"}, {"id", 1}, {"method", "tools/call"},
+    const QJsonObject reply = callMcp(server, integration.value("headers").toObject(), {{"jsonrpc", "2.0"}, {"id", 1}, {"method", "tools/call"},
                                                {"params", QJsonObject{{"name", "read_file"}, {"arguments", arguments}}}});
     const QJsonArray content = reply.value("result").toObject().value("content").toArray();
     const QString text = content.at(0).toObject().value("text").toString();
