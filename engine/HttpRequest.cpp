@@ -53,8 +53,30 @@ void HttpRequest::parseHeaderBlock(std::string_view block)
         const size_t colon = line.find(':');
         if (colon == std::string_view::npos)
             continue;
-        headers.insert_or_assign(asciiLowered(line.substr(0, colon)), std::string(trimBlanks(line.substr(colon + 1))));
+        std::string name = asciiLowered(line.substr(0, colon));
+        if (!headers.insert_or_assign(name, std::string(trimBlanks(line.substr(colon + 1)))).second)
+            repeatedHeaders.insert(std::move(name));
     }
+}
+
+size_t HttpRequest::headBytesWanted(const char *data, size_t size) const
+{
+    if (headersComplete)
+        return 0;
+    // The same two ends as feed: CRLF as the very first line, else the first CRLF CRLF. The
+    // held head never ends in a complete terminator, so its last three bytes are all that
+    // can begin one.
+    const std::string_view next(data, size);
+    if (m_head.size() < 2) {
+        const std::string start = m_head + std::string(next.substr(0, 2 - m_head.size()));
+        if (start == "\r\n")
+            return 2 - m_head.size();
+    }
+    const size_t tailSize = std::min<size_t>(3, m_head.size());
+    std::string window = m_head.substr(m_head.size() - tailSize);
+    window.append(next);
+    const size_t found = window.find("\r\n\r\n");
+    return found == std::string::npos ? size : found + 4 - tailSize;
 }
 
 HttpRequest::Progress HttpRequest::feed(const char *data, size_t size)

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,6 +20,8 @@ public:
     std::string path;
     std::string version;  // "HTTP/1.1" as the request line gives it
     std::map<std::string, std::string> headers;
+    // Lower-cased names of the headers that came more than once (the last value is kept).
+    std::set<std::string> repeatedHeaders;
     std::vector<char> body;
     uint64_t contentLength = 0;
     bool headersComplete = false;
@@ -42,6 +45,11 @@ public:
     // content-length that is not a decimal number or does not fit 64 bits); HeadTooLarge
     // and BodyTooLarge that it passed a bound (a body as soon as its declared length does).
     Progress feed(const char *data, size_t size);
+
+    // How many of these next bytes complete the head: all of them while it stays
+    // incomplete, none once it is complete. Lets a reader take the head off the connection
+    // without a byte of what follows.
+    size_t headBytesWanted(const char *data, size_t size) const;
 
     // Bytes received beyond the end of a complete request (with exactFraming).
     std::string takeSurplus() { return std::exchange(m_surplus, {}); }

@@ -110,4 +110,13 @@ size_t MCPHttpPolicy::connectionCap() const
     return std::max<size_t>(8, open > 64 ? (open - 64) / 2 : 8);
 }
 
+size_t MCPHttpPolicy::peerConnectionCap() const
+{
+    if (maxConnectionsPerPeer > 0)
+        return maxConnectionsPerPeer;
+    // Room for a client that opens several connections at once, while one address alone
+    // cannot take every connection from the others.
+    return std::max<size_t>(8, connectionCap() / 4);
+}
+
 }  // namespace MCP

@@ -25,9 +25,20 @@ struct MCPHttpPolicy {
     // Connections served at once; beyond it a new connection is answered 503 and closed.
     // Zero: derived from the process's limit of open files.
     size_t maxConnections = 0;
+    // Connections served at once from one peer address; beyond it 503. Loopback counts like
+    // any address: every local user's client comes from 127.0.0.1. Zero: a quarter of the
+    // connection cap, at least 8.
+    size_t maxConnectionsPerPeer = 0;
     // Largest body (413 beyond it) and largest request head (431 beyond it).
     size_t maxBodyBytes = 32u << 20;
     size_t maxHeadBytes = 64u << 10;
+    // Bytes of requests held at once across all connections, heads and bodies, from their
+    // first byte until their answer; a request that would pass it is answered 503. Zero: no
+    // limit.
+    size_t maxBufferedBytes = 256u << 20;
+    // Refused requests and connections are logged once per interval for each reason; the
+    // ones in between are counted into the next line.
+    std::chrono::milliseconds refusalLogInterval{std::chrono::seconds(1)};
 
     // Persistent connections: several requests in turn on one connection, answered with
     // "Connection: keep-alive", closed after idleTimeout without a request or after
@@ -46,6 +57,8 @@ struct MCPHttpPolicy {
     // maxConnections, or when it is zero a share of the open-file limit that leaves room
     // for what the tools open themselves.
     size_t connectionCap() const;
+    // maxConnectionsPerPeer, or when it is zero a quarter of connectionCap(), at least 8.
+    size_t peerConnectionCap() const;
 };
 
 }  // namespace MCP

@@ -6,11 +6,13 @@
 #include "engine/PlatformLog.h"
 
 #include <algorithm>
+#include <array>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <iterator>
 #include <netinet/in.h>
 #include <poll.h>
 #include <pthread.h>
@@ -19,6 +21,7 @@
 #include <sys/random.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <unordered_map>
 #include <vector>
 
 namespace MCP {
@@ -35,6 +38,50 @@ struct Hooks {
 // How long an acceptor waits for a connection before it ends, when another one is left
 // waiting: the count of threads falls back after a burst.
 constexpr auto kAcceptorIdleTime = std::chrono::seconds(2);
+
+// Why a request or a connection was turned away. Each reason is throttled in the log on its
+// own, so that a flood of one kind hides no other.
+enum class Refusal {
+    RepeatedHeader,
+    Origin,
+    Host,
+    Token,
+    Timeout,
+    HeadTooLarge,
+    BodyTooLarge,
+    TooManyConnections,
+    TooManyFromPeer,
+    OverBudget,
+    OutOfFiles,
+    Count
+};
+
+struct RefusalKind {
+    int32_t code;
+    LogMessageType level;
+    const char *what;  // "Refused 12 more <what> since the last such line"
+};
+
+constexpr RefusalKind kRefusalKinds[] = {
+    {LogCode::RequestRefused, LogMessageType::Warning, "requests with a repeated header"},
+    {LogCode::RequestRefused, LogMessageType::Warning, "requests from origins that are not allowed"},
+    {LogCode::RequestRefused, LogMessageType::Warning, "requests for hosts not served here"},
+    {LogCode::RequestRefused, LogMessageType::Warning, "requests without a valid bearer token"},
+    {LogCode::RequestReadFailed, LogMessageType::Warning, "connections that did not send a whole request in time"},
+    {LogCode::RequestReadFailed, LogMessageType::Warning, "requests whose head is too large"},
+    {LogCode::RequestReadFailed, LogMessageType::Warning, "requests whose body is too large"},
+    {LogCode::ConnectionRefused, LogMessageType::Warning, "connections over the cap of open connections"},
+    {LogCode::ConnectionRefused, LogMessageType::Warning, "connections over the cap of connections from one address"},
+    {LogCode::ConnectionRefused, LogMessageType::Warning, "requests over the budget of buffered bytes"},
+    {LogCode::AcceptFailed, LogMessageType::Critical, "connections for want of open files"},
+};
+static_assert(std::size(kRefusalKinds) == static_cast<size_t>(Refusal::Count));
+
+struct RefusalLog {
+    bool logged = false;
+    std::chrono::steady_clock::time_point last{};
+    size_t suppressed = 0;  // refused since the last line, not named yet
+};
 
 }  // namespace
 
@@ -63,6 +110,12 @@ struct MCPHttpTransport::Shared {
     // Connections accepted and not yet closed, against the policy's cap.
     std::atomic<size_t> openConnections{0};
     size_t connectionCap = 0;  // fixed at start
+    // Connections open per peer address (IPv4, network order), against a cap fixed at start.
+    std::mutex peersMutex;
+    std::unordered_map<uint32_t, size_t> peerConnections;
+    size_t peerCap = 0;
+    // Bytes of requests held across all connections, against the policy's budget.
+    std::atomic<size_t> bufferedBytes{0};
     // Readable once the transport is being destroyed: wakes workers waiting on idle peers.
     const int wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 
@@ -77,10 +130,11 @@ struct MCPHttpTransport::Shared {
     std::condition_variable workersGone;
     int workers = 0;
 
-    // Refusals under pressure come in floods: one line a second says how many there were.
+    // Refusals come in floods: each reason gets one line an interval, and the next one
+    // names how many there were in between.
     std::mutex refusalMutex;
-    std::chrono::steady_clock::time_point lastRefusalLine{};
-    size_t refusedSinceLine = 0;
+    std::array<RefusalLog, static_cast<size_t>(Refusal::Count)> refusals{};
+    std::atomic<bool> refusalsUncounted{false};  // some are counted and not named in a line yet
 
     ~Shared()
     {
@@ -253,68 +307,65 @@ Wait waitReadable(const MCPHttpTransport::Shared &shared, int fd, Clock::time_po
     }
 }
 
-enum class ReadOutcome { Complete, Closed, TimedOut, Malformed, HeadTooLarge, BodyTooLarge };
+using Shared = MCPHttpTransport::Shared;
 
-// Reads one request within the policy's bounds. Closed: the peer closed or failed before
-// it was whole, or the transport is going away.
-ReadOutcome readRequest(const MCPHttpTransport::Shared &shared, const MCPHttpPolicy &policy, int fd,
-                        HttpRequest &request, const std::string &carried)
+// Logs a refusal, or counts it when a refusal of the same reason was logged less than an
+// interval ago; the count goes into that reason's next line.
+void logRefusal(Shared &shared, const Hooks &hooks, Refusal reason, const std::string &text)
 {
-    request.maxHeadBytes = policy.maxHeadBytes;
-    request.maxBodyBytes = policy.maxBodyBytes;
-    const Clock::time_point deadline =
-        policy.receiveTimeout.count() > 0 ? Clock::now() + policy.receiveTimeout : Clock::time_point::max();
-    // Bytes of this request that came with the last one on the same connection.
-    if (!carried.empty()) {
-        switch (request.feed(carried.data(), carried.size())) {
-        case HttpRequest::Progress::Complete: return ReadOutcome::Complete;
-        case HttpRequest::Progress::Malformed: return ReadOutcome::Malformed;
-        case HttpRequest::Progress::HeadTooLarge: return ReadOutcome::HeadTooLarge;
-        case HttpRequest::Progress::BodyTooLarge: return ReadOutcome::BodyTooLarge;
-        case HttpRequest::Progress::NeedMore: break;
+    const RefusalKind &kind = kRefusalKinds[static_cast<size_t>(reason)];
+    if (!wants(hooks, kind.level))
+        return;
+    std::string line = text;
+    {
+        std::lock_guard lock(shared.refusalMutex);
+        RefusalLog &log = shared.refusals[static_cast<size_t>(reason)];
+        const Clock::time_point now = Clock::now();
+        if (log.logged && now - log.last < hooks.policy.refusalLogInterval) {
+            ++log.suppressed;
+            shared.refusalsUncounted.store(true);
+            return;
         }
+        if (log.suppressed > 0)
+            line += " (and " + std::to_string(log.suppressed) + " more like it since the last such line)";
+        log = RefusalLog{true, now, 0};
     }
-    char buffer[8192];
-    for (;;) {
-        size_t want = sizeof buffer;
-        if (request.headersComplete && !request.chunked && request.contentLength > request.body.size())
-            want = static_cast<size_t>(std::min<uint64_t>(want, request.contentLength - request.body.size()));
-        // Mostly the bytes are there already; only an empty socket costs a poll, which
-        // also watches for the transport's destruction.
-        const ssize_t n = ::recv(fd, buffer, want, MSG_DONTWAIT);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-            switch (waitReadable(shared, fd, deadline)) {
-            case Wait::Readable: continue;
-            case Wait::Destroying: return ReadOutcome::Closed;
-            case Wait::TimedOut: return ReadOutcome::TimedOut;
+    emitLog(hooks, kind.level, kind.code, line);
+}
+
+// Names the refusals that were counted and not yet logged: those whose interval has
+// passed, or all of them.
+void flushRefusals(Shared &shared, const Hooks &hooks, bool all)
+{
+    std::vector<std::pair<size_t, std::string>> lines;
+    {
+        std::lock_guard lock(shared.refusalMutex);
+        const Clock::time_point now = Clock::now();
+        bool left = false;
+        for (size_t i = 0; i < shared.refusals.size(); ++i) {
+            RefusalLog &log = shared.refusals[i];
+            if (log.suppressed == 0)
+                continue;
+            if (!all && now - log.last < hooks.policy.refusalLogInterval) {
+                left = true;
+                continue;
             }
+            lines.emplace_back(i, "Refused " + std::to_string(log.suppressed) + " more " + kRefusalKinds[i].what +
+                                      " since the last such line");
+            log = RefusalLog{true, now, 0};
         }
-        if (n < 1)
-            return ReadOutcome::Closed;
-        switch (request.feed(buffer, static_cast<size_t>(n))) {
-        case HttpRequest::Progress::Complete: return ReadOutcome::Complete;
-        case HttpRequest::Progress::Malformed: return ReadOutcome::Malformed;
-        case HttpRequest::Progress::HeadTooLarge: return ReadOutcome::HeadTooLarge;
-        case HttpRequest::Progress::BodyTooLarge: return ReadOutcome::BodyTooLarge;
-        case HttpRequest::Progress::NeedMore: break;
-        }
+        shared.refusalsUncounted.store(left);
     }
+    for (const auto &[index, text] : lines)
+        emitLog(hooks, kRefusalKinds[index].level, kRefusalKinds[index].code, text);
 }
 
-void answer(int fd, int status, std::string_view contentType, std::string_view body)
+// Closes a connection after its answer while the peer may still be sending: a close with
+// unread bytes is a reset, which can destroy the answer on its way. The write side is shut
+// first, so the peer sees the end at once; what it still sends is read and dropped, for a
+// short while and up to a bound, and never kept.
+void lingerAndClose(int fd)
 {
-    sendAll(fd, MCPHttpTransport::buildResponse(status, contentType, body));
-    ::close(fd);
-}
-
-// Answers a request that is refused before it was read in full and closes without a
-// reset: the peer may still be sending, and a close with unread bytes would destroy the
-// answer on its way. What is left is read and dropped for a short while.
-void refuseEarly(int fd, int status, std::string_view message)
-{
-    sendAll(fd, MCPHttpTransport::buildResponse(status, "application/json", MCPHttpTransport::refusalBody(message)));
     ::shutdown(fd, SHUT_WR);
     const Clock::time_point until = Clock::now() + std::chrono::milliseconds(500);
     char sink[16384];
@@ -331,44 +382,216 @@ void refuseEarly(int fd, int status, std::string_view message)
     ::close(fd);
 }
 
+// Closes a connection after its answer, lingering only when the peer sent bytes that were
+// never read, such as a request pipelined behind the one answered.
+void closeAfterAnswer(int fd)
+{
+    char probe;
+    if (::recv(fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT) > 0)
+        lingerAndClose(fd);
+    else
+        ::close(fd);
+}
+
+// Answers a refused request with a JSON-RPC error body and closes without reading the rest.
+void refuse(int fd, int status, std::string_view message, std::string_view extraHeaders = {})
+{
+    sendAll(fd, MCPHttpTransport::buildResponse(status, "application/json", MCPHttpTransport::refusalBody(message), extraHeaders));
+    lingerAndClose(fd);
+}
+
+// Turns a connection away before anything of it was read, without waiting for anything.
+void turnAway(int fd, std::string_view message)
+{
+    const std::string busy = MCPHttpTransport::buildResponse(503, "application/json", MCPHttpTransport::refusalBody(message),
+                                                             "Retry-After: 1\r\n");
+    [[maybe_unused]] const ssize_t sent = ::send(fd, busy.data(), busy.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    ::close(fd);
+}
+
+// One request's share of the bytes buffered across all connections, given back when the
+// request is done.
+class BufferHold {
+public:
+    BufferHold(std::atomic<size_t> &total, size_t budget) : m_total(total), m_budget(budget) {}
+    ~BufferHold() { m_total.fetch_sub(m_held); }
+    BufferHold(const BufferHold &) = delete;
+    BufferHold &operator=(const BufferHold &) = delete;
+
+    // Takes the bytes into the total; false, taking nothing, when they would pass the budget.
+    bool take(size_t bytes)
+    {
+        size_t total = m_total.load();
+        do {
+            if (m_budget > 0 && (bytes > m_budget || total > m_budget - bytes))
+                return false;
+        } while (!m_total.compare_exchange_weak(total, total + bytes));
+        m_held += bytes;
+        return true;
+    }
+    // Whether so many more bytes would fit now.
+    bool fits(uint64_t bytes) const
+    {
+        const size_t total = m_total.load();
+        return m_budget == 0 || (total <= m_budget && bytes <= m_budget - total);
+    }
+
+private:
+    std::atomic<size_t> &m_total;
+    const size_t m_budget;
+    size_t m_held = 0;
+};
+
+enum class ReadOutcome { Complete, Closed, TimedOut, Malformed, HeadTooLarge, BodyTooLarge, OverBudget };
+
+// One receive that waits for bytes until the deadline. The count, or 0 with `failure` set
+// when the peer closed or failed, the deadline passed, or the transport is going away.
+size_t receive(const Shared &shared, int fd, char *buffer, size_t size, int flags, Clock::time_point deadline,
+               ReadOutcome &failure)
+{
+    for (;;) {
+        const ssize_t n = ::recv(fd, buffer, size, flags | MSG_DONTWAIT);
+        if (n > 0)
+            return static_cast<size_t>(n);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            // Mostly the bytes are there already; only an empty socket costs a poll, which
+            // also watches for the transport's destruction.
+            switch (waitReadable(shared, fd, deadline)) {
+            case Wait::Readable: continue;
+            case Wait::Destroying: failure = ReadOutcome::Closed; return 0;
+            case Wait::TimedOut: failure = ReadOutcome::TimedOut; return 0;
+            }
+        }
+        failure = ReadOutcome::Closed;
+        return 0;
+    }
+}
+
+// Reads the request's head and not a byte behind it, so that a request can be refused
+// before its body costs anything: the bytes are looked at in place and only the head's
+// share is taken. Bytes carried over from the last request on the connection come first.
+// On Complete, `verdict` is what the head says of the body.
+ReadOutcome readHead(const Shared &shared, int fd, HttpRequest &request, std::string &carried, BufferHold &hold,
+                     Clock::time_point deadline, HttpRequest::Progress &verdict)
+{
+    char buffer[8192];
+    while (!request.headersComplete) {
+        if (!carried.empty()) {
+            const size_t take = request.headBytesWanted(carried.data(), carried.size());
+            if (!hold.take(take))
+                return ReadOutcome::OverBudget;
+            verdict = request.feed(carried.data(), take);
+            carried.erase(0, take);
+        } else {
+            ReadOutcome failure = ReadOutcome::Closed;
+            const size_t seen = receive(shared, fd, buffer, sizeof buffer, MSG_PEEK, deadline, failure);
+            if (seen == 0)
+                return failure;
+            const size_t take = request.headBytesWanted(buffer, seen);
+            if (!hold.take(take))
+                return ReadOutcome::OverBudget;
+            for (size_t got = 0; got < take;) {
+                const ssize_t n = ::recv(fd, buffer + got, take - got, MSG_DONTWAIT);
+                if (n < 0 && errno == EINTR)
+                    continue;
+                if (n < 1)
+                    return ReadOutcome::Closed;
+                got += static_cast<size_t>(n);
+            }
+            verdict = request.feed(buffer, take);
+        }
+        if (verdict == HttpRequest::Progress::HeadTooLarge)
+            return ReadOutcome::HeadTooLarge;
+    }
+    return ReadOutcome::Complete;
+}
+
+// Reads the body of an admitted request: first what was carried over, then from the
+// connection, no further than its length where it has one.
+ReadOutcome readBody(const Shared &shared, int fd, HttpRequest &request, std::string &carried, BufferHold &hold,
+                     Clock::time_point deadline, HttpRequest::Progress progress)
+{
+    if (progress == HttpRequest::Progress::NeedMore && !carried.empty()) {
+        if (!hold.take(carried.size()))
+            return ReadOutcome::OverBudget;
+        progress = request.feed(carried.data(), carried.size());
+        carried.clear();
+    }
+    char buffer[8192];
+    for (;;) {
+        switch (progress) {
+        case HttpRequest::Progress::Complete: return ReadOutcome::Complete;
+        case HttpRequest::Progress::Malformed: return ReadOutcome::Malformed;
+        case HttpRequest::Progress::HeadTooLarge: return ReadOutcome::HeadTooLarge;
+        case HttpRequest::Progress::BodyTooLarge: return ReadOutcome::BodyTooLarge;
+        case HttpRequest::Progress::NeedMore: break;
+        }
+        size_t want = sizeof buffer;
+        if (!request.chunked && request.contentLength > request.body.size())
+            want = static_cast<size_t>(std::min<uint64_t>(want, request.contentLength - request.body.size()));
+        ReadOutcome failure = ReadOutcome::Closed;
+        const size_t n = receive(shared, fd, buffer, want, 0, deadline, failure);
+        if (n == 0)
+            return failure;
+        if (!hold.take(n))
+            return ReadOutcome::OverBudget;
+        progress = request.feed(buffer, n);
+    }
+}
+
 std::string headerOf(const HttpRequest &request, const char *name)
 {
     auto it = request.headers.find(name);
     return it == request.headers.end() ? std::string() : it->second;
 }
 
-// The checks a request passes before anything of it runs: a foreign origin (a web page),
-// a foreign host on a loopback listener (DNS rebinding) and a missing or wrong token are
-// refused, each with one log line that says how to allow it. True when it may go on.
-bool admit(const MCPHttpTransport::Shared &shared, const Hooks &hooks, const HttpRequest &request, int fd)
+// Headers that say who is asking or where the body ends: with two of them, a check could
+// read one and the request be served by the other.
+constexpr std::pair<const char *, const char *> kSingleHeaders[] = {
+    {"origin", "Origin"}, {"host", "Host"}, {"authorization", "Authorization"},
+    {"content-length", "Content-Length"}, {"transfer-encoding", "Transfer-Encoding"}};
+
+// The checks a request passes on its head alone, before a byte of its body is read: a
+// repeated header that decides who asks or where the body ends, a foreign origin (a web
+// page), a foreign host on a loopback listener (DNS rebinding) and a missing or wrong token
+// are refused, each logged with how to allow it. True when it may go on; a refused request
+// is answered and its connection closed.
+bool admit(Shared &shared, const Hooks &hooks, const HttpRequest &request, int fd)
 {
     const MCPHttpPolicy &policy = hooks.policy;
+    for (const auto &[name, shown] : kSingleHeaders) {
+        if (request.repeatedHeaders.count(name)) {
+            logRefusal(shared, hooks, Refusal::RepeatedHeader,
+                       std::string("Refused a request with more than one ") + shown + " header");
+            refuse(fd, 400, std::string("Bad Request: more than one ") + shown + " header");
+            return false;
+        }
+    }
     if (auto it = request.headers.find("origin"); it != request.headers.end() && !policy.originAllowed(it->second)) {
-        emitLog(hooks, LogMessageType::Warning, LogCode::RequestRefused,
-                "Refused a request from origin " + it->second +
-                    ": a web page may not call this server. To allow it, add the origin to the allowed origins "
-                    "(Server screen, or kelvara serve --allow-origin " + it->second + ")");
-        answer(fd, 403, "application/json", MCPHttpTransport::refusalBody("Forbidden: origin " + it->second + " is not allowed"));
+        logRefusal(shared, hooks, Refusal::Origin,
+                   "Refused a request from origin " + it->second +
+                       ": a web page may not call this server. To allow it, add the origin to the allowed origins "
+                       "(Server screen, or kelvara serve --allow-origin " + it->second + ")");
+        refuse(fd, 403, "Forbidden: origin " + it->second + " is not allowed");
         return false;
     }
     if (shared.loopbackOnly.load()) {
         if (auto it = request.headers.find("host"); it != request.headers.end() && !MCPHttpPolicy::isLoopbackHost(it->second)) {
-            emitLog(hooks, LogMessageType::Warning, LogCode::RequestRefused,
-                    "Refused a request for host " + it->second +
-                        ": the server listens on loopback only and answers only for localhost, 127.0.0.1 and [::1]. "
-                        "To serve other hosts, listen on all interfaces");
-            answer(fd, 403, "application/json", MCPHttpTransport::refusalBody("Forbidden: host " + it->second + " is not served here"));
+            logRefusal(shared, hooks, Refusal::Host,
+                       "Refused a request for host " + it->second +
+                           ": the server listens on loopback only and answers only for localhost, 127.0.0.1 and [::1]. "
+                           "To serve other hosts, listen on all interfaces");
+            refuse(fd, 403, "Forbidden: host " + it->second + " is not served here");
             return false;
         }
     }
     if (!policy.authorizationAccepted(headerOf(request, "authorization"))) {
-        emitLog(hooks, LogMessageType::Warning, LogCode::RequestRefused,
-                "Refused a request without a valid bearer token. Give the client the token shown on the Server "
-                "screen (kelvara serve prints it on standard error) as \"Authorization: Bearer <token>\"");
-        sendAll(fd, MCPHttpTransport::buildResponse(401, "application/json",
-                                                     MCPHttpTransport::refusalBody("Unauthorized: a valid bearer token is required"),
-                                                     "WWW-Authenticate: Bearer realm=\"kelvara\"\r\n"));
-        ::close(fd);
+        logRefusal(shared, hooks, Refusal::Token,
+                   "Refused a request without a valid bearer token. Give the client the token shown on the Server "
+                   "screen (kelvara serve prints it on standard error) as \"Authorization: Bearer <token>\"");
+        refuse(fd, 401, "Unauthorized: a valid bearer token is required", "WWW-Authenticate: Bearer realm=\"kelvara\"\r\n");
         return false;
     }
     return true;
@@ -381,15 +604,14 @@ bool reply(int fd, bool keepOpen, int status, std::string_view contentType, std:
     const bool sent = sendAll(fd, MCPHttpTransport::buildResponse(status, contentType, body, {}, keepOpen));
     if (keepOpen && sent)
         return true;
-    ::close(fd);
+    closeAfterAnswer(fd);
     return false;
 }
 
-// Serves one request that was read whole. True when the connection stays open for the next.
-bool serveRequest(MCPHttpTransport::Shared &shared, const Hooks &hooks, int fd, HttpRequest &request, bool keepOpen)
+// Serves one admitted request that was read whole. True when the connection stays open for
+// the next.
+bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &request, bool keepOpen)
 {
-    if (!admit(shared, hooks, request, fd))
-        return false;
     const std::string connectionId = newConnectionId();
 
     if (request.method == "OPTIONS")
@@ -459,7 +681,7 @@ bool serveRequest(MCPHttpTransport::Shared &shared, const Hooks &hooks, int fd, 
 // Reads and serves requests until the connection is closed: one request unless the policy
 // keeps connections open, then as many as the peer sends in turn, up to the policy's number,
 // while each follows the last within the idle time.
-void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int fd)
+void serveConnection(Shared &shared, const Hooks &hooks, int fd)
 {
     const MCPHttpPolicy &policy = hooks.policy;
     std::string carried;
@@ -486,24 +708,51 @@ void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int f
         }
         HttpRequest request;
         request.exactFraming = policy.keepAlive;
-        switch (readRequest(shared, policy, fd, request, carried)) {
+        request.maxHeadBytes = policy.maxHeadBytes;
+        request.maxBodyBytes = policy.maxBodyBytes;
+        // The request's bytes count against the budget until it has been answered.
+        BufferHold hold(shared.bufferedBytes, policy.maxBufferedBytes);
+        const Clock::time_point deadline =
+            policy.receiveTimeout.count() > 0 ? Clock::now() + policy.receiveTimeout : Clock::time_point::max();
+        HttpRequest::Progress verdict = HttpRequest::Progress::NeedMore;
+        ReadOutcome outcome = readHead(shared, fd, request, carried, hold, deadline, verdict);
+        if (outcome == ReadOutcome::Complete) {
+            if (!admit(shared, hooks, request, fd))
+                return;
+            const bool sized = verdict == HttpRequest::Progress::NeedMore && !request.chunked;
+            if (sized && !hold.fits(request.contentLength)) {
+                outcome = ReadOutcome::OverBudget;  // it could not be held whole now
+            } else {
+                // Room for the declared body at once: growing to it would hold it twice on the way.
+                if (sized)
+                    request.body.reserve(static_cast<size_t>(std::min<uint64_t>(request.contentLength, 64u << 20)));
+                outcome = readBody(shared, fd, request, carried, hold, deadline, verdict);
+            }
+        }
+        switch (outcome) {
         case ReadOutcome::Complete:
             break;
         case ReadOutcome::TimedOut:
-            emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
-                    "Closed a connection that did not send a whole request within " +
-                        std::to_string(policy.receiveTimeout.count() / 1000.0).substr(0, 4) + " s");
-            refuseEarly(fd, 408, "Request Timeout: the request did not arrive in time");
+            logRefusal(shared, hooks, Refusal::Timeout,
+                       "Closed a connection that did not send a whole request within " +
+                           std::to_string(policy.receiveTimeout.count() / 1000.0).substr(0, 4) + " s");
+            refuse(fd, 408, "Request Timeout: the request did not arrive in time");
             return;
         case ReadOutcome::HeadTooLarge:
-            emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
-                    "Refused a request whose head is larger than " + std::to_string(policy.maxHeadBytes) + " bytes");
-            refuseEarly(fd, 431, "Request Header Fields Too Large");
+            logRefusal(shared, hooks, Refusal::HeadTooLarge,
+                       "Refused a request whose head is larger than " + std::to_string(policy.maxHeadBytes) + " bytes");
+            refuse(fd, 431, "Request Header Fields Too Large");
             return;
         case ReadOutcome::BodyTooLarge:
-            emitLog(hooks, LogMessageType::Warning, LogCode::RequestReadFailed,
-                    "Refused a request whose body is larger than " + std::to_string(policy.maxBodyBytes) + " bytes");
-            refuseEarly(fd, 413, "Content Too Large: the body may have at most " + std::to_string(policy.maxBodyBytes) + " bytes");
+            logRefusal(shared, hooks, Refusal::BodyTooLarge,
+                       "Refused a request whose body is larger than " + std::to_string(policy.maxBodyBytes) + " bytes");
+            refuse(fd, 413, "Content Too Large: the body may have at most " + std::to_string(policy.maxBodyBytes) + " bytes");
+            return;
+        case ReadOutcome::OverBudget:
+            logRefusal(shared, hooks, Refusal::OverBudget,
+                       "Refused a request: the requests in progress hold " + std::to_string(shared.bufferedBytes.load()) +
+                           " bytes, and all of them together may hold " + std::to_string(policy.maxBufferedBytes));
+            refuse(fd, 503, "Service Unavailable: the server holds too much request data now", "Retry-After: 1\r\n");
             return;
         case ReadOutcome::Closed:
         case ReadOutcome::Malformed:
@@ -512,7 +761,10 @@ void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int f
             ::close(fd);
             return;
         }
-        carried = request.takeSurplus();
+        // Bytes of the next request: left over from the head when this one had no body, or
+        // read along with a chunked body.
+        if (carried.empty())
+            carried = request.takeSurplus();
         // HTTP/1.1 keeps a connection unless either side says "close"; HTTP/1.0 does not.
         const auto connection = request.headers.find("connection");
         const bool peerCloses = request.version != "HTTP/1.1" ||
@@ -527,25 +779,29 @@ void serveConnection(MCPHttpTransport::Shared &shared, const Hooks &hooks, int f
 
 namespace {
 
-void refusalLine(MCPHttpTransport::Shared &shared, const Hooks &hooks, int32_t code, const std::string &text)
+void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, std::shared_ptr<MCPHttpTransport::Listener> listener);
+
+// Counts a connection from the address; false when it has as many as the cap already.
+bool takePeerSlot(Shared &shared, uint32_t address)
 {
-    std::string line;
-    {
-        std::lock_guard lock(shared.refusalMutex);
-        ++shared.refusedSinceLine;
-        const Clock::time_point now = Clock::now();
-        if (now - shared.lastRefusalLine < std::chrono::seconds(1))
-            return;
-        line = shared.refusedSinceLine > 1
-                   ? text + " (" + std::to_string(shared.refusedSinceLine) + " times in the last second)"
-                   : text;
-        shared.lastRefusalLine = now;
-        shared.refusedSinceLine = 0;
+    std::lock_guard lock(shared.peersMutex);
+    auto [it, added] = shared.peerConnections.try_emplace(address, 0);
+    if (it->second >= shared.peerCap) {
+        if (added)
+            shared.peerConnections.erase(it);
+        return false;
     }
-    emitLog(hooks, code == LogCode::AcceptFailed ? LogMessageType::Critical : LogMessageType::Warning, code, line);
+    ++it->second;
+    return true;
 }
 
-void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, std::shared_ptr<MCPHttpTransport::Listener> listener);
+void releasePeerSlot(Shared &shared, uint32_t address)
+{
+    std::lock_guard lock(shared.peersMutex);
+    auto it = shared.peerConnections.find(address);
+    if (it != shared.peerConnections.end() && --it->second == 0)
+        shared.peerConnections.erase(it);
+}
 
 // Starts one more worker, counted as accepting. False when no thread could be made.
 bool startAcceptor(const std::shared_ptr<MCPHttpTransport::Shared> &shared,
@@ -577,14 +833,19 @@ void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, std::shared_pt
             listener->inAccept.fetch_sub(1);
             break;
         }
-        const int fd = ::accept4(listener->fd, nullptr, nullptr, SOCK_CLOEXEC);
+        sockaddr_in peer{};
+        socklen_t peerLength = sizeof peer;
+        const int fd = ::accept4(listener->fd, reinterpret_cast<sockaddr *>(&peer), &peerLength, SOCK_CLOEXEC);
         const int error = errno;
         listener->inAccept.fetch_sub(1);
         if (fd < 0) {
             if (!listener->open.load())
                 break;
             if (error == EAGAIN || error == EWOULDBLOCK) {
-                // Idle: end unless this is the last worker waiting for connections.
+                // Idle: a flood that has ended still gets its count logged.
+                if (shared->refusalsUncounted.load())
+                    flushRefusals(*shared, *shared->currentHooks(), false);
+                // End unless this is the last worker waiting for connections.
                 int waiting = listener->waiting.load();
                 while (waiting > 1 && !listener->waiting.compare_exchange_weak(waiting, waiting - 1)) {}
                 if (waiting > 1)
@@ -595,8 +856,7 @@ void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, std::shared_pt
                 continue;
             const auto hooks = shared->currentHooks();
             if (error == EMFILE || error == ENFILE)
-                refusalLine(*shared, *hooks, LogCode::AcceptFailed,
-                            "Failed to accept connection: the process has no open files left");
+                logRefusal(*shared, *hooks, Refusal::OutOfFiles, "Failed to accept connection: the process has no open files left");
             else
                 emitLog(*hooks, LogMessageType::Critical, LogCode::AcceptFailed, "Failed to accept connection");
             // Out of descriptors or memory: give the system a moment instead of spinning.
@@ -605,16 +865,26 @@ void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, std::shared_pt
             continue;
         }
         const auto hooks = shared->currentHooks();
+        if (shared->refusalsUncounted.load())
+            flushRefusals(*shared, *hooks, false);
         // Over the cap a connection is told so at once and closed, so that holding many
         // connections open cannot starve the others of threads and descriptors.
         if (shared->openConnections.load() >= shared->connectionCap) {
-            refusalLine(*shared, *hooks, LogCode::ConnectionRefused,
-                        "Refused a connection: " + std::to_string(shared->connectionCap) + " connections are open already");
-            const std::string busy = MCPHttpTransport::buildResponse(
-                503, "application/json", MCPHttpTransport::refusalBody("Service Unavailable: too many connections"),
-                "Retry-After: 1\r\n");
-            [[maybe_unused]] const ssize_t sent = ::send(fd, busy.data(), busy.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-            ::close(fd);
+            logRefusal(*shared, *hooks, Refusal::TooManyConnections,
+                       "Refused a connection: " + std::to_string(shared->connectionCap) + " connections are open already");
+            turnAway(fd, "Service Unavailable: too many connections");
+            continue;
+        }
+        // Nor may one address take them all: other local users share 127.0.0.1 with the
+        // user's own clients.
+        const uint32_t address = peer.sin_addr.s_addr;
+        if (!takePeerSlot(*shared, address)) {
+            char text[INET_ADDRSTRLEN] = "?";
+            ::inet_ntop(AF_INET, &peer.sin_addr, text, sizeof text);
+            logRefusal(*shared, *hooks, Refusal::TooManyFromPeer,
+                       "Refused a connection from " + std::string(text) + ": " + std::to_string(shared->peerCap) +
+                           " connections from that address are open already");
+            turnAway(fd, "Service Unavailable: too many connections from this address");
             continue;
         }
         // Leaving the last accepting place: another worker takes it before this one serves.
@@ -630,6 +900,7 @@ void workerLoop(std::shared_ptr<MCPHttpTransport::Shared> shared, std::shared_pt
         }
         shared->openConnections.fetch_add(1);
         serveConnection(*shared, *hooks, fd);
+        releasePeerSlot(*shared, address);
         shared->openConnections.fetch_sub(1);
         listener->waiting.fetch_add(1);
     }
@@ -713,6 +984,11 @@ size_t MCPHttpTransport::openConnectionCount() const
     return m_shared->openConnections.load();
 }
 
+size_t MCPHttpTransport::bufferedByteCount() const
+{
+    return m_shared->bufferedBytes.load();
+}
+
 std::string MCPHttpTransport::startFailure() const
 {
     std::lock_guard lifecycle(m_lifecycleMutex);
@@ -771,6 +1047,7 @@ bool MCPHttpTransport::start(int port, bool listenAtAll)
     auto listener = std::make_shared<Listener>(fd);
     m_shared->loopbackOnly.store(!listenAtAll);
     m_shared->connectionCap = hooks->policy.connectionCap();
+    m_shared->peerCap = hooks->policy.peerConnectionCap();
     m_shared->running.store(true);
     if (!startAcceptor(m_shared, listener)) {
         m_shared->running.store(false);
@@ -800,6 +1077,7 @@ void MCPHttpTransport::stop()
     m_listener.reset();
 
     const auto hooks = m_shared->currentHooks();
+    flushRefusals(*m_shared, *hooks, true);
     std::lock_guard lock(m_shared->connectionsMutex);
     // A connection that closes with its answer is closed here; one that stays open belongs
     // to its worker, which closes it once the handler returns.
@@ -843,7 +1121,7 @@ void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared
     }
     sendAll(fd, buildResponse(200, "application/json", body, {}, keepOpen));
     if (!keepOpen)
-        ::close(fd);
+        closeAfterAnswer(fd);
 }
 
 }  // namespace MCP

@@ -22,9 +22,16 @@ namespace MCP {
 // and closed at once; a content-length that is not a decimal number fails the read (code
 // 1005); a request still being read when stop comes is closed without an answer.
 //
-// Every request passes the policy (see MCPHttpPolicy) before anything of it runs: a
-// refused one is answered 401, 403, 408, 413, 431 or 503 with a JSON-RPC error body and
-// one log line, and closed. A request within the policy sees exactly the bytes above.
+// Every request passes the policy (see MCPHttpPolicy) before anything of it runs: who asks
+// (repeated Origin, Host, Authorization or framing headers, origin, host, token) is settled
+// on the head alone, before a byte of the body is read; a refused request is answered 400,
+// 401, 403, 408, 413, 431 or 503 with a JSON-RPC error body and closed, and logged at most
+// once an interval for each reason, with the count of the others. Bodies count against a
+// budget across all connections while they are held, and each peer address against its own
+// cap of connections. A request within the policy sees exactly the bytes above.
+//
+// Without keep-alive, nothing behind a request's declared end is read: a request pipelined
+// behind it is not taken for its body, and the connection closes after the one answer.
 //
 // Worker threads accept for themselves and serve what they accepted; one of them is always
 // waiting for the next connection (a new thread starts when the last one takes a
@@ -63,6 +70,8 @@ public:
     size_t pendingConnectionCount() const;
     // Connections accepted and not yet closed (counted against the cap).
     size_t openConnectionCount() const;
+    // Bytes of requests held now across all connections (counted against the budget).
+    size_t bufferedByteCount() const;
 
     // The complete response text: status line, the fixed header lines with the CORS
     // lines and "Connection: close", a blank line, the body.

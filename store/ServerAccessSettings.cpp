@@ -115,6 +115,9 @@ QVariantMap ServerAccessSettings::policy(bool listenAtAll, const QStringList &ex
     qint64 maxBody = settings->value(maxBodyBytesKey).toLongLong(&ok);
     if (!ok || maxBody <= 0)
         maxBody = defaultMaxBodyBytes;
+    qint64 maxBuffered = settings->value(maxBufferedBytesKey).toLongLong(&ok);
+    if (!ok || maxBuffered <= 0)
+        maxBuffered = defaultMaxBufferedBytes;
     double idle = settings->value(idleTimeoutKey).toDouble(&ok);
     if (!ok || idle <= 0)
         idle = 5;
@@ -128,5 +131,7 @@ QVariantMap ServerAccessSettings::policy(bool listenAtAll, const QStringList &ex
             {QStringLiteral("bearerToken"), tokenRequired(listenAtAll, tokenOverride) ? token() : QString()},
             {QStringLiteral("receiveTimeout"), timeout},
             {QStringLiteral("maxConnections"), std::max<qint64>(0, settings->value(maxConnectionsKey).toLongLong())},
-            {QStringLiteral("maxBodyBytes"), maxBody}};
+            {QStringLiteral("maxBodyBytes"), maxBody},
+            {QStringLiteral("maxConnectionsPerPeer"), std::max<qint64>(0, settings->value(maxConnectionsPerPeerKey).toLongLong())},
+            {QStringLiteral("maxBufferedBytes"), maxBuffered}};
 }

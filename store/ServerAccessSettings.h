@@ -21,6 +21,10 @@ public:
     static inline const QString receiveTimeoutKey = QStringLiteral("mcp.server.receiveTimeout");
     static inline const QString maxConnectionsKey = QStringLiteral("mcp.server.maxConnections");
     static inline const QString maxBodyBytesKey = QStringLiteral("mcp.server.maxBodyBytes");
+    // Connections from one address at once (0 when absent: a quarter of maxConnections, at
+    // least 8) and the bytes all requests together may hold (256 MiB).
+    static inline const QString maxConnectionsPerPeerKey = QStringLiteral("mcp.server.maxConnectionsPerPeer");
+    static inline const QString maxBufferedBytesKey = QStringLiteral("mcp.server.maxBufferedBytes");
     // Persistent connections (off when absent), their idle time in seconds (5) and the
     // requests one connection may carry (1000).
     static inline const QString keepAliveKey = QStringLiteral("mcp.server.keepAlive");
@@ -29,6 +33,7 @@ public:
 
     static constexpr double defaultReceiveTimeout = 30;
     static constexpr qint64 defaultMaxBodyBytes = qint64(32) << 20;
+    static constexpr qint64 defaultMaxBufferedBytes = qint64(256) << 20;
 
     static inline const QString tokenOffWarning = QStringLiteral(
         "Without a token, anyone who can reach this computer on the network can call every tool.");

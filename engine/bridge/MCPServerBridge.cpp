@@ -177,6 +177,11 @@ void MCPServerBridge::setAccessPolicy(const QVariantMap &policy)
         rules.maxConnections = static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxConnections")).toLongLong()));
     if (policy.contains(QStringLiteral("maxBodyBytes")))
         rules.maxBodyBytes = static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxBodyBytes")).toLongLong()));
+    if (policy.contains(QStringLiteral("maxConnectionsPerPeer")))
+        rules.maxConnectionsPerPeer =
+            static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxConnectionsPerPeer")).toLongLong()));
+    if (policy.contains(QStringLiteral("maxBufferedBytes")))
+        rules.maxBufferedBytes = static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxBufferedBytes")).toLongLong()));
     if (policy.contains(QStringLiteral("keepAlive")))
         rules.keepAlive = policy.value(QStringLiteral("keepAlive")).toBool();
     if (policy.contains(QStringLiteral("idleTimeout")))
@@ -203,6 +208,8 @@ QVariantMap MCPServerBridge::accessPolicy() const
             {QStringLiteral("receiveTimeout"), rules.receiveTimeout.count() / 1000.0},
             {QStringLiteral("maxConnections"), static_cast<qint64>(rules.maxConnections)},
             {QStringLiteral("maxBodyBytes"), static_cast<qint64>(rules.maxBodyBytes)},
+            {QStringLiteral("maxConnectionsPerPeer"), static_cast<qint64>(rules.maxConnectionsPerPeer)},
+            {QStringLiteral("maxBufferedBytes"), static_cast<qint64>(rules.maxBufferedBytes)},
             {QStringLiteral("maxHeadBytes"), static_cast<qint64>(rules.maxHeadBytes)},
             {QStringLiteral("keepAlive"), rules.keepAlive},
             {QStringLiteral("idleTimeout"), rules.idleTimeout.count() / 1000.0},

@@ -70,7 +70,8 @@ public:
     // The HTTP listener's access rules and limits, for connections accepted from now on
     // (the connection cap at the next start). Keys, each optional: "allowedOrigins" (string
     // list), "bearerToken" (empty: none required), "receiveTimeout" (seconds, 0 for none),
-    // "maxConnections" (0: from the open-file limit), "maxBodyBytes", "maxHeadBytes",
+    // "maxConnections" (0: from the open-file limit), "maxConnectionsPerPeer" (0: a quarter
+    // of those), "maxBodyBytes", "maxHeadBytes", "maxBufferedBytes" (0: no limit),
     // "keepAlive" (bool), "idleTimeout" (seconds), "maxRequestsPerConnection".
     // Ignored while another transport than HTTP is in place.
     void setAccessPolicy(const QVariantMap &policy);

@@ -11,6 +11,7 @@
 #include <QRegularExpression>
 #include <QThread>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 using MCP::JSONValue;
 
@@ -140,6 +141,31 @@ TEST(MCPServerBridgeTest, StartFailureFillsTheError)
     EXPECT_GT(any.listeningPort(), 0);
     EXPECT_EQ(any.getConfiguration().port, any.listeningPort());
     any.stop();
+}
+
+// The stored limits reach the listener: one connection per address, 4096 bytes in all.
+TEST(MCPServerBridgeTest, AccessPolicyLimitsReachTheListener)
+{
+    MCPServerBridge bridge;
+    bridge.setAccessPolicy({{"maxConnectionsPerPeer", 1}, {"maxBufferedBytes", 4096}});
+    EXPECT_EQ(bridge.accessPolicy().value("maxConnectionsPerPeer").toLongLong(), 1);
+    EXPECT_EQ(bridge.accessPolicy().value("maxBufferedBytes").toLongLong(), 4096);
+    ASSERT_TRUE(bridge.startOnPort(0, false, nullptr));
+    const int port = bridge.listeningPort();
+
+    const int held = EngineTest::sendRaw(port, "POST / HTTP/1.1\r\nContent-Le");
+    const EngineTest::HttpReply second = EngineTest::post(port, R"({"jsonrpc":"2.0","id":1,"method":"ping"})");
+    EXPECT_EQ(second.status, 503);
+    EXPECT_NE(second.body.find("too many connections from this address"), std::string::npos);
+    ::close(held);
+
+    const std::string large = R"({"jsonrpc":"2.0","id":1,"method":"ping","pad":")" + std::string(5000, 'p') + "\"}";
+    EXPECT_TRUE(TestSupport::waitUntil(
+        [&] { return EngineTest::post(port, large).body.find("too much request data") != std::string::npos; }));
+    // Served once the refused connection has given its place back.
+    EXPECT_TRUE(TestSupport::waitUntil(
+        [&] { return EngineTest::post(port, R"({"jsonrpc":"2.0","id":1,"method":"ping"})").status == 200; }));
+    bridge.stop();
 }
 
 TEST(MCPServerBridgeTest, ToolCallsCrossTheSeamBothWays)

@@ -103,3 +103,45 @@ TEST(HttpRequestTest, ChunkedNeedsLowerCaseValueAndStopsAtTrailers)
     EXPECT_EQ(trailers.feed(text.data(), text.size()), Progress::NeedMore);
     EXPECT_EQ(trailers.feed("\r\n\r\n", 4), Progress::NeedMore);  // stuck until the peer closes
 }
+
+// A reader that takes only what headBytesWanted allows stops right behind the blank line,
+// wherever the receives split it, and leaves the body unread.
+TEST(HttpRequestTest, TheHeadCanBeTakenWithoutAByteBehindIt)
+{
+    const std::string head = "POST / HTTP/1.1\r\nContent-Length: 4\r\n\r\n";
+    const std::string text = head + "body" + "POST / HTTP/1.1";
+    for (size_t piece = 1; piece <= text.size(); ++piece) {
+        HttpRequest request;
+        size_t taken = 0;
+        while (!request.headersComplete && taken < text.size()) {
+            const size_t offered = std::min(piece, text.size() - taken);
+            const size_t take = request.headBytesWanted(text.data() + taken, offered);
+            ASSERT_LE(take, offered);
+            request.feed(text.data() + taken, take);
+            taken += take;
+        }
+        EXPECT_TRUE(request.headersComplete) << piece;
+        EXPECT_EQ(taken, head.size()) << piece;
+        EXPECT_TRUE(request.body.empty()) << piece;
+        EXPECT_EQ(request.headBytesWanted("more", 4), 0u);
+    }
+    // An empty first line is a whole head of two bytes, also when they come one by one.
+    HttpRequest empty;
+    EXPECT_EQ(empty.headBytesWanted("\r\nGET", 5), 2u);
+    HttpRequest split;
+    EXPECT_EQ(split.headBytesWanted("\r", 1), 1u);
+    split.feed("\r", 1);
+    EXPECT_EQ(split.headBytesWanted("\nGET", 4), 1u);
+    // Lone line feeds end nothing.
+    HttpRequest bare;
+    EXPECT_EQ(bare.headBytesWanted("GET /\n\n", 7), 7u);
+}
+
+TEST(HttpRequestTest, RepeatedHeadersAreNamedWhateverTheirCase)
+{
+    HttpRequest request;
+    const std::string text = "POST / HTTP/1.1\r\nOrigin: a\r\nHost: h\r\nORIGIN: b\r\nX: 1\r\nx: 2\r\nx: 3\r\n\r\n";
+    request.feed(text.data(), text.size());
+    EXPECT_EQ(request.repeatedHeaders, (std::set<std::string>{"origin", "x"}));
+    EXPECT_EQ(request.headers.at("origin"), "b");
+}

@@ -1,5 +1,6 @@
 // The HTTP transport's policy: who may call it and what a connection may cost.
 #include "EngineTestSupport.h"
+#include "ServerProcess.h"
 
 #include "engine/MCPHttpPolicy.h"
 #include "engine/MCPHttpTransport.h"
@@ -7,12 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -90,6 +87,7 @@ TEST_F(AccessTest, AForeignOriginOrHostIsRefusedBeforeAnythingRuns)
 {
     MCPHttpPolicy policy;
     policy.allowedOrigins = {"https://app.example"};
+    policy.refusalLogInterval = std::chrono::milliseconds(0);  // every refusal its own line
     startWith(policy);
 
     const HttpReply evil = parseReply(roundTrip(port, postWith("Host: 127.0.0.1\r\nOrigin: http://evil.example\r\n", kPing)));
@@ -182,21 +180,8 @@ TEST_F(AccessTest, ASlowClientGets408AndConnectionsOverTheCapGet503)
 // a client is served again. The server is a process of its own with its own limit.
 TEST(MCPHttpAccessLimits, HalfOpenConnectionsUnderALowOpenFileLimit)
 {
-    int output[2];
-    ASSERT_EQ(::pipe(output), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addclose(&actions, output[0]);
-    char *const argv[] = {const_cast<char *>(KELVARA_LOW_FILE_LIMIT_SERVER), nullptr};
-    pid_t child = -1;
-    ASSERT_EQ(::posix_spawn(&child, KELVARA_LOW_FILE_LIMIT_SERVER, &actions, nullptr, argv, environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(output[1]);
-    char line[32] = {};
-    const ssize_t got = ::read(output[0], line, sizeof line - 1);
-    ::close(output[0]);
-    const int port = got > 0 ? std::atoi(line) : 0;
+    const ServerProcess server({"--open-files", "256"});
+    const int port = server.port();
     ASSERT_GT(port, 0);
 
     rlimit mine{};
@@ -225,8 +210,6 @@ TEST(MCPHttpAccessLimits, HalfOpenConnectionsUnderALowOpenFileLimit)
         ::close(fd);
     }
     EXPECT_EQ(answered, static_cast<int>(halfOpen.size()));
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
 }
 
 namespace {

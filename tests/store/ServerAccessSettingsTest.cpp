@@ -19,7 +19,8 @@ protected:
         for (const QString &key : {ServerAccessSettings::allowedOriginsKey, ServerAccessSettings::tokenKey,
                                    ServerAccessSettings::requireTokenKey, ServerAccessSettings::tokenOnLoopbackKey,
                                    ServerAccessSettings::receiveTimeoutKey, ServerAccessSettings::maxConnectionsKey,
-                                   ServerAccessSettings::maxBodyBytesKey})
+                                   ServerAccessSettings::maxBodyBytesKey, ServerAccessSettings::maxConnectionsPerPeerKey,
+                                   ServerAccessSettings::maxBufferedBytesKey})
             UserDefaults::standard()->remove(key);
     }
 };
@@ -35,6 +36,8 @@ TEST_F(ServerAccessSettingsTest, SafeDefaultsAndWhoIsAskedForTheToken)
     EXPECT_EQ(loopback.value("receiveTimeout").toDouble(), 30.0);
     EXPECT_EQ(loopback.value("maxBodyBytes").toLongLong(), 32 << 20);
     EXPECT_EQ(loopback.value("maxConnections").toLongLong(), 0);
+    EXPECT_EQ(loopback.value("maxConnectionsPerPeer").toLongLong(), 0);
+    EXPECT_EQ(loopback.value("maxBufferedBytes").toLongLong(), qint64(256) << 20);
     EXPECT_TRUE(loopback.value("allowedOrigins").toStringList().isEmpty());
 
     // The token is made once and kept; all interfaces ask for it unless told not to.
@@ -55,10 +58,14 @@ TEST_F(ServerAccessSettingsTest, SafeDefaultsAndWhoIsAskedForTheToken)
     // Stored limits and a run's extra origins.
     UserDefaults::standard()->setValue(ServerAccessSettings::receiveTimeoutKey, 0);
     UserDefaults::standard()->setValue(ServerAccessSettings::maxBodyBytesKey, "nonsense");
+    UserDefaults::standard()->setValue(ServerAccessSettings::maxBufferedBytesKey, -5);
+    UserDefaults::standard()->setValue(ServerAccessSettings::maxConnectionsPerPeerKey, 12);
     ServerAccessSettings::setAllowedOrigins({"https://a.example/", " ", "HTTPS://A.example", "http://b.example"});
     const QVariantMap stored = ServerAccessSettings::policy(false, {"http://c.example/"});
     EXPECT_EQ(stored.value("receiveTimeout").toDouble(), 0.0);
     EXPECT_EQ(stored.value("maxBodyBytes").toLongLong(), 32 << 20);
+    EXPECT_EQ(stored.value("maxBufferedBytes").toLongLong(), qint64(256) << 20);
+    EXPECT_EQ(stored.value("maxConnectionsPerPeer").toLongLong(), 12);
     EXPECT_EQ(stored.value("allowedOrigins").toStringList(),
               (QStringList{"https://a.example", "http://b.example", "http://c.example"}));
 }
