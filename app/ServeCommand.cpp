@@ -169,6 +169,8 @@ private:
                 m_controller->stop();
         } else if (status.startsWith(ServerConfigController::statusFailedPrefix)) {
             printLine(stderr, status);
+            for (const QString &detail : m_controller->startFailureDetails())
+                printLine(stderr, detail);
             finish(1);
         } else if (status == ServerConfigController::statusStopped && m_stopRequested) {
             finish(0);

@@ -260,11 +260,12 @@ void ServerConfigController::runStartPipeline()
         exportFailure = exportError.description();
     else if (exported->hasErrors())
         exportFailure = QStringLiteral("Export completed with errors: ") + exported->allErrors().join(QStringLiteral(", "));
-    // Any failure of a single record stops the start; the status names the records too,
-    // so that a user without the log (kelvara serve's standard error) learns why.
+    // Any failure of a single record stops the start; the records are listed in the log,
+    // and kept for a caller without the log (kelvara serve's standard error).
+    m_startFailureDetails.clear();
     if (exportFailure) {
-        failStart(MCPError::unableToSaveServerConfiguration().localizedDescription() + QLatin1Char(' ') +
-                  *exportFailure);
+        m_startFailureDetails = exported ? exported->allErrors() : QStringList{*exportFailure};
+        failStart(MCPError::unableToSaveServerConfiguration().localizedDescription());
         setStarting(false);
         return;
     }

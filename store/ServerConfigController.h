@@ -118,6 +118,9 @@ public:
     // take for an HTTP server: {"type": "http", "url": …, "headers": {"Authorization": …}},
     // the header only while the token is asked for.
     QString clientConfiguration() const;
+    // Why the last start failed beyond its status line: the records that could not be
+    // exported, one line each. Empty after a start that got past the export.
+    QStringList startFailureDetails() const { return m_startFailureDetails; }
     QStringList allowedOrigins() const;
     // One origin per line or separated by commas; an entry that is not an origin raises
     // an alert naming it and nothing is stored. True when stored.
@@ -173,5 +176,6 @@ private:
     bool m_listenAtAll = false;
     QStringList m_runOrigins;
     std::optional<bool> m_runTokenRequired;
+    QStringList m_startFailureDetails;
     std::optional<bool> m_runKeepAlive;
 };

@@ -1,5 +1,6 @@
 #include "chat/integrations/MCPIntegrationManager.h"
 #include "chat/integrations/StoreIntegrationHost.h"
+#include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
 #include "store/ServerQueryService.h"
 #include "tests/config/ConfigTestFixture.h"
@@ -34,6 +35,8 @@ TEST_F(StoreIntegrationHostTest, TheRunningServerListsTheEnabledStoreToolsAndThe
     EXPECT_EQ(bridge.listTools(), QStringList({"beta"}));
     const QJsonArray payloads = manager.integrationPayloads();
     ASSERT_EQ(payloads.size(), 1);
-    EXPECT_EQ(payloads.at(0).toObject(), QJsonObject({{"type", "ephemeral_mcp"}, {"server_label", "Studio Server"},
-                                                      {"server_url", "http://127.0.0.1:3456"}}));
+    // LM Studio gets the token the server asks its clients for.
+    EXPECT_EQ(payloads.at(0).toObject(),
+              QJsonObject({{"type", "ephemeral_mcp"}, {"server_label", "Studio Server"}, {"server_url", "http://127.0.0.1:3456"},
+                           {"headers", QJsonObject{{"Authorization", "Bearer " + ServerAccessSettings::token()}}}}));
 }

@@ -251,7 +251,8 @@ try {
   const badEnd = await withTimeout(bad.exited, 30000, 'kelvara serve with an unexportable tool');
   check('an export failure keeps the server from starting', () => {
     assert.equal(badEnd.code, 1);
-    assert.match(bad.stderr, /Failed to start MCP Server: .*MCPError -32605: Unable to save server configuration\) Export completed with errors: Failed to export tool 'nameless': Invalid configuration: Parameter input schema name missing\./);
+    assert.match(bad.stderr, /Failed to start MCP Server: .*MCPError -32605: Unable to save server configuration\)$/m);
+    assert.match(bad.stderr, /^Failed to export tool 'nameless': Invalid configuration: Parameter input schema name missing\.$/m);
     assert.match(bad.stdout, /Failed to export tool 'nameless': Invalid configuration: Parameter input schema name missing\./);
   });
   check('the start saved --listen-all before the export', () => {
