@@ -28,7 +28,10 @@ std::optional<QString> AtomicFile::write(const QString &path, const QByteArray &
 {
     const QString target = resolvedTarget(path);
     struct stat before {};
-    const bool existed = ::stat(QFile::encodeName(target).constData(), &before) == 0 && S_ISREG(before.st_mode);
+    const bool existed = ::stat(QFile::encodeName(target).constData(), &before) == 0;
+    // A FIFO, a device, a socket or a folder is never replaced by a file of the same name.
+    if (existed && !S_ISREG(before.st_mode))
+        return QStringLiteral("'%1' is not a regular file").arg(path);
 
     QSaveFile file(target);
     if (!file.open(QIODevice::WriteOnly))

@@ -15,12 +15,13 @@ static const char kUsage[] =
     "       kelvara serve [options]\n"
     "       kelvara plugin add PATH [--yes] | list\n"
     "       kelvara access grant|revoke calendars|reminders|contacts... | show\n"
+    "       kelvara access grant|revoke folder PATH...\n"
     "\n"
     "Without a command Kelvara opens its window (--new-window opens a further window in a\n"
     "Kelvara that already runs). \"kelvara serve\" runs the MCP server headless; see\n"
     "\"kelvara serve --help\". \"kelvara plugin\" registers native plug-ins; see\n"
     "\"kelvara plugin --help\". \"kelvara access\" lets the calendar, reminder and contact\n"
-    "tools reach your data; see \"kelvara access --help\".\n";
+    "tools reach your data, and the file tools a folder; see \"kelvara access --help\".\n";
 
 int main(int argc, char **argv)
 {

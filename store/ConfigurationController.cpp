@@ -20,7 +20,9 @@
 #include "store/ToolsConfig.h"
 #include "store/ToolsQueryService.h"
 #include "tools/router/MCPServer.h"
+#include "tools/scripting/PluginScripting.h"
 #include "tools/security/BookmarkController.h"
+#include "tools/security/FileAccessPolicy.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
@@ -340,6 +342,9 @@ std::optional<ExportResult> ConfigurationController::exportConfiguration(ExportE
 
 void ConfigurationController::registerRecord(const JSONToolConfig &config)
 {
+    // What the server runs on request is never rewritten through its own tools.
+    if (config.toolType == QLatin1String("ScriptTool"))
+        FileAccessPolicy::addScriptSource(PluginScripting::resolvedScriptPath(config.scriptName));
     MCPServer *router = m_router;
     // The handler keeps its own copy of the record for as long as the tool is registered.
     m_router->bridge()->registerTool(config.toVariant(), [router, config](const QVariantMap &arguments) {

@@ -3,11 +3,12 @@
 // before the read. Goal: under three times the file's size plus 40 MB.
 //
 // The read limit (mcp.files.maxReadBytes, 16 MiB by default) is raised for the run, inside a
-// temporary XDG sandbox, so the larger files are read at all.
+// temporary XDG sandbox whose folder is granted to the tools, so the larger files are read at all.
 
 #include "base/UserDefaults.h"
 #include "tools/builtin/FileAccessHandler.h"
 #include "tools/builtin/Utf8TextFile.h"
+#include "tools/security/BookmarkController.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -51,6 +52,8 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     UserDefaults::standard()->setValue(Utf8TextFile::maxReadBytesKey, qint64(256) << 20);
     UserDefaults::standard()->sync();
+    // The files are read where the tools may read: a granted folder.
+    BookmarkController().addBookmark(QUrl::fromLocalFile(sandbox.path()));
 
     std::printf("%-10s %14s %16s %10s\n", "file", "peak rise MB", "goal (3x+40) MB", "result");
     for (const int megabytes : {1, 10, 100}) {

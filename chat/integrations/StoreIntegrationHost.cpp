@@ -8,6 +8,8 @@
 #include "store/ToolsConfig.h"
 #include "store/ToolsQueryService.h"
 #include "tools/router/MCPServer.h"
+#include "tools/scripting/PluginScripting.h"
+#include "tools/security/FileAccessPolicy.h"
 
 #include <QCoreApplication>
 #include <QtDebug>
@@ -79,6 +81,9 @@ void StoreIntegrationHost::registerTool(const QJsonObject &object)
                                     .arg(object.value("name").toString(), error);
         return;
     }
+    // What the server runs on request is never rewritten through its own tools.
+    if (config->toolType == QLatin1String("ScriptTool"))
+        FileAccessPolicy::addScriptSource(PluginScripting::resolvedScriptPath(config->scriptName));
     MCPServer *router = m_router;
     // The handler keeps its own copy of the config for as long as the tool is registered.
     m_router->bridge()->registerTool(config->toVariant(), [router, config = *config](const QVariantMap &arguments) {

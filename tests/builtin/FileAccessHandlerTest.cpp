@@ -1,3 +1,4 @@
+#include "base/AppPaths.h"
 #include "base/UserDefaults.h"
 #include "tests/support/TestSupport.h"
 #include "tools/builtin/FileAccessHandler.h"
@@ -6,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/sysmacros.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +20,9 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
+
+#include <atomic>
+#include <thread>
 
 namespace {
 
@@ -72,6 +78,8 @@ protected:
         writeBytes(root + "/sub/c.TXT", "cc");
         writeBytes(root + "/sub/deep/d.txt", "ddddddddd");
         QDir().mkpath(root + "/empty");
+        // The tools act only inside granted folders.
+        ASSERT_TRUE(scopes->addBookmark(QUrl::fromLocalFile(root)));
     }
 
     JSONToolResult list(const QVariantMap &extra) const
@@ -233,6 +241,7 @@ TEST_F(FileAccessHandlerTest, OnlyRegularTextFilesWithinTheLimitAreRead)
     // A FIFO without a writer and a device are refused at once, without waiting or reading.
     const QString fifo = root + "/pipe.json";
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    ASSERT_TRUE(scopes->addBookmark(QUrl::fromLocalFile(QStringLiteral("/dev"))));
     for (const QString &path : {fifo, QStringLiteral("/dev/zero")}) {
         const JSONToolResult refused = handler->readFile({{"file_path", path}});
         EXPECT_FALSE(field(refused, "success").toBool()) << path.toStdString();
@@ -318,4 +327,145 @@ TEST_F(FileAccessHandlerTest, AReadThatFailsOnTheProcessLimitSaysSo)
     ::waitpid(child, nullptr, 0);
     EXPECT_TRUE(reported.startsWith("The file 'fine.txt' couldn't be opened: the process has no open files left"))
         << reported.toStdString();
+}
+
+namespace {
+
+QString refusal(const QString &path, const QString &folder)
+{
+    return "Access to '" + path + "' is not granted. Grant its folder in Settings ▸ Security Scopes, or run: "
+           "kelvara access grant folder " + folder;
+}
+
+bool isFifo(const QString &path)
+{
+    struct stat st {};
+    return ::lstat(QFile::encodeName(path).constData(), &st) == 0 && S_ISFIFO(st.st_mode);
+}
+
+}  // namespace
+
+TEST_F(FileAccessHandlerTest, OutsideEveryGrantNothingIsReadWrittenOrListed)
+{
+    const QString outside = QFileInfo(TestSupport::makeTempDir(QStringLiteral("outside"))).canonicalFilePath();
+    const QString key = outside + "/key";
+    writeBytes(key, "secret");
+    ASSERT_EQ(::chmod(QFile::encodeName(key).constData(), 0600), 0);
+
+    const JSONToolResult read = handler->readFile({{"file_path", key}});
+    EXPECT_EQ(read.content.first().text, "Failed to read file: " + refusal(key, outside));
+    EXPECT_EQ(field(read, "content").toString("x"), "");
+
+    const JSONToolResult written = handler->writeFile({{"file_path", key}, {"content", "pwned"}});
+    EXPECT_EQ(written.content.first().text, "Failed to write file: " + refusal(key, outside));
+    EXPECT_EQ(field(written, "message").toString(), "Failed to write file: " + key);
+    EXPECT_FALSE(field(handler->writeFile({{"file_path", outside + "/planted"}, {"content", "x"}}), "success").toBool());
+    EXPECT_EQ(readBytes(key), QByteArray("secret"));
+    EXPECT_EQ(QDir(outside).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden), QStringList{"key"});
+
+    EXPECT_EQ(field(handler->listFiles({{"project_path", outside}}), "error_message").toString(),
+              "Failed to list files: " + refusal(outside, outside));
+    // A file that is not there is not even reported missing.
+    EXPECT_EQ(handler->readFile({{"file_path", outside + "/none"}}).content.first().text,
+              "Failed to read file: " + refusal(outside + "/none", outside));
+}
+
+TEST_F(FileAccessHandlerTest, ALinkOrDotDotOutOfTheGrantedFolderIsDenied)
+{
+    const QString outside = QFileInfo(TestSupport::makeTempDir(QStringLiteral("outside"))).canonicalFilePath();
+    writeBytes(outside + "/key", "secret");
+    const QString canonicalRoot = QFileInfo(root).canonicalFilePath();
+
+    ASSERT_TRUE(QFile::link(outside + "/key", root + "/escape"));
+    const JSONToolResult viaLink = handler->readFile({{"file_path", root + "/escape"}});
+    EXPECT_EQ(viaLink.content.first().text, "Failed to read file: Access to '" + root + "/escape' (which leads to '" + outside
+                                                + "/key') is not granted. Grant its folder in Settings ▸ Security Scopes, or "
+                                                  "run: kelvara access grant folder " + outside);
+    EXPECT_FALSE(field(handler->writeFile({{"file_path", root + "/escape"}, {"content", "pwned"}}), "success").toBool());
+    EXPECT_EQ(readBytes(outside + "/key"), QByteArray("secret"));
+    EXPECT_FALSE(QFileInfo::exists(root + "/escape.backup"));
+
+    const QString climbed = root + "/../" + QFileInfo(outside).fileName() + "/key";
+    EXPECT_FALSE(field(handler->readFile({{"file_path", climbed}}), "success").toBool());
+    EXPECT_FALSE(field(handler->writeFile({{"file_path", climbed}, {"content", "pwned"}}), "success").toBool());
+    EXPECT_EQ(readBytes(outside + "/key"), QByteArray("secret"));
+
+    // A linked folder is not listed, and a listing of the granted folder does not go through it.
+    ASSERT_TRUE(QFile::link(outside, root + "/elsewhere"));
+    EXPECT_FALSE(field(handler->listFiles({{"project_path", root + "/elsewhere"}}), "success").toBool());
+    EXPECT_FALSE(names(list({})).contains("elsewhere/key"));
+    EXPECT_TRUE(field(handler->readFile({{"file_path", canonicalRoot + "/a.txt"}}), "success").toBool());
+}
+
+TEST_F(FileAccessHandlerTest, KelvarasOwnFilesAreNotWrittenEvenUnderAGrantedParent)
+{
+    ASSERT_TRUE(scopes->addBookmark(QUrl::fromLocalFile(TestSupport::sandboxDir())));
+    const QString settings = AppPaths::configDir() + "/Kelvara.conf";
+    const QString bundled = AppPaths::preferencesDir() + "/Tools/read_file.json";
+    const QString store = AppPaths::storePath();
+    writeBytes(bundled, "{}");
+    writeBytes(store, "SQLite format 3");
+    const QByteArray settingsBefore = readBytes(settings);
+    ASSERT_FALSE(settingsBefore.isEmpty());
+
+    for (const QString &path : {settings, bundled, store}) {
+        const QByteArray before = readBytes(path);
+        const JSONToolResult refused = handler->writeFile({{"file_path", path}, {"content", "[General]\nx=1\n"}});
+        EXPECT_TRUE(refused.content.first().text.endsWith("which the tools never change, whatever is granted."))
+            << refused.content.first().text;
+        EXPECT_EQ(readBytes(path), before) << path;
+        EXPECT_FALSE(QFileInfo::exists(path + ".backup")) << path;
+    }
+    // The bundle may be read where granted; the settings, with the token and keys, may not.
+    EXPECT_TRUE(field(handler->readFile({{"file_path", bundled}}), "success").toBool());
+    EXPECT_TRUE(handler->readFile({{"file_path", settings}}).content.first().text.endsWith("which the tools never read or change."));
+}
+
+TEST_F(FileAccessHandlerTest, WriteFileRefusesAFifoAtOnceAndLeavesItBe)
+{
+    const QString fifo = root + "/pipe";
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    ASSERT_TRUE(QFile::link(QStringLiteral("pipe"), root + "/to-pipe"));
+
+    for (const QString &path : {fifo, root + "/to-pipe"}) {
+        // On a worker, as the engine calls it; a reader left waiting is let go, so that a
+        // regression fails here instead of hanging the run.
+        JSONToolResult result;
+        std::atomic<bool> done{false};
+        std::thread worker([&] {
+            result = handler->writeFile({{"file_path", path}, {"content", "x"}});
+            done = true;
+        });
+        const bool answered = TestSupport::waitUntil([&] { return done.load(); }, 20000);
+        if (!answered)
+            ::close(::open(QFile::encodeName(fifo).constData(), O_WRONLY | O_NONBLOCK));
+        worker.join();
+        EXPECT_TRUE(answered) << "writeFile waited on the FIFO";
+        EXPECT_EQ(result.content.first().text, "Failed to write file: '" + path + "' is not a regular file");
+        EXPECT_TRUE(isFifo(fifo));
+        EXPECT_FALSE(QFileInfo::exists(path + ".backup"));
+    }
+    // A folder is no file either.
+    EXPECT_EQ(handler->writeFile({{"file_path", root + "/sub"}, {"content", "x"}}).content.first().text,
+              "Failed to write file: '" + root + "/sub' is not a regular file");
+    EXPECT_TRUE(QFileInfo(root + "/sub").isDir());
+}
+
+TEST_F(FileAccessHandlerTest, WriteFileLeavesACharacterDeviceADevice)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "making a device node needs root";
+    // The same device as /dev/zero, made in the test's own folder.
+    const QString device = root + "/zero";
+    ASSERT_EQ(::mknod(QFile::encodeName(device).constData(), S_IFCHR | 0666, makedev(1, 5)), 0);
+    ASSERT_TRUE(QFile::link(device, root + "/to-zero"));
+    for (const QString &path : {device, root + "/to-zero"}) {
+        const JSONToolResult result = handler->writeFile({{"file_path", path}, {"content", "x"}});
+        EXPECT_EQ(result.content.first().text, "Failed to write file: '" + path + "' is not a regular file");
+        EXPECT_FALSE(QFileInfo::exists(path + ".backup"));
+    }
+    struct stat st {};
+    ASSERT_EQ(::lstat(QFile::encodeName(device).constData(), &st), 0);
+    EXPECT_TRUE(S_ISCHR(st.st_mode));
+    EXPECT_EQ(st.st_rdev, makedev(1, 5));
 }

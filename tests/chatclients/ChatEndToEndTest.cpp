@@ -3,6 +3,7 @@
 #include "chat/session/ChatViewModel.h"
 #include "tests/chatclients/peer/ProviderPeer.h"
 #include "tests/support/TestSupport.h"
+#include "tools/security/BookmarkController.h"
 
 #include <gtest/gtest.h>
 
@@ -37,6 +38,9 @@ private:
 // through the chat's integration: the transcript ends with the tool call and the answer.
 TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
 {
+    // The notes' folder is granted before the server starts: its file tools act only there.
+    const QString folder = TestSupport::makeTempDir();
+    ASSERT_TRUE(BookmarkController().addBookmark(QUrl::fromLocalFile(folder)));
     const int port = TestSupport::freeLowPort();
     QProcess serve;
     serve.setProcessChannelMode(QProcess::MergedChannels);
@@ -50,7 +54,7 @@ TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
         return banner.contains("MCP Server running") && banner.contains("Authorization: Bearer ");
     }, 30000)) << banner.toStdString();
 
-    const QString notes = TestSupport::makeTempDir() + QStringLiteral("/notes.txt");
+    const QString notes = folder + QStringLiteral("/notes.txt");
     QFile file(notes);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     file.write("Kelvara notes for the chat\n");

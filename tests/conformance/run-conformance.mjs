@@ -15,7 +15,7 @@ import { mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'nod
 import { tmpdir } from 'node:os';
 import { dirname, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { freeLowPort, sandbox, serve, stop, withTimeout } from '../interop/harness.mjs';
+import { freeLowPort, run, sandbox, serve, stop, withTimeout } from '../interop/harness.mjs';
 
 const here = dirname(fileURLToPath(import.meta.url));
 const [kelvara, ...chosen] = process.argv.slice(2);
@@ -60,6 +60,13 @@ try {
     writeFileSync(join(home, 'test:', 'static-binary'), Buffer.from(
       'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8DwHwAFBQIAX8jx0gAAAABJRU5ErkJggg==', 'base64'));
     const port = await freeLowPort();
+    // The file resources read below the scenario's folder, which is granted for them.
+    const granted = await run(kelvara, ['access', 'grant', 'folder', home], sandbox(home));
+    if (granted.code !== 0) {
+      ++failed;
+      console.log(`FAIL    ${scenario}: kelvara access grant folder failed\n${granted.stderr}`);
+      continue;
+    }
     // The suite's client sends no credentials; the token has tests of its own (serve-e2e).
     const server = serve(kelvara, ['--import', join(here, 'bundle'), '--port', String(port), '--no-token'], { ...sandbox(home) }, home);
     const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');

@@ -135,7 +135,7 @@ try {
   const shown = await run(kelvara, ['access', 'show'], env);
   check('kelvara access revokes and shows', () => {
     assert.equal(revoked.code, 0);
-    assert.equal(shown.stdout, 'calendars: granted\nreminders: granted\ncontacts: denied\n');
+    assert.equal(shown.stdout, 'calendars: granted\nreminders: granted\ncontacts: denied\nfolders: none granted\n');
   });
 } finally {
   finish();

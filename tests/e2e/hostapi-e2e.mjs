@@ -19,7 +19,7 @@ import { mkdirSync, rmSync, writeFileSync } from 'node:fs';
 import { createServer as createHttpServer } from 'node:http';
 import { join } from 'node:path';
 import {
-  argumentsOrUsage, check, finish, freeLowPort, sandbox, scenario, serve, stop, withTimeout, workDir, writeJson,
+  argumentsOrUsage, check, finish, freeLowPort, run, sandbox, scenario, serve, stop, withTimeout, workDir, writeJson,
 } from '../interop/harness.mjs';
 
 const [kelvara] = argumentsOrUsage('hostapi-e2e.mjs PATH/TO/kelvara');
@@ -85,6 +85,9 @@ try {
   // The local peer is reached directly, whatever proxy the environment names.
   const env = sandbox(join(work, 'sandbox'), { no_proxy: '127.0.0.1,localhost', NO_PROXY: '127.0.0.1,localhost' });
   const notesFolder = join(work, 'notes');
+  // The notes example writes below the work folder.
+  const granted = await run(kelvara, ['access', 'grant', 'folder', work], env);
+  check('kelvara access grants the work folder', () => assert.equal(granted.code, 0, granted.stderr));
   const port = await freeLowPort();
   const server = serve(kelvara, ['--import-builtin', '--import', bundle, '--port', String(port), '--log-level', 'debug'], env);
   const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');

@@ -18,7 +18,7 @@ import { createServer } from 'node:net';
 import { join } from 'node:path';
 import { pathToFileURL } from 'node:url';
 import {
-  argumentsOrUsage, check, finish, freeLowPort, sandbox, scenario, serve, stop, withTimeout, workDir, writeJson,
+  argumentsOrUsage, check, finish, freeLowPort, run, sandbox, scenario, serve, stop, withTimeout, workDir, writeJson,
 } from '../interop/harness.mjs';
 import { runScenario } from '../interop/mcp-client.mjs';
 
@@ -68,6 +68,9 @@ try {
   // ---- 1. a running server ----
   const port = await freeLowPort();
   const runEnv = env('run');
+  // The file tools and the "file" resource use the work folder.
+  const granted = await run(kelvara, ['access', 'grant', 'folder', work], runEnv);
+  check('kelvara access grants the work folder', () => assert.equal(granted.code, 0, granted.stderr));
   const server = serve(kelvara, ['--import-builtin', '--import', bundle, '--port', String(port)], runEnv);
   const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');
   check('kelvara serve starts', () => assert.equal(state, 'running', server.stderr + server.stdout));

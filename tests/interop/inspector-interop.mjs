@@ -12,7 +12,7 @@ import { spawnSync } from 'node:child_process';
 import { rmSync, writeFileSync } from 'node:fs';
 import { dirname, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
-import { argumentsOrUsage, check, finish, freeLowPort, sandbox, serve, stop, withTimeout, workDir } from './harness.mjs';
+import { argumentsOrUsage, check, finish, freeLowPort, run, sandbox, serve, stop, withTimeout, workDir } from './harness.mjs';
 
 const here = dirname(fileURLToPath(import.meta.url));
 const [kelvara] = argumentsOrUsage('inspector-interop.mjs PATH/TO/kelvara');
@@ -34,7 +34,11 @@ try {
   const notes = join(work, 'notes.txt');
   writeFileSync(notes, 'Inspected by the Inspector\n');
   const port = await freeLowPort();
-  const server = serve(kelvara, ['--import-builtin', '--port', String(port)], sandbox(join(work, 'serve')));
+  const serveEnv = sandbox(join(work, 'serve'));
+  // The notes, and the system file the built-in "file" resource names.
+  const granted = await run(kelvara, ['access', 'grant', 'folder', work, '/etc/os-release'], serveEnv);
+  check('kelvara access grants the notes folder and the resource file', () => assert.equal(granted.code, 0, granted.stderr));
+  const server = serve(kelvara, ['--import-builtin', '--port', String(port)], serveEnv);
   const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');
   check('kelvara serve starts', () => assert.equal(state, 'running', server.stderr));
   if (state === 'running') {

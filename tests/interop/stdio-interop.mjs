@@ -39,7 +39,10 @@ const work = workDir('kelvara-stdio-');
 {
   const notes = join(work, 'notes.txt');
   writeFileSync(notes, 'read over stdio\n');
-  const target = { command: kelvara, args: ['serve', '--stdio', '--import-builtin'], env: sandbox(join(work, 'serve')) };
+  const serveEnv = sandbox(join(work, 'serve'));
+  const granted = await run(kelvara, ['access', 'grant', 'folder', work], serveEnv);
+  check('kelvara access grants the folder of the notes', () => assert.equal(granted.code, 0, granted.stderr));
+  const target = { command: kelvara, args: ['serve', '--stdio', '--import-builtin'], env: serveEnv };
   const results = await scenario(target, [
     { op: 'initialize' },
     { op: 'listTools' },

@@ -11,6 +11,7 @@
 #include <QJsonObject>
 #include <QThread>
 
+#include "tools/security/BookmarkController.h"
 #include "tools/security/PrivacyAccess.h"
 
 #include <gtest/gtest.h>
@@ -51,6 +52,8 @@ protected:
     void SetUp() override
     {
         folder = TestSupport::makeTempDir(u"router"_s);
+        // The file tools and file resources act only inside granted folders.
+        BookmarkController::shared()->addBookmark(QUrl::fromLocalFile(folder));
         router = std::make_unique<MCPServer>(LogController::shared(), &bridge, PluginController::shared());
     }
 
@@ -217,6 +220,19 @@ TEST_F(MCPServerTest, FileResourcesGiveTheTextTheBytesOrTheReadersError)
     EXPECT_EQ(bytes.bytes, png);
     EXPECT_EQ(router->handleResource(resource(folder, u"file"_s, u"application/octet-stream"_s)).error,
               "'" + folder + "' is not a regular file.");
+
+    // Outside every granted folder neither form is read, and the reason says how to grant it.
+    const QString elsewhere = QFileInfo(TestSupport::makeTempDir(u"ungranted"_s)).canonicalFilePath();
+    const QString secretText = writeFile(elsewhere + u"/secret.txt"_s, "secret");
+    const QString secretImage = writeFile(elsewhere + u"/secret.png"_s, png);
+    const QString refusal = u"Failed to read file: Access to '%1' is not granted. Grant its folder in Settings ▸ Security "
+                            u"Scopes, or run: kelvara access grant folder "_s + elsewhere;
+    const ResourceReading text = router->handleResource(resource(secretText, u"file"_s));
+    EXPECT_EQ(text.error, refusal.arg(secretText));
+    EXPECT_TRUE(text.text.isEmpty());
+    const ResourceReading hidden = router->handleResource(resource(secretImage, u"file"_s, u"image/png"_s));
+    EXPECT_EQ(hidden.error, refusal.arg(secretImage));
+    EXPECT_TRUE(hidden.bytes.isEmpty());
     for (const char *textual : {"text/markdown", "application/json; charset=utf-8", "application/ld+json", ""})
         EXPECT_TRUE(MCPServer::isTextual(QString::fromLatin1(textual))) << textual;
     EXPECT_FALSE(MCPServer::isTextual(u"application/pdf"_s));

@@ -13,6 +13,7 @@
 #include <QStandardPaths>
 
 #include <atomic>
+#include <sys/stat.h>
 #include <cstring>
 #include <thread>
 
@@ -135,6 +136,53 @@ TEST_F(HostApiTest, FileMethodsOpenAndCloseTheScopeOfAStoredFolder)
     EXPECT_EQ(security->findBookmark(storedUrl)->accessCount, before + 4);
     EXPECT_FALSE(security->isAccessActive(storedUrl));
     security->removeBookmark(storedUrl);
+}
+
+TEST_F(HostApiTest, FileMethodsOutsideTheGrantedFoldersAreRefusedAndTouchNothing)
+{
+    const QString outside = QFileInfo(TestSupport::makeTempDir(u"outside"_s)).canonicalFilePath();
+    writeBytes("keep", u"kept.txt"_s, outside);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(folder + u"/pipe"_s).constData(), 0600), 0);
+    TestHttpServer server([](const TestHttpServer::Request &) {
+        return TestHttpServer::Response{200, {{"Content-Type", "text/plain"}}, "downloaded"};
+    });
+    ASSERT_TRUE(server.isListening());
+
+    const QJsonObject seen = observe(uR"JS(
+        var out = %1, granted = %2;
+        return {
+            read: typeof Kelvara.readFile(out + '/kept.txt'),
+            exists: Kelvara.fileExists(out + '/kept.txt'),
+            saved: Kelvara.saveFile(out + '/kept.txt', 'changed'),
+            listing: Kelvara.listDirectory(out),
+            created: Kelvara.createDirectory(out + '/made'),
+            deleted: Kelvara.deleteFile(out + '/kept.txt'),
+            downloaded: Kelvara.downloadFile(%3, out + '/down.txt'),
+            climbed: Kelvara.saveFile(granted + '/../' + %4 + '/planted.txt', 'x'),
+            intoFifo: Kelvara.saveFile(granted + '/pipe', 'x')
+        };)JS"_s.arg(js(outside), js(folder), js(server.url(u"/file"_s)), js(QFileInfo(outside).fileName())));
+    EXPECT_EQ(seen, (QJsonObject{{"read", "undefined"}, {"exists", false}, {"saved", false}, {"listing", QJsonArray()},
+                                 {"created", false}, {"deleted", false}, {"downloaded", false}, {"climbed", false},
+                                 {"intoFifo", false}}));
+    QFile kept(outside + u"/kept.txt"_s);
+    ASSERT_TRUE(kept.open(QIODevice::ReadOnly));
+    EXPECT_EQ(kept.readAll(), QByteArray("keep"));
+    EXPECT_EQ(QDir(outside).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{"kept.txt"});
+    EXPECT_TRUE(server.requests().isEmpty()) << "the download was refused before it began";
+    struct stat st {};
+    ASSERT_EQ(::lstat(QFile::encodeName(folder + u"/pipe"_s).constData(), &st), 0);
+    EXPECT_TRUE(S_ISFIFO(st.st_mode));
+
+    const QString how = u" is not granted. Grant its folder in Settings ▸ Security Scopes, or run: kelvara access grant folder "_s + outside;
+    EXPECT_EQ(described({onlyLine(404)}).first(), "E 404 [Script] Failed to read file: Access to '" + outside + "/kept.txt'" + how);
+    QStringList failures;
+    for (const QString &line : described(linesWithCode(500)))
+        failures.append(line.section(u':', 0, 0));
+    EXPECT_EQ(failures, (QStringList{"E 500 [Script] Failed to check file", "E 500 [Script] Failed to save file",
+                                     "E 500 [Script] Failed to list directory", "E 500 [Script] Failed to create directory",
+                                     "E 500 [Script] Failed to delete file", "E 500 [Script] Failed to download file",
+                                     "E 500 [Script] Failed to save file", "E 500 [Script] Failed to save file"}));
+    EXPECT_TRUE(described(linesWithCode(500)).last().endsWith(u"couldn't be saved: it is not a regular file"_s));
 }
 
 TEST_F(HostApiTest, HttpMethodsSendWhatTheirArgumentsSayAndDownloadsReplaceOnlyAfterSuccess)

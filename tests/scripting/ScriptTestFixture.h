@@ -2,6 +2,7 @@
 
 #include "tests/support/LogLines.h"
 #include "tools/plugins/PluginController.h"
+#include "tools/security/BookmarkController.h"
 #include "base/JSONToolResult.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +18,12 @@ class ScriptTestFixture : public ::testing::Test {
 protected:
     using Line = LogLines::Line;
 
-    void SetUp() override { folder = TestSupport::makeTempDir(QStringLiteral("scripts")); }
+    void SetUp() override
+    {
+        folder = TestSupport::makeTempDir(QStringLiteral("scripts"));
+        // The host's file methods act only inside granted folders.
+        BookmarkController::shared()->addBookmark(QUrl::fromLocalFile(folder));
+    }
 
     QString writeScript(const QString &source, const QString &name = QStringLiteral("tool.js"), const QString &dir = QString())
     {

@@ -4,6 +4,7 @@
 
 #include "diagnostics/LogController.h"
 #include "tools/security/BookmarkController.h"
+#include "tools/security/FileAccessPolicy.h"
 #include "tools/security/ScopedSecurityAccess.h"
 
 #include <QDateTime>
@@ -20,8 +21,10 @@
 #include <cstring>
 #include <limits>
 #include <dirent.h>
+#include <fcntl.h>
 #include <mutex>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -118,6 +121,59 @@ JSONToolResult writeError(const QString &description, const QString &path)
     return result;
 }
 
+// Copies the content of a regular file to a new file, which gets the source's permission
+// bits. Opened without waiting (a FIFO that slipped in after the check is refused, not
+// waited on), looked at before a byte is read; the copy never follows a link planted at its
+// name. Nothing on success, else the reason; a failed copy leaves no copy behind.
+std::optional<QString> copyRegularFile(const QString &source, const QString &destination)
+{
+    const int in = ::open(encodedPath(source).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (in < 0)
+        return systemDescription(errno);
+    struct stat st {};
+    if (::fstat(in, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(in);
+        return QStringLiteral("'%1' is not a regular file").arg(source);
+    }
+    const QByteArray target = encodedPath(destination);
+    const int out = ::open(target.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (out < 0) {
+        const int error = errno;
+        ::close(in);
+        return systemDescription(error);
+    }
+    std::optional<QString> failure;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t got = ::read(in, buffer, sizeof buffer);
+        if (got == 0)
+            break;
+        if (got < 0) {
+            if (errno == EINTR)
+                continue;
+            failure = systemDescription(errno);
+            break;
+        }
+        for (ssize_t written = 0; written < got && !failure;) {
+            const ssize_t put = ::write(out, buffer + written, size_t(got - written));
+            if (put < 0 && errno != EINTR)
+                failure = systemDescription(errno);
+            else if (put > 0)
+                written += put;
+        }
+        if (failure)
+            break;
+    }
+    if (!failure && ::fchmod(out, st.st_mode & 07777) != 0)
+        failure = systemDescription(errno);
+    if (::close(out) != 0 && !failure)
+        failure = systemDescription(errno);
+    ::close(in);
+    if (failure)
+        ::unlink(target.constData());
+    return failure;
+}
+
 }  // namespace
 
 FileAccessHandler *FileAccessHandler::shared()
@@ -209,7 +265,11 @@ JSONToolResult FileAccessHandler::listFiles(const QVariantMap &params) const
                                : true;
     const QStringList patterns = normalisedPatterns(params.value(QStringLiteral("extensions")));
 
-    ScopedSecurityAccess access(m_scManager, QUrl::fromLocalFile(root));
+    ScopedSecurityAccess access(m_scManager, root, FileAccessPolicy::Intent::read);
+    if (!access.allowed()) {
+        return logger->toolError(QStringLiteral("Failed to list files: ") + access.denial(), -1, MCPLogMessageType::Info,
+                                 listErrorExtras(projectPath));
+    }
 
     QList<ListedEntry> entries;
     qint64 directories = 0;
@@ -339,7 +399,10 @@ JSONToolResult FileAccessHandler::readFile(const QVariantMap &params) const
                                                   MCPLogMessageType::Info, extras);
     }
 
-    ScopedSecurityAccess access(m_scManager, QUrl::fromLocalFile(path));
+    // Before anything is looked at: outside the grants not even the existence is told.
+    ScopedSecurityAccess access(m_scManager, path, FileAccessPolicy::Intent::read);
+    if (!access.allowed())
+        return readError(QStringLiteral("Failed to read file: ") + access.denial(), path);
 
     if (!QFileInfo::exists(path))
         return readError(QStringLiteral("File '") + path + QStringLiteral("' does not exist."), path);
@@ -373,11 +436,23 @@ JSONToolResult FileAccessHandler::writeFile(const QVariantMap &params) const
     if (content.isEmpty())
         return logger->toolError(QStringLiteral("Tool parameter 'content' must not be empty."), -1, MCPLogMessageType::Info, extras);
 
-    ScopedSecurityAccess access(m_scManager, QUrl::fromLocalFile(path));
+    ScopedSecurityAccess access(m_scManager, path, FileAccessPolicy::Intent::write);
+    if (!access.allowed())
+        return writeError(access.denial(), path);
+
+    // A FIFO, a device, a socket or a folder stays what it is: refused before any backup,
+    // so nothing waits on it and nothing replaces it.
+    struct stat target {};
+    if (::stat(encodedPath(path).constData(), &target) == 0 && !S_ISREG(target.st_mode))
+        return writeError(QStringLiteral("'%1' is not a regular file").arg(path), path);
 
     const QFileInfo info(path);
     if (info.exists() || info.isSymLink()) {
         const QString backupPath = path + QStringLiteral(".backup");
+        const FileAccessPolicy::Decision backupAccess =
+            FileAccessPolicy::check(m_scManager, backupPath, FileAccessPolicy::Intent::write);
+        if (!backupAccess.allowed())
+            return writeError(*backupAccess.denial, path);
         const QFileInfo backup(backupPath);
         if (backup.exists() || backup.isSymLink()) {
             QFile old(backupPath);
@@ -387,9 +462,8 @@ JSONToolResult FileAccessHandler::writeFile(const QVariantMap &params) const
         // The backup holds the content (of a link's target, for a link); the file itself is
         // then replaced in one step, keeping its mode, owner and links, and stays as it was
         // if the write fails.
-        QFile original(path);
-        if (!original.copy(backupPath))
-            return writeError(QStringLiteral("The file '%1' couldn't be copied to '%2': %3").arg(path, backupPath, original.errorString()), path);
+        if (const std::optional<QString> failure = copyRegularFile(path, backupPath))
+            return writeError(QStringLiteral("The file '%1' couldn't be copied to '%2': %3").arg(path, backupPath, *failure), path);
     }
 
     const QByteArray bytes = content.toUtf8();

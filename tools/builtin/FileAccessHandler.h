@@ -9,9 +9,11 @@
 class BookmarkController;
 
 // The built-in file tools "listFiles", "readFile" and "writeFile". Each operation takes the
-// tool call's effective parameters, brackets its file work with beginAccess/endAccess of
-// the security scopes, and gives a JSONToolResult: one text item, and structured content
-// with `success` and the operation's fields. Failures are results, never exceptions.
+// tool call's effective parameters, acts only where FileAccessPolicy allows (inside what the
+// user granted, never on Kelvara's own files), brackets its file work with
+// beginAccess/endAccess of the security scopes, and gives a JSONToolResult: one text item,
+// and structured content with `success` and the operation's fields. Failures are results,
+// never exceptions.
 //
 // Any thread: the operations run on the engine worker that calls them and share nothing
 // but the fixed reference to the scopes controller.
@@ -28,7 +30,8 @@ public:
     // file_path (string, required).
     JSONToolResult readFile(const QVariantMap &params) const;
     // file_path and content (strings, required); an existing file is first copied to
-    // file_path + ".backup".
+    // file_path + ".backup". Only a regular file is replaced: anything else that stands at
+    // the path (a FIFO, a device, a folder) is refused before the backup.
     JSONToolResult writeFile(const QVariantMap &params) const;
 
     // Normalised filter patterns: trimmed, lower-cased, empty ones and non-strings dropped.

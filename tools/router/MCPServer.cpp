@@ -8,6 +8,9 @@
 #include "tools/plugins/ExternToolBridge.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/router/BuiltinToolTable.h"
+#include "tools/security/BookmarkController.h"
+#include "tools/security/FileAccessPolicy.h"
+#include "tools/security/ScopedSecurityAccess.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -17,7 +20,12 @@
 #include <QPointer>
 #include <QUrl>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -275,18 +283,32 @@ bool MCPServer::isTextual(const QString &mimeType)
 
 ResourceReading MCPServer::readBytes(const QString &path)
 {
+    ScopedSecurityAccess access(BookmarkController::shared(), path, FileAccessPolicy::Intent::read);
     const QFileInfo info(path);
     QString reason;
-    if (!info.exists())
+    if (!access.allowed())
+        reason = QStringLiteral("Failed to read file: ") + access.denial();
+    else if (!info.exists())
         reason = QStringLiteral("File '%1' does not exist.").arg(path);
     else if (!info.isFile())
         reason = QStringLiteral("'%1' is not a regular file.").arg(path);
     else if (info.size() > Utf8TextFile::maxReadBytes())
         reason = QStringLiteral("File '%1' is larger than %2 bytes.").arg(path).arg(Utf8TextFile::maxReadBytes());
-    QFile file(path);
-    if (reason.isEmpty() && !file.open(QIODevice::ReadOnly))
+    // Opened without waiting and looked at again: a FIFO put there since is refused, not
+    // waited on.
+    const int fd = reason.isEmpty() ? ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY) : -1;
+    const int openError = errno;
+    struct stat st {};
+    if (reason.isEmpty() && fd < 0)
+        reason = QStringLiteral("File '%1' cannot be read: %2").arg(path, QString::fromLocal8Bit(std::strerror(openError)));
+    else if (reason.isEmpty() && (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)))
+        reason = QStringLiteral("'%1' is not a regular file.").arg(path);
+    QFile file;
+    if (reason.isEmpty() && !file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
         reason = QStringLiteral("File '%1' cannot be read: %2").arg(path, file.errorString());
     if (!reason.isEmpty()) {
+        if (fd >= 0 && !file.isOpen())
+            ::close(fd);
         fail(reason, MCPLogMessageType::Info);
         return ResourceReading::failure(reason);
     }

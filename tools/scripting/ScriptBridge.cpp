@@ -11,6 +11,7 @@
 #include "tools/scripting/ScriptProcess.h"
 #include "tools/scripting/ScriptValue.h"
 #include "tools/security/BookmarkController.h"
+#include "tools/security/FileAccessPolicy.h"
 #include "tools/security/ScopedSecurityAccess.h"
 
 #include <QDir>
@@ -92,9 +93,9 @@ std::optional<QString> ScriptBridge::openFile(const QString &path)
 
 std::optional<QString> ScriptBridge::readFile(const QString &path)
 {
-    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
-    QString description;
-    std::optional<QString> text = Utf8TextFile::read(path, &description);
+    ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::read, FileAccessPolicy::Caller::scriptHost);
+    QString description = access.denial();
+    std::optional<QString> text = access.allowed() ? Utf8TextFile::read(path, &description) : std::nullopt;
     if (!text)
         m_logger->log(QStringLiteral("[Script] Failed to read file: ") + description, 404, MCPLogMessageType::Error);
     return text;
@@ -102,17 +103,23 @@ std::optional<QString> ScriptBridge::readFile(const QString &path)
 
 bool ScriptBridge::fileExists(const QString &path)
 {
-    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::read, FileAccessPolicy::Caller::scriptHost);
+    if (!access.allowed()) {
+        m_logger->log(QStringLiteral("[Script] Failed to check file: ") + access.denial(), 500, MCPLogMessageType::Error);
+        return false;
+    }
     return QFileInfo::exists(path);
 }
 
 bool ScriptBridge::saveFile(const QString &path, const QString &content)
 {
-    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::write, FileAccessPolicy::Caller::scriptHost);
     auto fail = [&](const QString &description) {
         m_logger->log(QStringLiteral("[Script] Failed to save file: ") + description, 500, MCPLogMessageType::Error);
         return false;
     };
+    if (!access.allowed())
+        return fail(access.denial());
     // A lone surrogate has no UTF-8 form: refused rather than written with a replacement.
     if (!Utf8Text::isEncodable(content)) {
         return fail(QStringLiteral("The file '%1' couldn't be saved using text encoding Unicode (UTF-8).")
@@ -120,6 +127,10 @@ bool ScriptBridge::saveFile(const QString &path, const QString &content)
     }
     if (QFileInfo(path).isDir())
         return fail(QStringLiteral("The file '%1' couldn't be saved: %2").arg(itemName(path), systemDescription(EISDIR)));
+    // A FIFO, a device or a socket stays what it is (AtomicFile refuses it too; this says so
+    // before anything else happens).
+    if (QFileInfo(path).exists() && !QFileInfo(path).isFile())
+        return fail(QStringLiteral("The file '%1' couldn't be saved: it is not a regular file").arg(itemName(path)));
     const QByteArray bytes = content.toUtf8();
     // The whole text goes to a temporary file beside the target, which then replaces it:
     // a failure leaves the old file as it was.
@@ -130,7 +141,11 @@ bool ScriptBridge::saveFile(const QString &path, const QString &content)
 
 QStringList ScriptBridge::listDirectory(const QString &path)
 {
-    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::read, FileAccessPolicy::Caller::scriptHost);
+    if (!access.allowed()) {
+        m_logger->log(QStringLiteral("[Script] Failed to list directory: ") + access.denial(), 500, MCPLogMessageType::Error);
+        return {};
+    }
     DIR *directory = ::opendir(QFile::encodeName(path).constData());
     if (!directory) {
         const int openError = errno;
@@ -159,7 +174,11 @@ QStringList ScriptBridge::listDirectory(const QString &path)
 
 bool ScriptBridge::createDirectory(const QString &path)
 {
-    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::write, FileAccessPolicy::Caller::scriptHost);
+    if (!access.allowed()) {
+        m_logger->log(QStringLiteral("[Script] Failed to create directory: ") + access.denial(), 500, MCPLogMessageType::Error);
+        return false;
+    }
     std::error_code error;
     if (path.isEmpty())
         error = std::make_error_code(std::errc::no_such_file_or_directory);
@@ -180,7 +199,11 @@ bool ScriptBridge::createDirectory(const QString &path)
 
 bool ScriptBridge::deleteFile(const QString &path)
 {
-    ScopedSecurityAccess access(m_security, QUrl::fromLocalFile(path));
+    ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::remove, FileAccessPolicy::Caller::scriptHost);
+    if (!access.allowed()) {
+        m_logger->log(QStringLiteral("[Script] Failed to delete file: ") + access.denial(), 500, MCPLogMessageType::Error);
+        return false;
+    }
     std::error_code error;
     const fs::path target = nativePath(path);
     // remove_all counts a missing item as nothing removed; for a script it is a failure.
@@ -244,7 +267,17 @@ QString ScriptBridge::httpPost(const QString &url, const QString &body, const QS
 
 bool ScriptBridge::downloadFile(const QString &url, const QString &destination)
 {
-    // No security scope of its own: the bridge writes where the system lets it.
+    // Written like saveFile: only where granted, never over Kelvara's own files, and never in
+    // place of a FIFO, a device or a socket (the download's rename would replace it).
+    const FileAccessPolicy::Decision access = FileAccessPolicy::check(
+        m_security, destination, FileAccessPolicy::Intent::write, FileAccessPolicy::Caller::scriptHost);
+    QString refusal = access.denial.value_or(QString());
+    if (refusal.isEmpty() && QFileInfo(destination).exists() && !QFileInfo(destination).isFile())
+        refusal = QStringLiteral("'%1' is not a regular file").arg(destination);
+    if (!refusal.isEmpty()) {
+        m_logger->log(QStringLiteral("[Script] Failed to download file: ") + refusal, 500, MCPLogMessageType::Error);
+        return false;
+    }
     return httpBridge().downloadFile(url, destination);
 }
 

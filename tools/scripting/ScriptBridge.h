@@ -25,8 +25,9 @@ class ScriptContext;
 // Two calls of one session may share a context and so reach one bridge from two threads;
 // the result and the HTTP bridge are guarded for that.
 //
-// File methods bracket their work with the security controller's beginAccess/endAccess;
-// what the start says is not looked at, the system decides.
+// File methods act only where FileAccessPolicy allows a script (inside what the user
+// granted; Kelvara's resources and script sources for reading) and bracket their work with
+// the security controller's beginAccess/endAccess. A refusal is logged like any failure.
 class ScriptBridge {
 public:
     ScriptBridge(const QString &sid, PluginController *controller);

@@ -356,7 +356,7 @@ bool BookmarkController::beginAccess(const QUrl &url)
     if (!scoped)
         scoped = bookmarkURL(url);
     if (!scoped)
-        return true;  // no stored choice: nothing to open, the work is tried all the same
+        return true;  // nothing stored for it to open; FileAccessPolicy has said whether the work may run
     return startAccess(*scoped);
 }
 

@@ -74,7 +74,8 @@ public:
     void stopAccess(const QUrl &url);
     // What file operations call before and after their work. beginAccess opens the scope
     // of the stored file or of the stored folder the file lies directly in; without one it
-    // gives true and opens nothing.
+    // gives true and opens nothing. Whether the work may touch the path at all is decided
+    // before, by FileAccessPolicy over this list.
     bool beginAccess(const QUrl &url);
     void endAccess(const QUrl &url);
 

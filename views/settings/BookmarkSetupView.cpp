@@ -80,6 +80,13 @@ BookmarkSetupView::BookmarkSetupView(BookmarkSetupViewModel *model, bool showsCl
     draftsLayout->addWidget(m_statusDetail);
     draftsLayout->addWidget(m_table, 1);
     draftsLayout->addLayout(tableButtons);
+    auto *headless = new QLabel(QStringLiteral("The file tools read and write only inside these locations. "
+                                               "Without a window: kelvara access grant|revoke folder PATH"),
+                                draftsPage);
+    headless->setObjectName(QStringLiteral("bookmarkHeadlessNote"));
+    headless->setWordWrap(true);
+    headless->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    draftsLayout->addWidget(headless);
 
     m_pages = new QStackedWidget(this);
     m_pages->addWidget(intro);

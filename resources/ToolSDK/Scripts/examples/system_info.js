@@ -1,26 +1,32 @@
 // System information: the kernel, the distribution, the uptime and the free space of the
 // temporary folder. Shows Kelvara.shell (whose output lands in the globals stdOut and
-// stdErr), Kelvara.process with output arrays of its own, and Kelvara.readFile.
+// stdErr) and Kelvara.process with output arrays of its own.
+//
+// The system's own files are read with /bin/cat: Kelvara.readFile reads only inside the
+// folders granted to Kelvara (Settings > Security Scopes), and /etc and /proc are not
+// granted by default.
 //
 // Tool "system_info" of Kelvara's built-in configuration: toolType "ScriptTool",
 // execHandler "systemInfo". No parameters.
 
+// The lines of a system file, or none.
+function systemFile(path) {
+    return Kelvara.process('/bin/cat', [path], 'catOut', 'catErr') ? catOut : [];
+}
+
 // key=value lines of /etc/os-release, quotes taken off.
 function osRelease() {
-    var text = Kelvara.readFile('/etc/os-release');
     var fields = {};
-    if (typeof text === 'string') {
-        text.split('\n').forEach(function (line) {
-            var match = /^([A-Z_]+)=(.*)$/.exec(line.trim());
-            if (match) fields[match[1]] = match[2].replace(/^"(.*)"$/, '$1');
-        });
-    }
+    systemFile('/etc/os-release').forEach(function (line) {
+        var match = /^([A-Z_]+)=(.*)$/.exec(line);
+        if (match) fields[match[1]] = match[2].replace(/^"(.*)"$/, '$1');
+    });
     return fields;
 }
 
 function uptimeSeconds() {
-    var text = Kelvara.readFile('/proc/uptime');
-    return typeof text === 'string' ? Math.floor(parseFloat(text)) : 0;
+    var lines = systemFile('/proc/uptime');
+    return lines.length > 0 ? Math.floor(parseFloat(lines[0])) : 0;
 }
 
 function duration(seconds) {
