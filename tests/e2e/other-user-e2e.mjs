@@ -132,7 +132,7 @@ try {
   // the server. The token is asked for on loopback as well.
   const out = openSync(serverOut, 'w');
   const err = openSync(serverErr, 'w');
-  server = spawn(kelvara, ['serve', '--import-builtin', '--import', bundle, '--port', '0', '--require-token'],
+  server = spawn(kelvara, ['serve', '--import-builtin', '--import', bundle, '--port', '0'],
     { env, stdio: ['ignore', out, err] });
   closeSync(out);
   closeSync(err);

@@ -206,4 +206,27 @@ TEST_F(FileAccessPolicyTest, ScriptSourcesStayAsTheyAreAndScriptsStillLoadTheirM
     EXPECT_FALSE(allowed(scripts + "/lib/helper.js", Intent::read, P::Caller::fileTool));
 }
 
+TEST_F(FileAccessPolicyTest, ARegisteredPluginsCodeIsNeverWritten)
+{
+    // A library in a granted folder, and a bundle reached through a link.
+    const QString plugins = root + "/plugins";
+    touch(plugins + "/Stats.so");
+    touch(plugins + "/Tool.bundle/Contents/Linux/Tool.so");
+    touch(plugins + "/notes.txt");
+    ASSERT_TRUE(QFile::link(plugins + "/Tool.bundle", root + "/alias.bundle"));
+    P::addProtectedCode(plugins + "/Stats.so");
+    P::addProtectedCode(root + "/alias.bundle");
+    ASSERT_TRUE(scopes->addBookmark(QUrl::fromLocalFile(root)));
+
+    EXPECT_EQ(check(plugins + "/Stats.so", Intent::write).denial,
+              "'" + plugins + "/Stats.so' is code of a registered plug-in ('" + plugins +
+                  "/Stats.so'); the tools never change it, whatever is granted.");
+    EXPECT_FALSE(allowed(plugins + "/Tool.bundle/Contents/Linux/Tool.so", Intent::write));
+    EXPECT_FALSE(allowed(root + "/alias.bundle/Contents/Linux/Tool.so", Intent::write));
+    EXPECT_FALSE(allowed(plugins, Intent::remove));
+    // Reading it, and writing beside it, stay as granted.
+    EXPECT_TRUE(allowed(plugins + "/Stats.so", Intent::read));
+    EXPECT_TRUE(allowed(plugins + "/notes.txt", Intent::write));
+}
+
 }  // namespace

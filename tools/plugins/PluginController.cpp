@@ -1,5 +1,7 @@
 #include "tools/plugins/PluginController.h"
 
+#include "tools/security/FileAccessPolicy.h"
+
 #include "base/SystemLog.h"
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
@@ -142,6 +144,9 @@ void PluginController::onOwnThread(std::function<void()> fn)
 
 void PluginController::setPlugins(QList<Plugin> list)
 {
+    // A registered library is code Kelvara loads: the tools must never rewrite it.
+    for (const Plugin &plugin : std::as_const(list))
+        FileAccessPolicy::addProtectedCode(plugin.path);
     {
         QMutexLocker locker(&m_listMutex);
         m_plugins = std::move(list);

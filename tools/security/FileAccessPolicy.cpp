@@ -31,6 +31,12 @@ QStringList &scriptSources()
     return folders;
 }
 
+QStringList &protectedCode()
+{
+    static QStringList paths;
+    return paths;
+}
+
 QString absolutePath(const QString &path)
 {
     return QDir::isAbsolutePath(path) ? path : QDir::currentPath() + QLatin1Char('/') + path;
@@ -160,6 +166,18 @@ void FileAccessPolicy::addScriptSource(const QString &scriptPath)
     }
 }
 
+void FileAccessPolicy::addProtectedCode(const QString &path)
+{
+    if (path.isEmpty())
+        return;
+    const QStringList paths{resolvedPath(path, false), resolvedPath(path, true)};
+    QMutexLocker lock(&scriptSourcesMutex());
+    for (const QString &code : paths) {
+        if (!protectedCode().contains(code))
+            protectedCode().append(code);
+    }
+}
+
 QStringList FileAccessPolicy::scriptSourceFolders()
 {
     QMutexLocker lock(&scriptSourcesMutex());
@@ -216,6 +234,21 @@ FileAccessPolicy::Decision FileAccessPolicy::check(const BookmarkController *gra
             } else if (intent == Intent::remove && isWithin(location.path, where)) {
                 return deny(QStringLiteral("%1 holds %2 ('%3'), which the tools never change, whatever is granted.")
                                 .arg(named(where), location.what, location.path));
+            }
+        }
+    }
+    if (intent != Intent::read) {
+        QStringList code;
+        {
+            QMutexLocker lock(&scriptSourcesMutex());
+            code = protectedCode();
+        }
+        for (const QString &library : std::as_const(code)) {
+            for (const QString &where : std::as_const(reached)) {
+                if (isWithin(where, library) || (intent == Intent::remove && isWithin(library, where)))
+                    return deny(QStringLiteral("%1 is code of a registered plug-in ('%2'); the tools never change it, "
+                                               "whatever is granted.")
+                                    .arg(named(where), library));
             }
         }
     }

@@ -55,6 +55,9 @@ public:
     // never written through the tools, and scripts may read it without a grant.
     static void addScriptSource(const QString &scriptPath);
     static QStringList scriptSourceFolders();
+    // Remembers a file or bundle folder of code Kelvara loads (a registered plug-in): it
+    // and all below it are never written or removed through the tools.
+    static void addProtectedCode(const QString &path);
 
     struct ProtectedLocation {
         QString path;      // resolved
