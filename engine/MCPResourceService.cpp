@@ -45,96 +45,43 @@ std::string IMCPResourceService::normalisedUri(std::string_view uri)
     return out;
 }
 
-void MCPResourceService::registerResource(const ResourceDefinition &definition)
-{
-    {
-        std::lock_guard lock(m_mutex);
-        m_resources.insert_or_assign(definition.uri, definition);
-        ++m_revision;
-    }
-    notifyListChanged();
-}
-
-void MCPResourceService::unregisterResource(const std::string &uri)
-{
-    {
-        std::lock_guard lock(m_mutex);
-        m_resources.erase(uri);
-        ++m_revision;
-    }
-    notifyListChanged();
-}
-
-void MCPResourceService::clearResources()
-{
-    {
-        std::lock_guard lock(m_mutex);
-        m_resources.clear();
-        ++m_revision;
-    }
-    notifyListChanged();
-}
-
 std::optional<ResourceDefinition> MCPResourceService::findResource(const std::string &uri)
 {
-    std::lock_guard lock(m_mutex);
-    if (auto it = m_resources.find(uri); it != m_resources.end())
-        return it->second;
-    const std::string wanted = normalisedUri(uri);
-    for (const auto &[key, definition] : m_resources)
-        if (normalisedUri(key) == wanted)
-            return definition;
-    return std::nullopt;
+    return m_resources.withLock([&](const auto &resources) -> std::optional<ResourceDefinition> {
+        if (auto it = resources.find(uri); it != resources.end())
+            return it->second;
+        const std::string wanted = normalisedUri(uri);
+        for (const auto &[key, definition] : resources)
+            if (normalisedUri(key) == wanted)
+                return definition;
+        return std::nullopt;
+    });
 }
 
 std::optional<ResourceDefinition> MCPResourceService::findResourceByName(const std::string &name)
 {
-    std::lock_guard lock(m_mutex);
-    for (const auto &[uri, definition] : m_resources)
-        if (definition.name == name)
-            return definition;
-    return std::nullopt;
+    return m_resources.withLock([&](const auto &resources) -> std::optional<ResourceDefinition> {
+        for (const auto &[uri, definition] : resources)
+            if (definition.name == name)
+                return definition;
+        return std::nullopt;
+    });
 }
 
 ResourceDefinition MCPResourceService::readResource(const ResourceDefinition &definition)
 {
-    std::lock_guard lock(m_mutex);
-    try {
-        if (!definition.provider)
-            return definition;
-        return definition.provider(definition);
-    } catch (const std::exception &e) {
-        ResourceDefinition failed = definition;
-        failed.data = ResourceData{};
-        failed.data.error = std::string("Error reading resource: ") + e.what();
-        return failed;
-    }
-}
-
-std::vector<ResourceDefinition> MCPResourceService::listResources()
-{
-    std::lock_guard lock(m_mutex);
-    std::vector<ResourceDefinition> resources;
-    resources.reserve(m_resources.size());
-    for (const auto &[uri, definition] : m_resources)
-        resources.push_back(definition);
-    return resources;
-}
-
-size_t MCPResourceService::count()
-{
-    std::lock_guard lock(m_mutex);
-    return m_resources.size();
-}
-
-void MCPResourceService::setListChangedCallback(std::function<void()> callback)
-{
-    m_notifier.setCallback(std::move(callback));
-}
-
-void MCPResourceService::notifyListChanged()
-{
-    m_notifier.notify();
+    return m_resources.withLock([&](const auto &) -> ResourceDefinition {
+        try {
+            if (!definition.provider)
+                return definition;
+            return definition.provider(definition);
+        } catch (const std::exception &e) {
+            ResourceDefinition failed = definition;
+            failed.data = ResourceData{};
+            failed.data.error = std::string("Error reading resource: ") + e.what();
+            return failed;
+        }
+    });
 }
 
 }  // namespace MCP

@@ -1,40 +1,33 @@
 #pragma once
 
 #include "engine/IMCPResourceService.h"
-#include "engine/ListChangedNotifier.h"
-
-#include <atomic>
-#include <map>
-#include <mutex>
+#include "engine/Registry.h"
 
 namespace MCP {
 
 // The resource registry. Providers run under the lock, so reads are serialised.
 class MCPResourceService : public IMCPResourceService {
 public:
-    void registerResource(const ResourceDefinition &definition) override;
-    void unregisterResource(const std::string &uri) override;
-    void clearResources() override;
+    void registerResource(const ResourceDefinition &definition) override { m_resources.put(definition); }
+    void unregisterResource(const std::string &uri) override { m_resources.remove(uri); }
+    void clearResources() override { m_resources.clear(); }
     // The lookups take the lock as well (see MCPToolService::findTool).
     std::optional<ResourceDefinition> findResource(const std::string &uri) override;
     std::optional<ResourceDefinition> findResourceByName(const std::string &name) override;
     ResourceDefinition readResource(const ResourceDefinition &definition) override;
-    std::vector<ResourceDefinition> listResources() override;
-    void setListChangedCallback(std::function<void()> callback) override;
-    void notifyListChanged() override;
+    std::vector<ResourceDefinition> listResources() override { return m_resources.list(); }
+    void setListChangedCallback(std::function<void()> callback) override
+    {
+        m_resources.setListChangedCallback(std::move(callback));
+    }
+    void notifyListChanged() override { m_resources.notifyListChanged(); }
 
-    void setMainQueuePoster(MainQueuePoster poster) { m_notifier.setMainQueuePoster(std::move(poster)); }
-    size_t count();
-
-    // Changes with every registration, removal and clearing: a list built at one revision
-    // is the list for as long as the revision stays.
-    uint64_t revision() const { return m_revision.load(); }
+    void setMainQueuePoster(MainQueuePoster poster) { m_resources.setMainQueuePoster(std::move(poster)); }
+    size_t count() { return m_resources.count(); }
+    uint64_t revision() const { return m_resources.revision(); }
 
 private:
-    std::map<std::string, ResourceDefinition> m_resources;
-    ListChangedNotifier m_notifier;
-    std::mutex m_mutex;
-    std::atomic<uint64_t> m_revision{0};
+    Registry<ResourceDefinition, &ResourceDefinition::uri> m_resources;
 };
 
 }  // namespace MCP

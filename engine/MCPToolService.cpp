@@ -6,36 +6,6 @@
 
 namespace MCP {
 
-void MCPToolService::registerTool(const ToolDefinition &definition)
-{
-    {
-        std::lock_guard lock(m_mutex);
-        m_tools.insert_or_assign(definition.name, definition);
-        ++m_revision;
-    }
-    notifyListChanged();
-}
-
-void MCPToolService::unregisterTool(const std::string &name)
-{
-    {
-        std::lock_guard lock(m_mutex);
-        m_tools.erase(name);
-        ++m_revision;
-    }
-    notifyListChanged();
-}
-
-void MCPToolService::clearTools()
-{
-    {
-        std::lock_guard lock(m_mutex);
-        m_tools.clear();
-        ++m_revision;
-    }
-    notifyListChanged();
-}
-
 static JSONValue errorObject(std::string text)
 {
     JSONValue result;
@@ -45,18 +15,19 @@ static JSONValue errorObject(std::string text)
 
 JSONValue MCPToolService::callTool(const std::string &name, const JSONValue &arguments)
 {
-    ToolHandler handler;
-    {
-        std::lock_guard lock(m_mutex);
-        auto it = m_tools.find(name);
-        if (it == m_tools.end())
-            return errorObject("Tool not found: " + name);
-        handler = it->second.handler;
-    }
+    // Only the handler is copied under the lock; it runs after the lock is released.
+    const std::optional<ToolHandler> handler = m_tools.withLock([&](const auto &tools) -> std::optional<ToolHandler> {
+        auto it = tools.find(name);
+        if (it == tools.end())
+            return std::nullopt;
+        return it->second.handler;
+    });
+    if (!handler)
+        return errorObject("Tool not found: " + name);
     try {
-        if (!handler)
+        if (!*handler)
             return errorObject("Tool does not response any JSON object");
-        std::optional<std::string> json = handler(arguments);
+        std::optional<std::string> json = (*handler)(arguments);
         if (!json)
             return errorObject("Tool does not response any JSON object");
         std::string error;
@@ -67,41 +38,6 @@ JSONValue MCPToolService::callTool(const std::string &name, const JSONValue &arg
     } catch (const std::exception &e) {
         return errorObject(std::string("Tool execution failed: ") + e.what());
     }
-}
-
-std::vector<ToolDefinition> MCPToolService::listTools()
-{
-    std::lock_guard lock(m_mutex);
-    std::vector<ToolDefinition> tools;
-    tools.reserve(m_tools.size());
-    for (const auto &[name, definition] : m_tools)
-        tools.push_back(definition);
-    return tools;
-}
-
-size_t MCPToolService::count()
-{
-    std::lock_guard lock(m_mutex);
-    return m_tools.size();
-}
-
-std::optional<ToolDefinition> MCPToolService::findTool(const std::string &name)
-{
-    std::lock_guard lock(m_mutex);
-    auto it = m_tools.find(name);
-    if (it == m_tools.end())
-        return std::nullopt;
-    return it->second;
-}
-
-void MCPToolService::setListChangedCallback(std::function<void()> callback)
-{
-    m_notifier.setCallback(std::move(callback));
-}
-
-void MCPToolService::notifyListChanged()
-{
-    m_notifier.notify();
 }
 
 }  // namespace MCP

@@ -1,11 +1,7 @@
 #pragma once
 
 #include "engine/IMCPToolService.h"
-#include "engine/ListChangedNotifier.h"
-
-#include <atomic>
-#include <map>
-#include <mutex>
+#include "engine/Registry.h"
 
 namespace MCP {
 
@@ -13,29 +9,23 @@ namespace MCP {
 // Every failure of a call becomes a plain result object with an `error` member.
 class MCPToolService : public IMCPToolService {
 public:
-    void registerTool(const ToolDefinition &definition) override;
-    void unregisterTool(const std::string &name) override;
-    void clearTools() override;
+    void registerTool(const ToolDefinition &definition) override { m_tools.put(definition); }
+    void unregisterTool(const std::string &name) override { m_tools.remove(name); }
+    void clearTools() override { m_tools.clear(); }
     JSONValue callTool(const std::string &name, const JSONValue &arguments) override;
-    std::vector<ToolDefinition> listTools() override;
+    std::vector<ToolDefinition> listTools() override { return m_tools.list(); }
     // Takes the lock too: the registry is meant to change only while the server is
     // stopped, but a lookup that races a registration must not corrupt the map.
-    std::optional<ToolDefinition> findTool(const std::string &name) override;
-    void setListChangedCallback(std::function<void()> callback) override;
-    void notifyListChanged() override;
+    std::optional<ToolDefinition> findTool(const std::string &name) override { return m_tools.find(name); }
+    void setListChangedCallback(std::function<void()> callback) override { m_tools.setListChangedCallback(std::move(callback)); }
+    void notifyListChanged() override { m_tools.notifyListChanged(); }
 
-    void setMainQueuePoster(MainQueuePoster poster) { m_notifier.setMainQueuePoster(std::move(poster)); }
-    size_t count();
-
-    // Changes with every registration, removal and clearing: a list built at one revision
-    // is the list for as long as the revision stays.
-    uint64_t revision() const { return m_revision.load(); }
+    void setMainQueuePoster(MainQueuePoster poster) { m_tools.setMainQueuePoster(std::move(poster)); }
+    size_t count() { return m_tools.count(); }
+    uint64_t revision() const { return m_tools.revision(); }
 
 private:
-    std::map<std::string, ToolDefinition> m_tools;
-    ListChangedNotifier m_notifier;
-    std::mutex m_mutex;
-    std::atomic<uint64_t> m_revision{0};
+    Registry<ToolDefinition, &ToolDefinition::name> m_tools;
 };
 
 }  // namespace MCP

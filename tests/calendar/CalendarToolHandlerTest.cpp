@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include <tuple>
+
 namespace {
 
 QJsonObject structured(const JSONToolResult &result)
@@ -260,6 +262,38 @@ TEST_F(CalendarToolTest, RemindersFollowTheirOwnRules)
     EXPECT_TRUE(structured(handler.deleteReminder(params({{"reminder_id", id}}))).value("success").toBool());
     EXPECT_EQ(structured(handler.listReminderLists({})).value("lists").toArray().first().toObject().value("list_id").toString(),
               "reminders");
+}
+
+// A collection named by the parameters takes the item only when it holds the item's kind;
+// else a new item goes to the first collection of its kind and an updated one stays.
+TEST_F(CalendarToolTest, ANamedCollectionTakesOnlyItemsOfItsKind)
+{
+    for (const auto &[folder, kind, title] : {std::tuple{"home", "events", "Home"}, {"work", "events", "Work"},
+                                              {"errands", "reminders", "Errands"}}) {
+        writeFile(store.root() + "/" + folder + "/kelvara-kind", kind);
+        writeFile(store.root() + "/" + folder + "/displayname", title);
+    }
+    const auto event = [&](const char *calendar) {
+        return createEvent(params({{"title", "E"}, {"start_date", "2026-03-01T09:30:00Z"},
+                                   {"end_date", "2026-03-01T10:00:00Z"}, {"calendar_id", calendar}}));
+    };
+    const QJsonObject atWork = event("work");
+    EXPECT_EQ(atWork.value("calendar_id").toString(), "work");
+    EXPECT_EQ(atWork.value("calendar_title").toString(), "Work");
+    EXPECT_EQ(event("errands").value("calendar_id").toString(), "home");
+
+    const QString id = atWork.value("event_id").toString();
+    const auto moved = [&](const char *calendar) {
+        return structured(handler.updateEvent(params({{"event_id", id}, {"calendar_id", calendar}})))
+            .value("event").toObject().value("calendar_id").toString();
+    };
+    EXPECT_EQ(moved("errands"), "work");
+    EXPECT_EQ(moved("home"), "home");
+    EXPECT_TRUE(QFile::exists(store.root() + "/home/" + id + ".ics"));
+    EXPECT_FALSE(QFile::exists(store.root() + "/work/" + id + ".ics"));
+
+    const JSONToolResult reminder = handler.createReminder(params({{"title", "R"}, {"list_id", "work"}}));
+    EXPECT_EQ(structured(reminder).value("reminder").toObject().value("list_title").toString(), "Errands");
 }
 
 TEST_F(CalendarToolTest, WithoutAccessEveryMethodSaysSoWithTheContextAndTheJSON)

@@ -67,6 +67,8 @@ TEST_F(ConfigScreensViewTest, ResourcesCreateEditSaveFilterRevertAndDelete)
     auto *view = qobject_cast<ResourceConfigView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
     ResourceConfigController *controller = view->controller();
+    // Button texts beyond ASCII arrive whole.
+    EXPECT_EQ(view->button("delete")->text(), QStringLiteral("−"));
 
     view->button("add")->click();
     ASSERT_TRUE(waitUntil([&] { return view->list()->count() == 1 && controller->selectedResourceConfig(); }));
@@ -112,6 +114,7 @@ TEST_F(ConfigScreensViewTest, PromptsWithArgumentsThroughTheSheets)
     auto *view = qobject_cast<PromptConfigView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
     PromptConfigController *controller = view->controller();
+    EXPECT_EQ(view->button("addArgument")->text(), QStringLiteral("Add Argument ⌘+T"));
 
     view->button("add")->click();
     ASSERT_TRUE(waitUntil([&] { return controller->selectedPrompt() != nullptr; }));

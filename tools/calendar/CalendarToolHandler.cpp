@@ -11,18 +11,19 @@
 #include <QTimeZone>
 #include <QUrl>
 
+#include <variant>
+
 namespace {
 
 using Kind = CalendarCollection::Kind;
 
 const QString kSuccess = QStringLiteral("success");
 
-std::optional<QString> textParam(const QVariantMap &params, const QString &key)
+// A text parameter, trimmed; empty when it is missing or no text.
+QString text(const QVariantMap &params, const QString &key)
 {
     const QVariant value = params.value(key);
-    if (value.typeId() != QMetaType::QString)
-        return std::nullopt;
-    return value.toString().trimmed();
+    return value.typeId() == QMetaType::QString ? value.toString().trimmed() : QString();
 }
 
 bool isString(const QVariantMap &params, const QString &key)
@@ -101,6 +102,164 @@ JSONToolResult successResult(const QJsonObject &members)
 QString readBackTitle(const CalendarItem &item)
 {
     return item.hasTitle ? item.title : QStringLiteral("(unknown)");
+}
+
+// The text item: the context line, the message and the JSON block of the structured content.
+JSONToolResult withContext(JSONToolResult result, const QString &message)
+{
+    const QJsonObject structured = result.toJsonObject().value(QStringLiteral("structuredContent")).toObject();
+    result.content = {JSONToolContent{QStringLiteral("text"), CalendarToolHandler::composeText(message, structured)}};
+    return result;
+}
+
+JSONToolResult failure(const QString &message)
+{
+    return withContext(JSONToolResult::errorResult(message), message);
+}
+
+// A new item takes every field, a missing one empty; an update changes the fields the
+// parameters name. A message when a field a new item needs is wrong.
+std::optional<QString> readEvent(const QVariantMap &params, CalendarItem &event, bool creating)
+{
+    const std::optional<QDateTime> start = CalendarToolHandler::readDate(params.value(QStringLiteral("start_date")));
+    const std::optional<QDateTime> end = CalendarToolHandler::readDate(params.value(QStringLiteral("end_date")));
+    if (creating && !start)
+        return QStringLiteral("Tool parameter 'start_date' must be a valid ISO 8601 date.");
+    if (creating && !end)
+        return QStringLiteral("Tool parameter 'end_date' must be a valid ISO 8601 date.");
+    event.start = start.value_or(event.start);
+    event.end = end.value_or(event.end);
+    const QVariant allDay = params.value(QStringLiteral("all_day"));
+    if (creating || allDay.typeId() == QMetaType::Bool)
+        event.allDay = CalendarToolHandler::readBoolean(allDay, false);
+    if (creating || params.contains(QStringLiteral("notes")))
+        event.notes = text(params, QStringLiteral("notes"));
+    if (creating || params.contains(QStringLiteral("location")))
+        event.location = text(params, QStringLiteral("location"));
+    if (creating || params.contains(QStringLiteral("url")))
+        event.url = urlText(text(params, QStringLiteral("url"))).value_or(QString());
+    return std::nullopt;
+}
+
+std::optional<QString> readReminder(const QVariantMap &params, CalendarItem &reminder, bool creating)
+{
+    if (creating || params.contains(QStringLiteral("notes")))
+        reminder.notes = text(params, QStringLiteral("notes"));
+    const QVariant completed = params.value(QStringLiteral("completed"));
+    if (creating || completed.typeId() == QMetaType::Bool)
+        reminder.completed = CalendarToolHandler::readBoolean(completed, false);
+    if (creating || params.contains(QStringLiteral("due_date")))
+        reminder.due = CalendarToolHandler::readDate(params.value(QStringLiteral("due_date"))).value_or(QDateTime());
+    return std::nullopt;
+}
+
+// What tells events (VEVENT) and reminders (VTODO) apart on their shared create, update
+// and delete path below.
+struct ItemKind {
+    Kind kind;
+    QString noun;           // in messages, and the result's member that holds the item
+    QString label;          // the noun at the start of a message
+    QString idKey;          // the parameter that names an item
+    QString collectionKey;  // the parameter that names its collection
+    QString accessDenied;
+    QJsonObject (*record)(const CalendarItem &item, const QString &collectionTitle);
+    // The fields besides the title.
+    std::optional<QString> (*read)(const QVariantMap &params, CalendarItem &item, bool creating);
+};
+
+const ItemKind kEvent{Kind::Events, QStringLiteral("event"), QStringLiteral("Event"), QStringLiteral("event_id"),
+                      QStringLiteral("calendar_id"), QStringLiteral("Calendar access denied."),
+                      eventRecord, readEvent};
+const ItemKind kReminder{Kind::Reminders, QStringLiteral("reminder"), QStringLiteral("Reminder"),
+                         QStringLiteral("reminder_id"), QStringLiteral("list_id"), QStringLiteral("Reminders access denied."),
+                         reminderRecord, readReminder};
+
+// Puts the item into the collection the parameters name, when that is one of its kind.
+bool moveToNamedCollection(CalendarStore *store, const ItemKind &kind, const QVariantMap &params, CalendarItem &item)
+{
+    const QString id = text(params, kind.collectionKey);
+    if (id.isEmpty() || titleOf(store->collections(kind.kind), id).isNull())
+        return false;
+    item.collection = id;
+    return true;
+}
+
+// Writes the item and answers with it as the store reads it back; the message names
+// shownTitle, or else the title read back.
+JSONToolResult write(CalendarStore *store, const ItemKind &kind, CalendarItem item, const QString &verb,
+                     const std::optional<QString> &shownTitle)
+{
+    QString error;
+    if (!store->save(item, kind.kind, &error))
+        return failure(QStringLiteral("Failed to ") + verb + u' ' + kind.noun + QStringLiteral(": ") + error);
+    const CalendarItem shown = store->item(item.identifier, kind.kind).value_or(item);
+    const QString collectionTitle = titleOf(store->collections(kind.kind), shown.collection);
+    return withContext(successResult({{kind.noun, kind.record(shown, collectionTitle)}}),
+                       kind.label + u' ' + verb + QStringLiteral("d: ") + shownTitle.value_or(readBackTitle(shown)));
+}
+
+JSONToolResult createItem(CalendarStore *store, const ItemKind &kind, const QVariantMap &params)
+{
+    if (!hasAccess(kind.kind))
+        return failure(kind.accessDenied);
+    const QString title = text(params, QStringLiteral("title"));
+    if (title.isEmpty())
+        return failure(QStringLiteral("Tool parameter 'title' must not be empty."));
+    CalendarItem item;
+    item.title = title;
+    item.hasTitle = true;
+    if (const std::optional<QString> invalid = kind.read(params, item, true))
+        return failure(*invalid);
+    if (!moveToNamedCollection(store, kind, params, item)) {
+        if (const std::optional<CalendarCollection> fallback = store->defaultCollection(kind.kind))
+            item.collection = fallback->identifier;
+    }
+    // A new reminder is answered with the title it was given, an event with the one read back.
+    return write(store, kind, item, QStringLiteral("create"),
+                 kind.kind == Kind::Reminders ? std::optional(title) : std::nullopt);
+}
+
+// The item the parameters name, or the failure that answers the call.
+std::variant<CalendarItem, JSONToolResult> existingItem(CalendarStore *store, const ItemKind &kind,
+                                                        const QVariantMap &params)
+{
+    if (!hasAccess(kind.kind))
+        return failure(kind.accessDenied);
+    const QString id = text(params, kind.idKey);
+    if (id.isEmpty())
+        return failure(QStringLiteral("Tool parameter '") + kind.idKey + QStringLiteral("' must not be empty."));
+    std::optional<CalendarItem> found = store->item(id, kind.kind);
+    if (!found)
+        return failure(kind.label + QStringLiteral(" not found for id '") + id + QStringLiteral("'."));
+    return *found;
+}
+
+JSONToolResult updateItem(CalendarStore *store, const ItemKind &kind, const QVariantMap &params)
+{
+    std::variant<CalendarItem, JSONToolResult> found = existingItem(store, kind, params);
+    if (const auto *refused = std::get_if<JSONToolResult>(&found))
+        return *refused;
+    CalendarItem &item = std::get<CalendarItem>(found);
+    if (isString(params, QStringLiteral("title"))) {
+        item.title = text(params, QStringLiteral("title"));
+        item.hasTitle = true;
+    }
+    kind.read(params, item, false);
+    moveToNamedCollection(store, kind, params, item);
+    return write(store, kind, item, QStringLiteral("update"), std::nullopt);
+}
+
+JSONToolResult deleteItem(CalendarStore *store, const ItemKind &kind, const QVariantMap &params)
+{
+    const std::variant<CalendarItem, JSONToolResult> found = existingItem(store, kind, params);
+    if (const auto *refused = std::get_if<JSONToolResult>(&found))
+        return *refused;
+    const CalendarItem &item = std::get<CalendarItem>(found);
+    QString error;
+    if (!store->remove(item, &error))
+        return failure(QStringLiteral("Failed to delete ") + kind.noun + QStringLiteral(": ") + error);
+    return withContext(successResult({{kind.idKey, item.identifier}}),
+                       kind.label + QStringLiteral(" deleted: ") + item.identifier);
 }
 
 }  // namespace
@@ -183,18 +342,6 @@ QString CalendarToolHandler::composeText(const QString &message, const QJsonObje
     return text;
 }
 
-JSONToolResult CalendarToolHandler::withContext(JSONToolResult result, const QString &message) const
-{
-    const QJsonObject structured = result.toJsonObject().value(QStringLiteral("structuredContent")).toObject();
-    result.content = {JSONToolContent{QStringLiteral("text"), composeText(message, structured)}};
-    return result;
-}
-
-JSONToolResult CalendarToolHandler::failure(const QString &message) const
-{
-    return withContext(JSONToolResult::errorResult(message), message);
-}
-
 JSONToolResult CalendarToolHandler::listCalendars(const QVariantMap &) const
 {
     if (!hasAccess(Kind::Events))
@@ -224,7 +371,7 @@ JSONToolResult CalendarToolHandler::listEvents(const QVariantMap &params) const
     const QDateTime end = readDate(params.value(QStringLiteral("end_date"))).value_or(now.addDays(365));
     // A calendar_id that names no calendar searches none: the filter holds it either way.
     std::optional<QStringList> only;
-    const QString calendarId = textParam(params, QStringLiteral("calendar_id")).value_or(QString());
+    const QString calendarId = text(params, QStringLiteral("calendar_id"));
     if (!calendarId.isEmpty())
         only = QStringList{calendarId};
     QList<CalendarCollection> calendars;
@@ -243,102 +390,17 @@ JSONToolResult CalendarToolHandler::listEvents(const QVariantMap &params) const
 
 JSONToolResult CalendarToolHandler::createEvent(const QVariantMap &params) const
 {
-    if (!hasAccess(Kind::Events))
-        return failure(QStringLiteral("Calendar access denied."));
-    const QString title = textParam(params, QStringLiteral("title")).value_or(QString());
-    if (title.isEmpty())
-        return failure(QStringLiteral("Tool parameter 'title' must not be empty."));
-    const std::optional<QDateTime> start = readDate(params.value(QStringLiteral("start_date")));
-    if (!start)
-        return failure(QStringLiteral("Tool parameter 'start_date' must be a valid ISO 8601 date."));
-    const std::optional<QDateTime> end = readDate(params.value(QStringLiteral("end_date")));
-    if (!end)
-        return failure(QStringLiteral("Tool parameter 'end_date' must be a valid ISO 8601 date."));
-
-    CalendarItem event;
-    event.title = title;
-    event.hasTitle = true;
-    event.start = *start;
-    event.end = *end;
-    event.allDay = readBoolean(params.value(QStringLiteral("all_day")), false);
-    event.notes = textParam(params, QStringLiteral("notes")).value_or(QString());
-    event.location = textParam(params, QStringLiteral("location")).value_or(QString());
-    if (const std::optional<QString> url = urlText(textParam(params, QStringLiteral("url")).value_or(QString())))
-        event.url = *url;
-    const QList<CalendarCollection> calendars = store()->collections(Kind::Events);
-    const QString calendarId = textParam(params, QStringLiteral("calendar_id")).value_or(QString());
-    if (!titleOf(calendars, calendarId).isNull() && !calendarId.isEmpty()) {
-        event.collection = calendarId;
-    } else {
-        QString error;
-        if (const std::optional<CalendarCollection> fallback = store()->defaultCollection(Kind::Events, &error))
-            event.collection = fallback->identifier;
-    }
-    QString error;
-    if (!store()->save(event, Kind::Events, &error))
-        return failure(QStringLiteral("Failed to create event: ") + error);
-    const std::optional<CalendarItem> saved = store()->item(event.identifier, Kind::Events);
-    const CalendarItem &shown = saved ? *saved : event;
-    return withContext(
-        successResult({{QStringLiteral("event"),
-                        eventRecord(shown, titleOf(store()->collections(Kind::Events), shown.collection))}}),
-        QStringLiteral("Event created: ") + readBackTitle(shown));
+    return createItem(store(), kEvent, params);
 }
 
 JSONToolResult CalendarToolHandler::updateEvent(const QVariantMap &params) const
 {
-    if (!hasAccess(Kind::Events))
-        return failure(QStringLiteral("Calendar access denied."));
-    const QString id = textParam(params, QStringLiteral("event_id")).value_or(QString());
-    if (id.isEmpty())
-        return failure(QStringLiteral("Tool parameter 'event_id' must not be empty."));
-    std::optional<CalendarItem> found = store()->item(id, Kind::Events);
-    if (!found)
-        return failure(QStringLiteral("Event not found for id '") + id + QStringLiteral("'."));
-    CalendarItem event = *found;
-    if (isString(params, QStringLiteral("title"))) {
-        event.title = textParam(params, QStringLiteral("title")).value_or(QString());
-        event.hasTitle = true;
-    }
-    if (const std::optional<QDateTime> start = readDate(params.value(QStringLiteral("start_date"))))
-        event.start = *start;
-    if (const std::optional<QDateTime> end = readDate(params.value(QStringLiteral("end_date"))))
-        event.end = *end;
-    if (params.value(QStringLiteral("all_day")).typeId() == QMetaType::Bool)
-        event.allDay = params.value(QStringLiteral("all_day")).toBool();
-    if (params.contains(QStringLiteral("notes")))
-        event.notes = textParam(params, QStringLiteral("notes")).value_or(QString());
-    if (params.contains(QStringLiteral("location")))
-        event.location = textParam(params, QStringLiteral("location")).value_or(QString());
-    if (params.contains(QStringLiteral("url")))
-        event.url = urlText(textParam(params, QStringLiteral("url")).value_or(QString())).value_or(QString());
-    const QList<CalendarCollection> calendars = store()->collections(Kind::Events);
-    const QString calendarId = textParam(params, QStringLiteral("calendar_id")).value_or(QString());
-    if (!calendarId.isEmpty() && !titleOf(calendars, calendarId).isNull())
-        event.collection = calendarId;
-    QString error;
-    if (!store()->save(event, Kind::Events, &error))
-        return failure(QStringLiteral("Failed to update event: ") + error);
-    const CalendarItem shown = store()->item(event.identifier, Kind::Events).value_or(event);
-    return withContext(successResult({{QStringLiteral("event"),
-                                       eventRecord(shown, titleOf(store()->collections(Kind::Events), shown.collection))}}),
-                       QStringLiteral("Event updated: ") + readBackTitle(shown));
+    return updateItem(store(), kEvent, params);
 }
 
 JSONToolResult CalendarToolHandler::deleteEvent(const QVariantMap &params) const
 {
-    if (!hasAccess(Kind::Events))
-        return failure(QStringLiteral("Calendar access denied."));
-    const QString id = textParam(params, QStringLiteral("event_id")).value_or(QString());
-    if (id.isEmpty())
-        return failure(QStringLiteral("Tool parameter 'event_id' must not be empty."));
-    const std::optional<CalendarItem> found = store()->item(id, Kind::Events);
-    if (!found)
-        return failure(QStringLiteral("Event not found for id '") + id + QStringLiteral("'."));
-    QString error;
-    if (!store()->remove(*found, &error))
-        return failure(QStringLiteral("Failed to delete event: ") + error);
-    return withContext(successResult({{QStringLiteral("event_id"), id}}), QStringLiteral("Event deleted: ") + id);
+    return deleteItem(store(), kEvent, params);
 }
 
 JSONToolResult CalendarToolHandler::listReminderLists(const QVariantMap &) const
@@ -361,7 +423,7 @@ JSONToolResult CalendarToolHandler::listReminders(const QVariantMap &params) con
         return failure(QStringLiteral("Reminders access denied."));
     const QList<CalendarCollection> lists = store()->collections(Kind::Reminders);
     std::optional<QStringList> only;
-    const QString listId = textParam(params, QStringLiteral("list_id")).value_or(QString());
+    const QString listId = text(params, QStringLiteral("list_id"));
     if (!listId.isEmpty()) {
         only = QStringList();
         for (const CalendarCollection &list : lists) {
@@ -385,84 +447,15 @@ JSONToolResult CalendarToolHandler::listReminders(const QVariantMap &params) con
 
 JSONToolResult CalendarToolHandler::createReminder(const QVariantMap &params) const
 {
-    if (!hasAccess(Kind::Reminders))
-        return failure(QStringLiteral("Reminders access denied."));
-    const QString title = textParam(params, QStringLiteral("title")).value_or(QString());
-    if (title.isEmpty())
-        return failure(QStringLiteral("Tool parameter 'title' must not be empty."));
-    CalendarItem reminder;
-    reminder.title = title;
-    reminder.hasTitle = true;
-    reminder.notes = textParam(params, QStringLiteral("notes")).value_or(QString());
-    reminder.completed = readBoolean(params.value(QStringLiteral("completed")), false);
-    if (const std::optional<QDateTime> due = readDate(params.value(QStringLiteral("due_date"))))
-        reminder.due = *due;
-    const QList<CalendarCollection> lists = store()->collections(Kind::Reminders);
-    const QString listId = textParam(params, QStringLiteral("list_id")).value_or(QString());
-    if (!listId.isEmpty() && !titleOf(lists, listId).isNull()) {
-        reminder.collection = listId;
-    } else {
-        QString error;
-        if (const std::optional<CalendarCollection> fallback = store()->defaultCollection(Kind::Reminders, &error))
-            reminder.collection = fallback->identifier;
-    }
-    QString error;
-    if (!store()->save(reminder, Kind::Reminders, &error))
-        return failure(QStringLiteral("Failed to create reminder: ") + error);
-    const CalendarItem shown = store()->item(reminder.identifier, Kind::Reminders).value_or(reminder);
-    return withContext(successResult({{QStringLiteral("reminder"),
-                                       reminderRecord(shown, titleOf(store()->collections(Kind::Reminders),
-                                                                     shown.collection))}}),
-                       QStringLiteral("Reminder created: ") + title);
+    return createItem(store(), kReminder, params);
 }
 
 JSONToolResult CalendarToolHandler::updateReminder(const QVariantMap &params) const
 {
-    if (!hasAccess(Kind::Reminders))
-        return failure(QStringLiteral("Reminders access denied."));
-    const QString id = textParam(params, QStringLiteral("reminder_id")).value_or(QString());
-    if (id.isEmpty())
-        return failure(QStringLiteral("Tool parameter 'reminder_id' must not be empty."));
-    const std::optional<CalendarItem> found = store()->item(id, Kind::Reminders);
-    if (!found)
-        return failure(QStringLiteral("Reminder not found for id '") + id + QStringLiteral("'."));
-    CalendarItem reminder = *found;
-    if (isString(params, QStringLiteral("title"))) {
-        reminder.title = textParam(params, QStringLiteral("title")).value_or(QString());
-        reminder.hasTitle = true;
-    }
-    if (params.contains(QStringLiteral("notes")))
-        reminder.notes = textParam(params, QStringLiteral("notes")).value_or(QString());
-    if (params.value(QStringLiteral("completed")).typeId() == QMetaType::Bool)
-        reminder.completed = params.value(QStringLiteral("completed")).toBool();
-    if (params.contains(QStringLiteral("due_date")))
-        reminder.due = readDate(params.value(QStringLiteral("due_date"))).value_or(QDateTime());
-    const QString listId = textParam(params, QStringLiteral("list_id")).value_or(QString());
-    if (!listId.isEmpty() && !titleOf(store()->collections(Kind::Reminders), listId).isNull())
-        reminder.collection = listId;
-    QString error;
-    if (!store()->save(reminder, Kind::Reminders, &error))
-        return failure(QStringLiteral("Failed to update reminder: ") + error);
-    const CalendarItem shown = store()->item(reminder.identifier, Kind::Reminders).value_or(reminder);
-    return withContext(successResult({{QStringLiteral("reminder"),
-                                       reminderRecord(shown, titleOf(store()->collections(Kind::Reminders),
-                                                                     shown.collection))}}),
-                       QStringLiteral("Reminder updated: ") + readBackTitle(shown));
+    return updateItem(store(), kReminder, params);
 }
 
 JSONToolResult CalendarToolHandler::deleteReminder(const QVariantMap &params) const
 {
-    if (!hasAccess(Kind::Reminders))
-        return failure(QStringLiteral("Reminders access denied."));
-    const QString id = textParam(params, QStringLiteral("reminder_id")).value_or(QString());
-    if (id.isEmpty())
-        return failure(QStringLiteral("Tool parameter 'reminder_id' must not be empty."));
-    const std::optional<CalendarItem> found = store()->item(id, Kind::Reminders);
-    if (!found)
-        return failure(QStringLiteral("Reminder not found for id '") + id + QStringLiteral("'."));
-    QString error;
-    if (!store()->remove(*found, &error))
-        return failure(QStringLiteral("Failed to delete reminder: ") + error);
-    return withContext(successResult({{QStringLiteral("reminder_id"), id}}),
-                       QStringLiteral("Reminder deleted: ") + id);
+    return deleteItem(store(), kReminder, params);
 }

@@ -49,8 +49,6 @@ public:
     static QString composeText(const QString &message, const QJsonObject &structured);
 
 private:
-    JSONToolResult withContext(JSONToolResult result, const QString &message) const;
-    JSONToolResult failure(const QString &message) const;
     CalendarStore *store() const;
 
     CalendarStore *m_store;

@@ -1,20 +1,25 @@
 #include "views/app/ConfigScreen.h"
 
 #include "store/StoreBackedController.h"
+#include "store/StoreRecord.h"
 #include "views/app/AlertPresenter.h"
 #include "views/chat/ReadOnlyTextView.h"
 
 #include <QAction>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QStackedWidget>
 #include <QVBoxLayout>
 
 ConfigScreen::ConfigScreen(StoreBackedController *controller, QWidget *parent)
     : DestinationScreen(parent), m_base(controller)
 {
+    if (!m_base->parent())
+        m_base->setParent(this);
 }
 
 AbstractController *ConfigScreen::activeController() const
@@ -72,23 +77,113 @@ bool ConfigScreen::openBox(const QString &name) const
     return false;
 }
 
-QLayout *ConfigScreen::makeHeader(const QString &title, const QString &lead, const QString &helpFile,
-                                  const QString &helpTitle)
+void ConfigScreen::build(const Parts &parts)
+{
+    setObjectName(parts.objectName);
+    QLayout *header = makeHeader(parts);
+    QLayout *toolbar = parts.toolbar ? parts.toolbar() : nullptr;
+
+    m_filter = new QLineEdit(this);
+    m_filter->setObjectName(parts.filterName);
+    m_filter->setPlaceholderText(parts.filterPlaceholder);
+    m_filter->setClearButtonEnabled(true);
+    m_list = new QListWidget(this);
+    m_list->setObjectName(parts.listName);
+    m_list->setMinimumWidth(parts.listWidth);
+    auto *left = new QVBoxLayout;
+    left->addWidget(m_filter);
+    left->addWidget(m_list, 1);
+    if (!parts.listButtons.empty()) {
+        auto *listButtons = new QHBoxLayout;
+        for (const auto &[name, text] : parts.listButtons)
+            listButtons->addWidget(makeButton(this, QString::fromLatin1(name), QString::fromUtf8(text)));
+        left->addLayout(listButtons);
+    }
+
+    QLayout *form = parts.form();
+    auto *formPage = new QWidget(this);
+    formPage->setLayout(form);
+    auto *empty = new QLabel(parts.emptyText, this);
+    empty->setAlignment(Qt::AlignCenter);
+    empty->setWordWrap(parts.emptyTextWraps);
+    m_detail = new QStackedWidget(this);
+    m_detail->addWidget(empty);
+    m_detail->addWidget(formPage);
+
+    auto *body = new QHBoxLayout;
+    body->addLayout(left);
+    body->addWidget(m_detail, 1);
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(header);
+    if (toolbar)
+        layout->addLayout(toolbar);
+    layout->addLayout(body, 1);
+
+    connect(m_filter, &QLineEdit::textChanged, this, &ConfigScreen::applyFilter);
+    connect(m_list, &QListWidget::currentItemChanged, this, [this, focus = parts.listFocus](QListWidgetItem *item) {
+        if (m_showing || !item)
+            return;
+        m_base->setSelectedRecord(recordOf(item));
+        m_base->setFocus(focus);
+    });
+    connect(button(QStringLiteral("add")), &QPushButton::clicked, m_base, &StoreBackedController::addTapped);
+    connect(button(QStringLiteral("delete")), &QPushButton::clicked, this, parts.deleteCommand);
+    connect(button(QStringLiteral("copy")), &QPushButton::clicked, m_base, &StoreBackedController::copySelectedItem);
+    connect(button(QStringLiteral("paste")), &QPushButton::clicked, m_base, &StoreBackedController::pasteItem);
+    connect(button(QStringLiteral("save")), &QPushButton::clicked, m_base, &StoreBackedController::saveTapped);
+    connect(button(QStringLiteral("revert")), &QPushButton::clicked, m_base, &StoreBackedController::revertTapped);
+    bindController(parts);
+}
+
+QLayout *ConfigScreen::saveRow()
+{
+    auto *row = new QHBoxLayout;
+    row->addStretch();
+    row->addWidget(makeButton(this, QStringLiteral("revert"), QStringLiteral("Revert")));
+    row->addWidget(makeButton(this, QStringLiteral("save"), QStringLiteral("Save")));
+    return row;
+}
+
+void ConfigScreen::addRow(const QString &text, StoreRecord *record)
+{
+    auto *item = new QListWidgetItem(text, m_list);
+    item->setData(Qt::UserRole, QVariant::fromValue(record));
+    if (record == m_base->selectedRecord())
+        m_list->setCurrentItem(item);
+}
+
+StoreRecord *ConfigScreen::recordOf(const QListWidgetItem *item)
+{
+    return item->data(Qt::UserRole).value<StoreRecord *>();
+}
+
+void ConfigScreen::showCommonState()
+{
+    m_detail->setCurrentIndex(m_base->selectedRecord() ? 1 : 0);
+    button(QStringLiteral("add"))->setEnabled(m_base->canAdd());
+    button(QStringLiteral("delete"))->setEnabled(m_base->canDelete());
+    button(QStringLiteral("copy"))->setEnabled(m_base->canCopy());
+    button(QStringLiteral("paste"))->setEnabled(m_base->canPaste());
+    button(QStringLiteral("save"))->setEnabled(m_base->hasUnsavedChanges());
+    button(QStringLiteral("revert"))->setEnabled(m_base->hasUnsavedChanges());
+}
+
+QLayout *ConfigScreen::makeHeader(const Parts &parts)
 {
     auto *help = makeButton(this, QStringLiteral("help"), QStringLiteral("?"));
     help->setFixedWidth(28);
-    connect(help, &QPushButton::clicked, this, [helpFile, helpTitle] { ReadOnlyTextView::showDocument(helpFile, helpTitle); });
+    connect(help, &QPushButton::clicked, this,
+            [file = parts.helpFile, title = parts.helpTitle] { ReadOnlyTextView::showDocument(file, title); });
     auto *titles = new QVBoxLayout;
-    titles->addWidget(new QLabel(QStringLiteral("<b>%1</b>").arg(title), this));
-    titles->addWidget(new QLabel(lead, this));
+    titles->addWidget(new QLabel(QStringLiteral("<b>%1</b>").arg(parts.title), this));
+    titles->addWidget(new QLabel(parts.lead, this));
     auto *header = new QHBoxLayout;
     header->addLayout(titles, 1);
     header->addWidget(help, 0, Qt::AlignTop);
     return header;
 }
 
-void ConfigScreen::bindController(QListWidget *list, std::function<void()> deleteCommand,
-                                  std::function<QString()> deleteTitle, std::function<QString()> deleteText)
+void ConfigScreen::bindController(const Parts &parts)
 {
     connect(m_base, &StoreBackedController::recordsChanged, this, &ConfigScreen::rebuildList);
     connect(m_base, &StoreBackedController::selectedRecordChanged, this, &ConfigScreen::showSelection);
@@ -100,21 +195,22 @@ void ConfigScreen::bindController(QListWidget *list, std::function<void()> delet
         rebuildList();
         emit commandStateChanged();
     });
-    connect(m_base, &StoreBackedController::showingDeleteConfirmationChanged, this, [this, deleteTitle, deleteText] {
-        if (m_base->showingDeleteConfirmation())
-            confirm(this, QStringLiteral("deleteConfirmation"), deleteTitle(), deleteText(),
-                    [this] { m_base->confirmDelete(); }, [this] { m_base->cancelDelete(); });
-    });
+    connect(m_base, &StoreBackedController::showingDeleteConfirmationChanged, this,
+            [this, title = parts.deleteTitle, text = parts.deleteText] {
+                if (m_base->showingDeleteConfirmation())
+                    confirm(this, QStringLiteral("deleteConfirmation"), title, text(), [this] { m_base->confirmDelete(); },
+                            [this] { m_base->cancelDelete(); });
+            });
     // Copy, paste and delete from the keyboard while the list has the focus.
     for (const auto &[keys, run] : std::initializer_list<std::pair<QKeySequence, std::function<void()>>>{
              {QKeySequence::Copy, [this] { m_base->copySelectedItem(); }},
              {QKeySequence::Paste, [this] { m_base->pasteItem(); }},
-             {QKeySequence::Delete, deleteCommand}}) {
-        auto *action = new QAction(list);
+             {QKeySequence::Delete, parts.deleteCommand}}) {
+        auto *action = new QAction(m_list);
         action->setShortcut(keys);
         action->setShortcutContext(Qt::WidgetShortcut);
         connect(action, &QAction::triggered, this, run);
-        list->addAction(action);
+        m_list->addAction(action);
     }
     AlertPresenter::bind(m_base, this);
 }

@@ -5,10 +5,7 @@
 #include "store/PromptConfig.h"
 #include "store/PromptConfigController.h"
 #include "store/PromptQueryService.h"
-#include "views/app/AlertPresenter.h"
-#include "views/chat/ReadOnlyTextView.h"
 
-#include <QAction>
 #include <QCheckBox>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -17,93 +14,37 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QStackedWidget>
 #include <QVBoxLayout>
 
-#include <functional>
-
-namespace {
-
-PromptConfigController *controllerOrNew(PromptConfigController *controller)
-{
-    return controller ? controller
-                      : new PromptConfigController(PersistenceController::shared()->viewContext(), ConfigClipboard::shared());
-}
-
-}  // namespace
-
 PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *parent)
-    : ConfigScreen(controllerOrNew(controller), parent),
+    : ConfigScreen(controller ? controller
+                              : new PromptConfigController(PersistenceController::shared()->viewContext(),
+                                                           ConfigClipboard::shared()),
+                   parent),
       m_controller(static_cast<PromptConfigController *>(activeController()))
 {
-    if (!m_controller->parent())
-        m_controller->setParent(this);
-    setObjectName(QStringLiteral("promptConfigView"));
-    QLayout *header = makeHeader(PromptConfigController::screenTitle, PromptConfigController::leadText,
-                                 PromptConfigController::helpFile, QStringLiteral("Kelvara - Prompts"));
-
-    m_filter = new QLineEdit(this);
-    m_filter->setObjectName(QStringLiteral("promptFilter"));
-    m_filter->setPlaceholderText(PromptConfigController::filterPlaceholder);
-    m_filter->setClearButtonEnabled(true);
-    m_list = new QListWidget(this);
-    m_list->setObjectName(QStringLiteral("promptList"));
-    m_list->setMinimumWidth(220);
-    auto *listButtons = new QHBoxLayout;
-    for (const auto &[name, text] : {std::pair{"add", "New Prompt"}, {"delete", "Remove"}, {"copy", "Copy"}, {"paste", "Paste"}})
-        listButtons->addWidget(makeButton(this, QString::fromLatin1(name), QString::fromLatin1(text)));
-    auto *left = new QVBoxLayout;
-    left->addWidget(m_filter);
-    left->addWidget(m_list, 1);
-    left->addLayout(listButtons);
-
-    m_name = new QLineEdit(this);
-    m_name->setObjectName(QStringLiteral("promptName"));
-    m_description = new QLineEdit(this);
-    m_description->setObjectName(QStringLiteral("promptDescription"));
-    m_template = new QPlainTextEdit(this);
-    m_template->setObjectName(QStringLiteral("promptTemplate"));
-    m_template->setPlaceholderText(QStringLiteral("Hello {name}"));
-    m_argumentsTitle = new QLabel(this);
-    m_arguments = new QListWidget(this);
-    m_arguments->setObjectName(QStringLiteral("promptArgList"));
-    auto *argumentButtons = new QHBoxLayout;
-    for (const auto &[name, text] : {std::pair{"addArgument", "Add Argument ⌘+T"}, {"editArgument", "Edit Argument"},
-                                     {"deleteArgument", "Remove Argument"}})
-        argumentButtons->addWidget(makeButton(this, QString::fromLatin1(name), QString::fromLatin1(text)));
-    button(QStringLiteral("addArgument"))->setShortcut(QKeySequence(QStringLiteral("Ctrl+T")));
-
-    auto *form = new QFormLayout;
-    form->addRow(new QLabel(QStringLiteral("<b>Prompt Definition</b>"), this));
-    form->addRow(QStringLiteral("Name:"), m_name);
-    form->addRow(QStringLiteral("Description:"), m_description);
-    form->addRow(QStringLiteral("Template:"), m_template);
-    auto *saveRow = new QHBoxLayout;
-    saveRow->addStretch();
-    saveRow->addWidget(makeButton(this, QStringLiteral("revert"), QStringLiteral("Revert")));
-    saveRow->addWidget(makeButton(this, QStringLiteral("save"), QStringLiteral("Save")));
-    auto *formPage = new QWidget(this);
-    auto *formLayout = new QVBoxLayout(formPage);
-    formLayout->addLayout(form);
-    formLayout->addWidget(m_argumentsTitle);
-    formLayout->addWidget(m_arguments, 1);
-    formLayout->addLayout(argumentButtons);
-    formLayout->addLayout(saveRow);
-    auto *empty = new QLabel(QStringLiteral("Select a prompt to view details or click 'New Prompt'."), this);
-    empty->setAlignment(Qt::AlignCenter);
-    m_detail = new QStackedWidget(this);
-    m_detail->addWidget(empty);
-    m_detail->addWidget(formPage);
-
-    auto *body = new QHBoxLayout;
-    body->addLayout(left);
-    body->addWidget(m_detail, 1);
-    auto *layout = new QVBoxLayout(this);
-    layout->addLayout(header);
-    layout->addLayout(body, 1);
+    // Delete asks the controller once the focus has moved to the list.
+    const auto deletePrompt = [this] {
+        m_controller->setFocus(PromptConfigController::promptListView);
+        QMetaObject::invokeMethod(this, [this] { m_controller->deleteButtonTapped(); }, Qt::QueuedConnection);
+    };
+    build({.objectName = QStringLiteral("promptConfigView"),
+           .title = PromptConfigController::screenTitle,
+           .lead = PromptConfigController::leadText,
+           .helpFile = PromptConfigController::helpFile,
+           .helpTitle = QStringLiteral("Kelvara - Prompts"),
+           .filterName = QStringLiteral("promptFilter"),
+           .filterPlaceholder = PromptConfigController::filterPlaceholder,
+           .listName = QStringLiteral("promptList"),
+           .listFocus = PromptConfigController::promptListView,
+           .listButtons = {{"add", "New Prompt"}, {"delete", "Remove"}, {"copy", "Copy"}, {"paste", "Paste"}},
+           .form = [this] { return makeForm(); },
+           .emptyText = QStringLiteral("Select a prompt to view details or click 'New Prompt'."),
+           .deleteCommand = deletePrompt,
+           .deleteTitle = QStringLiteral("Delete Prompt"),
+           .deleteText = [this] { return m_controller->deletePromptText(); }});
 
     connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
     connect(m_description, &QLineEdit::editingFinished, this,
@@ -112,15 +53,6 @@ PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *
         if (!m_showing)
             m_controller->setTemplateText(m_template->toPlainText());
     });
-    connect(button(QStringLiteral("add")), &QPushButton::clicked, m_controller, &PromptConfigController::addPromptTapped);
-    connect(button(QStringLiteral("delete")), &QPushButton::clicked, this, [this] {
-        m_controller->setFocus(PromptConfigController::promptListView);
-        QMetaObject::invokeMethod(this, [this] { m_controller->deleteButtonTapped(); }, Qt::QueuedConnection);
-    });
-    connect(button(QStringLiteral("copy")), &QPushButton::clicked, m_controller, &PromptConfigController::copySelectedItem);
-    connect(button(QStringLiteral("paste")), &QPushButton::clicked, m_controller, &PromptConfigController::pasteItem);
-    connect(button(QStringLiteral("save")), &QPushButton::clicked, m_controller, &PromptConfigController::saveButtonTapped);
-    connect(button(QStringLiteral("revert")), &QPushButton::clicked, m_controller, &PromptConfigController::revertButtonTapped);
     connect(button(QStringLiteral("addArgument")), &QPushButton::clicked, m_controller, &PromptConfigController::addArgumentTapped);
     connect(button(QStringLiteral("editArgument")), &QPushButton::clicked, this, [this] {
         m_controller->setFocus(PromptConfigController::promptArgList);
@@ -129,13 +61,6 @@ PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *
     connect(button(QStringLiteral("deleteArgument")), &QPushButton::clicked, this, [this] {
         m_controller->setFocus(PromptConfigController::promptArgList);
         QMetaObject::invokeMethod(this, [this] { m_controller->deleteButtonTapped(); }, Qt::QueuedConnection);
-    });
-    connect(m_filter, &QLineEdit::textChanged, this, &PromptConfigView::rebuildList);
-    connect(m_list, &QListWidget::currentItemChanged, this, [this](QListWidgetItem *item) {
-        if (m_showing || !item)
-            return;
-        m_controller->setSelectedRecord(item->data(Qt::UserRole).value<PromptConfig *>());
-        m_controller->setFocus(PromptConfigController::promptListView);
     });
     connect(m_arguments, &QListWidget::currentItemChanged, this, [this](QListWidgetItem *item) {
         if (m_showing || !item)
@@ -151,29 +76,49 @@ PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *
             showArgumentSheet(true);
         confirmArgumentDeleteIfAsked();
     });
-    bindController(
-        m_list,
-        [this] {
-            m_controller->setFocus(PromptConfigController::promptListView);
-            QMetaObject::invokeMethod(this, [this] { m_controller->deleteButtonTapped(); }, Qt::QueuedConnection);
-        },
-        [] { return QStringLiteral("Delete Prompt"); }, [this] { return m_controller->deletePromptText(); });
     rebuildList();
+}
+
+QLayout *PromptConfigView::makeForm()
+{
+    m_name = new QLineEdit(this);
+    m_name->setObjectName(QStringLiteral("promptName"));
+    m_description = new QLineEdit(this);
+    m_description->setObjectName(QStringLiteral("promptDescription"));
+    m_template = new QPlainTextEdit(this);
+    m_template->setObjectName(QStringLiteral("promptTemplate"));
+    m_template->setPlaceholderText(QStringLiteral("Hello {name}"));
+    m_argumentsTitle = new QLabel(this);
+    m_arguments = new QListWidget(this);
+    m_arguments->setObjectName(QStringLiteral("promptArgList"));
+    auto *argumentButtons = new QHBoxLayout;
+    for (const auto &[name, text] : {std::pair{"addArgument", "Add Argument ⌘+T"}, {"editArgument", "Edit Argument"},
+                                     {"deleteArgument", "Remove Argument"}})
+        argumentButtons->addWidget(makeButton(this, QString::fromLatin1(name), QString::fromUtf8(text)));
+    button(QStringLiteral("addArgument"))->setShortcut(QKeySequence(QStringLiteral("Ctrl+T")));
+
+    auto *form = new QFormLayout;
+    form->addRow(new QLabel(QStringLiteral("<b>Prompt Definition</b>"), this));
+    form->addRow(QStringLiteral("Name:"), m_name);
+    form->addRow(QStringLiteral("Description:"), m_description);
+    form->addRow(QStringLiteral("Template:"), m_template);
+    auto *page = new QVBoxLayout;
+    page->addLayout(form);
+    page->addWidget(m_argumentsTitle);
+    page->addWidget(m_arguments, 1);
+    page->addLayout(argumentButtons);
+    page->addLayout(saveRow());
+    return page;
 }
 
 void PromptConfigView::rebuildList()
 {
     m_showing = true;
-    m_list->clear();
-    for (PromptConfig *prompt : m_controller->filteredPrompts(m_filter->text())) {
-        auto *item = new QListWidgetItem(PromptConfigController::rowName(prompt) + u'\n' +
-                                             PromptConfigController::rowDescription(prompt) + u'\n' +
-                                             PromptConfigController::rowArguments(prompt),
-                                         m_list);
-        item->setData(Qt::UserRole, QVariant::fromValue(prompt));
-        if (prompt == m_controller->selectedPrompt())
-            m_list->setCurrentItem(item);
-    }
+    list()->clear();
+    for (PromptConfig *prompt : m_controller->filteredPrompts(filterField()->text()))
+        addRow(PromptConfigController::rowName(prompt) + u'\n' + PromptConfigController::rowDescription(prompt) + u'\n' +
+                   PromptConfigController::rowArguments(prompt),
+               prompt);
     m_showing = false;
     showSelection();
 }
@@ -181,13 +126,10 @@ void PromptConfigView::rebuildList()
 void PromptConfigView::showSelection()
 {
     PromptConfig *prompt = m_controller->selectedPrompt();
-    m_detail->setCurrentIndex(prompt ? 1 : 0);
-    button(QStringLiteral("add"))->setEnabled(m_controller->canAdd());
+    showCommonState();
+    // Remove and Copy act on the selected prompt wherever the focus is.
     button(QStringLiteral("delete"))->setEnabled(prompt && !m_controller->isAddingPrompt());
     button(QStringLiteral("copy"))->setEnabled(prompt != nullptr);
-    button(QStringLiteral("paste"))->setEnabled(m_controller->canPaste());
-    button(QStringLiteral("save"))->setEnabled(m_controller->hasUnsavedChanges());
-    button(QStringLiteral("revert"))->setEnabled(m_controller->hasUnsavedChanges());
     button(QStringLiteral("editArgument"))->setEnabled(m_controller->selectedArgument() != nullptr);
     button(QStringLiteral("deleteArgument"))->setEnabled(m_controller->selectedArgument() != nullptr);
     if (!prompt)

@@ -3,10 +3,7 @@
 #include "store/PersistenceController.h"
 #include "store/ResourceConfig.h"
 #include "store/ResourceConfigController.h"
-#include "views/app/AlertPresenter.h"
-#include "views/chat/ReadOnlyTextView.h"
 
-#include <QAction>
 #include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -17,49 +14,50 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QMessageBox>
 #include <QPushButton>
-#include <QStackedWidget>
 #include <QTableWidget>
 #include <QVBoxLayout>
 
-#include <functional>
-
-namespace {
-
-ResourceConfigController *controllerOrNew(ResourceConfigController *controller)
-{
-    return controller ? controller
-                      : new ResourceConfigController(PersistenceController::shared()->viewContext(), ConfigClipboard::shared());
-}
-
-}  // namespace
-
 ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWidget *parent)
-    : ConfigScreen(controllerOrNew(controller), parent),
+    : ConfigScreen(controller ? controller
+                              : new ResourceConfigController(PersistenceController::shared()->viewContext(),
+                                                             ConfigClipboard::shared()),
+                   parent),
       m_controller(static_cast<ResourceConfigController *>(activeController()))
 {
-    if (!m_controller->parent())
-        m_controller->setParent(this);
-    setObjectName(QStringLiteral("resourceConfigView"));
-    QLayout *header = makeHeader(ResourceConfigController::screenTitle, ResourceConfigController::leadText,
-                                 ResourceConfigController::helpFile, QStringLiteral("Kelvara - Resources"));
+    build({.objectName = QStringLiteral("resourceConfigView"),
+           .title = ResourceConfigController::screenTitle,
+           .lead = ResourceConfigController::leadText,
+           .helpFile = ResourceConfigController::helpFile,
+           .helpTitle = QStringLiteral("Kelvara - Resources"),
+           .filterName = QStringLiteral("resourceFilter"),
+           .filterPlaceholder = ResourceConfigController::filterPlaceholder,
+           .listName = QStringLiteral("resourceList"),
+           .listFocus = ResourceConfigController::resourceListView,
+           .listButtons = {{"add", "+"}, {"delete", "−"}, {"copy", "Copy"}, {"paste", "Paste"}},
+           .form = [this] { return makeForm(); },
+           .emptyText = ResourceConfigController::emptySelectionText,
+           .emptyTextWraps = true,
+           .deleteCommand = [this] { m_controller->deleteButtonTapped(); },
+           .deleteTitle = QStringLiteral("Delete Resource"),
+           .deleteText = [this] { return m_controller->deleteConfirmationText(); }});
 
-    m_filter = new QLineEdit(this);
-    m_filter->setObjectName(QStringLiteral("resourceFilter"));
-    m_filter->setPlaceholderText(ResourceConfigController::filterPlaceholder);
-    m_filter->setClearButtonEnabled(true);
-    m_list = new QListWidget(this);
-    m_list->setObjectName(QStringLiteral("resourceList"));
-    m_list->setMinimumWidth(220);
-    auto *listButtons = new QHBoxLayout;
-    for (const auto &[name, text] : {std::pair{"add", "+"}, {"delete", "−"}, {"copy", "Copy"}, {"paste", "Paste"}})
-        listButtons->addWidget(makeButton(this, QString::fromLatin1(name), QString::fromLatin1(text)));
-    auto *left = new QVBoxLayout;
-    left->addWidget(m_filter);
-    left->addWidget(m_list, 1);
-    left->addLayout(listButtons);
+    // The form writes each field when the user finishes it; the controller keeps equal texts out.
+    connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
+    connect(m_description, &QLineEdit::editingFinished, this,
+            [this] { m_controller->setResourceDescription(m_description->text()); });
+    connect(m_type, &QLineEdit::editingFinished, this, [this] { m_controller->setType(m_type->text()); });
+    connect(m_mimeType, &QLineEdit::editingFinished, this, [this] { m_controller->setMimeType(m_mimeType->text()); });
+    connect(m_uri, &QLineEdit::editingFinished, this, [this] { m_controller->setUriText(m_uri->text()); });
+    connect(m_priority, &QLineEdit::editingFinished, this, [this] { m_controller->setPriorityText(m_priority->text()); });
+    connect(m_audience, &QComboBox::textActivated, this, [this](const QString &word) { m_controller->setAudience(word); });
+    connect(button(QStringLiteral("editTags")), &QPushButton::clicked, this, &ResourceConfigView::editTags);
+    connect(button(QStringLiteral("editRelated")), &QPushButton::clicked, this, &ResourceConfigView::editRelatedResources);
+    rebuildList();
+}
 
+QLayout *ResourceConfigView::makeForm()
+{
     auto field = [this](const char *name) {
         auto *edit = new QLineEdit(this);
         edit->setObjectName(QString::fromLatin1(name));
@@ -98,73 +96,22 @@ ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWi
     relatedRow->addWidget(m_relatedLabel, 1);
     relatedRow->addWidget(related);
     form->addRow(QStringLiteral("Related Resources:"), relatedRow);
-    auto *saveRow = new QHBoxLayout;
-    saveRow->addStretch();
-    saveRow->addWidget(makeButton(this, QStringLiteral("revert"), QStringLiteral("Revert")));
-    saveRow->addWidget(makeButton(this, QStringLiteral("save"), QStringLiteral("Save")));
-    auto *formPage = new QWidget(this);
-    auto *formLayout = new QVBoxLayout(formPage);
-    formLayout->addLayout(form);
-    formLayout->addStretch();
-    formLayout->addLayout(saveRow);
-    auto *empty = new QLabel(ResourceConfigController::emptySelectionText, this);
-    empty->setAlignment(Qt::AlignCenter);
-    empty->setWordWrap(true);
-    m_detail = new QStackedWidget(this);
-    m_detail->addWidget(empty);
-    m_detail->addWidget(formPage);
-
-    auto *body = new QHBoxLayout;
-    body->addLayout(left);
-    body->addWidget(m_detail, 1);
-    auto *layout = new QVBoxLayout(this);
-    layout->addLayout(header);
-    layout->addLayout(body, 1);
-
-    // The form writes each field when the user finishes it; the controller keeps equal texts out.
-    connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
-    connect(m_description, &QLineEdit::editingFinished, this,
-            [this] { m_controller->setResourceDescription(m_description->text()); });
-    connect(m_type, &QLineEdit::editingFinished, this, [this] { m_controller->setType(m_type->text()); });
-    connect(m_mimeType, &QLineEdit::editingFinished, this, [this] { m_controller->setMimeType(m_mimeType->text()); });
-    connect(m_uri, &QLineEdit::editingFinished, this, [this] { m_controller->setUriText(m_uri->text()); });
-    connect(m_priority, &QLineEdit::editingFinished, this, [this] { m_controller->setPriorityText(m_priority->text()); });
-    connect(m_audience, &QComboBox::textActivated, this, [this](const QString &word) { m_controller->setAudience(word); });
-    connect(tags, &QPushButton::clicked, this, &ResourceConfigView::editTags);
-    connect(related, &QPushButton::clicked, this, &ResourceConfigView::editRelatedResources);
-    connect(button(QStringLiteral("add")), &QPushButton::clicked, m_controller, &ResourceConfigController::addResourceConfigTapped);
-    connect(button(QStringLiteral("delete")), &QPushButton::clicked, m_controller, &ResourceConfigController::deleteButtonTapped);
-    connect(button(QStringLiteral("copy")), &QPushButton::clicked, m_controller, &ResourceConfigController::copySelectedItem);
-    connect(button(QStringLiteral("paste")), &QPushButton::clicked, m_controller, &ResourceConfigController::pasteItem);
-    connect(button(QStringLiteral("save")), &QPushButton::clicked, m_controller, &ResourceConfigController::saveButtonTapped);
-    connect(button(QStringLiteral("revert")), &QPushButton::clicked, m_controller, &ResourceConfigController::revertButtonTapped);
-    connect(m_filter, &QLineEdit::textChanged, this, &ResourceConfigView::rebuildList);
-    connect(m_list, &QListWidget::currentItemChanged, this, [this](QListWidgetItem *item) {
-        if (m_showing || !item)
-            return;
-        m_controller->setSelectedRecord(item->data(Qt::UserRole).value<ResourceConfig *>());
-        m_controller->setFocus(ResourceConfigController::resourceListView);
-    });
-    bindController(
-        m_list, [this] { m_controller->deleteButtonTapped(); }, [] { return QStringLiteral("Delete Resource"); },
-        [this] { return m_controller->deleteConfirmationText(); });
-    rebuildList();
+    auto *page = new QVBoxLayout;
+    page->addLayout(form);
+    page->addStretch();
+    page->addLayout(saveRow());
+    return page;
 }
 
 void ResourceConfigView::rebuildList()
 {
     m_showing = true;
-    m_list->clear();
-    for (ResourceConfig *resource : m_controller->filteredResources(m_filter->text())) {
-        auto *item = new QListWidgetItem(ResourceConfigController::rowName(resource) + u'\n' +
-                                             ResourceConfigController::rowDescription(resource) + u'\n' +
-                                             ResourceConfigController::rowType(resource) + QStringLiteral("   ") +
-                                             ResourceConfigController::rowMimeType(resource),
-                                         m_list);
-        item->setData(Qt::UserRole, QVariant::fromValue(resource));
-        if (resource == m_controller->selectedResourceConfig())
-            m_list->setCurrentItem(item);
-    }
+    list()->clear();
+    for (ResourceConfig *resource : m_controller->filteredResources(filterField()->text()))
+        addRow(ResourceConfigController::rowName(resource) + u'\n' + ResourceConfigController::rowDescription(resource) +
+                   u'\n' + ResourceConfigController::rowType(resource) + QStringLiteral("   ") +
+                   ResourceConfigController::rowMimeType(resource),
+               resource);
     m_showing = false;
     showSelection();
 }
@@ -172,13 +119,7 @@ void ResourceConfigView::rebuildList()
 void ResourceConfigView::showSelection()
 {
     ResourceConfig *resource = m_controller->selectedResourceConfig();
-    m_detail->setCurrentIndex(resource ? 1 : 0);
-    button(QStringLiteral("delete"))->setEnabled(m_controller->canDelete());
-    button(QStringLiteral("copy"))->setEnabled(m_controller->canCopy());
-    button(QStringLiteral("paste"))->setEnabled(m_controller->canPaste());
-    button(QStringLiteral("save"))->setEnabled(m_controller->hasUnsavedChanges());
-    button(QStringLiteral("revert"))->setEnabled(m_controller->hasUnsavedChanges());
-    button(QStringLiteral("add"))->setEnabled(m_controller->canAdd());
+    showCommonState();
     if (!resource)
         return;
     // A field being edited keeps what the user typed.

@@ -5,9 +5,6 @@
 class QComboBox;
 class QLabel;
 class QLineEdit;
-class QListWidget;
-class QPushButton;
-class QStackedWidget;
 class ResourceConfig;
 class ResourceConfigController;
 
@@ -21,10 +18,7 @@ public:
     // Over a controller of the shared store unless one is given.
     explicit ResourceConfigView(ResourceConfigController *controller = nullptr, QWidget *parent = nullptr);
 
-
     ResourceConfigController *controller() const { return m_controller; }
-    QListWidget *list() const { return m_list; }
-    QLineEdit *filterField() const { return m_filter; }
     QLineEdit *nameField() const { return m_name; }
     QLineEdit *uriField() const { return m_uri; }
     QLineEdit *priorityField() const { return m_priority; }
@@ -33,13 +27,11 @@ public:
     void editRelatedResources();
 
 private:
+    QLayout *makeForm();
     void rebuildList() override;
     void showSelection() override;
 
     ResourceConfigController *m_controller;
-    QLineEdit *m_filter;
-    QListWidget *m_list;
-    QStackedWidget *m_detail;
     QLineEdit *m_name;
     QLineEdit *m_description;
     QLineEdit *m_type;
@@ -49,5 +41,4 @@ private:
     QLineEdit *m_priority;
     QLabel *m_tagsLabel;
     QLabel *m_relatedLabel;
-    bool m_showing = false;
 };

@@ -4,11 +4,8 @@
 #include "store/ToolsConfig.h"
 #include "store/ToolsConfigController.h"
 #include "tools/plugins/PluginController.h"
-#include "views/app/AlertPresenter.h"
-#include "views/chat/ReadOnlyTextView.h"
 #include "views/tools/ToolSchemaEditorDialog.h"
 
-#include <QAction>
 #include <QComboBox>
 #include <QFileDialog>
 #include <QFormLayout>
@@ -16,34 +13,71 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QSet>
-#include <QStackedWidget>
-#include <QTimer>
 #include <QVBoxLayout>
 
-#include <functional>
-
-namespace {
-
-ToolsConfigController *controllerOrNew(ToolsConfigController *controller)
-{
-    return controller ? controller
-                      : new ToolsConfigController(PersistenceController::shared()->viewContext(), ConfigClipboard::shared());
-}
-
-}  // namespace
-
 ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *parent)
-    : ConfigScreen(controllerOrNew(controller), parent),
+    : ConfigScreen(controller ? controller
+                              : new ToolsConfigController(PersistenceController::shared()->viewContext(),
+                                                          ConfigClipboard::shared()),
+                   parent),
       m_controller(static_cast<ToolsConfigController *>(activeController()))
 {
-    if (!m_controller->parent())
-        m_controller->setParent(this);
-    setObjectName(QStringLiteral("toolsConfigView"));
-    QLayout *header = makeHeader(ToolsConfigController::screenTitle, ToolsConfigController::leadText,
-                                 ToolsConfigController::helpFile, QStringLiteral("Kelvara - Tools"));
+    build({.objectName = QStringLiteral("toolsConfigView"),
+           .title = ToolsConfigController::screenTitle,
+           .lead = ToolsConfigController::leadText,
+           .helpFile = ToolsConfigController::helpFile,
+           .helpTitle = QStringLiteral("Kelvara - Tools"),
+           .filterName = QStringLiteral("toolFilter"),
+           .filterPlaceholder = ToolsConfigController::filterPlaceholder,
+           .listName = QStringLiteral("toolList"),
+           .listWidth = 230,
+           .listFocus = ToolsConfigController::toolsListView,
+           .toolbar = [this] { return makeToolbar(); },
+           .form = [this] { return makeForm(); },
+           .emptyText = QStringLiteral("Select a tool to view details or click 'New Tool'."),
+           .deleteCommand = [this] { m_controller->deleteButtonTapped(); },
+           .deleteTitle = QStringLiteral("Delete Tool"),
+           .deleteText = [this] { return m_controller->deleteToolText(); }});
+    list()->setUniformItemSizes(true);
+
+    connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
+    connect(m_description, &QLineEdit::editingFinished, this, [this] { m_controller->setToolDescription(m_description->text()); });
+    connect(m_handler, &QLineEdit::editingFinished, this, [this] { m_controller->setHandlerName(m_handler->text()); });
+    connect(m_type, &QComboBox::activated, this, [this](int index) {
+        m_controller->setToolType(m_type->itemData(index).toString());
+        showSelection();
+    });
+    connect(m_method, &QComboBox::activated, this, [this](int index) {
+        const QString method = m_method->itemData(index).toString();
+        m_controller->setMethodName(method.isEmpty() ? m_method->itemText(index) : method);
+    });
+    connect(m_plugin, &QComboBox::activated, this, [this](int index) {
+        m_controller->setPluginName(index == 0 ? QString() : m_plugin->itemText(index));
+    });
+    connect(button(QStringLiteral("chooseScript")), &QPushButton::clicked, this, &ToolsConfigView::chooseScript);
+    connect(button(QStringLiteral("addInput")), &QPushButton::clicked, m_controller, &ToolsConfigController::addInputSchemaTapped);
+    connect(button(QStringLiteral("addOutput")), &QPushButton::clicked, m_controller, &ToolsConfigController::addOutputSchemaTapped);
+    for (const auto &[name, field] : {std::pair{"editInput", ToolsConfigController::inputSchemeButton},
+                                      {"editOutput", ToolsConfigController::outputSchemeButton}}) {
+        const auto focus = field;
+        connect(button(QString::fromLatin1(name)), &QPushButton::clicked, this, [this, focus] {
+            m_controller->setFocus(focus);
+            QMetaObject::invokeMethod(this, [this] { m_controller->editButtonTapped(); }, Qt::QueuedConnection);
+        });
+    }
+    connect(list(), &QListWidget::itemClicked, this, [this] { m_controller->setFocus(ToolsConfigController::toolsListView); });
+    connect(m_controller, &ToolsConfigController::schemaStateChanged, this, [this] {
+        showSelection();
+        confirmDeletes();
+        QMetaObject::invokeMethod(this, &ToolsConfigView::openSchemaEditors, Qt::QueuedConnection);
+    });
+    rebuildList();
+}
+
+QLayout *ToolsConfigView::makeToolbar()
+{
     auto *toolbar = new QHBoxLayout;
     // The commands' full titles, with their shortcuts, stand in the tooltips.
     auto command = [this](const char *name, const QString &label, const QString &title, const char *shortcut) {
@@ -60,19 +94,11 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
     toolbar->addStretch();
     toolbar->addWidget(makeButton(this, QStringLiteral("copy"), QStringLiteral("Copy")));
     toolbar->addWidget(makeButton(this, QStringLiteral("paste"), QStringLiteral("Paste")));
+    return toolbar;
+}
 
-    m_filter = new QLineEdit(this);
-    m_filter->setObjectName(QStringLiteral("toolFilter"));
-    m_filter->setPlaceholderText(ToolsConfigController::filterPlaceholder);
-    m_filter->setClearButtonEnabled(true);
-    m_list = new QListWidget(this);
-    m_list->setObjectName(QStringLiteral("toolList"));
-    m_list->setMinimumWidth(230);
-    m_list->setUniformItemSizes(true);
-    auto *left = new QVBoxLayout;
-    left->addWidget(m_filter);
-    left->addWidget(m_list, 1);
-
+QLayout *ToolsConfigView::makeForm()
+{
     m_name = new QLineEdit(this);
     m_name->setObjectName(QStringLiteral("toolName"));
     m_description = new QLineEdit(this);
@@ -94,8 +120,7 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
     auto *scriptLayout = new QHBoxLayout(m_scriptRow);
     scriptLayout->setContentsMargins(0, 0, 0, 0);
     scriptLayout->addWidget(m_script, 1);
-    QPushButton *chooseScript = makeButton(this, QStringLiteral("chooseScript"), QStringLiteral("Choose…"));
-    scriptLayout->addWidget(chooseScript);
+    scriptLayout->addWidget(makeButton(this, QStringLiteral("chooseScript"), QStringLiteral("Choose…")));
     m_inputCount = new QLabel(this);
     m_outputCount = new QLabel(this);
 
@@ -118,104 +143,37 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
     };
     form->addRow(QStringLiteral("Input:"), schemaRow(m_inputCount, "editInput"));
     form->addRow(QStringLiteral("Output:"), schemaRow(m_outputCount, "editOutput"));
-    auto *formPage = new QWidget(this);
-    auto *formLayout = new QVBoxLayout(formPage);
-    formLayout->addLayout(form);
-    formLayout->addStretch();
-    auto *empty = new QLabel(QStringLiteral("Select a tool to view details or click 'New Tool'."), this);
-    empty->setAlignment(Qt::AlignCenter);
-    m_detail = new QStackedWidget(this);
-    m_detail->addWidget(empty);
-    m_detail->addWidget(formPage);
-
-    auto *body = new QHBoxLayout;
-    body->addLayout(left);
-    body->addWidget(m_detail, 1);
-    auto *layout = new QVBoxLayout(this);
-    layout->addLayout(header);
-    layout->addLayout(toolbar);
-    layout->addLayout(body, 1);
-
-    connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
-    connect(m_description, &QLineEdit::editingFinished, this, [this] { m_controller->setToolDescription(m_description->text()); });
-    connect(m_handler, &QLineEdit::editingFinished, this, [this] { m_controller->setHandlerName(m_handler->text()); });
-    connect(m_type, &QComboBox::activated, this, [this](int index) {
-        m_controller->setToolType(m_type->itemData(index).toString());
-        showSelection();
-    });
-    connect(m_method, &QComboBox::activated, this, [this](int index) {
-        const QString method = m_method->itemData(index).toString();
-        m_controller->setMethodName(method.isEmpty() ? m_method->itemText(index) : method);
-    });
-    connect(m_plugin, &QComboBox::activated, this, [this](int index) {
-        m_controller->setPluginName(index == 0 ? QString() : m_plugin->itemText(index));
-    });
-    connect(chooseScript, &QPushButton::clicked, this, &ToolsConfigView::chooseScript);
-    connect(button(QStringLiteral("add")), &QPushButton::clicked, m_controller, &ToolsConfigController::addToolTapped);
-    connect(button(QStringLiteral("addInput")), &QPushButton::clicked, m_controller, &ToolsConfigController::addInputSchemaTapped);
-    connect(button(QStringLiteral("addOutput")), &QPushButton::clicked, m_controller, &ToolsConfigController::addOutputSchemaTapped);
-    connect(button(QStringLiteral("delete")), &QPushButton::clicked, m_controller, &ToolsConfigController::deleteButtonTapped);
-    connect(button(QStringLiteral("revert")), &QPushButton::clicked, m_controller, &ToolsConfigController::revertButtonTapped);
-    connect(button(QStringLiteral("save")), &QPushButton::clicked, m_controller, &ToolsConfigController::saveButtonTapped);
-    connect(button(QStringLiteral("copy")), &QPushButton::clicked, m_controller, &ToolsConfigController::copySelectedItem);
-    connect(button(QStringLiteral("paste")), &QPushButton::clicked, m_controller, &ToolsConfigController::pasteItem);
-    for (const auto &[name, field] : {std::pair{"editInput", ToolsConfigController::inputSchemeButton},
-                                      {"editOutput", ToolsConfigController::outputSchemeButton}}) {
-        const auto focus = field;
-        connect(button(QString::fromLatin1(name)), &QPushButton::clicked, this, [this, focus] {
-            m_controller->setFocus(focus);
-            QMetaObject::invokeMethod(this, [this] { m_controller->editButtonTapped(); }, Qt::QueuedConnection);
-        });
-    }
-    connect(m_filter, &QLineEdit::textChanged, this, &ToolsConfigView::applyFilter);
-    connect(m_list, &QListWidget::currentItemChanged, this, [this](QListWidgetItem *item) {
-        if (m_showing || !item)
-            return;
-        m_controller->setSelectedRecord(item->data(Qt::UserRole).value<ToolsConfig *>());
-        m_controller->setFocus(ToolsConfigController::toolsListView);
-    });
-    connect(m_list, &QListWidget::itemClicked, this, [this] { m_controller->setFocus(ToolsConfigController::toolsListView); });
-    connect(m_controller, &ToolsConfigController::schemaStateChanged, this, [this] {
-        showSelection();
-        confirmDeletes();
-        QMetaObject::invokeMethod(this, &ToolsConfigView::openSchemaEditors, Qt::QueuedConnection);
-    });
-    bindController(
-        m_list, [this] { m_controller->deleteButtonTapped(); }, [] { return QStringLiteral("Delete Tool"); },
-        [this] { return m_controller->deleteToolText(); });
-    rebuildList();
+    auto *page = new QVBoxLayout;
+    page->addLayout(form);
+    page->addStretch();
+    return page;
 }
 
 void ToolsConfigView::applyFilter()
 {
     // A keystroke only hides and shows rows; the rows are made when the list changes.
-    const QList<ToolsConfig *> shownTools = m_controller->filteredTools(m_filter->text());
-    const QSet<ToolsConfig *> shown(shownTools.begin(), shownTools.end());
-    m_list->setUpdatesEnabled(false);
-    for (int row = 0; row < m_list->count(); ++row) {
-        QListWidgetItem *item = m_list->item(row);
-        const bool hide = !shown.contains(item->data(Qt::UserRole).value<ToolsConfig *>());
+    const QList<ToolsConfig *> shownTools = m_controller->filteredTools(filterField()->text());
+    const QSet<StoreRecord *> shown(shownTools.begin(), shownTools.end());
+    list()->setUpdatesEnabled(false);
+    for (int row = 0; row < list()->count(); ++row) {
+        QListWidgetItem *item = list()->item(row);
+        const bool hide = !shown.contains(recordOf(item));
         if (item->isHidden() != hide)
             item->setHidden(hide);
     }
-    m_list->setUpdatesEnabled(true);
+    list()->setUpdatesEnabled(true);
 }
 
 void ToolsConfigView::rebuildList()
 {
     m_showing = true;
-    m_list->setUpdatesEnabled(false);
-    m_list->clear();
-    for (ToolsConfig *tool : m_controller->tools()) {
-        auto *item = new QListWidgetItem(ToolsConfigController::rowName(tool) + u'\n' +
-                                             ToolsConfigController::rowDescription(tool) + u'\n' +
-                                             ToolsConfigController::rowSchemas(tool),
-                                         m_list);
-        item->setData(Qt::UserRole, QVariant::fromValue(tool));
-        if (tool == m_controller->selectedTool())
-            m_list->setCurrentItem(item);
-    }
-    m_list->setUpdatesEnabled(true);
+    list()->setUpdatesEnabled(false);
+    list()->clear();
+    for (ToolsConfig *tool : m_controller->tools())
+        addRow(ToolsConfigController::rowName(tool) + u'\n' + ToolsConfigController::rowDescription(tool) + u'\n' +
+                   ToolsConfigController::rowSchemas(tool),
+               tool);
+    list()->setUpdatesEnabled(true);
     applyFilter();
     m_showing = false;
     showSelection();
@@ -224,15 +182,9 @@ void ToolsConfigView::rebuildList()
 void ToolsConfigView::showSelection()
 {
     ToolsConfig *tool = m_controller->selectedTool();
-    m_detail->setCurrentIndex(tool ? 1 : 0);
-    button(QStringLiteral("add"))->setEnabled(m_controller->canAdd());
+    showCommonState();
     button(QStringLiteral("addInput"))->setEnabled(tool != nullptr);
     button(QStringLiteral("addOutput"))->setEnabled(tool != nullptr);
-    button(QStringLiteral("delete"))->setEnabled(m_controller->canDelete());
-    button(QStringLiteral("copy"))->setEnabled(m_controller->canCopy());
-    button(QStringLiteral("paste"))->setEnabled(m_controller->canPaste());
-    button(QStringLiteral("save"))->setEnabled(m_controller->hasUnsavedChanges());
-    button(QStringLiteral("revert"))->setEnabled(m_controller->hasUnsavedChanges());
     if (!tool)
         return;
     m_showing = true;

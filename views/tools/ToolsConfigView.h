@@ -5,9 +5,6 @@
 class QComboBox;
 class QLabel;
 class QLineEdit;
-class QListWidget;
-class QPushButton;
-class QStackedWidget;
 class ToolsConfig;
 class ToolsConfigController;
 
@@ -20,10 +17,7 @@ class ToolsConfigView : public ConfigScreen {
 public:
     explicit ToolsConfigView(ToolsConfigController *controller = nullptr, QWidget *parent = nullptr);
 
-
     ToolsConfigController *controller() const { return m_controller; }
-    QListWidget *list() const { return m_list; }
-    QLineEdit *filterField() const { return m_filter; }
     QLineEdit *nameField() const { return m_name; }
     QComboBox *typeChoice() const { return m_type; }
     QComboBox *methodChoice() const { return m_method; }
@@ -31,17 +25,16 @@ public:
     QLabel *scriptLabel() const { return m_script; }
 
 private:
+    QLayout *makeToolbar();
+    QLayout *makeForm();
     void rebuildList() override;
-    void applyFilter();
+    void applyFilter() override;
     void showSelection() override;
     void openSchemaEditors();
     void confirmDeletes();
     void chooseScript();
 
     ToolsConfigController *m_controller;
-    QLineEdit *m_filter;
-    QListWidget *m_list;
-    QStackedWidget *m_detail;
     QLineEdit *m_name;
     QLineEdit *m_description;
     QComboBox *m_type;
@@ -52,6 +45,5 @@ private:
     QWidget *m_scriptRow;
     QLabel *m_inputCount;
     QLabel *m_outputCount;
-    bool m_showing = false;
     bool m_editorOpen = false;
 };
