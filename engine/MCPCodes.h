@@ -8,6 +8,7 @@ namespace MCP {
 // server's own, one per kind of bad tools/call, resources/read and prompts/get request.
 namespace RPCCode {
 constexpr int32_t ParseError = -32700;
+constexpr int32_t InvalidRequest = -32600;
 constexpr int32_t MiddlewareRejected = -32000;
 constexpr int32_t MethodNotFound = -32601;
 constexpr int32_t InvalidParams = -32602;

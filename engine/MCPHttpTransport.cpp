@@ -4,6 +4,7 @@
 #include "engine/JSONValue.h"
 #include "engine/MCPCodes.h"
 #include "engine/PlatformLog.h"
+#include "engine/ProtocolVersion.h"
 
 #include <algorithm>
 #include <array>
@@ -53,6 +54,7 @@ enum class Refusal {
     TooManyFromPeer,
     OverBudget,
     OutOfFiles,
+    ProtocolVersion,
     Count
 };
 
@@ -74,6 +76,7 @@ constexpr RefusalKind kRefusalKinds[] = {
     {LogCode::ConnectionRefused, LogMessageType::Warning, "connections over the cap of connections from one address"},
     {LogCode::ConnectionRefused, LogMessageType::Warning, "requests over the budget of buffered bytes"},
     {LogCode::AcceptFailed, LogMessageType::Critical, "connections for want of open files"},
+    {LogCode::RequestRefused, LogMessageType::Warning, "requests naming a protocol version this server does not speak"},
 };
 static_assert(std::size(kRefusalKinds) == static_cast<size_t>(Refusal::Count));
 
@@ -262,6 +265,20 @@ std::string MCPHttpTransport::buildResponse(int status, std::string_view content
     out += extraHeaders;
     out += "\r\n";
     out += body;
+    return out;
+}
+
+std::string MCPHttpTransport::buildPreflightResponse(bool keepAlive)
+{
+    std::string out = "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 0"
+                      "\r\nAccess-Control-Allow-Origin: *"
+                      "\r\nAccess-Control-Allow-Methods: POST, GET, DELETE, OPTIONS"
+                      "\r\nAccess-Control-Allow-Headers: Content-Type, Accept, Authorization, MCP-Protocol-Version, "
+                      "Mcp-Session-Id, Last-Event-ID"
+                      "\r\nAccess-Control-Expose-Headers: Mcp-Session-Id"
+                      "\r\nAccess-Control-Max-Age: 600"
+                      "\r\nConnection: ";
+    out += keepAlive ? "keep-alive\r\n\r\n" : "close\r\n\r\n";
     return out;
 }
 
@@ -553,6 +570,17 @@ constexpr std::pair<const char *, const char *> kSingleHeaders[] = {
     {"origin", "Origin"}, {"host", "Host"}, {"authorization", "Authorization"},
     {"content-length", "Content-Length"}, {"transfer-encoding", "Transfer-Encoding"}};
 
+std::string supportedList()
+{
+    std::string list;
+    for (std::string_view version : ProtocolVersion::supported) {
+        if (!list.empty())
+            list += ", ";
+        list += version;
+    }
+    return list;
+}
+
 // The checks a request passes on its head alone, before a byte of its body is read: a
 // repeated header that decides who asks or where the body ends, a foreign origin (a web
 // page), a foreign host on a loopback listener (DNS rebinding) and a missing or wrong token
@@ -587,11 +615,21 @@ bool admit(Shared &shared, const Hooks &hooks, const HttpRequest &request, int f
             return false;
         }
     }
-    if (!policy.authorizationAccepted(headerOf(request, "authorization"))) {
+    // A browser sends its preflight without credentials; it runs nothing and says nothing.
+    if (request.method != "OPTIONS" && !policy.authorizationAccepted(headerOf(request, "authorization"))) {
         logRefusal(shared, hooks, Refusal::Token,
                    "Refused a request without a valid bearer token. Give the client the token shown on the Server "
                    "screen (kelvara serve prints it on standard error) as \"Authorization: Bearer <token>\"");
         refuse(fd, 401, "Unauthorized: a valid bearer token is required", "WWW-Authenticate: Bearer realm=\"kelvara\"\r\n");
+        return false;
+    }
+    // A client that names its protocol revision must name one this server speaks; one that
+    // names none is taken at the revision it negotiated.
+    if (auto it = request.headers.find("mcp-protocol-version");
+        it != request.headers.end() && !ProtocolVersion::isSupported(it->second)) {
+        logRefusal(shared, hooks, Refusal::ProtocolVersion,
+                   "Refused a request for protocol version " + it->second + ": this server speaks " + supportedList());
+        refuse(fd, 400, "Bad Request: unsupported MCP-Protocol-Version " + it->second + " (supported: " + supportedList() + ")");
         return false;
     }
     return true;
@@ -614,8 +652,14 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
 {
     const std::string connectionId = newConnectionId();
 
-    if (request.method == "OPTIONS")
-        return reply(fd, keepOpen, 200, "text/plain", "");
+    if (request.method == "OPTIONS") {
+        // A browser's preflight (its origin was admitted above): the headers MCP clients send.
+        const bool sent = sendAll(fd, MCPHttpTransport::buildPreflightResponse(keepOpen));
+        if (keepOpen && sent)
+            return true;
+        closeAfterAnswer(fd);
+        return false;
+    }
     if (request.method != "POST" || request.body.empty())
         return reply(fd, keepOpen, 405, "application/json", R"({"error":"Method not allowed"})");
 

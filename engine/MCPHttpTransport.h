@@ -81,6 +81,8 @@ public:
     static std::string buildResponse(int status, std::string_view contentType, std::string_view body,
                                      std::string_view extraHeaders, bool keepAlive = false);
     // {"jsonrpc":"2.0","id":null,"error":{"code":-32000,"message":...}}: the body of a refusal.
+    // The answer to a browser's CORS preflight of an admitted origin.
+    static std::string buildPreflightResponse(bool keepAlive = false);
     static std::string refusalBody(std::string_view message);
     static const char *reasonPhrase(int status);
 

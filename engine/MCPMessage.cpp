@@ -8,27 +8,6 @@
 
 namespace MCP {
 
-uint64_t MCPMessage::idFromLiteral(std::string_view literal)
-{
-    if (literal.empty() || literal.front() == '-')
-        return 0;
-    const bool integral = literal.find_first_of(".eE") == std::string_view::npos;
-    if (integral) {
-        uint64_t value = 0;
-        const auto result = std::from_chars(literal.data(), literal.data() + literal.size(), value);
-        if (result.ec == std::errc::result_out_of_range)
-            return std::numeric_limits<uint64_t>::max();
-        return result.ec == std::errc() ? value : 0;
-    }
-    double value = 0;
-    const auto result = std::from_chars(literal.data(), literal.data() + literal.size(), value);
-    if (result.ec != std::errc() || !(value >= 0))
-        return 0;
-    if (value >= 18446744073709551615.0)
-        return std::numeric_limits<uint64_t>::max();
-    return static_cast<uint64_t>(std::trunc(value));
-}
-
 std::shared_ptr<MCPMessage> MCPMessage::parse(std::string_view text)
 {
     JSONParser parser(text);
@@ -45,10 +24,14 @@ std::shared_ptr<MCPMessage> MCPMessage::parse(std::string_view text)
             return nullptr;
         message->method = std::move(it->second.asString());
     }
-    if (auto literal = parser.capturedNumber())
-        message->id = idFromLiteral(*literal);
+    if (auto it = object.find("id"); it != object.end())
+        message->id = RequestId::fromJSON(it->second, parser.capturedNumber().value_or(std::string_view()));
     if (auto it = object.find("params"); it != object.end())
         message->params = std::move(it->second);
+    if (message->method.empty() && (object.count("result") || object.count("error")))
+        message->type = MessageType::Response;
+    else if (!message->method.empty() && (!message->id.present() || message->method.rfind("notifications/", 0) == 0))
+        message->type = MessageType::Notification;
     return message;
 }
 
@@ -57,11 +40,9 @@ std::string MCPMessage::toString() const
     std::string out;
     out.reserve(256);
     out += "{\n  \"jsonrpc\": \"2.0\"";
-    if (id != 0 || type == MessageType::Response || type == MessageType::Error) {
-        char digits[24];
-        const auto end = std::to_chars(digits, digits + sizeof digits, id).ptr;
+    if (id.present() || type == MessageType::Response || type == MessageType::Error) {
         out += ",\n  \"id\": ";
-        out.append(digits, end);
+        id.appendTo(out);
     }
     const bool requestLike = type == MessageType::Request || type == MessageType::Notification;
     if (requestLike) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/JSONValue.h"
+#include "engine/RequestId.h"
 
 #include <cstdint>
 #include <memory>
@@ -18,7 +19,7 @@ public:
 
     MessageType type = MessageType::Request;
     std::string method;
-    uint64_t id = 0;
+    RequestId id;
     JSONValue params;
     JSONValue result;
     std::optional<std::string> errorMessage;
@@ -30,21 +31,19 @@ public:
     MCPMessage() = default;
     virtual ~MCPMessage() = default;
 
-    // A request parsed from a body, or an empty pointer when the text is not a JSON
-    // document, is valid JSON but not an Object, or holds a `method` that is not a
-    // String. Every parsed message is a Request: notifications are told apart by name.
-    //
-    // The id is read from the number's literal: a non-negative integer keeps all of its
-    // 64 bits (values beyond 2^64-1 saturate); a fraction or exponent form is truncated
-    // toward zero; a negative number, a string, a bool or null gives 0, since the id
-    // model has no place for them.
+    // A message parsed from a body, or an empty pointer when the text is not a JSON
+    // document, is valid JSON but not an Object, or holds a `method` that is not a String.
+    // A message with a method is a Request when it carries an id and a Notification when
+    // it has none (or when its method is a "notifications/…" one); one without a method
+    // that carries `result` or `error` is the client's Response. The id is kept as sent
+    // (see RequestId).
     static std::shared_ptr<MCPMessage> parse(std::string_view text);
 
     // The envelope's fixed text layout.
     std::string toString() const;
 
-    // Reads a JSON number literal as an unsigned 64-bit id, as described above.
-    static uint64_t idFromLiteral(std::string_view literal);
+    // Whether the sender expects no answer: a notification, or a response of the client's.
+    bool expectsNoAnswer() const { return type == MessageType::Notification || type == MessageType::Response; }
 };
 
 }  // namespace MCP

@@ -1,5 +1,7 @@
 #include "engine/MCPServer.h"
 
+#include "engine/ProtocolVersion.h"
+
 #include "engine/MCPCodes.h"
 #include "engine/MCPHttpTransport.h"
 #include "engine/MCPPromptService.h"
@@ -15,8 +17,6 @@
 namespace MCP {
 
 namespace {
-
-constexpr const char *kProtocolVersion = "2025-06-18";
 
 std::string idText(uint64_t id)
 {
@@ -192,9 +192,22 @@ std::shared_ptr<MCPMessage> MCPServer::process(const std::string &sessionId, std
     if (logs(LogMessageType::Debug)) {
         log(LogMessageType::Debug, LogCode::Info, "HTTP-RCV [" + message->method + "]\n" + message->toString());
         log(LogMessageType::Debug, LogCode::Info,
-            "Dispatch: \"" + message->method + "\" sid: \"" + sessionId + "\" id: " + idText(message->id));
+            "Dispatch: \"" + message->method + "\" sid: \"" + sessionId + "\" id: " + message->id.toJSON());
+    }
+    // What the client answers to the server's own requests is not routed (nothing asks yet).
+    if (message->type == MCPMessage::MessageType::Response)
+        return nullptr;
+    if (message->type == MCPMessage::MessageType::Request && !message->id.isValid()) {
+        log(LogMessageType::Warning, LogCode::Info, "Request with an id that is neither a string nor an integer");
+        return MCPServerMessage::createError(RequestId::fromJSON(JSONValue()),
+                                             "Invalid Request: the id must be a string or an integer",
+                                             RPCCode::InvalidRequest);
     }
     auto response = m_router.dispatch(context);
+    // A notification is never answered, whatever its route made of it (the transport
+    // acknowledges it its own way).
+    if (message->type == MCPMessage::MessageType::Notification)
+        return nullptr;
     if (response && logs(LogMessageType::Debug))
         log(LogMessageType::Debug, LogCode::Info, "HTTP-RSP [" + message->method + "]\n" + response->toString());
     return response;
@@ -229,9 +242,14 @@ void MCPServer::setupRoutes()
 
 std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &context)
 {
-    log(LogMessageType::Info, LogCode::Info, "Initialize request received (protocol: 2025-06-18)");
+    std::string_view requested;
+    if (context.params.isObject() && context.params.contains("protocolVersion") &&
+        context.params.at("protocolVersion").isString())
+        requested = context.params.at("protocolVersion").asString();
+    const std::string version(ProtocolVersion::negotiate(requested));
+    log(LogMessageType::Info, LogCode::Info, "Initialize request received (protocol: " + version + ")");
     JSONValue result;
-    result["protocolVersion"] = JSONValue(kProtocolVersion);
+    result["protocolVersion"] = JSONValue(version);
     JSONValue &info = result["serverInfo"];
     info["name"] = JSONValue(m_config.name);
     info["version"] = JSONValue(m_config.version);
@@ -271,11 +289,14 @@ std::shared_ptr<MCPMessage> MCPServer::handleCancelled(const MCPContext &context
         return nullptr;
     }
     std::string requestId;
+    std::string key;
     const JSONValue *idValue = params.contains("requestId") ? &params.at("requestId") : nullptr;
     if (idValue && idValue->isString() && !idValue->asString().empty()) {
         requestId = idValue->asString();
+        key = RequestId::fromJSON(*idValue).key();
     } else if (idValue && idValue->isNumber()) {
         requestId = numberIdText(idValue->asNumber());
+        key = RequestId::fromJSON(*idValue, requestId).key();
     } else {
         log(LogMessageType::Warning, LogCode::Info, "Cancel notification missing or invalid requestId");
         return nullptr;
@@ -284,7 +305,7 @@ std::shared_ptr<MCPMessage> MCPServer::handleCancelled(const MCPContext &context
     if (params.contains("reason") && params.at("reason").isString())
         reason = params.at("reason").asString();
     log(LogMessageType::Warning, LogCode::Info, "Cancel received for requestId=" + requestId + " reason=" + reason);
-    if (!cancelRequest(requestId))
+    if (!cancelRequest(key))
         log(LogMessageType::Info, LogCode::Info, "Cancel arrived after completion for requestId=" + requestId);
     return nullptr;
 }
@@ -342,7 +363,7 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsList(const MCPContext &context
 
 std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context)
 {
-    const uint64_t id = context.message->id;
+    const RequestId &id = context.message->id;
     auto fail = [&](int32_t code, const std::string &text) {
         log(LogMessageType::Error, LogCode::ToolCallFailed, text);
         return MCPServerMessage::createError(id, text, code);
@@ -379,7 +400,7 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
     if (!tool->scriptName.empty())
         arguments["scriptName"] = JSONValue(tool->scriptName);
 
-    const std::string key = idText(id);
+    const std::string key = id.key();
     const auto token = registerRequest(key);
     struct Guard {
         MCPServer *server;
@@ -440,7 +461,7 @@ std::shared_ptr<MCPMessage> MCPServer::handleResourcesList(const MCPContext &con
 
 std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &context)
 {
-    const uint64_t id = context.message->id;
+    const RequestId &id = context.message->id;
     auto fail = [&](int32_t code, const std::string &text) {
         log(LogMessageType::Error, LogCode::ResourceReadFailed, text);
         return MCPServerMessage::createError(id, text, code);
@@ -501,7 +522,7 @@ std::shared_ptr<MCPMessage> MCPServer::handlePromptsList(const MCPContext &conte
 
 std::shared_ptr<MCPMessage> MCPServer::handlePromptsGet(const MCPContext &context)
 {
-    const uint64_t id = context.message->id;
+    const RequestId &id = context.message->id;
     auto fail = [&](int32_t code) {
         const std::string text = "Prompt name must not be empty";
         log(LogMessageType::Error, LogCode::PromptGetFailed, text);

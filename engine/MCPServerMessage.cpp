@@ -12,11 +12,11 @@ std::shared_ptr<MCPServerMessage> MCPServerMessage::createResponse(const MCPMess
     return message;
 }
 
-std::shared_ptr<MCPServerMessage> MCPServerMessage::createError(uint64_t id, std::string text, int32_t code)
+std::shared_ptr<MCPServerMessage> MCPServerMessage::createError(RequestId id, std::string text, int32_t code)
 {
     auto message = std::make_shared<MCPServerMessage>();
     message->type = MessageType::Error;
-    message->id = id;
+    message->id = std::move(id);
     message->errorMessage = std::move(text);
     message->errorCode = code;
     return message;

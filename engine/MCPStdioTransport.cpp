@@ -208,8 +208,8 @@ void MCPStdioTransport::handleLine(std::string line)
     if (isBlank(line))
         return;
     auto message = MCPMessage::parse(line);
-    if (message && message->method.rfind("notifications/", 0) == 0) {
-        // A notification is never answered on this transport, whatever the route gives.
+    if (message && message->expectsNoAnswer()) {
+        // A notification (or a response of the client's) is never answered, in order.
         if (m_handler)
             m_handler(std::string(), std::move(message));
         return;

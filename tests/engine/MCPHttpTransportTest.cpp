@@ -66,7 +66,12 @@ TEST_F(TransportTest, PostGetsTheHandlersResponse)
 TEST_F(TransportTest, MethodsOtherThanPostWithABody)
 {
     const HttpReply options = parseReply(roundTrip(port, "OPTIONS /any HTTP/1.1\r\n\r\n"));
-    EXPECT_EQ(options.head, "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 0\r\n" + kCorsAndClose);
+    // A browser's preflight learns every header MCP clients send.
+    EXPECT_EQ(options.head, "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 0\r\n"
+                            "Access-Control-Allow-Origin: *\r\nAccess-Control-Allow-Methods: POST, GET, DELETE, OPTIONS\r\n"
+                            "Access-Control-Allow-Headers: Content-Type, Accept, Authorization, MCP-Protocol-Version, "
+                            "Mcp-Session-Id, Last-Event-ID\r\nAccess-Control-Expose-Headers: Mcp-Session-Id\r\n"
+                            "Access-Control-Max-Age: 600\r\nConnection: close\r\n\r\n");
     EXPECT_EQ(options.body, "");
 
     const std::string notAllowed = "HTTP/1.1 405 Method Not Allowed\r\nContent-Type: application/json\r\n"

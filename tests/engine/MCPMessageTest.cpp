@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using MCP::JSONValue;
 using MCP::MCPMessage;
 using MCP::MCPServerMessage;
+using MCP::RequestId;
 
 // Responses print through the routes' tests (ping, a null tool result) and the transport's reply body.
 TEST(MCPMessageTest, ErrorHasCodeAndEscapedMessageOnly)
@@ -49,21 +52,59 @@ TEST(MCPMessageTest, ParseReadsMethodIdAndParams)
     auto bare = MCPMessage::parse("{}");
     ASSERT_TRUE(bare);
     EXPECT_EQ(bare->method, "");
-    EXPECT_EQ(bare->id, 0u);
+    EXPECT_FALSE(bare->id.present());
     EXPECT_TRUE(bare->params.isNull());
 
 }
 
-TEST(MCPMessageTest, LargeIdsKeepAllSixtyFourBits)
+TEST(MCPMessageTest, IdsAreKeptAsSentAndWrittenBackTheSame)
 {
-    auto message = MCPMessage::parse(R"({"id": 18446744073709551615, "method": "ping"})");
-    ASSERT_TRUE(message);
-    EXPECT_EQ(message->id, 18446744073709551615ull);
-    // The last ones lie outside the id model.
-    for (const auto &[id, expected] : std::vector<std::pair<std::string, uint64_t>>{
-             {"9007199254740993", 9007199254740993ull}, {"99999999999999999999999", 18446744073709551615ull},
-             {"-5", 0}, {"7.9", 7}, {"1e3", 1000}, {"\"12\"", 0}, {"null", 0}})
-        EXPECT_EQ(MCPMessage::parse("{\"id\": " + id + "}")->id, expected) << id;
+    // Integers keep every digit (negative and beyond 64 bits too), strings their text; the
+    // answer writes them exactly as they came.
+    using Kind = RequestId::Kind;
+    for (const auto &[id, kind, text] : std::vector<std::tuple<std::string, Kind, std::string>>{
+             {"42", Kind::number, "42"},
+             {"0", Kind::number, "0"},
+             {"18446744073709551615", Kind::number, "18446744073709551615"},
+             {"99999999999999999999999", Kind::number, "99999999999999999999999"},
+             {"-5", Kind::number, "-5"},
+             {"\"abc-1\"", Kind::string, "abc-1"},
+             {"\"12\"", Kind::string, "12"},
+             {"\"\"", Kind::string, ""},
+             {"\"a\\\"b\"", Kind::string, "a\"b"},
+             {"7.9", Kind::invalid, ""},
+             {"1e3", Kind::invalid, ""},
+             {"null", Kind::invalid, ""},
+             {"true", Kind::invalid, ""},
+             {"{}", Kind::invalid, ""},
+             {"[1]", Kind::invalid, ""}}) {
+        const auto message = MCPMessage::parse("{\"id\": " + id + ", \"method\": \"ping\"}");
+        ASSERT_TRUE(message) << id;
+        EXPECT_EQ(message->id.kind(), kind) << id;
+        EXPECT_EQ(message->id.text(), text) << id;
+        MCPMessage answer;
+        answer.type = MCPMessage::MessageType::Response;
+        answer.id = message->id;
+        answer.result = JSONValue(JSONValue::ObjectType{});
+        const std::string written = kind == Kind::invalid ? "null" : id;
+        EXPECT_EQ(answer.toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": " + written + ",\n  \"result\": {}\n}") << id;
+    }
+    // A number and a string of the same digits are different ids.
+    EXPECT_NE(MCPMessage::parse(R"({"id": 12})")->id.key(), MCPMessage::parse(R"({"id": "12"})")->id.key());
+    EXPECT_EQ(MCPMessage::parse(R"({"id": 12})")->id, 12u);
+}
+
+TEST(MCPMessageTest, NotificationsAndTheClientsResponsesExpectNoAnswer)
+{
+    for (const char *text : {R"({"jsonrpc":"2.0","method":"notifications/initialized"})",
+                             R"({"jsonrpc":"2.0","method":"anything"})",
+                             R"({"jsonrpc":"2.0","id":3,"method":"notifications/cancelled"})",
+                             R"({"jsonrpc":"2.0","id":"s1","result":{}})",
+                             R"({"jsonrpc":"2.0","id":4,"error":{"code":-1,"message":"no"}})"})
+        EXPECT_TRUE(MCPMessage::parse(text)->expectsNoAnswer()) << text;
+    for (const char *text : {R"({"jsonrpc":"2.0","id":1,"method":"ping"})", R"({"jsonrpc":"2.0","id":"x","method":"ping"})",
+                             R"({"params":{}})"})
+        EXPECT_FALSE(MCPMessage::parse(text)->expectsNoAnswer()) << text;
 }
 
 TEST(MCPMessageTest, ParseGivesEmptyPointerForNonObjectsAndBadMethods)

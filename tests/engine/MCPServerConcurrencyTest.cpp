@@ -168,3 +168,56 @@ TEST_F(ServerOverHttp, AThousandBadConnectionsLeaveNoTrace)
     EXPECT_GE(log.count(1005), 700);  // every connection that did not reach a reply
     EXPECT_EQ(dynamic_cast<MCPHttpTransport &>(server.transport()).pendingConnectionCount(), 0u);
 }
+
+// What today's clients send over HTTP: notifications get 202 and no body, a string id is
+// answered and cancelled by that string, and a protocol revision the server does not speak
+// is refused before anything runs.
+TEST_F(ServerOverHttp, NotificationsStringIdsAndTheProtocolVersionHeader)
+{
+    Latch entered;
+    Latch release;
+    addTool("slow", [&](const JSONValue &) {
+        entered.open();
+        release.wait();
+        return std::string(R"({"done": true})");
+    });
+    ASSERT_TRUE(server.start(port, false));
+
+    for (const char *notification : {R"({"jsonrpc":"2.0","method":"notifications/initialized"})",
+                                     R"({"jsonrpc":"2.0","method":"notifications/roots/list_changed"})",
+                                     R"({"jsonrpc":"2.0","id":"r1","result":{}})"}) {
+        const HttpReply reply = post(port, notification);
+        EXPECT_EQ(reply.status, 202) << notification;
+        EXPECT_EQ(reply.body, "") << notification;
+    }
+    const HttpReply ping = post(port, R"({"jsonrpc":"2.0","id":"abc-1","method":"ping"})");
+    EXPECT_EQ(ping.status, 200);
+    EXPECT_EQ(ping.body, "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": \"abc-1\",\n  \"result\": {}\n}");
+
+    // The string id names the call to cancel; a number with the same digits would not.
+    HttpReply callReply;
+    std::thread caller([&] {
+        callReply = post(port, R"({"jsonrpc":"2.0","id":"77","method":"tools/call","params":{"name":"slow","arguments":{}}})");
+    });
+    ASSERT_TRUE(entered.wait());
+    EXPECT_EQ(post(port, R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{"requestId":77}})").status, 202);
+    EXPECT_EQ(post(port, R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{"requestId":"77"}})").status, 202);
+    release.open();
+    caller.join();
+    EXPECT_NE(callReply.body.find("\"id\": \"77\""), std::string::npos) << callReply.body;
+    EXPECT_NE(callReply.body.find("Request cancelled"), std::string::npos) << callReply.body;
+    EXPECT_TRUE(log.contains(0, "Cancel arrived after completion for requestId=77"));
+
+    const std::string body = R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})";
+    auto withVersion = [&](const std::string &version) {
+        return parseReply(roundTrip(port, "POST /mcp HTTP/1.1\r\nHost: localhost\r\nMCP-Protocol-Version: " + version +
+                                              "\r\nContent-Type: application/json\r\nContent-Length: " +
+                                              std::to_string(body.size()) + "\r\n\r\n" + body));
+    };
+    for (const char *version : {"2025-11-25", "2025-06-18", "2025-03-26"})
+        EXPECT_EQ(withVersion(version).status, 200) << version;
+    const HttpReply refused = withVersion("1999-01-01");
+    EXPECT_EQ(refused.status, 400);
+    EXPECT_NE(refused.body.find("\"jsonrpc\":\"2.0\""), std::string::npos) << refused.body;
+    EXPECT_NE(refused.body.find("unsupported MCP-Protocol-Version 1999-01-01"), std::string::npos) << refused.body;
+}

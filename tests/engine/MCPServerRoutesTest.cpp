@@ -56,12 +56,19 @@ protected:
 
 TEST_F(RoutesTest, InitializeReflectsRegistrationsAndConfiguration)
 {
+    // A revision the server does not speak gets the newest it does.
     auto response = call(R"({"id":1,"method":"initialize","params":{"protocolVersion":"1999-01-01"}})");
     ASSERT_TRUE(response);
     EXPECT_EQ(response->result.toString(0),
-              "{\n  \"capabilities\": {},\n  \"instructions\": \"Kelvara Server\",\n  \"protocolVersion\": \"2025-06-18\",\n"
+              "{\n  \"capabilities\": {},\n  \"instructions\": \"Kelvara Server\",\n  \"protocolVersion\": \"2025-11-25\",\n"
               "  \"serverInfo\": {\n    \"name\": \"kelvara\",\n    \"title\": \"Kelvara Server\",\n    \"version\": \"1.0.1\"\n  }\n}");
-    EXPECT_TRUE(log.contains(0, "Initialize request received (protocol: 2025-06-18)"));
+    EXPECT_TRUE(log.contains(0, "Initialize request received (protocol: 2025-11-25)"));
+    for (const auto &[asked, answered] : std::vector<std::pair<std::string, std::string>>{
+             {R"("2025-11-25")", "2025-11-25"}, {R"("2025-06-18")", "2025-06-18"}, {R"("2025-03-26")", "2025-03-26"},
+             {R"("2024-11-05")", "2025-11-25"}, {"5", "2025-11-25"}}) {
+        auto negotiated = call(R"({"id":1,"method":"initialize","params":{"protocolVersion":)" + asked + "}}");
+        EXPECT_EQ(negotiated->result.at("protocolVersion").asString(), answered) << asked;
+    }
 
     server.setConfiguration({.port = 1234, .name = "n", .title = "", .version = "2", .instructions = std::nullopt});
     EXPECT_TRUE(log.contains(0, "MCP Server configured: n v2 on port 1234"));
@@ -81,17 +88,31 @@ TEST_F(RoutesTest, InitializeReflectsRegistrationsAndConfiguration)
 
 TEST_F(RoutesTest, SessionRoutesAndUnknownMethods)
 {
-    auto initialized = call(R"({"jsonrpc":"2.0","method":"notifications/initialized"})");
-    EXPECT_EQ(initialized->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 0,\n  \"result\": {}\n}");
+    // Notifications run their route and are never answered, known or not.
+    EXPECT_EQ(call(R"({"jsonrpc":"2.0","method":"notifications/initialized"})"), nullptr);
     EXPECT_TRUE(log.contains(0, "Received notifications/initialized"));
+    EXPECT_EQ(call(R"({"method":"nope"})"), nullptr);
+    EXPECT_EQ(call(R"({"jsonrpc":"2.0","id":7,"result":{}})"), nullptr);
     const auto pong = call(R"({"id":5,"method":"ping"})");
     EXPECT_EQ(pong->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 5,\n  \"result\": {}\n}");
     EXPECT_EQ(pong->method, "ping");  // a response carries its request's method
     EXPECT_TRUE(log.contains(0, "Ping received"));
 
-    expectError(R"({"method":"resources/templates/list"})", -32601, "Method not found: resources/templates/list");
-    expectError(R"({"params":{}})", -32601, "Method not found: ");
-    EXPECT_EQ(call(R"({"method":"nope"})")->id, 0u);
+    expectError(R"({"id":8,"method":"resources/templates/list"})", -32601, "Method not found: resources/templates/list");
+    expectError(R"({"id":9,"params":{}})", -32601, "Method not found: ");
+
+    // Ids come back as they were sent; one that is neither a string nor an integer is refused.
+    EXPECT_EQ(call(R"({"id":"abc-1","method":"ping"})")->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": \"abc-1\",\n  \"result\": {}\n}");
+    EXPECT_EQ(call(R"({"id":-3,"method":"ping"})")->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": -3,\n  \"result\": {}\n}");
+    EXPECT_EQ(call(R"({"id":"x","method":"nope"})")->toString(),
+              "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": \"x\",\n  \"error\": {\n    \"code\": -32601,\n    \"message\": \"Method not found: nope\"\n  }\n}");
+    for (const char *id : {"{}", "[1]", "1.5", "null"}) {
+        const auto refused = call(std::string(R"({"jsonrpc":"2.0","method":"ping","id":)") + id + "}");
+        ASSERT_TRUE(refused) << id;
+        EXPECT_EQ(refused->toString(), "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": null,\n  \"error\": {\n    \"code\": -32600,\n"
+                                       "    \"message\": \"Invalid Request: the id must be a string or an integer\"\n  }\n}") << id;
+    }
+    expectError(R"({"params":{}})", -32600, "Invalid Request: the id must be a string or an integer");
 }
 
 TEST_F(RoutesTest, TrafficLogLines)
