@@ -413,6 +413,7 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
         return MCPServerMessage::createError(id, "Request cancelled", RPCCode::RequestCancelled);
     }
     log(LogMessageType::Info, LogCode::Info, "Executing tool: " + name);
+    const CancellationToken::Scope currentToken(token.get());
     JSONValue result = m_toolService->callTool(name, arguments);
     if (token->isCancelled()) {
         log(LogMessageType::Warning, LogCode::Info, "Tool call cancelled during execution: " + name);

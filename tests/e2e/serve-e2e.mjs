@@ -304,7 +304,10 @@ try {
   writeJson(join(loopBundle, 'Tools', 'spin.json'), tool('spin',
     { toolType: 'ScriptTool', execHandler: 'spin', execMethod: 'toolEntry', scriptName: join(loopBundle, 'Scripts', 'spin.js') }));
   mkdirSync(join(loopBundle, 'Scripts'), { recursive: true });
-  writeFileSync(join(loopBundle, 'Scripts', 'spin.js'), 'function toolEntry() { while (true) {} }\n');
+  // It leaves a child running in the background first, which must not outlive the server.
+  const childPidFile = join(loopBundle, 'child.pid');
+  writeFileSync(join(loopBundle, 'Scripts', 'spin.js'),
+    `function toolEntry() { Kelvara.shell("/bin/sleep 120 >/dev/null 2>&1 & echo $! > '${childPidFile}'"); while (true) {} }\n`);
   const loopEnv = env('loop');
   // No time limit: only the stop can end the script.
   mkdirSync(join(loopEnv.XDG_CONFIG_HOME, 'Kelvara'), { recursive: true });
@@ -313,11 +316,27 @@ try {
   const looping = serve(kelvara, ['--import', loopBundle, '--port', String(loopPort)], loopEnv);
   if (await withTimeout(looping.ready, 30000, 'kelvara serve with a looping script to start') === 'running') {
     const pending = runScenario(looping.target(loopPort), [{ op: 'callTool', name: 'spin', arguments: {} }]);
-    for (let waited = 0; waited < 10000 && !/Executing tool: spin/.test(looping.stdout); waited += 20)
+    const childPid = () => { try { return Number(readFileSync(childPidFile, 'utf8').trim()); } catch { return 0; } };
+    for (let waited = 0; waited < 10000 && !(/Executing tool: spin/.test(looping.stdout) && childPid() > 1); waited += 20)
       await new Promise((resolve) => setTimeout(resolve, 20));
+    const child = childPid();
     const stopped = await stop(looping, 'kelvara serve with a running endless script to stop');
     await pending;
     check('SIGTERM ends a script that never returns and the server exits with 0', () => assert.equal(stopped.code, 0, looping.stderr));
+    // Gone, or a zombie waiting for a reaper; a number used again by another program is no sleep.
+    const gone = (pid) => {
+      try { process.kill(pid, 0); } catch (error) { return error.code === 'ESRCH'; }
+      try {
+        const stat = readFileSync(`/proc/${pid}/stat`, 'utf8');
+        return !stat.includes('(sleep)') || stat.slice(stat.lastIndexOf(')') + 2).startsWith('Z');
+      } catch { return true; }
+    };
+    for (let waited = 0; waited < 5000 && child > 1 && !gone(child); waited += 20)
+      await new Promise((resolve) => setTimeout(resolve, 20));
+    check('the child the script left running ends with the server', () => {
+      assert.ok(child > 1, 'the script wrote no child pid');
+      assert.ok(gone(child), `process ${child} still runs`);
+    });
   } else {
     check('kelvara serve with a looping script starts', () => assert.fail(looping.stderr));
   }

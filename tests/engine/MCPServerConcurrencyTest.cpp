@@ -40,9 +40,15 @@ TEST_F(ServerOverHttp, CancelArrivingWhileTheToolRunsGivesRequestCancelled)
     Latch entered;
     Latch release;
     std::atomic<bool> ranToEnd{false};
+    std::atomic<bool> sawItsToken{false};
+    std::atomic<bool> toolSawCancel{false};
     addTool("slow", [&](const JSONValue &) {
+        // The call's token is reachable from deep inside the tool, to stop early.
+        const CancellationToken *token = CancellationToken::current();
+        sawItsToken = token && !token->isCancelled();
         entered.open();
         release.wait();
+        toolSawCancel = token && token->isCancelled();
         ranToEnd = true;
         return std::string(R"({"done": true})");
     });
@@ -58,6 +64,8 @@ TEST_F(ServerOverHttp, CancelArrivingWhileTheToolRunsGivesRequestCancelled)
     caller.join();
 
     EXPECT_TRUE(ranToEnd.load());
+    EXPECT_TRUE(sawItsToken.load());
+    EXPECT_TRUE(toolSawCancel.load());
     EXPECT_EQ(callReply.status, 200);
     EXPECT_EQ(callReply.body,
               "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 77,\n  \"error\": {\n    \"code\": -32800,\n"

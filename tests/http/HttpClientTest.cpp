@@ -1,11 +1,15 @@
 #include "tests/http/TestHttpServer.h"
 #include "tests/support/TestSupport.h"
+#include "base/UserDefaults.h"
 #include "tools/http/HttpClient.h"
+#include "tools/http/HttpClientError.h"
+#include "tools/http/TransferStopCheck.h"
 
 #include <gtest/gtest.h>
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -262,4 +266,101 @@ TEST_F(HttpClientTest, TheSharedClientServesConcurrentCallers)
         thread.join();
     for (int i = 0; i < kCallers; ++i)
         EXPECT_EQ(bodies[i], QStringLiteral("echo /n%1").arg(i));
+}
+
+TEST_F(HttpClientTest, ABodyOverTheSizeLimitIsRefusedWhetherItsLengthIsDeclaredOrNot)
+{
+    constexpr qint64 kLimit = 256 * 1024;
+    TestHttpServer server([](const TestHttpServer::Request &request) {
+        if (request.target == "/endless")
+            return Response{200, {}, QByteArray(64 * 1024, 'x'), Response::Mode::Endless};
+        return Response{200, {}, QByteArray(request.target == "/declared" ? kLimit + 1 : kLimit, 'y')};
+    });
+    HttpClient client;
+    client.maxResponseBytes = kLimit;
+    const QString expected = QStringLiteral("The response is larger than 262144 bytes, the limit of mcp.http.maxResponseBytes");
+
+    for (const char *path : {"/endless", "/declared"}) {
+        const HttpClientResult refused = client.get(server.url(QString::fromLatin1(path)));
+        ASSERT_TRUE(refused.error.has_value()) << path;
+        EXPECT_EQ(refused.error->code, int(HttpClientError::ResponseTooLarge));
+        EXPECT_EQ(refused.error->description, expected);
+        EXPECT_EQ(refused.statusCode, 0);
+        EXPECT_FALSE(refused.success);
+        EXPECT_EQ(refused.body, QString());
+    }
+    // The script sees the limit in the result's JSON text.
+    EXPECT_TRUE(client.get(server.url(QStringLiteral("/endless"))).toJSONString().contains("\"error\":\"" + expected + "\""));
+
+    // A body of exactly the limit is whole.
+    const HttpClientResult atLimit = client.get(server.url(QStringLiteral("/exact")));
+    EXPECT_FALSE(atLimit.error.has_value());
+    EXPECT_EQ(atLimit.body.size(), kLimit);
+
+    // A download goes to a file, not to memory: the limit does not apply.
+    const QString destination = TestSupport::makeTempDir() + QStringLiteral("/big.bin");
+    EXPECT_TRUE(client.downloadFile(server.url(QStringLiteral("/declared")), destination));
+    EXPECT_EQ(QFileInfo(destination).size(), kLimit + 1);
+}
+
+TEST_F(HttpClientTest, TheSizeLimitComesFromTheSettingsUnlessTheClientSetsOne)
+{
+    TestHttpServer server([](const TestHttpServer::Request &request) {
+        return Response{200, {}, QByteArray(request.target.mid(1).toInt(), 'z')};
+    });
+    const auto settings = UserDefaults::standard();
+    settings->setValue(HttpClient::maxResponseBytesKey, 1000);
+    HttpClient client;
+    EXPECT_EQ(HttpClient::configuredMaxResponseBytes(), 1000);
+    EXPECT_TRUE(client.get(server.url(QStringLiteral("/1000"))).success);
+    EXPECT_EQ(client.get(server.url(QStringLiteral("/1001"))).error.value_or(AppError{}).code, int(HttpClientError::ResponseTooLarge));
+    client.maxResponseBytes = 2000;
+    EXPECT_TRUE(client.get(server.url(QStringLiteral("/1001"))).success);
+
+    // A value that is no positive number gives the default.
+    for (const QVariant &unusable : {QVariant(0), QVariant(-5), QVariant(QStringLiteral("lots"))}) {
+        settings->setValue(HttpClient::maxResponseBytesKey, unusable);
+        EXPECT_EQ(HttpClient::configuredMaxResponseBytes(), HttpClient::defaultMaxResponseBytes);
+    }
+    settings->remove(HttpClient::maxResponseBytesKey);
+    EXPECT_EQ(HttpClient::configuredMaxResponseBytes(), qint64(16) << 20);
+}
+
+TEST_F(HttpClientTest, TheThreadsStopCheckEndsATricklingTransferAndADownloadWithItsReason)
+{
+    // One byte every 50 ms, for ever: it never stands still long enough for the idle time-out.
+    TestHttpServer server([](const TestHttpServer::Request &) { return Response{200, {}, ".", Response::Mode::Endless, 50}; });
+    HttpClient client;
+    const QString reason = QStringLiteral("Stopped by the test");
+    {
+        // Stops once a few bytes went out, while the transfer is under way.
+        const TransferStopCheck check([&]() -> std::optional<QString> {
+            return server.bytesSent() >= 3 ? std::optional<QString>(reason) : std::nullopt;
+        });
+        const HttpClientResult stopped = client.get(server.url(QStringLiteral("/trickle")));
+        ASSERT_TRUE(stopped.error.has_value());
+        EXPECT_EQ(stopped.error->code, int(HttpClientError::TransferStopped));
+        EXPECT_EQ(stopped.error->description, reason);
+        EXPECT_EQ(stopped.statusCode, 0);
+
+        const QString dir = TestSupport::makeTempDir();
+        AppError error;
+        EXPECT_FALSE(client.downloadFile(server.url(QStringLiteral("/trickle")), dir + QStringLiteral("/file.txt"), &error));
+        EXPECT_EQ(error.description, reason);
+        EXPECT_TRUE(QDir(dir).entryList(QDir::Files | QDir::Hidden).isEmpty());  // no partial file left
+
+        // An inner check holds while it lives; the outer one comes back after it.
+        {
+            const TransferStopCheck inner([] { return std::optional<QString>(QStringLiteral("inner")); });
+            EXPECT_EQ(TransferStopCheck::reasonToStop().value_or(QString()), QStringLiteral("inner"));
+        }
+        EXPECT_EQ(TransferStopCheck::reasonToStop().value_or(QString()), reason);
+    }
+    EXPECT_FALSE(TransferStopCheck::reasonToStop().has_value());
+
+    // A call that is over already sends nothing.
+    const int before = int(server.requests().size());
+    const TransferStopCheck atOnce([] { return std::optional<QString>(QStringLiteral("over")); });
+    EXPECT_EQ(client.get(server.url(QStringLiteral("/late"))).error.value_or(AppError{}).description, QStringLiteral("over"));
+    EXPECT_EQ(server.requests().size(), before);
 }

@@ -163,13 +163,24 @@ void TestHttpServer::serve(int fd)
     QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + " Test\r\n";  // the phrase is not read
     for (const auto &field : response.headers)
         head += field.first + ": " + field.second + "\r\n";
-    head += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\nConnection: close\r\n\r\n";
+    if (response.mode != Response::Mode::Endless)
+        head += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
+    head += "Connection: close\r\n\r\n";
     if (response.mode == Response::Mode::Answer) {
-        sendAll(fd, head + response.body);
+        if (sendAll(fd, head + response.body))
+            m_bytesSent += response.body.size();
+    } else if (response.mode == Response::Mode::Endless) {
+        if (!sendAll(fd, head) || response.body.isEmpty())
+            return;
+        // Ends when the peer closes (the send fails) or the server stops.
+        while (!(response.dribbleDelayMs > 0 ? waitOrStop(response.dribbleDelayMs) : m_stopping.load())
+               && sendAll(fd, response.body))
+            m_bytesSent += response.body.size();
     } else if (sendAll(fd, head)) {
         for (char byte : response.body) {
             if (waitOrStop(response.dribbleDelayMs) || !sendAll(fd, QByteArray(1, byte)))
                 break;
+            ++m_bytesSent;
         }
     }
 }

@@ -33,6 +33,8 @@ public:
             Answer,       // status, headers and body at once
             NeverAnswer,  // read the request, then keep the connection open and silent
             Dribble,      // the body one byte at a time, dribbleDelayMs apart
+            Endless,      // no length, the body over and over, dribbleDelayMs apart (0: as fast as it
+                          // is taken), until the peer or the server stops
         };
         int status = 200;
         QList<QPair<QByteArray, QByteArray>> headers;
@@ -52,6 +54,8 @@ public:
     int port() const { return m_port; }
     QString url(const QString &pathAndQuery = QStringLiteral("/")) const;
     QList<Request> requests() const;
+    // The body bytes sent so far, over all connections.
+    qint64 bytesSent() const { return m_bytesSent.load(); }
     void stop();
 
 private:
@@ -63,6 +67,7 @@ private:
     int m_listenFd = -1;
     int m_port = 0;
     std::atomic<bool> m_stopping{false};
+    std::atomic<qint64> m_bytesSent{0};
     std::thread m_acceptThread;
     mutable std::mutex m_mutex;
     std::condition_variable m_stopped;

@@ -1,7 +1,9 @@
 #include "tools/http/HttpClient.h"
 
 #include "base/SystemLog.h"
+#include "base/UserDefaults.h"
 #include "tools/http/HttpClientError.h"
+#include "tools/http/TransferStopCheck.h"
 #include "tools/http/Utf8Text.h"
 
 #include <QFile>
@@ -230,13 +232,29 @@ public:
     // Body bytes go to the file instead of memory.
     void setOutputFile(int fd) { m_outputFd = fd; }
 
+    // The largest body held in memory; 0 for none. A declared length over it is refused
+    // before the body comes.
+    void setBodyLimit(qint64 limit)
+    {
+        m_bodyLimit = limit;
+        if (limit > 0)
+            curl_easy_setopt(m_curl, CURLOPT_MAXFILESIZE_LARGE, curl_off_t(limit));
+    }
+
     // Runs the transfer. On failure gives the error; otherwise the status is in status().
     std::optional<AppError> perform()
     {
         if (!m_curl)
             return AppError{QStringLiteral("libcurl"), CURLE_FAILED_INIT, QStringLiteral("Could not start a transfer")};
         m_lastActivity = Clock::now();
+        // A call that is over already starts nothing.
+        if ((m_stopReason = TransferStopCheck::reasonToStop()))
+            return HttpClientError::transferStopped(*m_stopReason);
         const CURLcode code = curl_easy_perform(m_curl);
+        if (m_stopReason)
+            return HttpClientError::transferStopped(*m_stopReason);
+        if (m_bodyTooLarge || code == CURLE_FILESIZE_EXCEEDED)
+            return HttpClientError::responseTooLarge(m_bodyLimit, HttpClient::maxResponseBytesKey);
         if (m_idleTimedOut || code == CURLE_OPERATION_TIMEDOUT)
             return AppError{QStringLiteral("libcurl"), CURLE_OPERATION_TIMEDOUT, QStringLiteral("The request timed out.")};
         if (code != CURLE_OK) {
@@ -277,6 +295,10 @@ private:
     static int onProgress(void *self, curl_off_t, curl_off_t dlnow, curl_off_t, curl_off_t ulnow)
     {
         auto *transfer = static_cast<Transfer *>(self);
+        // libcurl calls this at least about once a second, also while nothing arrives: a
+        // trickling answer ends here as soon as the caller's limit has passed.
+        if ((transfer->m_stopReason = TransferStopCheck::reasonToStop()))
+            return 1;
         const auto now = Clock::now();
         if (dlnow != transfer->m_lastDownloaded || ulnow != transfer->m_lastUploaded) {
             transfer->m_lastDownloaded = dlnow;
@@ -324,6 +346,12 @@ private:
         const size_t length = size * count;
         transfer->m_lastActivity = Clock::now();
         if (transfer->m_outputFd < 0) {
+            // Counted as it arrives: a body without a length, or one decompressed, has no
+            // size to refuse up front.
+            if (transfer->m_bodyLimit > 0 && qint64(transfer->m_body.size()) + qint64(length) > transfer->m_bodyLimit) {
+                transfer->m_bodyTooLarge = true;
+                return 0;  // libcurl ends the transfer with a write error
+            }
             transfer->m_body.append(data, qsizetype(length));
             return length;
         }
@@ -351,6 +379,9 @@ private:
     curl_off_t m_lastUploaded = -1;
     bool m_idleTimedOut = false;
     int m_outputFd = -1;
+    qint64 m_bodyLimit = 0;
+    bool m_bodyTooLarge = false;
+    std::optional<QString> m_stopReason;
     long m_status = 0;
     QByteArray m_body;
     Fields m_responseHeaders;
@@ -387,6 +418,13 @@ int createPartialFile(const QString &destination, QString *partialPath)
 }
 
 }  // namespace
+
+qint64 HttpClient::configuredMaxResponseBytes()
+{
+    bool ok = false;
+    const qint64 stored = UserDefaults::standard()->value(maxResponseBytesKey).toLongLong(&ok);
+    return ok && stored > 0 ? stored : defaultMaxResponseBytes;
+}
 
 HttpClient::HttpClient(double timeoutInterval)
     : timeoutInterval(timeoutInterval), m_resourceTimeoutInterval(4.0 * timeoutInterval)
@@ -500,6 +538,7 @@ HttpClientResult HttpClient::executeRequest(const HttpRequest &request)
     Transfer transfer(request.url, request.timeoutInterval, m_resourceTimeoutInterval);
     transfer.setMethodAndBody(request.method, request.body);
     transfer.setHeaders(request.allHeaderFields());
+    transfer.setBodyLimit(maxResponseBytes > 0 ? maxResponseBytes : configuredMaxResponseBytes());
 
     HttpClientResult result;
     if (const std::optional<AppError> failure = transfer.perform()) {

@@ -22,10 +22,21 @@
 // creation to four times the initial timeoutInterval, caps the whole transfer
 // (CURLOPT_TIMEOUT_MS). Both surface as the error "The request timed out.".
 //
+// A response body is held in memory only up to a size (maxResponseBytes): past it the
+// transfer ends with an error that names the limit. A download, which goes to a file, has no
+// such limit. Every transfer also ends early when the check its thread installed
+// (TransferStopCheck, a script's time and memory limits) gives a reason to stop.
+//
 // Each "JSON" argument is a text holding a JSON object; an empty or null text counts as none.
 class HttpClient
 {
 public:
+    // The settings key of the largest response body in bytes; 16 MiB when unset or not
+    // positive, like the largest file a tool reads.
+    static inline const QString maxResponseBytesKey = QStringLiteral("mcp.http.maxResponseBytes");
+    static constexpr qint64 defaultMaxResponseBytes = qint64(16) << 20;
+    static qint64 configuredMaxResponseBytes();
+
     explicit HttpClient(double timeoutInterval = 30.0);
 
     // The process-wide client, made on first use.
@@ -34,6 +45,8 @@ public:
     // Plain fields, set once after creation.
     double timeoutInterval;
     bool verboseLogging = false;
+    // The largest response body in bytes; 0 or less for the configured one, read at each request.
+    qint64 maxResponseBytes = 0;
 
     // The session's cap on a whole transfer, in seconds.
     double resourceTimeoutInterval() const { return m_resourceTimeoutInterval; }

@@ -20,6 +20,8 @@ enum Code {
     InvalidHeadersJSON = 1012,
     CannotEncodeBody = 1013,
     MalformedDownloadURL = 1020,
+    ResponseTooLarge = 1030,
+    TransferStopped = 1031,
 };
 
 inline AppError make(int code, const QString &description)
@@ -34,6 +36,13 @@ inline AppError malformedURL(const QString &url) { return make(MalformedURL, QSt
 inline AppError invalidHeadersJSON(const AppError &cause) { return make(InvalidHeadersJSON, QStringLiteral("Invalid headers JSON: ") + cause.description); }
 inline AppError cannotEncodeBody() { return make(CannotEncodeBody, QStringLiteral("Cannot encode request body as UTF-8")); }
 inline AppError malformedDownloadURL(const QString &url) { return make(MalformedDownloadURL, QStringLiteral("Malformed URL: ") + url); }
+// limitKey names the setting, so that the message says where the limit comes from.
+inline AppError responseTooLarge(qint64 limit, const QString &limitKey)
+{
+    return make(ResponseTooLarge, QStringLiteral("The response is larger than %1 bytes, the limit of %2").arg(limit).arg(limitKey));
+}
+// The caller's reason, such as a script's time limit.
+inline AppError transferStopped(const QString &reason) { return make(TransferStopped, reason); }
 inline AppError httpStatus(long status) { return make(int(status), QStringLiteral("Server returned HTTP %1").arg(status)); }
 
 }  // namespace HttpClientError

@@ -117,9 +117,16 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     if (!context)
         return logger->toolError(QStringLiteral("[Script] Failed to create JavaScript context"), -1, MCPLogMessageType::Info);
     JSGlobalContextRef ctx = context->jsContext();
-    // Everything the call runs in this context is under the time limit, the tool's own
+    // Everything the call runs in this context is under the limits, the tool's own
     // top-level code included.
-    const ScriptWatchdog watchdog(context->group(), ScriptWatchdog::configuredTimeLimit());
+    ScriptWatchdog watchdog(context->group(), ScriptWatchdog::configuredTimeLimit(), ScriptWatchdog::configuredMemoryLimit());
+    auto stoppedResult = [&] {
+        manager->clearContext(sid);
+        // What the script took goes with its context, not with some later call's.
+        if (watchdog.stopped() == ScriptWatchdog::Stop::MemoryLimit)
+            context->discardGroupAtEnd();
+        return logger->toolError(watchdog.stopText(), -1, MCPLogMessageType::Error);
+    };
 
     auto bridge = std::make_shared<ScriptBridge>(sid, controller);
     context->setObjectForKeyedSubscript(QStringLiteral("Kelvara"), ScriptBridgeExports::makeHostObject(ctx, bridge));
@@ -141,10 +148,8 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     context->evaluateScript(sources.source(path, *scriptText).get(), QUrl::fromLocalFile(path).toString());
 
     JSValueRef toolEntry = context->objectForKeyedSubscript(QStringLiteral("toolEntry"));
-    if (watchdog.fired()) {
-        manager->clearContext(sid);
-        return logger->toolError(ScriptWatchdog::exceededText(watchdog.limit()), -1, MCPLogMessageType::Error);
-    }
+    if (watchdog.fired())
+        return stoppedResult();
     if (!toolEntry || JSValueIsUndefined(ctx, toolEntry)) {
         return logger->toolError(QStringLiteral("[Script] Script must define 'toolEntry' function"), -1,
                                  MCPLogMessageType::Info);
@@ -165,10 +170,9 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
             bridge->setToolResult(text);
     }
 
-    manager->clearContext(sid);
-
     if (watchdog.fired())
-        return logger->toolError(ScriptWatchdog::exceededText(watchdog.limit()), -1, MCPLogMessageType::Error);
+        return stoppedResult();
+    manager->clearContext(sid);
     if (std::optional<JSONToolResult> result = bridge->toolResult())
         return *result;
     return logger->toolError(QStringLiteral("[Script] Script must return a JSON result structure"), -1,

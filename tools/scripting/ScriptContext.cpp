@@ -3,6 +3,9 @@
 #include "tools/scripting/ScriptContextGroupPool.h"
 #include "tools/scripting/ScriptValue.h"
 
+#include <dlfcn.h>
+#include <malloc.h>
+
 std::shared_ptr<ScriptContext> ScriptContext::create()
 {
     ScriptContextGroupPool &pool = ScriptContextGroupPool::shared();
@@ -22,8 +25,31 @@ std::shared_ptr<ScriptContext> ScriptContext::create()
 // global object per call then grows to tens of megabytes before its collector runs.
 extern "C" JS_EXPORT void JSSynchronousGarbageCollectForDebugging(JSContextRef context);
 
+namespace {
+
+// Hands the memory the allocators hold free back to the system now instead of on their
+// timers. JavaScriptCore's allocator exports its call only under a C++ name, looked up
+// here so that a library without it still loads.
+void returnFreedMemory()
+{
+    using Scavenge = void (*)();
+    static const auto scavenge = reinterpret_cast<Scavenge>(::dlsym(RTLD_DEFAULT, "_ZN7bmalloc3api8scavengeEv"));
+    if (scavenge)
+        scavenge();
+    ::malloc_trim(0);
+}
+
+}  // namespace
+
 ScriptContext::~ScriptContext()
 {
+    if (m_discardGroup) {
+        JSGlobalContextRelease(m_context);
+        // The last reference: the group's heap goes with it.
+        JSContextGroupRelease(m_group);
+        returnFreedMemory();
+        return;
+    }
     // Every few calls on a thread the group's garbage is collected while this context
     // still holds it: a group stays a few megabytes, at some cost in latency per call.
     thread_local unsigned calls = 0;

@@ -22,6 +22,11 @@ public:
     ScriptContext(const ScriptContext &) = delete;
     ScriptContext &operator=(const ScriptContext &) = delete;
 
+    // For a call that ran out of memory: at the context's end its group is released instead
+    // of going back to the pool, which frees the whole heap, and the allocators hand what
+    // was freed back to the system at once, so that the process shrinks back.
+    void discardGroupAtEnd() { m_discardGroup = true; }
+
     JSGlobalContextRef jsContext() const { return m_context; }
     JSContextGroupRef group() const { return m_group; }
     JSObjectRef globalObject() const;
@@ -46,4 +51,5 @@ private:
     JSContextGroupRef m_group;
     JSGlobalContextRef m_context;
     ExceptionHandler m_exceptionHandler;
+    bool m_discardGroup = false;
 };

@@ -1,5 +1,8 @@
 #include "tools/scripting/ScriptProcess.h"
 
+#include "tools/scripting/ScriptChildProcesses.h"
+#include "tools/scripting/ScriptWatchdog.h"
+
 #include <QFile>
 #include <QRegularExpression>
 #include <QStringDecoder>
@@ -8,14 +11,11 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <mutex>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
-#include <system_error>
-#include <thread>
 #include <unistd.h>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -23,57 +23,6 @@ namespace {
 QString systemDescription(int error)
 {
     return QString::fromLocal8Bit(std::strerror(error));
-}
-
-// One stream's collected bytes. The reader thread appends while the caller waits.
-class GuardedBuffer {
-public:
-    void append(const char *data, qsizetype size)
-    {
-        std::lock_guard lock(m_mutex);
-        m_data.append(data, size);
-    }
-    QByteArray take()
-    {
-        std::lock_guard lock(m_mutex);
-        return std::exchange(m_data, QByteArray());
-    }
-
-private:
-    std::mutex m_mutex;
-    QByteArray m_data;
-};
-
-// Reads both pipes to their end, whichever has data first, and closes them.
-void drain(int outFd, int errFd, GuardedBuffer &out, GuardedBuffer &err)
-{
-    struct pollfd fds[2] = {{outFd, POLLIN, 0}, {errFd, POLLIN, 0}};
-    GuardedBuffer *buffers[2] = {&out, &err};
-    int open = 2;
-    char chunk[16384];
-    while (open > 0) {
-        if (::poll(fds, 2, -1) < 0) {
-            if (errno == EINTR)
-                continue;
-            break;
-        }
-        for (int i = 0; i < 2; ++i) {
-            if (fds[i].fd < 0 || fds[i].revents == 0)
-                continue;
-            const ssize_t got = ::read(fds[i].fd, chunk, sizeof chunk);
-            if (got > 0) {
-                buffers[i]->append(chunk, qsizetype(got));
-            } else if (got == 0 || errno != EINTR) {
-                ::close(fds[i].fd);
-                fds[i].fd = -1;  // poll passes over negative descriptors
-                --open;
-            }
-        }
-    }
-    for (const struct pollfd &fd : fds) {
-        if (fd.fd >= 0)
-            ::close(fd.fd);
-    }
 }
 
 void closeBoth(int pipe[2])
@@ -84,6 +33,22 @@ void closeBoth(int pipe[2])
         pipe[i] = -1;
     }
 }
+
+// A descriptor that becomes readable when the child ends, or -1 where the system has none.
+int openPidDescriptor(pid_t pid)
+{
+#ifdef SYS_pidfd_open
+    return int(::syscall(SYS_pidfd_open, pid, 0));
+#else
+    (void)pid;
+    return -1;
+#endif
+}
+
+// How long one wait lasts at most: the call's limits are looked at this often, and without a
+// descriptor for the child's end, so is the child.
+constexpr int kLookIntervalMs = 100;
+constexpr int kReapIntervalMs = 10;
 
 }  // namespace
 
@@ -153,7 +118,8 @@ ScriptProcess::Outcome ScriptProcess::run(const QString &executablePath, const Q
     sigfillset(&allSignals);
     posix_spawnattr_setsigmask(&attributes, &noSignals);
     posix_spawnattr_setsigdefault(&attributes, &allSignals);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
 
     const QByteArray program = QFile::encodeName(executablePath);
     std::vector<QByteArray> argumentBytes;
@@ -188,27 +154,81 @@ ScriptProcess::Outcome ScriptProcess::run(const QString &executablePath, const Q
     }
     outcome.launched = true;
 
-    GuardedBuffer out;
-    GuardedBuffer err;
-    std::thread reader;
-    try {
-        reader = std::thread(drain, outPipe[0], errPipe[0], std::ref(out), std::ref(err));
-    } catch (const std::system_error &) {
-        // No thread to be had: read here; the child ends once its output is taken.
-        drain(outPipe[0], errPipe[0], out, err);
-    }
+    // The child leads its own group, which its background children join: the call ends
+    // them all at its end, or at once when it is to stop.
+    ScriptWatchdog *call = ScriptWatchdog::current();
+    ScriptChildProcesses &children = ScriptChildProcesses::shared();
+    children.add(pid, call);
 
+    const int pidfd = openPidDescriptor(pid);
+    int fds[2] = {outPipe[0], errPipe[0]};
+    QByteArray buffers[2];
+    bool reaped = false;
+    bool statusKnown = false;
+    bool stopped = false;
+    bool groupEnded = false;
     int waitStatus = 0;
-    pid_t waited;
-    do {
-        waited = ::waitpid(pid, &waitStatus, 0);
-    } while (waited < 0 && errno == EINTR);
-    // Reading to the end: a child's own children may still hold the pipes.
-    if (reader.joinable())
-        reader.join();
+    char chunk[16384];
+    // Reads both pipes to their end, whichever has data first: a chatty child never stalls on
+    // a full pipe. A child's own children may still hold the pipes after it has ended.
+    while (!reaped || ((fds[0] >= 0 || fds[1] >= 0) && !stopped)) {
+        struct pollfd polled[3];
+        nfds_t count = 0;
+        for (int fd : fds)
+            polled[count++] = {fd, POLLIN, 0};  // poll passes over negative descriptors
+        polled[count++] = {reaped ? -1 : pidfd, POLLIN, 0};
+        const int timeout = !reaped && pidfd < 0 ? kReapIntervalMs : call ? kLookIntervalMs : -1;
+        if (::poll(polled, count, timeout) < 0 && errno != EINTR)
+            break;
+        for (int i = 0; i < 2; ++i) {
+            if (fds[i] < 0 || polled[i].revents == 0)
+                continue;
+            const ssize_t got = ::read(fds[i], chunk, sizeof chunk);
+            if (got > 0) {
+                buffers[i].append(chunk, qsizetype(got));
+            } else if (got == 0 || errno != EINTR) {
+                ::close(fds[i]);
+                fds[i] = -1;
+            }
+        }
+        if (!reaped && (pidfd < 0 || polled[2].revents != 0)) {
+            pid_t waited;
+            do {
+                waited = ::waitpid(pid, &waitStatus, WNOHANG);
+            } while (waited < 0 && errno == EINTR);
+            // Reaped by someone else (waited < 0): the status is unknown, and no success.
+            reaped = waited == pid || waited < 0;
+            statusKnown = waited == pid;
+        }
+        if (!stopped && call && call->reasonToStop()) {
+            // What it has written so far is dropped: the call ends without looking at it.
+            ScriptChildProcesses::endGroup(pid);
+            groupEnded = stopped = true;
+        }
+        if (reaped && !call && !groupEnded) {
+            // No call to outlive: what the child left in the background ends now, and its
+            // output is read to the end.
+            ScriptChildProcesses::endGroup(pid);
+            groupEnded = true;
+        }
+    }
+    if (!reaped) {
+        // The wait itself failed: the child must not outlive it unreaped.
+        ScriptChildProcesses::endGroup(pid);
+        statusKnown = ::waitpid(pid, &waitStatus, 0) == pid;
+        groupEnded = true;
+    }
+    for (int fd : fds) {
+        if (fd >= 0)
+            ::close(fd);
+    }
+    if (pidfd >= 0)
+        ::close(pidfd);
+    // A group with members left stays the call's until it ends.
+    if (groupEnded || !ScriptChildProcesses::hasMembers(pid))
+        children.remove(pid);
 
-    if (waited != pid) {
-        // Someone else reaped it: the status is unknown, and no success.
+    if (!statusKnown) {
         outcome.status = -1;
     } else if (WIFEXITED(waitStatus)) {
         outcome.exitedNormally = true;
@@ -216,7 +236,7 @@ ScriptProcess::Outcome ScriptProcess::run(const QString &executablePath, const Q
     } else if (WIFSIGNALED(waitStatus)) {
         outcome.status = WTERMSIG(waitStatus);
     }
-    outcome.standardOutput = lines(out.take());
-    outcome.standardError = lines(err.take());
+    outcome.standardOutput = lines(buffers[0]);
+    outcome.standardError = lines(buffers[1]);
     return outcome;
 }

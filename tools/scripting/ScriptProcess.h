@@ -10,12 +10,17 @@
 // The executable path is taken as it stands: no look-up in PATH, and a relative path counts
 // from the process's current directory. The child gets the application's environment with
 // PATH widened and the developer tool variables set (developerEnvironment), standard input
-// from /dev/null, and one pipe each for standard output and standard error. Both pipes are
-// read on a background thread while the caller waits, so a chatty child never stalls on a
-// full pipe; each buffer is guarded since two threads reach it.
+// from /dev/null, and one pipe each for standard output and standard error, both read while
+// the caller waits, so a chatty child never stalls on a full pipe.
 //
-// Blocks the calling thread until the child has ended and both pipes are read to their end;
-// there is no time-out. Any thread.
+// The child leads a process group of its own, recorded in ScriptChildProcesses for the
+// script call that runs on the calling thread (ScriptWatchdog::current()): what it leaves
+// running in the background ends when that call ends. When the call is to stop (its time or
+// memory limit, a cancellation, a shutdown) while the child runs, the group is ended at once
+// and the outcome is a failure. Outside a call, the group ends as soon as the child has.
+//
+// Blocks the calling thread until the child has ended and both pipes are read to their end
+// (or the call is to stop). Any thread.
 class ScriptProcess {
 public:
     struct Outcome {
