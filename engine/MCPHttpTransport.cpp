@@ -21,6 +21,7 @@
 #include <sys/eventfd.h>
 #include <sys/random.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 #include <unordered_map>
 #include <vector>
@@ -169,6 +170,39 @@ static void emitLog(const Hooks &hooks, LogMessageType type, int32_t code, const
 
 // Writes everything: partial sends are continued, EINTR is retried, and a peer that has
 // gone away gives an error instead of SIGPIPE.
+// Sends the pieces in order as one stream, in as few system calls as the socket allows.
+static bool sendPieces(int fd, std::initializer_list<std::string_view> pieces)
+{
+    iovec vectors[8];
+    size_t count = 0;
+    for (std::string_view piece : pieces) {
+        if (!piece.empty() && count < std::size(vectors))
+            vectors[count++] = {const_cast<char *>(piece.data()), piece.size()};
+    }
+    iovec *next = vectors;
+    while (count > 0) {
+        msghdr message{};
+        message.msg_iov = next;
+        message.msg_iovlen = count;
+        ssize_t sent = ::sendmsg(fd, &message, MSG_NOSIGNAL);
+        if (sent < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        while (count > 0 && size_t(sent) >= next->iov_len) {
+            sent -= ssize_t(next->iov_len);
+            ++next;
+            --count;
+        }
+        if (count > 0) {
+            next->iov_base = static_cast<char *>(next->iov_base) + sent;
+            next->iov_len -= size_t(sent);
+        }
+    }
+    return true;
+}
+
 static bool sendAll(int fd, const std::string &data)
 {
     const char *p = data.data();
@@ -247,8 +281,16 @@ std::string MCPHttpTransport::buildResponse(int status, std::string_view content
 std::string MCPHttpTransport::buildResponse(int status, std::string_view contentType, std::string_view body,
                                             std::string_view extraHeaders, bool keepAlive)
 {
+    std::string out = buildResponseHead(status, contentType, body.size(), extraHeaders, keepAlive, body.size());
+    out += body;
+    return out;
+}
+
+std::string MCPHttpTransport::buildResponseHead(int status, std::string_view contentType, size_t contentLength,
+                                                std::string_view extraHeaders, bool keepAlive, size_t reserveBody)
+{
     std::string out;
-    out.reserve(220 + extraHeaders.size() + body.size());
+    out.reserve(220 + extraHeaders.size() + reserveBody);
     out += "HTTP/1.1 ";
     out += std::to_string(status);
     out += ' ';
@@ -256,7 +298,7 @@ std::string MCPHttpTransport::buildResponse(int status, std::string_view content
     out += "\r\nContent-Type: ";
     out += contentType;
     out += "\r\nContent-Length: ";
-    out += std::to_string(body.size());
+    out += std::to_string(contentLength);
     out += "\r\nAccess-Control-Allow-Origin: *"
            "\r\nAccess-Control-Allow-Methods: POST, GET, OPTIONS"
            "\r\nAccess-Control-Allow-Headers: Content-Type"
@@ -264,7 +306,6 @@ std::string MCPHttpTransport::buildResponse(int status, std::string_view content
     out += keepAlive ? "keep-alive\r\n" : "close\r\n";
     out += extraHeaders;
     out += "\r\n";
-    out += body;
     return out;
 }
 
@@ -1142,8 +1183,14 @@ void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared
 {
     if (!message)
         return;
-    // Messages are immutable once handed on, so the text is built before the lock.
-    const std::string body = message->toString();
+    // Messages are immutable once handed on, so the text is built before the lock. A kept
+    // result (a list) is sent from where it is kept, between its envelope's two ends.
+    std::string before;
+    std::string after;
+    std::string body;
+    const bool around = message->envelopeAroundResultText(before, after);
+    if (!around)
+        body = message->toString();
     // The entry leaves the table under the lock, so that stop can no longer close this
     // socket; the write and the close then happen outside it. Holding the lock across a
     // loopback write, which runs the receiver's side too, made every other response
@@ -1163,7 +1210,12 @@ void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared
         else
             m_shared->pendingConnections.erase(it);
     }
-    sendAll(fd, buildResponse(200, "application/json", body, {}, keepOpen));
+    if (around) {
+        const size_t length = before.size() + message->resultText->size() + after.size();
+        sendPieces(fd, {buildResponseHead(200, "application/json", length, {}, keepOpen), before, *message->resultText, after});
+    } else {
+        sendPieces(fd, {buildResponseHead(200, "application/json", body.size(), {}, keepOpen), body});
+    }
     if (!keepOpen)
         closeAfterAnswer(fd);
 }

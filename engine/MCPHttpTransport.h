@@ -81,6 +81,11 @@ public:
     static std::string buildResponse(int status, std::string_view contentType, std::string_view body,
                                      std::string_view extraHeaders, bool keepAlive = false);
     // {"jsonrpc":"2.0","id":null,"error":{"code":-32000,"message":...}}: the body of a refusal.
+    // The status line and headers of buildResponse for a body of contentLength bytes sent
+    // apart; reserveBody makes room to append that body.
+    static std::string buildResponseHead(int status, std::string_view contentType, size_t contentLength,
+                                         std::string_view extraHeaders = {}, bool keepAlive = false,
+                                         size_t reserveBody = 0);
     // The answer to a browser's CORS preflight of an admitted origin.
     static std::string buildPreflightResponse(bool keepAlive = false);
     static std::string refusalBody(std::string_view message);

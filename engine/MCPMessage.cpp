@@ -35,6 +35,17 @@ std::shared_ptr<MCPMessage> MCPMessage::parse(std::string_view text)
     return message;
 }
 
+bool MCPMessage::envelopeAroundResultText(std::string &before, std::string &after) const
+{
+    if (type != MessageType::Response || !resultText)
+        return false;
+    before = "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": ";
+    id.appendTo(before);
+    before += ",\n  \"result\": ";
+    after = "\n}";
+    return true;
+}
+
 std::string MCPMessage::toString() const
 {
     std::string out;

@@ -41,6 +41,10 @@ public:
 
     // The envelope's fixed text layout.
     std::string toString() const;
+    // For a response whose result is kept as text: the envelope before and after it, so
+    // that before + *resultText + after == toString() and a large kept result is sent as it
+    // is, without a copy. False (nothing written) for any other message.
+    bool envelopeAroundResultText(std::string &before, std::string &after) const;
 
     // Whether the sender expects no answer: a notification, or a response of the client's.
     bool expectsNoAnswer() const { return type == MessageType::Notification || type == MessageType::Response; }
