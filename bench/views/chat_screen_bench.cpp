@@ -48,8 +48,8 @@ int main(int argc, char **argv)
     question.content = QStringLiteral("Explain the server.");
     TranscriptMessage answer;
     answer.role = TranscriptMessage::Role::assistant;
-    model->transcript = {question, answer};
-    emit model->transcriptReset();
+    ChatSession &session = model->session();
+    session.setTranscript({question, answer});
     QApplication::processEvents();
 
     constexpr int tokens = 20000;
@@ -65,21 +65,19 @@ int main(int argc, char **argv)
         sent += count;
         QElapsedTimer frame;
         frame.start();
-        model->transcript.last().content += delta;
-        emit model->messageChanged(model->transcript.last().id);
+        session.updateMessage(answer.id, [&](TranscriptMessage &message) { message.content += delta; });
         view.repaint();
         frames.push_back(frame.nsecsElapsed() / 1e6);
     }
     const double streamed = total.nsecsElapsed() / 1e6;
     QElapsedTimer final;
     final.start();
-    model->transcript.last().isComplete = true;
-    emit model->messageChanged(model->transcript.last().id);
+    session.updateMessage(answer.id, [](TranscriptMessage &message) { message.isComplete = true; });
     view.repaint();
     const double finalRender = final.nsecsElapsed() / 1e6;
 
     std::printf("Chat screen, a streamed answer of %d tokens in %zu deltas (%lld characters)\n", tokens, frames.size(),
-                static_cast<long long>(model->transcript.last().content.size()));
+                static_cast<long long>(session.transcript().last().content.size()));
     std::printf("  frame time: median %.2f ms, p90 %.2f ms, p99 %.2f ms, worst %.2f ms (goal: median under 16 ms)\n",
                 percentile(frames, 0.5), percentile(frames, 0.9), percentile(frames, 0.99), percentile(frames, 1.0));
     std::printf("  total %.0f ms; the final Markdown render when the answer completes %.0f ms\n", streamed, finalRender);

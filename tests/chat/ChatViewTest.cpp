@@ -47,16 +47,18 @@ TEST(ChatViewTest, ConnectAskSearchSaveAndImport)
     ChatView::startsServerOnAppear = false;
     ProviderPeer peer;
     auto *model = new ChatViewModel;
-    model->selectProvider(AIProviderID::lmStudio);
-    model->baseURL = peer.baseURL();
-    model->systemPrompt.clear();
+    model->connection().selectProvider(AIProviderID::lmStudio);
+    model->connection().setBaseURL(peer.baseURL());
+    model->connection().setSystemPrompt(QString());
     ChatView view(model);
     model->setParent(&view);
     view.resize(900, 700);
     view.show();
 
     view.findChild<QPushButton *>(QStringLiteral("connect"))->click();
-    ASSERT_TRUE(waitUntil([&] { return model->connectionState == ChatViewModel::ConnectionState::connected && !model->isBusy; }));
+    ASSERT_TRUE(waitUntil([&] {
+        return model->connection().state() == ChatViewModel::ConnectionState::connected && !model->status().isBusy();
+    }));
     EXPECT_EQ(view.statusLine()->text(), "Connected — 2 model(s) available.");
     EXPECT_EQ(view.findChild<QComboBox *>(QStringLiteral("models"))->count(), 2);
     EXPECT_EQ(view.findChild<QPushButton *>(QStringLiteral("connect"))->text(), "Disconnect");
@@ -66,15 +68,15 @@ TEST(ChatViewTest, ConnectAskSearchSaveAndImport)
     view.input()->setFocus();
     QTest::keyClicks(view.input(), QStringLiteral("   "));
     QTest::keyClick(view.input(), Qt::Key_Return);
-    EXPECT_TRUE(model->transcript.isEmpty());
+    EXPECT_TRUE(model->session().transcript().isEmpty());
     view.input()->clear();
     QTest::keyClicks(view.input(), QStringLiteral("Read"));
     QTest::keyClick(view.input(), Qt::Key_Return, Qt::ShiftModifier);
     QTest::keyClicks(view.input(), QStringLiteral("the file"));
-    EXPECT_EQ(model->prompt, "Read\nthe file");
+    EXPECT_EQ(model->prompt(), "Read\nthe file");
     QTest::keyClick(view.input(), Qt::Key_Return);
     EXPECT_EQ(view.sendButton()->text(), "Stop");
-    ASSERT_TRUE(waitUntil([&] { return !model->isBusy; }, 20000));
+    ASSERT_TRUE(waitUntil([&] { return !model->status().isBusy(); }, 20000));
     EXPECT_TRUE(view.input()->toPlainText().isEmpty());
     EXPECT_EQ(view.sendButton()->text(), "Send");
 
@@ -124,6 +126,53 @@ TEST(ChatViewTest, ConnectAskSearchSaveAndImport)
     EXPECT_FALSE(view.importFrom(path));
     EXPECT_TRUE(alerted);
     EXPECT_EQ(view.bubbles().size(), 2);
+}
+
+// The input field and the chips above it follow the model both ways; Tab walks the screen
+// from the connection row down to the send button.
+TEST(ChatViewTest, TheInputAndTheAttachmentsFollowTheModel)
+{
+    ChatView::startsServerOnAppear = false;
+    ProviderPeer peer;
+    auto *model = new ChatViewModel;
+    model->connection().selectProvider(AIProviderID::lmStudio);
+    model->connection().setBaseURL(peer.baseURL());
+    model->connection().setSystemPrompt(QString());
+    ChatView view(model);
+    model->setParent(&view);
+    view.show();
+    model->connection().connect();
+    ASSERT_TRUE(waitUntil([&] {
+        return model->connection().state() == ChatViewModel::ConnectionState::connected && !model->status().isBusy();
+    }));
+
+    EXPECT_FALSE(view.sendButton()->isEnabled());  // nothing to send yet
+    QTest::keyClicks(view.input(), QStringLiteral("Hi"));
+    EXPECT_EQ(model->prompt(), "Hi");
+    EXPECT_TRUE(view.sendButton()->isEnabled());
+    model->insertPickedText(QStringLiteral("from a picker"));
+    EXPECT_EQ(view.input()->toPlainText(), "Hi\nfrom a picker");
+    model->setPrompt(QString());
+    EXPECT_TRUE(view.input()->toPlainText().isEmpty());
+    EXPECT_FALSE(view.sendButton()->isEnabled());
+
+    model->attachments().addText(QStringLiteral("int a;"));
+    auto chip = [&]() -> QToolButton * {
+        for (QToolButton *button : view.findChildren<QToolButton *>())
+            if (button->text() == QStringLiteral("Editor Text  ✕"))
+                return button;
+        return nullptr;
+    };
+    ASSERT_NE(chip(), nullptr);
+    EXPECT_EQ(chip()->toolTip(), "int a;");
+    chip()->click();
+    EXPECT_TRUE(waitUntil([&] { return model->attachments().items().isEmpty() && !chip(); }));
+
+    const QStringList walk = {"provider", "connect", "models", "loadModel", "refreshModels", "connectionSettings",
+                              "modelSettings", "chatSettings", "mcpIntegrations", "transcriptSearch", "server",
+                              "exportChat", "importChat", "clearChat", "transcript", "startDownload", "checkStatus",
+                              "addFiles", "insertPrompt", "insertResource", "chatInput", "send", "chatStatus"};
+    EXPECT_EQ(ViewsTestSupport::focusOrder(&view, walk), walk);
 }
 
 // The AI Chat destination of the window is the chat screen.
@@ -230,30 +279,30 @@ TEST(ChatViewTest, TheIntegrationEditorChoosesInternalTools)
 TEST(ChatViewTest, ModelAndConnectionSettings)
 {
     ChatViewModel model;
-    model.selectProvider(AIProviderID::lmStudio);
-    model.temperature = 0.5;
-    model.maxOutputTokens = 512;
-    ModelSettingsWindow window(&model);
+    model.connection().selectProvider(AIProviderID::lmStudio);
+    model.connection().setTemperature(0.5);
+    model.connection().setMaxOutputTokens(512);
+    ModelSettingsWindow window(&model.connection());
     window.fields()->temperatureField()->setText(QStringLiteral("1.7"));
     window.fields()->maxTokensField()->setText(QStringLiteral("lots"));
     window.save();
-    EXPECT_EQ(model.temperature, 1.0);
-    EXPECT_EQ(model.maxOutputTokens, 512);
-    ModelSettingsWindow again(&model);
+    EXPECT_EQ(model.connection().temperature(), 1.0);
+    EXPECT_EQ(model.connection().maxOutputTokens(), 512);
+    ModelSettingsWindow again(&model.connection());
     for (QToolButton *choice : again.findChildren<QToolButton *>())
         if (choice->text() == "2k")
             choice->click();
     EXPECT_EQ(again.fields()->maxTokensField()->text(), "2048");
 
-    const QString liveURL = model.baseURL;
-    LLMConnectionSettingsDialog sheet(&model);
+    const QString liveURL = model.connection().baseURL();
+    LLMConnectionSettingsDialog sheet(&model.connection());
     sheet.providerField()->setCurrentIndex(sheet.providerField()->findData(int(AIProviderID::anthropic)));
     EXPECT_EQ(sheet.urlField()->text(), AIProvider::defaultBaseURL(AIProviderID::anthropic));
     sheet.tokenField()->setText(QStringLiteral("  sk-ant  "));
     sheet.saveAndClose();
-    EXPECT_EQ(model.baseURL, liveURL);
-    EXPECT_EQ(model.settings(AIProviderID::anthropic).token, "sk-ant");
-    EXPECT_NE(model.token, "sk-ant");
+    EXPECT_EQ(model.connection().baseURL(), liveURL);
+    EXPECT_EQ(model.connection().settings(AIProviderID::anthropic).token, "sk-ant");
+    EXPECT_NE(model.connection().token(), "sk-ant");
 }
 
 // A long answer can be folded to its first lines and opened again; a short one cannot.

@@ -77,20 +77,22 @@ TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
 
     ProviderPeer peer;
     ChatViewModel chat(&integrations);
-    chat.selectProvider(AIProviderID::lmStudio);
-    chat.baseURL = peer.baseURL();
-    chat.systemPrompt.clear();
-    chat.connect();
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return chat.connectionState == ChatViewModel::ConnectionState::connected && !chat.isBusy; }));
-    chat.send(QStringLiteral("What is in ") + notes + QStringLiteral(" ?"));
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return !chat.isBusy; }, 30000));
+    chat.connection().selectProvider(AIProviderID::lmStudio);
+    chat.connection().setBaseURL(peer.baseURL());
+    chat.connection().setSystemPrompt(QString());
+    chat.connection().connect();
+    ASSERT_TRUE(TestSupport::waitUntil([&] {
+        return chat.connection().state() == ChatViewModel::ConnectionState::connected && !chat.status().isBusy();
+    }));
+    chat.session().send(QStringLiteral("What is in ") + notes + QStringLiteral(" ?"));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !chat.status().isBusy(); }, 30000));
 
     const QJsonArray sent = QJsonDocument::fromJson(peer.lastRequest().body).object().value("integrations").toArray();
     EXPECT_EQ(sent.at(0).toObject().value("server_url").toString(), QStringLiteral("http://127.0.0.1:%1").arg(port));
     EXPECT_EQ(sent.at(0).toObject().value("headers").toObject().value("Authorization").toString(),
               QStringLiteral("Bearer ") + header.captured(1));
-    ASSERT_EQ(chat.transcript.size(), 2);
-    const TranscriptMessage &answer = chat.transcript.last();
+    ASSERT_EQ(chat.session().transcript().size(), 2);
+    const TranscriptMessage &answer = chat.session().transcript().last();
     ASSERT_EQ(answer.toolCalls.size(), 1);
     const MCPToolCall &call = answer.toolCalls.first();
     EXPECT_EQ(call.tool, "read_file");

@@ -23,17 +23,17 @@ namespace {
 std::unique_ptr<ChatViewModel> modelFor(const ProviderPeer &peer, AIProviderID provider = AIProviderID::lmStudio)
 {
     auto model = std::make_unique<ChatViewModel>();
-    model->selectProvider(provider);
-    model->baseURL = peer.baseURL();
-    model->systemPrompt.clear();
-    model->token.clear();
-    model->clearChat();
+    model->connection().selectProvider(provider);
+    model->connection().setBaseURL(peer.baseURL());
+    model->connection().setSystemPrompt(QString());
+    model->connection().setToken(QString());
+    model->session().clearChat();
     return model;
 }
 
 bool settle(ChatViewModel &model)
 {
-    return waitUntil([&] { return !model.isBusy; }, 20000);
+    return waitUntil([&] { return !model.status().isBusy(); }, 20000);
 }
 
 int requestsTo(const ProviderPeer &peer, const QByteArray &path)
@@ -52,34 +52,36 @@ TEST(ChatViewModelTest, ConnectPicksTheModelAndOpensTheThreadWithTheSystemPrompt
 {
     ProviderPeer peer;
     auto cloud = modelFor(peer, AIProviderID::openAI);
-    cloud->connect();
-    EXPECT_EQ(cloud->connectionState, ChatViewModel::ConnectionState::disconnected);
-    EXPECT_EQ(cloud->statusText, AIProvider::displayName(AIProviderID::openAI) + " requires an API key in Connection Settings.");
+    cloud->connection().connect();
+    EXPECT_EQ(cloud->connection().state(), ChatViewModel::ConnectionState::disconnected);
+    EXPECT_EQ(cloud->status().text(),
+              AIProvider::displayName(AIProviderID::openAI) + " requires an API key in Connection Settings.");
     EXPECT_TRUE(peer.requests().isEmpty());
 
     auto model = modelFor(peer);
-    model->selectedModel = QStringLiteral("gone");
-    model->connect();
+    model->connection().setSelectedModel(QStringLiteral("gone"));
+    model->connection().connect();
     ASSERT_TRUE(settle(*model));
-    EXPECT_EQ(model->connectionState, ChatViewModel::ConnectionState::connected);
-    EXPECT_EQ(model->statusText, "Connected — 2 model(s) available.");  // no system prompt: nothing sent
-    EXPECT_EQ(model->selectedModel, "qwen-7b");
-    EXPECT_TRUE(model->transcript.isEmpty());
+    EXPECT_EQ(model->connection().state(), ChatViewModel::ConnectionState::connected);
+    EXPECT_EQ(model->status().text(), "Connected — 2 model(s) available.");  // no system prompt: nothing sent
+    EXPECT_EQ(model->connection().selectedModel(), "qwen-7b");
+    EXPECT_TRUE(model->session().transcript().isEmpty());
 
-    model->systemPrompt = QStringLiteral("You are terse.");
+    model->connection().setSystemPrompt(QStringLiteral("You are terse."));
     for (int round = 1; round <= 2; ++round) {
-        model->connect();
+        model->connection().connect();
         ASSERT_TRUE(waitUntil([&] {
-            return model->transcript.size() == 2 * round && model->transcript.last().isComplete && !model->isBusy;
-        }, 20000)) << model->statusText.toStdString();
-        EXPECT_EQ(model->statusText, "Ready.");
-        ASSERT_EQ(model->transcript.size(), 2 * round);
-        const TranscriptMessage &answer = model->transcript.last();
-        EXPECT_EQ(model->transcript.at(2 * round - 2).content, "You are terse.");
+            const QList<TranscriptMessage> &transcript = model->session().transcript();
+            return transcript.size() == 2 * round && transcript.last().isComplete && !model->status().isBusy();
+        }, 20000)) << model->status().text().toStdString();
+        EXPECT_EQ(model->status().text(), "Ready.");
+        ASSERT_EQ(model->session().transcript().size(), 2 * round);
+        const TranscriptMessage &answer = model->session().transcript().last();
+        EXPECT_EQ(model->session().transcript().at(2 * round - 2).content, "You are terse.");
         EXPECT_EQ(answer.content, "Hello, world.");  // only the message deltas count here
         EXPECT_TRUE(answer.isComplete);
         EXPECT_TRUE(answer.toolCalls.isEmpty());
-        EXPECT_EQ(model->lastResponseID, "resp_1");
+        EXPECT_EQ(model->session().lastResponseID(), "resp_1");
     }
     const QJsonObject sent = QJsonDocument::fromJson(peer.lastRequest().body).object();
     EXPECT_EQ(sent.value("input").toString(), "You are terse.");
@@ -88,20 +90,55 @@ TEST(ChatViewModelTest, ConnectPicksTheModelAndOpensTheThreadWithTheSystemPrompt
 
     // Refresh keeps a listed model even when another is loaded; a provider switch disconnects,
     // keeps the transcript and takes the other provider's stored settings.
-    model->selectedModel = QStringLiteral("nomic-embed");
-    model->refreshModels();
+    model->connection().setSelectedModel(QStringLiteral("nomic-embed"));
+    model->connection().refreshModels();
     ASSERT_TRUE(settle(*model));
-    EXPECT_EQ(model->selectedModel, "nomic-embed");
-    EXPECT_EQ(model->statusText, "Refreshed 2 model(s) available.");
-    model->saveSettings();
-    model->selectProvider(AIProviderID::anthropic);
-    EXPECT_EQ(model->connectionState, ChatViewModel::ConnectionState::disconnected);
-    EXPECT_EQ(model->statusText, "Disconnected.");
-    EXPECT_EQ(model->baseURL, AIProvider::defaultBaseURL(AIProviderID::anthropic));
-    EXPECT_EQ(model->transcript.size(), 4);
-    model->selectProvider(AIProviderID::lmStudio);
-    EXPECT_EQ(model->baseURL, peer.baseURL());
-    EXPECT_EQ(model->systemPrompt, "You are terse.");
+    EXPECT_EQ(model->connection().selectedModel(), "nomic-embed");
+    EXPECT_EQ(model->status().text(), "Refreshed 2 model(s) available.");
+    model->connection().saveSettings();
+    model->connection().selectProvider(AIProviderID::anthropic);
+    EXPECT_EQ(model->connection().state(), ChatViewModel::ConnectionState::disconnected);
+    EXPECT_EQ(model->status().text(), "Disconnected.");
+    EXPECT_EQ(model->connection().baseURL(), AIProvider::defaultBaseURL(AIProviderID::anthropic));
+    EXPECT_EQ(model->session().transcript().size(), 4);
+    model->connection().selectProvider(AIProviderID::lmStudio);
+    EXPECT_EQ(model->connection().baseURL(), peer.baseURL());
+    EXPECT_EQ(model->connection().systemPrompt(), "You are terse.");
+}
+
+// A dropped link leaves the provider's thread behind, so the next question starts a new one;
+// a load opens a thread with the system prompt, as a connect does.
+TEST(ChatViewModelTest, DisconnectEndsTheThreadAndALoadOpensANewOne)
+{
+    ProviderPeer peer;
+    auto model = modelFor(peer);
+    ProviderConnection &link = model->connection();
+    link.connect();
+    ASSERT_TRUE(settle(*model));
+    model->session().send(QStringLiteral("Question"));
+    ASSERT_TRUE(settle(*model));
+    ASSERT_EQ(model->session().lastResponseID(), "resp_1");
+
+    link.disconnect();
+    EXPECT_FALSE(model->session().lastResponseID());
+    EXPECT_EQ(model->session().transcript().size(), 2);
+    link.connect();
+    ASSERT_TRUE(settle(*model));
+    model->session().send(QStringLiteral("Again"));
+    ASSERT_TRUE(settle(*model));
+    EXPECT_FALSE(QJsonDocument::fromJson(peer.lastRequest().body).object().contains("previous_response_id"));
+
+    link.setSystemPrompt(QStringLiteral("Be brief."));
+    link.loadSelectedModel();
+    ASSERT_TRUE(waitUntil([&] {
+        return model->session().transcript().size() == 6 && model->session().transcript().last().isComplete &&
+               !model->status().isBusy();
+    }, 20000)) << model->status().text().toStdString();
+    EXPECT_EQ(model->session().transcript().at(4).content, "Be brief.");
+    EXPECT_EQ(model->status().text(), "Ready.");
+    const QJsonObject opened = QJsonDocument::fromJson(peer.lastRequest().body).object();
+    EXPECT_EQ(opened.value("input").toString(), "Be brief.");
+    EXPECT_FALSE(opened.contains("previous_response_id"));
 }
 
 // With no model loaded, connect ends asking for a load and appends nothing; load, unload and the
@@ -110,58 +147,60 @@ TEST(ChatViewModelTest, ModelOperationsAndTheirStatusLines)
 {
     ProviderPeer peer;
     auto model = modelFor(peer);
-    model->systemPrompt = QStringLiteral("Hi");
-    model->refreshModels();
-    EXPECT_EQ(model->statusText, "Not connected. Click Connect first.");
-    model->connect();
-    ASSERT_TRUE(waitUntil([&] { return model->connectionState == ChatViewModel::ConnectionState::connected; }, 20000));
+    model->connection().setSystemPrompt(QStringLiteral("Hi"));
+    model->connection().refreshModels();
+    EXPECT_EQ(model->status().text(), "Not connected. Click Connect first.");
+    model->connection().connect();
+    ASSERT_TRUE(waitUntil([&] { return model->connection().state() == ChatViewModel::ConnectionState::connected; }, 20000));
     ASSERT_TRUE(settle(*model));
     // The peer lists qwen-7b as loaded; take the load away to see the refusal.
-    model->lmStudioModels[0].loadedInstances.clear();
-    model->sendSystemPrompt();
-    const qsizetype before = model->transcript.size();
-    EXPECT_EQ(model->statusText, "Please load model first.");
-    EXPECT_EQ(model->transcript.size(), before);
+    QList<LMSModel> listed = model->connection().lmStudioModels();
+    listed[0].loadedInstances.clear();
+    model->connection().setLMStudioModels(listed);
+    model->session().sendSystemPrompt();
+    const qsizetype before = model->session().transcript().size();
+    EXPECT_EQ(model->status().text(), "Please load model first.");
+    EXPECT_EQ(model->session().transcript().size(), before);
 
-    model->systemPrompt.clear();
-    model->loadSelectedModel();
+    model->connection().setSystemPrompt(QString());
+    model->connection().loadSelectedModel();
     ASSERT_TRUE(settle(*model));
-    EXPECT_EQ(model->statusText, "Loaded 'qwen-7b' in 2.5s.");
-    ASSERT_TRUE(model->loadedModel);
-    EXPECT_EQ(model->loadedModel->key, "qwen-7b");
-    model->unloadSelectedModel();
+    EXPECT_EQ(model->status().text(), "Loaded 'qwen-7b' in 2.5s.");
+    ASSERT_TRUE(model->connection().loadedModel());
+    EXPECT_EQ(model->connection().loadedModel()->key, "qwen-7b");
+    model->connection().unloadSelectedModel();
     ASSERT_TRUE(settle(*model));
-    EXPECT_EQ(model->statusText, "Unloaded 'qwen-7b'.");
+    EXPECT_EQ(model->status().text(), "Unloaded 'qwen-7b'.");
 
-    model->checkDownloadStatus();
-    EXPECT_EQ(model->statusText, "Enter a job ID first.");
-    model->downloadModelName = QStringLiteral("qwen-14b");
-    model->startDownload();
+    model->connection().checkDownloadStatus();
+    EXPECT_EQ(model->status().text(), "Enter a job ID first.");
+    model->connection().setDownloadModelName(QStringLiteral("qwen-14b"));
+    model->connection().startDownload();
     ASSERT_TRUE(settle(*model));
-    EXPECT_EQ(model->downloadJobID, "job-1");
-    EXPECT_EQ(model->statusText, "Downloading 0%");
-    model->checkDownloadStatus();
+    EXPECT_EQ(model->connection().downloadJobID(), "job-1");
+    EXPECT_EQ(model->status().text(), "Downloading 0%");
+    model->connection().checkDownloadStatus();
     ASSERT_TRUE(settle(*model));
-    EXPECT_EQ(model->statusText, "Downloading 40% 400.0 B/s");
+    EXPECT_EQ(model->status().text(), "Downloading 40% 400.0 B/s");
     for (int poll = 0; poll < 2; ++poll) {
-        model->checkDownloadStatus();
+        model->connection().checkDownloadStatus();
         ASSERT_TRUE(settle(*model));
     }
-    EXPECT_EQ(model->statusText, "Download completed.");
+    EXPECT_EQ(model->status().text(), "Download completed.");
 
     LMSDownloadStatus empty;
     empty.totalSizeBytes = 0;
     empty.downloadedBytes = 0;
     empty.bytesPerSecond = 3.5 * 1024 * 1024;
-    EXPECT_EQ(ChatViewModel::downloadStatusLine(empty), "Downloading … 3.5 MB/s");
+    EXPECT_EQ(ProviderConnection::downloadStatusLine(empty), "Downloading … 3.5 MB/s");
 
     auto cloud = modelFor(peer, AIProviderID::gemini);
-    cloud->loadSelectedModel();
-    EXPECT_EQ(cloud->statusText, "Model loading is only available for LM Studio.");
-    cloud->baseURL = QStringLiteral("not a url");
-    cloud->token = QStringLiteral("key");
-    cloud->connect();
-    EXPECT_EQ(cloud->statusText, "Invalid base URL");
+    cloud->connection().loadSelectedModel();
+    EXPECT_EQ(cloud->status().text(), "Model loading is only available for LM Studio.");
+    cloud->connection().setBaseURL(QStringLiteral("not a url"));
+    cloud->connection().setToken(QStringLiteral("key"));
+    cloud->connection().connect();
+    EXPECT_EQ(cloud->status().text(), "Invalid base URL");
 }
 
 // A streamed answer: the attachments block ahead of the text, reasoning, a tool call with its
@@ -170,7 +209,7 @@ TEST(ChatViewModelTest, AStreamedAnswerBuildsReasoningToolCallAndText)
 {
     ProviderPeer peer;
     auto model = modelFor(peer);
-    model->connect();
+    model->connection().connect();
     ASSERT_TRUE(settle(*model));
     const QString dir = TestSupport::makeTempDir();
     QFile notes(dir + "/notes.txt");
@@ -181,24 +220,24 @@ TEST(ChatViewModelTest, AStreamedAnswerBuildsReasoningToolCallAndText)
     ASSERT_TRUE(binary.open(QIODevice::WriteOnly));
     binary.write("\xff\xfe\x00\x01", 4);
     binary.close();
-    model->addAttachment(dir + "/notes.txt");
-    model->addAttachment(dir + "/./sub/../notes.txt");  // the same file by another spelling
-    model->addAttachment(dir + "/blob.bin");
-    EXPECT_EQ(model->attachments.size(), 2);
+    model->attachments().addFile(dir + "/notes.txt");
+    model->attachments().addFile(dir + "/./sub/../notes.txt");  // the same file by another spelling
+    model->attachments().addFile(dir + "/blob.bin");
+    EXPECT_EQ(model->attachments().items().size(), 2);
 
-    model->prompt = QStringLiteral("  What is in it?\n");
+    model->setPrompt(QStringLiteral("  What is in it?\n"));
     ASSERT_TRUE(model->canSend());
     model->sendPrompt(true);
-    EXPECT_TRUE(model->isBusy);
-    EXPECT_FALSE(model->prompt.isEmpty());  // stays until the answer has ended
+    EXPECT_TRUE(model->status().isBusy());
+    EXPECT_FALSE(model->prompt().isEmpty());  // stays until the answer has ended
     ASSERT_TRUE(settle(*model));
 
     const QJsonObject sent = QJsonDocument::fromJson(peer.lastRequest().body).object();
     EXPECT_EQ(sent.value("input").toString(),
               "<file name=\"notes.txt\">\nline one\n</file>\n<file name=\"blob.bin\">[binary – cannot embed]</file>\n\nWhat is in it?");
-    ASSERT_EQ(model->transcript.size(), 2);
-    EXPECT_EQ(model->transcript.at(0).content, "What is in it?");
-    const TranscriptMessage &answer = model->transcript.at(1);
+    ASSERT_EQ(model->session().transcript().size(), 2);
+    EXPECT_EQ(model->session().transcript().at(0).content, "What is in it?");
+    const TranscriptMessage &answer = model->session().transcript().at(1);
     EXPECT_EQ(answer.role, Role::toolCall);
     EXPECT_EQ(answer.reasoning, "Let me look.");
     EXPECT_EQ(answer.content, "Hello, world.");
@@ -211,27 +250,27 @@ TEST(ChatViewModelTest, AStreamedAnswerBuildsReasoningToolCallAndText)
     EXPECT_TRUE(answer.toolCalls.at(0).isCompleted);
     ASSERT_TRUE(answer.stats);
     EXPECT_EQ(answer.stats->totalOutputTokens, 34);
-    EXPECT_EQ(model->statusText, "42 tok/s | 34 tokens | 0.25s to first token");
-    EXPECT_EQ(model->lastResponseID, "resp_1");
-    EXPECT_TRUE(model->prompt.isEmpty());
-    EXPECT_TRUE(model->attachments.isEmpty());
+    EXPECT_EQ(model->status().text(), "42 tok/s | 34 tokens | 0.25s to first token");
+    EXPECT_EQ(model->session().lastResponseID(), "resp_1");
+    EXPECT_TRUE(model->prompt().isEmpty());
+    EXPECT_TRUE(model->attachments().items().isEmpty());
     EXPECT_EQ(XcodeBridgeService::readResponse(), "Hello, world.");
-    EXPECT_EQ(model->historyModel()->items().last().prompt, "What is in it?");
+    EXPECT_EQ(model->session().historyModel()->items().last().prompt, "What is in it?");
 
     // The next question continues the thread; a search finds the tool call's output.
-    model->send(QStringLiteral("And then?"));
+    model->session().send(QStringLiteral("And then?"));
     ASSERT_TRUE(settle(*model));
     EXPECT_EQ(QJsonDocument::fromJson(peer.lastRequest().body).object().value("previous_response_id").toString(), "resp_1");
-    EXPECT_EQ(model->searchTranscript(QStringLiteral("HELLO")).size(), 2);
-    EXPECT_EQ(model->searchTranscript(QStringLiteral("/tmp/a")).size(), 2);
+    EXPECT_EQ(model->session().searchTranscript(QStringLiteral("HELLO")).size(), 2);
+    EXPECT_EQ(model->session().searchTranscript(QStringLiteral("/tmp/a")).size(), 2);
 
     // White space alone sends nothing; not connected says so and appends nothing.
-    model->send(QStringLiteral(" \n\t"));
-    EXPECT_EQ(model->transcript.size(), 4);
-    model->disconnect();
-    model->send(QStringLiteral("hello"));
-    EXPECT_EQ(model->statusText, "Not connected. Click Connect first.");
-    EXPECT_EQ(model->transcript.size(), 4);
+    model->session().send(QStringLiteral(" \n\t"));
+    EXPECT_EQ(model->session().transcript().size(), 4);
+    model->connection().disconnect();
+    model->session().send(QStringLiteral("hello"));
+    EXPECT_EQ(model->status().text(), "Not connected. Click Connect first.");
+    EXPECT_EQ(model->session().transcript().size(), 4);
 }
 
 // A stream that fails ends the bubble with the reason; an abort mid-stream ends it at once.
@@ -239,29 +278,29 @@ TEST(ChatViewModelTest, StreamFailuresAndAbort)
 {
     ProviderPeer peer;
     auto model = modelFor(peer);
-    model->connect();
+    model->connection().connect();
     ASSERT_TRUE(settle(*model));
 
     peer.setFailure(ProviderPeer::Failure::serverError);
-    model->send(QStringLiteral("Hi"));
+    model->session().send(QStringLiteral("Hi"));
     ASSERT_TRUE(settle(*model));
-    EXPECT_TRUE(model->statusText.startsWith("Error: HTTP 500")) << model->statusText.toStdString();
-    EXPECT_TRUE(model->transcript.last().content.startsWith("Request failed:\nHTTP 500"));
-    EXPECT_TRUE(model->transcript.last().isComplete);
+    EXPECT_TRUE(model->status().text().startsWith("Error: HTTP 500")) << model->status().text().toStdString();
+    EXPECT_TRUE(model->session().transcript().last().content.startsWith("Request failed:\nHTTP 500"));
+    EXPECT_TRUE(model->session().transcript().last().isComplete);
 
     peer.setFailure(ProviderPeer::Failure::slow);
     bool done = false;
-    model->send(QStringLiteral("Hi again"), [&] { done = true; });
+    model->session().send(QStringLiteral("Hi again"), [&] { done = true; });
     ASSERT_TRUE(waitUntil([&] { return peer.requests().size() >= 1 && requestsTo(peer, "/api/v1/chat") == 2; }));
-    model->abort();
+    model->session().abort();
     EXPECT_TRUE(done);
-    EXPECT_FALSE(model->isBusy);
-    EXPECT_EQ(model->statusText, "Aborted.");
-    EXPECT_EQ(model->transcript.last().content, "*(aborted)*");
-    EXPECT_TRUE(model->transcript.last().isComplete);
+    EXPECT_FALSE(model->status().isBusy());
+    EXPECT_EQ(model->status().text(), "Aborted.");
+    EXPECT_EQ(model->session().transcript().last().content, "*(aborted)*");
+    EXPECT_TRUE(model->session().transcript().last().isComplete);
     TestSupport::spin(300);  // what the cancelled stream still reads goes nowhere
-    EXPECT_EQ(model->transcript.last().content, "*(aborted)*");
-    EXPECT_EQ(model->statusText, "Aborted.");
+    EXPECT_EQ(model->session().transcript().last().content, "*(aborted)*");
+    EXPECT_EQ(model->status().text(), "Aborted.");
 }
 
 // The blocking way of the cloud providers, and OpenAI's quota failure in its own words.
@@ -269,23 +308,23 @@ TEST(ChatViewModelTest, CloudAnswersAndTheQuotaWords)
 {
     ProviderPeer peer;
     auto model = modelFor(peer, AIProviderID::openAI);
-    model->token = QStringLiteral("sk-test");
-    model->connect();
+    model->connection().setToken(QStringLiteral("sk-test"));
+    model->connection().connect();
     ASSERT_TRUE(settle(*model));
-    EXPECT_EQ(model->selectedModel, "gpt-b");
-    model->send(QStringLiteral("Hello"));
+    EXPECT_EQ(model->connection().selectedModel(), "gpt-b");
+    model->session().send(QStringLiteral("Hello"));
     ASSERT_TRUE(settle(*model));
-    EXPECT_EQ(model->transcript.last().content, "Hi from OpenAI");
-    EXPECT_EQ(model->statusText, "3 tokens");
-    EXPECT_EQ(model->lastResponseID, "chatcmpl-1");
+    EXPECT_EQ(model->session().transcript().last().content, "Hi from OpenAI");
+    EXPECT_EQ(model->status().text(), "3 tokens");
+    EXPECT_EQ(model->session().lastResponseID(), "chatcmpl-1");
 
     peer.setFailure(ProviderPeer::Failure::serverError);
-    model->send(QStringLiteral("More"));
+    model->session().send(QStringLiteral("More"));
     ASSERT_TRUE(settle(*model));
-    EXPECT_EQ(model->statusText, "You must PAY for this service. You cannot test this API without Dollares $$ O.o $$");
-    EXPECT_TRUE(model->transcript.last().content.startsWith("Request failed:\n"));
-    EXPECT_EQ(XcodeBridgeService::readResponse(), model->statusText);
-    EXPECT_EQ(model->lastResponseID, "chatcmpl-1");  // a failure keeps the thread
+    EXPECT_EQ(model->status().text(), "You must PAY for this service. You cannot test this API without Dollares $$ O.o $$");
+    EXPECT_TRUE(model->session().transcript().last().content.startsWith("Request failed:\n"));
+    EXPECT_EQ(XcodeBridgeService::readResponse(), model->status().text());
+    EXPECT_EQ(model->session().lastResponseID(), "chatcmpl-1");  // a failure keeps the thread
 }
 
 // The text rules of the local stream.
@@ -305,24 +344,24 @@ TEST(ChatViewModelTest, TranscriptsRoundTrip)
 {
     ProviderPeer peer;
     auto model = modelFor(peer);
-    model->token = QStringLiteral("secret-token");
-    model->connect();
+    model->connection().setToken(QStringLiteral("secret-token"));
+    model->connection().connect();
     ASSERT_TRUE(settle(*model));
-    model->send(QStringLiteral("Question"));
+    model->session().send(QStringLiteral("Question"));
     ASSERT_TRUE(settle(*model));
-    const std::optional<QByteArray> bytes = model->exportChat();
+    const std::optional<QByteArray> bytes = model->session().exportChat();
     ASSERT_TRUE(bytes);
     EXPECT_FALSE(bytes->contains("secret-token"));
 
     auto other = modelFor(peer, AIProviderID::gemini);
-    ASSERT_TRUE(other->importChat(*bytes));
-    EXPECT_EQ(other->selectedProvider, AIProviderID::lmStudio);
-    EXPECT_EQ(other->baseURL, peer.baseURL());
-    EXPECT_EQ(other->lastResponseID, "resp_1");
-    ASSERT_EQ(other->transcript.size(), 2);
+    ASSERT_TRUE(other->session().importChat(*bytes));
+    EXPECT_EQ(other->connection().selectedProvider(), AIProviderID::lmStudio);
+    EXPECT_EQ(other->connection().baseURL(), peer.baseURL());
+    EXPECT_EQ(other->session().lastResponseID(), "resp_1");
+    ASSERT_EQ(other->session().transcript().size(), 2);
     for (int i = 0; i < 2; ++i) {
-        const TranscriptMessage &a = model->transcript.at(i);
-        const TranscriptMessage &b = other->transcript.at(i);
+        const TranscriptMessage &a = model->session().transcript().at(i);
+        const TranscriptMessage &b = other->session().transcript().at(i);
         EXPECT_EQ(a.id, b.id);
         EXPECT_EQ(a.role, b.role);
         EXPECT_EQ(a.content, b.content);
@@ -330,12 +369,12 @@ TEST(ChatViewModelTest, TranscriptsRoundTrip)
         EXPECT_EQ(a.stats, b.stats);
         EXPECT_EQ(a.timestamp.toMSecsSinceEpoch(), b.timestamp.toMSecsSinceEpoch());
     }
-    const MCPToolCall &call = other->transcript.at(1).toolCalls.at(0);
+    const MCPToolCall &call = other->session().transcript().at(1).toolCalls.at(0);
     EXPECT_EQ(call.tool, "read_file");
     EXPECT_EQ(call.output, "done");
     EXPECT_TRUE(call.arguments.isEmpty());
-    EXPECT_TRUE(other->token.isEmpty());
-    EXPECT_EQ(other->connectionState, ChatViewModel::ConnectionState::disconnected);
+    EXPECT_TRUE(other->connection().token().isEmpty());
+    EXPECT_EQ(other->connection().state(), ChatViewModel::ConnectionState::disconnected);
 
     // An id that is no UUID gets a new one; an unknown provider keeps the current one.
     QJsonObject root = QJsonDocument::fromJson(*bytes).object();
@@ -347,17 +386,17 @@ TEST(ChatViewModelTest, TranscriptsRoundTrip)
     root.insert("transcript", messages);
     root.insert("selectedProviderRaw", "mystery");
     auto third = modelFor(peer, AIProviderID::anthropic);
-    ASSERT_TRUE(third->importChat(QJsonDocument(root).toJson()));
-    EXPECT_EQ(third->selectedProvider, AIProviderID::anthropic);
-    EXPECT_FALSE(third->transcript.at(0).id.isNull());
-    EXPECT_EQ(third->transcript.at(0).role, Role::user);
+    ASSERT_TRUE(third->session().importChat(QJsonDocument(root).toJson()));
+    EXPECT_EQ(third->connection().selectedProvider(), AIProviderID::anthropic);
+    EXPECT_FALSE(third->session().transcript().at(0).id.isNull());
+    EXPECT_EQ(third->session().transcript().at(0).role, Role::user);
 
     root.remove("baseURL");
     QString why;
-    EXPECT_FALSE(third->importChat(QJsonDocument(root).toJson(), &why));
+    EXPECT_FALSE(third->session().importChat(QJsonDocument(root).toJson(), &why));
     EXPECT_TRUE(why.contains("baseURL"));
-    EXPECT_EQ(third->transcript.size(), 2);  // as it was
-    EXPECT_FALSE(third->importChat("{not json"));
+    EXPECT_EQ(third->session().transcript().size(), 2);  // as it was
+    EXPECT_FALSE(third->session().importChat("{not json"));
     EXPECT_TRUE(ChatTranscriptFile::suggestedFileName(QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5), QTimeZone::utc()))
                     == "chat-2026-01-02T03-04-05.000Z.json");
 }
@@ -367,17 +406,17 @@ TEST(ChatViewModelTest, TranscriptsRoundTrip)
 TEST(ChatViewModelTest, EditorBridgeRequestsBecomeTextAttachments)
 {
     ChatViewModel model;
-    model.attachments.clear();
+    model.attachments().clear();
     XcodeBridgeService::writeRequest(QStringLiteral("  \n \t "));
-    model.receiveBridgeRequest();
-    EXPECT_TRUE(model.attachments.isEmpty());
+    model.attachments().receiveBridgeRequest();
+    EXPECT_TRUE(model.attachments().items().isEmpty());
     XcodeBridgeService::writeRequest(QStringLiteral("\nint a;\r\n   \nint b;\r\n"));
-    model.receiveBridgeRequest();
-    model.receiveBridgeRequest();
-    ASSERT_EQ(model.attachments.size(), 1);
-    EXPECT_EQ(model.attachments.at(0).text, "int a;\r\n\nint b;");
-    EXPECT_EQ(model.attachments.at(0).label(), "Editor Text");
-    EXPECT_EQ(model.attachmentsBlock(), "int a;\r\n\nint b;\n\n");
+    model.attachments().receiveBridgeRequest();
+    model.attachments().receiveBridgeRequest();
+    ASSERT_EQ(model.attachments().items().size(), 1);
+    EXPECT_EQ(model.attachments().items().at(0).text, "int a;\r\n\nint b;");
+    EXPECT_EQ(model.attachments().items().at(0).label(), "Editor Text");
+    EXPECT_EQ(model.attachments().block(), "int a;\r\n\nint b;\n\n");
 }
 
 // How a tool call's bubble words its parameters and results.
@@ -407,25 +446,25 @@ TEST(ChatViewModelTest, ToolCallDisplayRules)
 TEST(ChatViewModelTest, DroppedTextFillsThePromptTemplate)
 {
     ChatViewModel model;
-    model.prompt = QStringLiteral("Summarise $% from $$");
+    model.setPrompt(QStringLiteral("Summarise $% from $$"));
     model.insertDroppedText(QStringLiteral("/a/b.txt"));
-    EXPECT_EQ(model.prompt, "Summarise b.txt from $$");  // only "$%" is taken
+    EXPECT_EQ(model.prompt(), "Summarise b.txt from $$");  // only "$%" is taken
     model.insertDroppedText(QStringLiteral("/c/d.txt"));
-    EXPECT_EQ(model.prompt, "Summarise b.txt from /c/d.txt");
-    model.prompt.clear();
+    EXPECT_EQ(model.prompt(), "Summarise b.txt from /c/d.txt");
+    model.setPrompt(QString());
     model.insertDroppedText(QStringLiteral("plain words"));
-    EXPECT_EQ(model.prompt, "plain words");
+    EXPECT_EQ(model.prompt(), "plain words");
     model.insertDroppedText(QStringLiteral("/x/y"));
-    EXPECT_EQ(model.prompt, "plain words\n/x/y");
+    EXPECT_EQ(model.prompt(), "plain words\n/x/y");
 
-    model.attachments.clear();
-    model.attachDropped(QStringLiteral("  not a path "), std::nullopt);
-    EXPECT_TRUE(model.attachments.isEmpty());
-    model.attachDropped(QStringLiteral(" /tmp/some file.txt\n"), std::nullopt);
-    ASSERT_EQ(model.attachments.size(), 1);
-    EXPECT_EQ(model.attachments.at(0).path, "/tmp/some file.txt");
+    model.attachments().clear();
+    model.attachments().attachDropped(QStringLiteral("  not a path "), std::nullopt);
+    EXPECT_TRUE(model.attachments().items().isEmpty());
+    model.attachments().attachDropped(QStringLiteral(" /tmp/some file.txt\n"), std::nullopt);
+    ASSERT_EQ(model.attachments().items().size(), 1);
+    EXPECT_EQ(model.attachments().items().at(0).path, "/tmp/some file.txt");
 
-    model.prompt = QStringLiteral("Hi");
+    model.setPrompt(QStringLiteral("Hi"));
     model.insertPickedText(QString());
-    EXPECT_EQ(model.prompt, "Hi\n");
+    EXPECT_EQ(model.prompt(), "Hi\n");
 }

@@ -133,8 +133,8 @@ TEST_F(DesktopBusTest, TheFirstInstanceOwnsTheNameAndALaterStartHandsItsArgument
 TEST_F(DesktopBusTest, TheEditorBridgeCarriesRequestsAndAnswers)
 {
     ChatViewModel chat;
-    chat.attachments.clear();
-    ASSERT_TRUE(chat.listenForBridgeRequests());
+    chat.attachments().clear();
+    ASSERT_TRUE(chat.attachments().listenForBridgeRequests());
     QProcess send;
     send.start(QStringLiteral(KELVARA_EDITOR_BRIDGE), {QStringLiteral("send")});
     ASSERT_TRUE(send.waitForStarted(5000));
@@ -142,15 +142,15 @@ TEST_F(DesktopBusTest, TheEditorBridgeCarriesRequestsAndAnswers)
     send.closeWriteChannel();
     ASSERT_TRUE(send.waitForFinished(10000));
     EXPECT_EQ(send.exitCode(), 0) << send.readAllStandardError().toStdString();
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return chat.attachments.size() == 1; }));
-    EXPECT_EQ(chat.attachments.at(0).text, "int x;\r\n\n\nint y;");
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return chat.attachments().items().size() == 1; }));
+    EXPECT_EQ(chat.attachments().items().at(0).text, "int x;\r\n\n\nint y;");
 
     QProcess waiting;
     waiting.start(QStringLiteral(KELVARA_EDITOR_BRIDGE), {QStringLiteral("send"), QStringLiteral("--wait")});
     ASSERT_TRUE(waiting.waitForStarted(5000));
     waiting.write("What does it do?");
     waiting.closeWriteChannel();
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return chat.attachments.size() == 2; }, 10000));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return chat.attachments().items().size() == 2; }, 10000));
     XcodeBridgeService::writeResponse(QStringLiteral("It declares two integers."));
     ASSERT_TRUE(waiting.waitForFinished(10000));
     EXPECT_EQ(waiting.exitCode(), 0) << waiting.readAllStandardError().toStdString();

@@ -276,3 +276,18 @@ TEST(ScriptScreen, EditorSettingsSheet)
     EXPECT_EQ(UserDefaults::standard()->value(QStringLiteral("ScriptEditor.tabWidth")).toInt(), 4);
     closeAllWindows();
 }
+
+// Tab walks the title row with the recent files first, then the editor, the find bar, the log
+// and the folder tree.
+TEST(ScriptScreen, TabWalksToolbarEditorFindBarLogAndTree)
+{
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
+    auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    const QStringList walk = {"recentFiles", "new", "open", "save", "run", "find", "settings", "sourceTextEditor",
+                              "findBar", "searchField", "replaceField", "findPrevious", "findNext", "replace",
+                              "replaceAll", "logView", "fileExplorer", "explorerSplit"};
+    EXPECT_EQ(focusOrder(view, walk), walk);
+    closeAllWindows();
+}

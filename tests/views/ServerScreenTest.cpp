@@ -148,6 +148,18 @@ TEST_F(ServerScreenTest, LogPaneKeepsItsStoredHeight)
 
 }  // namespace
 
+// Tab walks the server's fields, who may call, the commands and then the log.
+TEST_F(ServerScreenTest, TabWalksFieldsAccessCommandsAndLog)
+{
+    const QStringList walk = {"serverName", "serverTitle", "serverVersion", "port", "instructions",
+                              "listenAllInterfaces", "serverStatus", "clientAddress", "copyAddressButton",
+                              "copyClientConfigurationButton", "accessToken", "copyTokenButton", "renewTokenButton",
+                              "tokenHint", "requireTokenToggle", "tokenOnLoopbackToggle", "allowedOriginsField",
+                              "startServerButton", "stopServerButton", "saveChangesButton", "revertChangesButton",
+                              "logView", "serverSplit"};
+    EXPECT_EQ(focusOrder(view, walk), walk);
+}
+
 TEST_F(ServerScreenTest, TheTokenTheRequirementAndTheAllowedOrigins)
 {
     // The token is there from the first look, copied as shown, and renewed on request.

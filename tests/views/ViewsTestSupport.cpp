@@ -34,4 +34,14 @@ QMessageBox *openMessageBox()
     return nullptr;
 }
 
+QStringList focusOrder(QWidget *root, const QStringList &names)
+{
+    QStringList order;
+    for (QWidget *widget = root->nextInFocusChain(); widget && widget != root; widget = widget->nextInFocusChain()) {
+        if (root->isAncestorOf(widget) && names.contains(widget->objectName()))
+            order.append(widget->objectName());
+    }
+    return order;
+}
+
 }  // namespace ViewsTestSupport

@@ -20,6 +20,8 @@ AppMainWindow *launchedWindow(std::optional<MenuDestination> destination = std::
 void closeAllWindows();
 // The message box on screen, if any.
 QMessageBox *openMessageBox();
+// The widgets of root with one of these object names, in the order Tab walks them.
+QStringList focusOrder(QWidget *root, const QStringList &names);
 
 // Stands in for the browser: QDesktopServices hands it the URLs it would open.
 class UrlCatcher : public QObject {

@@ -68,10 +68,11 @@ ScreenshotTour::Step transcriptStep()
                 return;
             }
             ChatViewModel *model = view->model();
-            model->selectProvider(AIProviderID::lmStudio);
-            model->baseURL = peer;
-            model->systemPrompt.clear();
-            model->connect();
+            ProviderConnection &link = model->connection();
+            link.selectProvider(AIProviderID::lmStudio);
+            link.setBaseURL(peer);
+            link.setSystemPrompt(QString());
+            link.connect();
             // Waits in steps of 200 ms, at most 10 s, for what `ready` says.
             auto poll = std::make_shared<std::function<void(std::function<bool()>, std::function<void()>, int)>>();
             *poll = [tour, poll](std::function<bool()> ready, std::function<void()> then, int left) {
@@ -79,11 +80,11 @@ ScreenshotTour::Step transcriptStep()
                     return then();
                 tour->after(200, [poll, ready, then, left] { (*poll)(ready, then, left - 1); });
             };
-            (*poll)([model] { return model->connectionState == ChatViewModel::ConnectionState::connected && !model->isBusy; },
+            (*poll)([model] { return model->connection().state() == ProviderConnection::State::connected && !model->status().isBusy(); },
                     [tour, weak, model, poll, done] {
-                        model->prompt = QStringLiteral("Which tools does the server have? Answer in markdown.");
+                        model->setPrompt(QStringLiteral("Which tools does the server have? Answer in markdown."));
                         model->sendPrompt(true);
-                        (*poll)([model] { return !model->isBusy; },
+                        (*poll)([model] { return !model->status().isBusy(); },
                                 [tour, weak, done] {
                                     tour->after(300, [tour, weak, done] {
                                         if (weak)

@@ -50,19 +50,35 @@ QPushButton *namedButton(const char *name, const QString &text, QWidget *parent)
 ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(parent)
 {
     setObjectName(QStringLiteral("chatView"));
-    if (!model) {
-        // The chat's own integrations: the local model calls the app's server's tools.
-        ServerConfigController *server = ServerConfigController::shared();
-        m_defaults = UserDefaults::standard();
-        m_host = std::make_unique<StoreIntegrationHost>(server->context(), server->router());
-        m_integrations = std::make_unique<MCPIntegrationManager>(*m_defaults, *m_host);
-        model = new ChatViewModel(m_integrations.get(), this);
-    }
-    m_model = model;
+    m_model = model ? model : makeOwnModel();
     m_appearance = new AppearanceSettings({}, this);
-    m_model->listenForBridgeRequests();
+    m_model->attachments().listenForBridgeRequests();
 
-    // The provider, the connection and the model.
+    // Made top to bottom, so that Tab walks the screen in that order.
+    QLayout *connection = buildConnectionRow();
+    QLayout *toolbar = buildTranscriptToolbar();
+    buildTranscript();
+    buildDownloadSection();
+    QLayout *attachmentRow = buildAttachmentRow();
+    QLayout *inputRow = buildInputRow();
+    layOut(connection, toolbar, attachmentRow, inputRow);
+    bindModel();
+    syncTranscript();
+    refresh();
+}
+
+ChatViewModel *ChatView::makeOwnModel()
+{
+    // The chat's own integrations: the local model calls the app's server's tools.
+    ServerConfigController *server = ServerConfigController::shared();
+    m_defaults = UserDefaults::standard();
+    m_host = std::make_unique<StoreIntegrationHost>(server->context(), server->router());
+    m_integrations = std::make_unique<MCPIntegrationManager>(*m_defaults, *m_host);
+    return new ChatViewModel(m_integrations.get(), this);
+}
+
+QLayout *ChatView::buildConnectionRow()
+{
     m_provider = new QComboBox(this);
     m_provider->setObjectName(QStringLiteral("provider"));
     for (AIProviderID provider : AIProvider::allCases())
@@ -75,21 +91,53 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     QPushButton *refreshModels = namedButton("refreshModels", QStringLiteral("Refresh"), this);
     QPushButton *settings = namedButton("connectionSettings", QStringLiteral("Connection Settings…"), this);
     QPushButton *modelSettings = namedButton("modelSettings", QStringLiteral("Model Settings…"), this);
-    QPushButton *appearance = namedButton("chatSettings", QStringLiteral("Chat Settings…"), this);
+    // Shown in the transcript's toolbar; made here for its place in the tab order.
+    m_chatSettings = namedButton("chatSettings", QStringLiteral("Chat Settings…"), this);
     QPushButton *integrations = namedButton("mcpIntegrations", QStringLiteral("MCP Integrations…"), this);
     integrations->setVisible(m_integrations != nullptr);
-    auto *connection = new QHBoxLayout;
-    connection->addWidget(m_provider);
-    connection->addWidget(m_connect);
-    connection->addWidget(new QLabel(QStringLiteral("Model:"), this));
-    connection->addWidget(m_models, 1);
-    connection->addWidget(m_loadModel);
-    connection->addWidget(refreshModels);
-    connection->addWidget(modelSettings);
-    connection->addWidget(integrations);
-    connection->addWidget(settings);
+    auto *row = new QHBoxLayout;
+    row->addWidget(m_provider);
+    row->addWidget(m_connect);
+    row->addWidget(new QLabel(QStringLiteral("Model:"), this));
+    row->addWidget(m_models, 1);
+    row->addWidget(m_loadModel);
+    row->addWidget(refreshModels);
+    row->addWidget(modelSettings);
+    row->addWidget(integrations);
+    row->addWidget(settings);
 
-    // Search and the transcript's commands.
+    ProviderConnection *link = &m_model->connection();
+    connect(m_provider, &QComboBox::activated, this,
+            [this, link] { link->selectProvider(AIProviderID(m_provider->currentData().toInt())); });
+    connect(m_connect, &QPushButton::clicked, this, [link] {
+        if (link->state() == ProviderConnection::State::connected)
+            link->disconnect();
+        else
+            link->connect();
+    });
+    connect(m_models, &QComboBox::activated, this, [this, link] { link->setSelectedModel(m_models->currentData().toString()); });
+    connect(m_loadModel, &QPushButton::clicked, this, [link] {
+        const std::optional<AIModel> current = link->currentModel();
+        if (current && current->isLoaded)
+            link->unloadSelectedModel();
+        else
+            link->loadSelectedModel();
+    });
+    connect(refreshModels, &QPushButton::clicked, link, &ProviderConnection::refreshModels);
+    connect(settings, &QPushButton::clicked, this, &ChatView::openConnectionSettings);
+    connect(modelSettings, &QPushButton::clicked, this, [this, link] {
+        ModelSettingsWindow window(link, this);
+        window.exec();
+    });
+    connect(integrations, &QPushButton::clicked, this, [this] {
+        MCPIntegrationListWindow window(m_integrations.get(), this);
+        window.exec();
+    });
+    return row;
+}
+
+QLayout *ChatView::buildTranscriptToolbar()
+{
     m_search = new QLineEdit(this);
     m_search->setObjectName(QStringLiteral("transcriptSearch"));
     m_search->setPlaceholderText(QStringLiteral("Search in complete chat transcript"));
@@ -116,9 +164,34 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     toolbar->addWidget(exportButton);
     toolbar->addWidget(importButton);
     toolbar->addWidget(clear);
-    toolbar->addWidget(appearance);
+    toolbar->addWidget(m_chatSettings);
 
-    // The transcript.
+    connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) {
+        m_results = m_model->session().searchTranscript(text);
+        m_resultIndex = 0;
+        stepSearch(0);
+    });
+    connect(previous, &QToolButton::clicked, this, [this] { stepSearch(-1); });
+    connect(next, &QToolButton::clicked, this, [this] { stepSearch(1); });
+    connect(m_server, &QPushButton::clicked, this, [] {
+        ServerConfigController *server = ServerConfigController::shared();
+        if (server->isServerRunning())
+            server->stop();
+        else
+            server->start();
+    });
+    connect(exportButton, &QPushButton::clicked, this, &ChatView::exportChat);
+    connect(importButton, &QPushButton::clicked, this, &ChatView::importChat);
+    connect(clear, &QPushButton::clicked, &m_model->session(), &ChatSession::clearChat);
+    connect(m_chatSettings, &QPushButton::clicked, this, [this] {
+        ChatSettingsWindow window(m_appearance, this);
+        window.exec();
+    });
+    return toolbar;
+}
+
+void ChatView::buildTranscript()
+{
     auto *list = new QWidget(this);
     m_transcript = new QVBoxLayout(list);
     m_transcript->setContentsMargins(4, 4, 4, 4);
@@ -134,8 +207,10 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     m_loadProgress->setFormat(QStringLiteral("Loading model %p%"));
     m_promptProgress = new QProgressBar(this);
     m_promptProgress->setFormat(QStringLiteral("Processing prompt %p%"));
+}
 
-    // LM Studio's downloads.
+void ChatView::buildDownloadSection()
+{
     m_download = new QGroupBox(QStringLiteral("Download (LM Studio only)"), this);
     m_download->setCheckable(true);
     m_download->setChecked(false);
@@ -158,104 +233,33 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
     downloadRow->addWidget(m_jobID, 1);
     downloadRow->addWidget(checkStatus);
 
-    // Attachments, the input and the status line.
+    ProviderConnection *link = &m_model->connection();
+    connect(startDownload, &QPushButton::clicked, this, [this, link] {
+        link->setDownloadModelName(m_downloadName->text().trimmed());
+        link->startDownload();
+    });
+    connect(checkStatus, &QPushButton::clicked, this, [this, link] {
+        link->setDownloadJobID(m_jobID->text().trimmed());
+        link->checkDownloadStatus();
+    });
+}
+
+QLayout *ChatView::buildAttachmentRow()
+{
     m_attachments = new QHBoxLayout;
     QPushButton *addFiles = namedButton("addFiles", QStringLiteral("Add files"), this);
     QPushButton *insertPrompt = namedButton("insertPrompt", QStringLiteral("Insert Prompt"), this);
     QPushButton *insertResource = namedButton("insertResource", QStringLiteral("Insert Resource"), this);
-    auto *attachmentRow = new QHBoxLayout;
-    attachmentRow->addLayout(m_attachments);
-    attachmentRow->addStretch();
-    attachmentRow->addWidget(insertPrompt);
-    attachmentRow->addWidget(insertResource);
-    attachmentRow->addWidget(addFiles);
-    m_input = new ChatInputField(this);
-    m_input->setMaximumHeight(84);
-    m_send = namedButton("send", QStringLiteral("Send"), this);
-    auto *inputRow = new QHBoxLayout;
-    inputRow->addWidget(m_input, 1);
-    inputRow->addWidget(m_send, 0, Qt::AlignBottom);
-    m_status = new QLabel(this);
-    m_status->setObjectName(QStringLiteral("chatStatus"));
+    auto *row = new QHBoxLayout;
+    row->addLayout(m_attachments);
+    row->addStretch();
+    row->addWidget(insertPrompt);
+    row->addWidget(insertResource);
+    row->addWidget(addFiles);
 
-    auto *layout = new QVBoxLayout(this);
-    layout->addLayout(connection);
-    layout->addLayout(toolbar);
-    layout->addWidget(m_scroll, 1);
-    layout->addWidget(m_loadProgress);
-    layout->addWidget(m_promptProgress);
-    layout->addWidget(m_download);
-    layout->addLayout(attachmentRow);
-    layout->addLayout(inputRow);
-    layout->addWidget(m_status);
-
-    connect(m_provider, &QComboBox::activated, this,
-            [this] { m_model->selectProvider(AIProviderID(m_provider->currentData().toInt())); });
-    connect(m_connect, &QPushButton::clicked, this, [this] {
-        if (m_model->connectionState == ChatViewModel::ConnectionState::connected)
-            m_model->disconnect();
-        else
-            m_model->connect();
-    });
-    connect(m_models, &QComboBox::activated, this, [this] {
-        m_model->selectedModel = m_models->currentData().toString();
-        refresh();
-    });
-    connect(m_loadModel, &QPushButton::clicked, this, [this] {
-        const std::optional<AIModel> current = m_model->currentModel();
-        if (current && current->isLoaded)
-            m_model->unloadSelectedModel();
-        else
-            m_model->loadSelectedModel();
-    });
-    connect(refreshModels, &QPushButton::clicked, m_model, &ChatViewModel::refreshModels);
-    connect(settings, &QPushButton::clicked, this, &ChatView::openConnectionSettings);
-    connect(appearance, &QPushButton::clicked, this, [this] {
-        ChatSettingsWindow window(m_appearance, this);
-        window.exec();
-    });
-    // New fonts and colours: the bubbles are made again in the new style.
-    connect(m_appearance, &AppearanceSettings::changed, this, [this] {
-        qDeleteAll(m_bubbles);
-        m_bubbles.clear();
-        syncTranscript();
-    });
-    connect(modelSettings, &QPushButton::clicked, this, [this] {
-        ModelSettingsWindow window(m_model, this);
-        window.exec();
-    });
-    connect(integrations, &QPushButton::clicked, this, [this] {
-        MCPIntegrationListWindow window(m_integrations.get(), this);
-        window.exec();
-    });
-    connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) {
-        m_results = m_model->searchTranscript(text);
-        m_resultIndex = 0;
-        stepSearch(0);
-    });
-    connect(previous, &QToolButton::clicked, this, [this] { stepSearch(-1); });
-    connect(next, &QToolButton::clicked, this, [this] { stepSearch(1); });
-    connect(m_server, &QPushButton::clicked, this, [] {
-        ServerConfigController *server = ServerConfigController::shared();
-        if (server->isServerRunning())
-            server->stop();
-        else
-            server->start();
-    });
-    connect(exportButton, &QPushButton::clicked, this, &ChatView::exportChat);
-    connect(importButton, &QPushButton::clicked, this, &ChatView::importChat);
-    connect(clear, &QPushButton::clicked, m_model, &ChatViewModel::clearChat);
-    connect(startDownload, &QPushButton::clicked, this, [this] {
-        m_model->downloadModelName = m_downloadName->text().trimmed();
-        m_model->startDownload();
-    });
-    connect(checkStatus, &QPushButton::clicked, this, [this] {
-        m_model->downloadJobID = m_jobID->text().trimmed();
-        m_model->checkDownloadStatus();
-    });
     connect(addFiles, &QPushButton::clicked, this, [this] {
         for (const QString &path : QFileDialog::getOpenFileNames(this, QStringLiteral("Add files")))
-            m_model->addAttachment(path);
+            m_model->attachments().addFile(path);
     });
     auto insertPicked = [this](const QString &text) { m_model->insertPickedText(text); };
     connect(insertPrompt, &QPushButton::clicked, this, [this, insertPicked] {
@@ -266,29 +270,67 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
         ResourcePickerSheet sheet(ServerConfigController::shared()->context(), insertPicked, this);
         sheet.exec();
     });
+    return row;
+}
+
+QLayout *ChatView::buildInputRow()
+{
+    m_input = new ChatInputField(this);
+    m_input->setMaximumHeight(84);
+    m_send = namedButton("send", QStringLiteral("Send"), this);
+    auto *row = new QHBoxLayout;
+    row->addWidget(m_input, 1);
+    row->addWidget(m_send, 0, Qt::AlignBottom);
+
     connect(m_input, &QPlainTextEdit::textChanged, this, [this] {
-        if (!m_refreshing) {
-            m_model->prompt = m_input->toPlainText();
-            m_send->setEnabled(m_model->isBusy || m_model->canSend());
-        }
+        if (!m_refreshing)
+            m_model->setPrompt(m_input->toPlainText());
     });
     m_input->canSend = [this] { return m_model->canSend(); };
     m_input->onSend = [this] { m_model->sendPrompt(true); };
     connect(m_input, &ChatInputField::dropped, this, &ChatView::showDropMenu);
     connect(m_send, &QPushButton::clicked, this, [this] {
-        if (m_model->isBusy)
-            m_model->abort();
+        if (m_model->status().isBusy())
+            m_model->session().abort();
         else
             m_model->sendPrompt(true);
     });
+    return row;
+}
+
+void ChatView::layOut(QLayout *connection, QLayout *toolbar, QLayout *attachmentRow, QLayout *inputRow)
+{
+    m_status = new QLabel(this);
+    m_status->setObjectName(QStringLiteral("chatStatus"));
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(connection);
+    layout->addLayout(toolbar);
+    layout->addWidget(m_scroll, 1);
+    layout->addWidget(m_loadProgress);
+    layout->addWidget(m_promptProgress);
+    layout->addWidget(m_download);
+    layout->addLayout(attachmentRow);
+    layout->addLayout(inputRow);
+    layout->addWidget(m_status);
+}
+
+void ChatView::bindModel()
+{
     connect(m_model, &ChatViewModel::changed, this, &ChatView::refresh);
+    connect(m_model, &ChatViewModel::promptChanged, this, &ChatView::refreshInput);
     connect(m_model, &ChatViewModel::transcriptReset, this, &ChatView::syncTranscript);
     connect(m_model, &ChatViewModel::messageChanged, this, [this](const QUuid &id) {
         MessageBubble *bubble = m_bubbles.value(id);
-        const TranscriptMessage *message = m_model->message(id);
+        const TranscriptMessage *message = m_model->session().message(id);
         if (!bubble || !message)
             return;
         bubble->update(*message);
+    });
+    // New fonts and colours: the bubbles are made again in the new style.
+    connect(m_appearance, &AppearanceSettings::changed, this, [this] {
+        qDeleteAll(m_bubbles);
+        m_bubbles.clear();
+        syncTranscript();
     });
     // The list follows a growing answer while it is scrolled to its end; scrolling up stops that.
     QScrollBar *bar = m_scroll->verticalScrollBar();
@@ -304,8 +346,6 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
         m_serverWasRunning = running;
         refresh();
     });
-    syncTranscript();
-    refresh();
 }
 
 ChatView::~ChatView() = default;
@@ -313,7 +353,7 @@ ChatView::~ChatView() = default;
 QList<MessageBubble *> ChatView::bubbles() const
 {
     QList<MessageBubble *> ordered;
-    for (const TranscriptMessage &message : m_model->transcript) {
+    for (const TranscriptMessage &message : m_model->session().transcript()) {
         if (MessageBubble *bubble = m_bubbles.value(message.id))
             ordered.append(bubble);
     }
@@ -342,7 +382,7 @@ void ChatView::syncTranscript()
 {
     // Bubbles of messages that are gone go; new ones come; the order is the transcript's.
     QSet<QUuid> ids;
-    for (const TranscriptMessage &message : m_model->transcript)
+    for (const TranscriptMessage &message : m_model->session().transcript())
         ids.insert(message.id);
     for (auto it = m_bubbles.begin(); it != m_bubbles.end();) {
         if (ids.contains(it.key())) {
@@ -353,17 +393,16 @@ void ChatView::syncTranscript()
         it = m_bubbles.erase(it);
     }
     int position = 0;
-    for (const TranscriptMessage &message : m_model->transcript) {
+    for (const TranscriptMessage &message : m_model->session().transcript()) {
         MessageBubble *bubble = m_bubbles.value(message.id);
         if (!bubble) {
             bubble = new MessageBubble(message, m_appearance, m_scroll->widget());
             m_bubbles.insert(message.id, bubble);
             connect(bubble, &MessageBubble::dropped, this, [this](const QString &text) {
                 // Dropped on an answer: asked at once when the model is ready.
-                if (m_model->isBusy || m_model->selectedModel.isEmpty() || m_model->models.isEmpty() ||
-                    m_model->connectionState != ChatViewModel::ConnectionState::connected)
+                if (!m_model->readyToAsk())
                     return;
-                m_model->prompt = text;
+                m_model->setPrompt(text);
                 m_model->sendPrompt(true);
             });
         } else {
@@ -379,35 +418,47 @@ void ChatView::syncTranscript()
 void ChatView::refresh()
 {
     m_refreshing = true;
-    const bool connected = m_model->connectionState == ChatViewModel::ConnectionState::connected;
-    const bool lmStudio = m_model->selectedProvider == AIProviderID::lmStudio;
-    m_provider->setCurrentIndex(m_provider->findData(int(m_model->selectedProvider)));
+    const ProviderConnection &link = m_model->connection();
+    const ChatSession &session = m_model->session();
+    const bool busy = m_model->status().isBusy();
+    const bool connected = link.state() == ProviderConnection::State::connected;
+    const bool lmStudio = link.selectedProvider() == AIProviderID::lmStudio;
+    m_provider->setCurrentIndex(m_provider->findData(int(link.selectedProvider())));
     m_connect->setText(connected ? QStringLiteral("Disconnect") : QStringLiteral("Connect"));
     m_models->clear();
-    for (const AIModel &model : m_model->models)
+    for (const AIModel &model : link.models())
         m_models->addItem(model.isLoaded ? model.name + QStringLiteral(" ●") : model.name, model.id);
-    m_models->setCurrentIndex(m_models->findData(m_model->selectedModel));
-    const std::optional<AIModel> current = m_model->currentModel();
+    m_models->setCurrentIndex(m_models->findData(link.selectedModel()));
+    const std::optional<AIModel> current = link.currentModel();
     m_loadModel->setVisible(lmStudio);
-    m_loadModel->setEnabled(connected && current && !m_model->isBusy);
+    m_loadModel->setEnabled(connected && current && !busy);
     m_loadModel->setText(current && current->isLoaded ? QStringLiteral("Unload model") : QStringLiteral("Load model"));
     m_download->setVisible(lmStudio);
-    if (m_jobID->text() != m_model->downloadJobID)
-        m_jobID->setText(m_model->downloadJobID);
+    if (m_jobID->text() != link.downloadJobID())
+        m_jobID->setText(link.downloadJobID());
     m_server->setText(ServerConfigController::shared()->isServerRunning() ? QStringLiteral("Stop MCP server")
                                                                            : QStringLiteral("Start MCP server"));
-    m_typing->setVisible(m_model->isBusy);
-    m_loadProgress->setVisible(m_model->modelLoadProgress.has_value());
-    m_loadProgress->setValue(int(m_model->modelLoadProgress.value_or(0) * 100));
-    m_promptProgress->setVisible(m_model->promptProcessingProgress.has_value());
-    m_promptProgress->setValue(int(m_model->promptProcessingProgress.value_or(0) * 100));
-    if (m_input->toPlainText() != m_model->prompt)
-        m_input->setPlainText(m_model->prompt);
-    m_send->setText(m_model->isBusy ? QStringLiteral("Stop") : QStringLiteral("Send"));
-    m_send->setEnabled(m_model->isBusy || m_model->canSend());
-    m_status->setText(m_model->statusText);
+    m_typing->setVisible(busy);
+    m_loadProgress->setVisible(session.modelLoadProgress().has_value());
+    m_loadProgress->setValue(int(session.modelLoadProgress().value_or(0) * 100));
+    m_promptProgress->setVisible(session.promptProcessingProgress().has_value());
+    m_promptProgress->setValue(int(session.promptProcessingProgress().value_or(0) * 100));
+    refreshInput();
+    m_status->setText(m_model->status().text());
     refreshAttachments();
     m_refreshing = false;
+}
+
+void ChatView::refreshInput()
+{
+    // Writing the field from the model is no edit of the prompt.
+    const bool refreshing = std::exchange(m_refreshing, true);
+    if (m_input->toPlainText() != m_model->prompt())
+        m_input->setPlainText(m_model->prompt());
+    const bool busy = m_model->status().isBusy();
+    m_send->setText(busy ? QStringLiteral("Stop") : QStringLiteral("Send"));
+    m_send->setEnabled(busy || m_model->canSend());
+    m_refreshing = refreshing;
 }
 
 void ChatView::refreshAttachments()
@@ -416,13 +467,13 @@ void ChatView::refreshAttachments()
         delete item->widget();
         delete item;
     }
-    for (const ChatAttachment &attachment : m_model->attachments) {
+    for (const ChatAttachment &attachment : m_model->attachments().items()) {
         auto *chip = new QToolButton(this);
         chip->setText(attachment.label() + QStringLiteral("  ✕"));
         chip->setToolTip(attachment.path.value_or(attachment.text.value_or(QString())).left(400));
         const QUuid id = attachment.id;
         connect(chip, &QToolButton::clicked, this, [this, id] {
-            QTimer::singleShot(0, m_model, [this, id] { m_model->removeAttachment(id); });
+            QTimer::singleShot(0, m_model, [this, id] { m_model->attachments().remove(id); });
         });
         m_attachments->addWidget(chip);
     }
@@ -445,7 +496,7 @@ void ChatView::showDropMenu(const QString &text, const std::optional<QString> &p
 {
     QMenu menu(this);
     menu.addAction(QStringLiteral("Insert Text"), this, [this, text] { m_model->insertDroppedText(text); });
-    menu.addAction(QStringLiteral("Attach"), this, [this, text, path] { m_model->attachDropped(text, path); });
+    menu.addAction(QStringLiteral("Attach"), this, [this, text, path] { m_model->attachments().attachDropped(text, path); });
     menu.addAction(QStringLiteral("Cancel"));
     const QPoint offset(std::max(at.x() + 10, 96), std::max(at.y() + 10, 24));
     menu.exec(m_input->mapToGlobal(offset));
@@ -453,13 +504,13 @@ void ChatView::showDropMenu(const QString &text, const std::optional<QString> &p
 
 void ChatView::openConnectionSettings()
 {
-    LLMConnectionSettingsDialog dialog(m_model, this);
+    LLMConnectionSettingsDialog dialog(&m_model->connection(), this);
     dialog.exec();
 }
 
 bool ChatView::exportTo(const QString &path)
 {
-    const std::optional<QByteArray> bytes = m_model->exportChat();
+    const std::optional<QByteArray> bytes = m_model->session().exportChat();
     if (!bytes)
         return false;
     QSaveFile file(path);
@@ -474,7 +525,7 @@ bool ChatView::importFrom(const QString &path)
 {
     QFile file(path);
     QString error;
-    if (!file.open(QIODevice::ReadOnly) || !m_model->importChat(file.readAll(), &error)) {
+    if (!file.open(QIODevice::ReadOnly) || !m_model->session().importChat(file.readAll(), &error)) {
         QMessageBox box(QMessageBox::Warning, QStringLiteral("Import failed."), QStringLiteral("Import failed."), QMessageBox::Ok, this);
         box.setObjectName(QStringLiteral("importFailed"));
         box.setInformativeText(error.isEmpty() ? file.errorString() : error);
@@ -486,7 +537,7 @@ bool ChatView::importFrom(const QString &path)
 
 void ChatView::exportChat()
 {
-    if (!m_model->exportChat())
+    if (!m_model->session().exportChat())
         return;
     const QString path = QFileDialog::getSaveFileName(
         this, QStringLiteral("Export entire chat"),

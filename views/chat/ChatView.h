@@ -15,6 +15,7 @@ class MessageBubble;
 class QComboBox;
 class QGroupBox;
 class QHBoxLayout;
+class QLayout;
 class QLabel;
 class QLineEdit;
 class QProgressBar;
@@ -58,8 +59,20 @@ public:
     void stepSearch(int direction);
 
 private:
+    // The screen's areas, top to bottom, each with what its controls do.
+    ChatViewModel *makeOwnModel();
+    QLayout *buildConnectionRow();
+    QLayout *buildTranscriptToolbar();
+    void buildTranscript();
+    void buildDownloadSection();
+    QLayout *buildAttachmentRow();
+    QLayout *buildInputRow();
+    void layOut(QLayout *connection, QLayout *toolbar, QLayout *attachmentRow, QLayout *inputRow);
+    void bindModel();
+
     void syncTranscript();
     void refresh();
+    void refreshInput();
     void refreshAttachments();
     void showDropMenu(const QString &text, const std::optional<QString> &path, const QPoint &at);
     void openConnectionSettings();
@@ -75,6 +88,7 @@ private:
     QPushButton *m_connect;
     QComboBox *m_models;
     QPushButton *m_loadModel;
+    QPushButton *m_chatSettings;
     QPushButton *m_server;
     QLineEdit *m_search;
     QLabel *m_searchPosition;

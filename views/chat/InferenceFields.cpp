@@ -1,6 +1,6 @@
 #include "views/chat/InferenceFields.h"
 
-#include "chat/session/ChatViewModel.h"
+#include "chat/session/ProviderConnection.h"
 
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -41,5 +41,5 @@ InferenceFields::InferenceFields(double temperature, qint64 maxOutputTokens, QWi
     form->addRow(QStringLiteral("Output limit:"), m_maxTokens);
     form->addRow(QString(), limitChoices);
     form->addRow(QString(), limitHint);
-    form->addRow(QString(), new QLabel(QStringLiteral("Current: ") + ChatViewModel::outputLimitText(maxOutputTokens), this));
+    form->addRow(QString(), new QLabel(QStringLiteral("Current: ") + ProviderConnection::outputLimitText(maxOutputTokens), this));
 }

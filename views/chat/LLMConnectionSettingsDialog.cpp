@@ -1,6 +1,6 @@
 #include "views/chat/LLMConnectionSettingsDialog.h"
 
-#include "chat/session/ChatViewModel.h"
+#include "chat/session/ProviderConnection.h"
 #include "views/chat/InferenceFields.h"
 
 #include <QComboBox>
@@ -14,8 +14,8 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
-LLMConnectionSettingsDialog::LLMConnectionSettingsDialog(ChatViewModel *model, QWidget *parent)
-    : QDialog(parent), m_model(model)
+LLMConnectionSettingsDialog::LLMConnectionSettingsDialog(ProviderConnection *connection, QWidget *parent)
+    : QDialog(parent), m_connection(connection)
 {
     setObjectName(QStringLiteral("connectionSettings"));
     setWindowTitle(QStringLiteral("LLM Connection Settings"));
@@ -41,7 +41,7 @@ LLMConnectionSettingsDialog::LLMConnectionSettingsDialog(ChatViewModel *model, Q
     m_promptNote = new QLabel(this);
     m_promptNote->setWordWrap(true);
 
-    m_inference = new InferenceFields(m_model->temperature, m_model->maxOutputTokens, this);
+    m_inference = new InferenceFields(m_connection->temperature(), m_connection->maxOutputTokens(), this);
 
     auto *form = new QFormLayout;
     form->addRow(QStringLiteral("Provider:"), m_provider);
@@ -76,13 +76,13 @@ LLMConnectionSettingsDialog::LLMConnectionSettingsDialog(ChatViewModel *model, Q
     connect(buttons, &QDialogButtonBox::accepted, this, &LLMConnectionSettingsDialog::saveAndClose);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
 
-    m_provider->setCurrentIndex(m_provider->findData(int(m_model->selectedProvider)));
-    loadDrafts(m_model->selectedProvider);
+    m_provider->setCurrentIndex(m_provider->findData(int(m_connection->selectedProvider())));
+    loadDrafts(m_connection->selectedProvider());
 }
 
 void LLMConnectionSettingsDialog::loadDrafts(AIProviderID provider)
 {
-    const ChatViewModel::ProviderSettings values = m_model->settings(provider);
+    const ProviderConnection::ProviderSettings values = m_connection->settings(provider);
     m_url->setText(values.baseURL);
     m_token->setText(values.token);
     m_systemPrompt->setPlainText(values.systemPrompt);
@@ -102,8 +102,8 @@ void LLMConnectionSettingsDialog::refreshNotes()
 void LLMConnectionSettingsDialog::saveAndClose()
 {
     const auto provider = AIProviderID(m_provider->currentData().toInt());
-    m_model->applySettings(provider, {m_url->text().trimmed(), m_token->text().trimmed(), m_systemPrompt->toPlainText()});
-    if (provider == m_model->selectedProvider)
-        m_model->applyModelSettings(m_inference->temperatureField()->text(), m_inference->maxTokensField()->text());
+    m_connection->applySettings(provider, {m_url->text().trimmed(), m_token->text().trimmed(), m_systemPrompt->toPlainText()});
+    if (provider == m_connection->selectedProvider())
+        m_connection->applyModelSettings(m_inference->temperatureField()->text(), m_inference->maxTokensField()->text());
     accept();
 }

@@ -4,7 +4,7 @@
 
 #include <QDialog>
 
-class ChatViewModel;
+class ProviderConnection;
 class InferenceFields;
 class QComboBox;
 class QLabel;
@@ -19,7 +19,7 @@ class LLMConnectionSettingsDialog : public QDialog {
     Q_OBJECT
 
 public:
-    explicit LLMConnectionSettingsDialog(ChatViewModel *model, QWidget *parent = nullptr);
+    explicit LLMConnectionSettingsDialog(ProviderConnection *connection, QWidget *parent = nullptr);
 
     QComboBox *providerField() const { return m_provider; }
     QLineEdit *urlField() const { return m_url; }
@@ -32,7 +32,7 @@ private:
     void loadDrafts(AIProviderID provider);
     void refreshNotes();
 
-    ChatViewModel *m_model;
+    ProviderConnection *m_connection;
     QComboBox *m_provider;
     QLineEdit *m_url;
     QLineEdit *m_token;

@@ -1,6 +1,6 @@
 #include "views/chat/ModelSettingsWindow.h"
 
-#include "chat/session/ChatViewModel.h"
+#include "chat/session/ProviderConnection.h"
 #include "views/chat/InferenceFields.h"
 
 #include <QDialogButtonBox>
@@ -9,11 +9,12 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-ModelSettingsWindow::ModelSettingsWindow(ChatViewModel *model, QWidget *parent) : QDialog(parent), m_model(model)
+ModelSettingsWindow::ModelSettingsWindow(ProviderConnection *connection, QWidget *parent)
+    : QDialog(parent), m_connection(connection)
 {
     setObjectName(QStringLiteral("modelSettings"));
     setWindowTitle(QStringLiteral("Model Settings"));
-    m_fields = new InferenceFields(model->temperature, model->maxOutputTokens, this);
+    m_fields = new InferenceFields(connection->temperature(), connection->maxOutputTokens(), this);
     auto *buttons = new QDialogButtonBox(this);
     buttons->addButton(QStringLiteral("Cancel"), QDialogButtonBox::RejectRole);
     buttons->addButton(QStringLiteral("Save"), QDialogButtonBox::AcceptRole)->setDefault(true);
@@ -28,6 +29,6 @@ ModelSettingsWindow::ModelSettingsWindow(ChatViewModel *model, QWidget *parent) 
 
 void ModelSettingsWindow::save()
 {
-    m_model->applyModelSettings(m_fields->temperatureField()->text(), m_fields->maxTokensField()->text());
+    m_connection->applyModelSettings(m_fields->temperatureField()->text(), m_fields->maxTokensField()->text());
     accept();
 }

@@ -2,7 +2,7 @@
 
 #include <QDialog>
 
-class ChatViewModel;
+class ProviderConnection;
 class InferenceFields;
 
 // "Model Settings": the temperature and the output limit of the active model. "Save" takes
@@ -11,11 +11,11 @@ class ModelSettingsWindow : public QDialog {
     Q_OBJECT
 
 public:
-    explicit ModelSettingsWindow(ChatViewModel *model, QWidget *parent = nullptr);
+    explicit ModelSettingsWindow(ProviderConnection *connection, QWidget *parent = nullptr);
     InferenceFields *fields() const { return m_fields; }
     void save();
 
 private:
-    ChatViewModel *m_model;
+    ProviderConnection *m_connection;
     InferenceFields *m_fields;
 };

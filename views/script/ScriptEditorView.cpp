@@ -27,6 +27,17 @@
 #include <QSplitter>
 #include <QVBoxLayout>
 
+namespace {
+
+QPushButton *namedButton(QWidget *parent, const char *name, const QString &text)
+{
+    auto *button = new QPushButton(text, parent);
+    button->setObjectName(QString::fromLatin1(name));
+    return button;
+}
+
+}  // namespace
+
 ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *parent)
     : DestinationScreen(parent),
       m_controller(controller ? controller : new ScriptEditorController(nullptr, nullptr, this)),
@@ -37,29 +48,51 @@ ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *
     setObjectName(QStringLiteral("scriptEditorView"));
     m_controller->setPanels(m_panels.get());
 
-    auto button = [this](const char *name, const QString &text) {
-        auto *b = new QPushButton(text, this);
-        b->setObjectName(QString::fromLatin1(name));
-        return b;
-    };
+    // Made in this order, so that Tab walks the screen as before: title and toolbar, the
+    // editor, the find bar, the log, the folder tree.
+    QLayout *toolbar = buildToolbar();
+    buildEditor();
+    buildFindBar();
+    QSplitter *editorAndLog = buildEditorAndLog();
+    buildExplorer();
+    layOut(toolbar, editorAndLog);
+    bindToolbar();
+    bindEditor();
+
+    AlertPresenter::bind(m_controller, this);
+    refreshRecent();
+    m_controller->restore();
+    loadContent();
+    emit m_controller->changed();
+}
+
+QLayout *ScriptEditorView::buildToolbar()
+{
     m_title = new QLabel(this);
     m_recent = new QComboBox(this);
     m_recent->setObjectName(QStringLiteral("recentFiles"));
     m_recent->setMinimumWidth(160);
     auto *toolbar = new QHBoxLayout;
-    toolbar->addWidget(button("new", QStringLiteral("New Script")));
-    toolbar->addWidget(button("open", QStringLiteral("Open…")));
-    toolbar->addWidget(button("save", QStringLiteral("Save")));
-    toolbar->addWidget(button("run", QStringLiteral("Check and Run Script")));
-    toolbar->addWidget(button("find", QStringLiteral("Find")));
-    toolbar->addWidget(button("settings", QStringLiteral("Settings")));
+    toolbar->addWidget(namedButton(this, "new", QStringLiteral("New Script")));
+    toolbar->addWidget(namedButton(this, "open", QStringLiteral("Open…")));
+    toolbar->addWidget(namedButton(this, "save", QStringLiteral("Save")));
+    toolbar->addWidget(namedButton(this, "run", QStringLiteral("Check and Run Script")));
+    toolbar->addWidget(namedButton(this, "find", QStringLiteral("Find")));
+    toolbar->addWidget(namedButton(this, "settings", QStringLiteral("Settings")));
     toolbar->addStretch();
     toolbar->addWidget(new QLabel(QStringLiteral("Recent Files"), this));
     toolbar->addWidget(m_recent);
+    return toolbar;
+}
 
+void ScriptEditorView::buildEditor()
+{
     m_editor = new SourceTextEditor(EditorSettings::shared(), this);
     m_controller->searchManager()->setDocument(m_editor->document());
+}
 
+void ScriptEditorView::buildFindBar()
+{
     m_findBar = new QWidget(this);
     m_findBar->setObjectName(QStringLiteral("findBar"));
     m_search = new QLineEdit(m_findBar);
@@ -73,22 +106,39 @@ ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *
     auto *exactBox = new QCheckBox(QStringLiteral("Exact Match"), m_findBar);
     auto *wrapBox = new QCheckBox(QStringLiteral("Wrap Around"), m_findBar);
     wrapBox->setChecked(true);
+    QPushButton *previous = namedButton(this, "findPrevious", QStringLiteral("Find Previous"));
+    QPushButton *next = namedButton(this, "findNext", QStringLiteral("Find Next"));
+    QPushButton *replace = namedButton(this, "replace", QStringLiteral("Replace"));
+    QPushButton *replaceAll = namedButton(this, "replaceAll", QStringLiteral("Replace All"));
+    replaceAll->setToolTip(QStringLiteral("Replace all matches"));
     auto *findLayout = new QHBoxLayout(m_findBar);
     findLayout->setContentsMargins(0, 0, 0, 0);
     findLayout->addWidget(m_search);
     findLayout->addWidget(m_count);
-    findLayout->addWidget(button("findPrevious", QStringLiteral("Find Previous")));
-    findLayout->addWidget(button("findNext", QStringLiteral("Find Next")));
+    findLayout->addWidget(previous);
+    findLayout->addWidget(next);
     findLayout->addWidget(m_replace);
-    findLayout->addWidget(button("replace", QStringLiteral("Replace")));
-    QPushButton *replaceAll = button("replaceAll", QStringLiteral("Replace All"));
-    replaceAll->setToolTip(QStringLiteral("Replace all matches"));
+    findLayout->addWidget(replace);
     findLayout->addWidget(replaceAll);
     findLayout->addWidget(caseBox);
     findLayout->addWidget(exactBox);
     findLayout->addWidget(wrapBox);
     m_findBar->setVisible(false);
 
+    SearchReplaceManager *search = m_controller->searchManager();
+    connect(next, &QPushButton::clicked, search, &SearchReplaceManager::findNext);
+    connect(previous, &QPushButton::clicked, search, &SearchReplaceManager::findPrevious);
+    connect(replace, &QPushButton::clicked, search, &SearchReplaceManager::replaceCurrent);
+    connect(replaceAll, &QPushButton::clicked, search, &SearchReplaceManager::replaceAll);
+    connect(m_search, &QLineEdit::textChanged, search, &SearchReplaceManager::setSearchText);
+    connect(m_replace, &QLineEdit::textChanged, search, &SearchReplaceManager::setReplaceText);
+    connect(caseBox, &QCheckBox::toggled, search, &SearchReplaceManager::setCaseSensitive);
+    connect(exactBox, &QCheckBox::toggled, search, &SearchReplaceManager::setExactMatch);
+    connect(wrapBox, &QCheckBox::toggled, search, &SearchReplaceManager::setWrapAround);
+}
+
+QSplitter *ScriptEditorView::buildEditorAndLog()
+{
     m_log = new LogPaneView(LogController::shared(), this);
     auto *split = new QSplitter(Qt::Vertical, this);
     auto *top = new QWidget(this);
@@ -101,19 +151,27 @@ ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *
     split->setStretchFactor(0, 3);
     split->setStretchFactor(1, 1);
     m_log->setVisible(m_controller->isLogViewVisible());
+    return split;
+}
 
+void ScriptEditorView::buildExplorer()
+{
     // The folder tree on the left opens its scripts here and gives new files the template.
     m_explorerModel->preferredNewFileExtension = QStringLiteral("js");
     m_explorerModel->onOpenFile = [this](const QString &path) { m_controller->openFile(path); };
     m_explorerModel->onNewFile = [] { return ScriptEditorController::newScriptTemplate; };
     m_explorer = new UnifiedFileExplorerView(m_explorerModel, this);
     m_explorer->setMinimumWidth(160);
+}
+
+void ScriptEditorView::layOut(QLayout *toolbar, QSplitter *editorAndLog)
+{
     auto *editorSide = new QWidget(this);
     auto *editorLayout = new QVBoxLayout(editorSide);
     editorLayout->setContentsMargins(0, 0, 0, 0);
     editorLayout->addWidget(m_title);
     editorLayout->addLayout(toolbar);
-    editorLayout->addWidget(split, 1);
+    editorLayout->addWidget(editorAndLog, 1);
     auto *sides = new QSplitter(Qt::Horizontal, this);
     sides->setObjectName(QStringLiteral("explorerSplit"));
     sides->addWidget(m_explorer);
@@ -124,23 +182,28 @@ ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *
 
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(sides, 1);
+}
 
+void ScriptEditorView::bindToolbar()
+{
+    auto named = [this](const char *name) { return findChild<QPushButton *>(QString::fromLatin1(name)); };
+    connect(named("new"), &QPushButton::clicked, m_controller, &ScriptEditorController::newScript);
+    connect(named("open"), &QPushButton::clicked, this, &ScriptEditorView::openFileDialog);
+    connect(named("save"), &QPushButton::clicked, m_controller, &ScriptEditorController::saveScript);
+    connect(named("run"), &QPushButton::clicked, this, &ScriptEditorView::openRunDialog);
+    connect(named("find"), &QPushButton::clicked, this, [this] { performCommand(MenuCommand::Find); });
+    connect(named("settings"), &QPushButton::clicked, this, &ScriptEditorView::openSettings);
+    connect(FileHistoryManager::shared(), &FileHistoryManager::entriesChanged, this, &ScriptEditorView::refreshRecent);
+    connect(m_recent, &QComboBox::activated, this, [this](int index) {
+        const QString path = m_recent->itemData(index).toString();
+        if (!path.isEmpty())
+            m_controller->openFile(path);
+    });
+}
+
+void ScriptEditorView::bindEditor()
+{
     SearchReplaceManager *search = m_controller->searchManager();
-    connect(findChild<QPushButton *>(QStringLiteral("new")), &QPushButton::clicked, m_controller, &ScriptEditorController::newScript);
-    connect(findChild<QPushButton *>(QStringLiteral("open")), &QPushButton::clicked, this, &ScriptEditorView::openFileDialog);
-    connect(findChild<QPushButton *>(QStringLiteral("save")), &QPushButton::clicked, m_controller, &ScriptEditorController::saveScript);
-    connect(findChild<QPushButton *>(QStringLiteral("run")), &QPushButton::clicked, this, &ScriptEditorView::openRunDialog);
-    connect(findChild<QPushButton *>(QStringLiteral("find")), &QPushButton::clicked, this, [this] { performCommand(MenuCommand::Find); });
-    connect(findChild<QPushButton *>(QStringLiteral("settings")), &QPushButton::clicked, this, &ScriptEditorView::openSettings);
-    connect(findChild<QPushButton *>(QStringLiteral("findNext")), &QPushButton::clicked, search, &SearchReplaceManager::findNext);
-    connect(findChild<QPushButton *>(QStringLiteral("findPrevious")), &QPushButton::clicked, search, &SearchReplaceManager::findPrevious);
-    connect(findChild<QPushButton *>(QStringLiteral("replace")), &QPushButton::clicked, search, &SearchReplaceManager::replaceCurrent);
-    connect(replaceAll, &QPushButton::clicked, search, &SearchReplaceManager::replaceAll);
-    connect(m_search, &QLineEdit::textChanged, search, &SearchReplaceManager::setSearchText);
-    connect(m_replace, &QLineEdit::textChanged, search, &SearchReplaceManager::setReplaceText);
-    connect(caseBox, &QCheckBox::toggled, search, &SearchReplaceManager::setCaseSensitive);
-    connect(exactBox, &QCheckBox::toggled, search, &SearchReplaceManager::setExactMatch);
-    connect(wrapBox, &QCheckBox::toggled, search, &SearchReplaceManager::setWrapAround);
     connect(search, &AbstractController::changed, this, &ScriptEditorView::refreshSearch);
     connect(search, &SearchReplaceManager::selectionRequested, this, [this](int location, int length) {
         QTextCursor cursor = m_editor->textCursor();
@@ -160,18 +223,7 @@ ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *
         m_title->setText(QStringLiteral("<b>%1</b>%2").arg(name, m_controller->contentIsDirty() ? QStringLiteral(" — Edited") : QString()));
         emit commandStateChanged();
     });
-    connect(FileHistoryManager::shared(), &FileHistoryManager::entriesChanged, this, &ScriptEditorView::refreshRecent);
-    connect(m_recent, &QComboBox::activated, this, [this](int index) {
-        const QString path = m_recent->itemData(index).toString();
-        if (!path.isEmpty())
-            m_controller->openFile(path);
-    });
     connect(EditorSettings::shared(), &EditorSettings::settingsChanged, m_editor, &SourceTextEditor::applySettings);
-    AlertPresenter::bind(m_controller, this);
-    refreshRecent();
-    m_controller->restore();
-    loadContent();
-    emit m_controller->changed();
 }
 
 ScriptEditorView::~ScriptEditorView() = default;

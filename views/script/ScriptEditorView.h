@@ -11,6 +11,7 @@ class UnifiedFileExplorerView;
 class QCheckBox;
 class QComboBox;
 class QLabel;
+class QLayout;
 class QLineEdit;
 class QSplitter;
 class QtScriptFilePanels;
@@ -47,6 +48,16 @@ public:
     void openFileDialog();
 
 private:
+    // The screen's areas and what their controls do.
+    QLayout *buildToolbar();
+    void buildEditor();
+    void buildFindBar();
+    QSplitter *buildEditorAndLog();
+    void buildExplorer();
+    void layOut(QLayout *toolbar, QSplitter *editorAndLog);
+    void bindToolbar();
+    void bindEditor();
+
     void loadContent();
     void refreshRecent();
     void refreshSearch();

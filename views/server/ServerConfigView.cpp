@@ -34,7 +34,32 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
       m_splitSettings(new SettingsManager(splitKey, defaultLogHeight, this))
 {
     setObjectName(QStringLiteral("serverConfigView"));
+    // Made top to bottom, so that Tab walks the screen in that order.
+    QLayout *form = buildForm();
+    QLayout *statusRow = buildStatusRow();
+    QLayout *addressRow = buildAddressRow();
+    QLayout *access = buildAccessRows();
+    QLayout *buttons = buildButtons();
+    layOut(form, statusRow, addressRow, access, buttons);
+    bindFields();
+    bindAccess();
+    bindButtons();
 
+    connect(m_controller, &AbstractController::changed, this, &ServerConfigView::refresh);
+    connect(m_controller, &ServerConfigController::serverConfigChanged, this, &ServerConfigView::refreshFields);
+    connect(m_split, &QSplitter::splitterMoved, this, [this] {
+        if (m_splitApplied)
+            m_splitSettings->saveSplitter(m_log->height());
+    });
+    AlertPresenter::bind(m_controller, this);
+
+    refreshFields();
+    refresh();
+    refreshAccess();
+}
+
+QLayout *ServerConfigView::buildForm()
+{
     auto makeField = [this](const char *name, const QString &placeholder) {
         auto *field = new QLineEdit(this);
         field->setObjectName(QString::fromLatin1(name));
@@ -76,7 +101,11 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     form->addRow(QStringLiteral("Server Version:"), m_version);
     form->addRow(QStringLiteral("Listening Port:"), portRow);
     form->addRow(QStringLiteral("Instructions:"), m_instructions);
+    return form;
+}
 
+QLayout *ServerConfigView::buildStatusRow()
+{
     m_statusDot = new QLabel(this);
     m_statusDot->setFixedSize(10, 10);
     m_status = new QLabel(this);
@@ -85,12 +114,16 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     statusFont.setBold(true);
     m_status->setFont(statusFont);
     m_status->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    auto *statusRow = new QHBoxLayout;
-    statusRow->setSpacing(8);
-    statusRow->addWidget(m_statusDot);
-    statusRow->addWidget(m_status, 1);
+    auto *row = new QHBoxLayout;
+    row->setSpacing(8);
+    row->addWidget(m_statusDot);
+    row->addWidget(m_status, 1);
+    return row;
+}
 
-    auto *addressCaption = new QLabel(QStringLiteral("Client address:"), this);
+QLayout *ServerConfigView::buildAddressRow()
+{
+    auto *caption = new QLabel(QStringLiteral("Client address:"), this);
     m_address = new QLabel(this);
     m_address->setObjectName(QStringLiteral("clientAddress"));
     m_address->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -98,19 +131,23 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     m_copy = new QPushButton(QStringLiteral("Copy to clipboard"), this);
     m_copy->setObjectName(QStringLiteral("copyAddressButton"));
     m_copy->setAutoDefault(false);
-    auto *addressRow = new QHBoxLayout;
-    addressRow->setSpacing(8);
-    addressRow->addWidget(addressCaption);
-    addressRow->addWidget(m_address);
-    addressRow->addWidget(m_copy);
+    auto *row = new QHBoxLayout;
+    row->setSpacing(8);
+    row->addWidget(caption);
+    row->addWidget(m_address);
+    row->addWidget(m_copy);
     m_copyConfiguration = new QPushButton(QStringLiteral("Copy client configuration"), this);
     m_copyConfiguration->setObjectName(QStringLiteral("copyClientConfigurationButton"));
     m_copyConfiguration->setAutoDefault(false);
     m_copyConfiguration->setToolTip(QStringLiteral("The address and, while it is asked for, the token, as MCP clients "
                                                    "take them for an HTTP server"));
-    addressRow->addWidget(m_copyConfiguration);
-    addressRow->addStretch();
+    row->addWidget(m_copyConfiguration);
+    row->addStretch();
+    return row;
+}
 
+QLayout *ServerConfigView::buildAccessRows()
+{
     // Who may call: the token beside the address, the requirement, the origins of web pages.
     m_token = new QLabel(this);
     m_token->setObjectName(QStringLiteral("accessToken"));
@@ -154,6 +191,17 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     originsRow->addWidget(new QLabel(QStringLiteral("Allowed web origins:"), this));
     originsRow->addWidget(m_origins, 1);
 
+    // A column of its own: its spacing and margins are the screen's, as if its rows stood there.
+    auto *column = new QVBoxLayout;
+    column->addLayout(tokenRow);
+    column->addWidget(m_tokenHint);
+    column->addLayout(requirementRow);
+    column->addLayout(originsRow);
+    return column;
+}
+
+QLayout *ServerConfigView::buildButtons()
+{
     m_start = new CommandButton(QStringLiteral("startServerButton"), QStringLiteral("Start server"),
                                 QKeySequence(Qt::CTRL | Qt::Key_R), this);
     m_stop = new CommandButton(QStringLiteral("stopServerButton"), QStringLiteral("Stop server"),
@@ -169,7 +217,11 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     buttons->addStretch();
     buttons->addWidget(m_revert);
     buttons->addWidget(m_save);
+    return buttons;
+}
 
+void ServerConfigView::layOut(QLayout *form, QLayout *statusRow, QLayout *addressRow, QLayout *access, QLayout *buttons)
+{
     auto *top = new QWidget(this);
     auto *topLayout = new QVBoxLayout(top);
     topLayout->setContentsMargins(20, 18, 20, 12);
@@ -178,10 +230,7 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     topLayout->addSpacing(4);
     topLayout->addLayout(statusRow);
     topLayout->addLayout(addressRow);
-    topLayout->addLayout(tokenRow);
-    topLayout->addWidget(m_tokenHint);
-    topLayout->addLayout(requirementRow);
-    topLayout->addLayout(originsRow);
+    topLayout->addLayout(access);
     topLayout->addSpacing(4);
     topLayout->addLayout(buttons);
     topLayout->addStretch();
@@ -205,7 +254,10 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_split);
+}
 
+void ServerConfigView::bindFields()
+{
     // The screen writes the row's fields directly; the controller sees the context change.
     connect(m_name, &QLineEdit::textEdited, this, [this](const QString &text) {
         if (ServerConfig *row = m_controller->serverConfig())
@@ -227,6 +279,10 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     });
     connect(m_port, &QLineEdit::editingFinished, this, &ServerConfigView::commitPort);
     connect(m_listenAll, &QCheckBox::clicked, this, [this](bool checked) { m_controller->setListenAtAll(checked); });
+}
+
+void ServerConfigView::bindAccess()
+{
     connect(m_copy, &QPushButton::clicked, this, &ServerConfigView::copyAddress);
     connect(m_copyConfiguration, &QPushButton::clicked, this, [this] {
         QClipboard *clipboard = QApplication::clipboard();
@@ -239,7 +295,10 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
     connect(m_tokenOnLoopback, &QCheckBox::clicked, m_controller, &ServerConfigController::setTokenOnLoopback);
     connect(m_origins, &QLineEdit::editingFinished, this, &ServerConfigView::commitOrigins);
     connect(m_controller, &ServerConfigController::accessChanged, this, &ServerConfigView::refreshAccess);
+}
 
+void ServerConfigView::bindButtons()
+{
     // The buttons only send on the controller's channels.
     connect(m_start, &QPushButton::clicked, this, [this] {
         commitPort();
@@ -251,18 +310,6 @@ ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *
         emit m_controller->saveButtonTapped();
     });
     connect(m_revert, &QPushButton::clicked, m_controller, &ServerConfigController::revertButtonTapped);
-
-    connect(m_controller, &AbstractController::changed, this, &ServerConfigView::refresh);
-    connect(m_controller, &ServerConfigController::serverConfigChanged, this, &ServerConfigView::refreshFields);
-    connect(m_split, &QSplitter::splitterMoved, this, [this] {
-        if (m_splitApplied)
-            m_splitSettings->saveSplitter(m_log->height());
-    });
-    AlertPresenter::bind(m_controller, this);
-
-    refreshFields();
-    refresh();
-    refreshAccess();
 }
 
 AbstractController *ServerConfigView::activeController() const { return m_controller; }

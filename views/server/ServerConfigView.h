@@ -5,6 +5,7 @@
 class LogPaneView;
 class QCheckBox;
 class QLabel;
+class QLayout;
 class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
@@ -60,6 +61,17 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
+    // The screen's areas, top to bottom, and what their controls do.
+    QLayout *buildForm();
+    QLayout *buildStatusRow();
+    QLayout *buildAddressRow();
+    QLayout *buildAccessRows();
+    QLayout *buildButtons();
+    void layOut(QLayout *form, QLayout *statusRow, QLayout *addressRow, QLayout *access, QLayout *buttons);
+    void bindFields();
+    void bindAccess();
+    void bindButtons();
+
     void refresh();
     void refreshFields();
     void commitPort();

@@ -41,7 +41,13 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
            .deleteTitle = QStringLiteral("Delete Tool"),
            .deleteText = [this] { return m_controller->deleteToolText(); }});
     list()->setUniformItemSizes(true);
+    bindForm();
+    bindSchemaCommands();
+    rebuildList();
+}
 
+void ToolsConfigView::bindForm()
+{
     connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
     connect(m_description, &QLineEdit::editingFinished, this, [this] { m_controller->setToolDescription(m_description->text()); });
     connect(m_handler, &QLineEdit::editingFinished, this, [this] { m_controller->setHandlerName(m_handler->text()); });
@@ -57,6 +63,11 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
         m_controller->setPluginName(index == 0 ? QString() : m_plugin->itemText(index));
     });
     connect(button(QStringLiteral("chooseScript")), &QPushButton::clicked, this, &ToolsConfigView::chooseScript);
+    connect(list(), &QListWidget::itemClicked, this, [this] { m_controller->setFocus(ToolsConfigController::toolsListView); });
+}
+
+void ToolsConfigView::bindSchemaCommands()
+{
     connect(button(QStringLiteral("addInput")), &QPushButton::clicked, m_controller, &ToolsConfigController::addInputSchemaTapped);
     connect(button(QStringLiteral("addOutput")), &QPushButton::clicked, m_controller, &ToolsConfigController::addOutputSchemaTapped);
     for (const auto &[name, field] : {std::pair{"editInput", ToolsConfigController::inputSchemeButton},
@@ -67,13 +78,11 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
             QMetaObject::invokeMethod(this, [this] { m_controller->editButtonTapped(); }, Qt::QueuedConnection);
         });
     }
-    connect(list(), &QListWidget::itemClicked, this, [this] { m_controller->setFocus(ToolsConfigController::toolsListView); });
     connect(m_controller, &ToolsConfigController::schemaStateChanged, this, [this] {
         showSelection();
         confirmDeletes();
         QMetaObject::invokeMethod(this, &ToolsConfigView::openSchemaEditors, Qt::QueuedConnection);
     });
-    rebuildList();
 }
 
 QLayout *ToolsConfigView::makeToolbar()

@@ -27,6 +27,9 @@ public:
 private:
     QLayout *makeToolbar();
     QLayout *makeForm();
+    // What the list, the form's fields and the schema commands do.
+    void bindForm();
+    void bindSchemaCommands();
     void rebuildList() override;
     void applyFilter() override;
     void showSelection() override;
