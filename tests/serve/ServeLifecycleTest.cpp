@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -151,10 +152,12 @@ QString busyBundle()
     // watchdog cannot end a host call early.
     script.write("function toolEntry() { const end = Date.now() + 10; while (Date.now() < end) {} "
                  "Kelvara.shell('sleep 0.03'); "
-                 "return JSON.stringify({ content: [{ type: 'text', text: 'done' }] }); }\n");
+                 "return JSON.stringify({ text: 'done' }); }\n");
     script.close();
     const QJsonObject tool{
         {"name", "busy"}, {"description", "Keeps a worker busy"}, {"toolType", "ScriptTool"},
+        {"annotations", QJsonObject{{"audience", QJsonArray{"assistant"}}, {"priority", 0.5},
+                                    {"lastModified", "2026-01-01T00:00:00.000Z"}}},
         {"execHandler", "busy"}, {"execMethod", "toolEntry"}, {"pluginName", ""},
         {"scriptName", root + QStringLiteral("/Scripts/busy.js")},
         {"inputSchema", QJsonObject{{"type", "object"}, {"properties", QJsonObject{}}}},
@@ -187,13 +190,22 @@ TEST(ServeLifecycleTest, StopsUnderLoadEndCleanlyEveryTime)
         std::string seen;
         ASSERT_TRUE(readUntil(served.output, seen, "MCP Server running")) << seen;
 
+        // Standard output is read to its end, as a terminal would: a full pipe would hold the
+        // server's main thread, which is not what this test is about.
+        std::thread drain([fd = served.output] {
+            char buffer[4096];
+            while (::read(fd, buffer, sizeof buffer) > 0) {
+            }
+        });
         std::atomic<bool> going{true};
         std::atomic<int> answered{0};
         std::vector<std::thread> clients;
         for (int c = 0; c < 8; ++c) {
             clients.emplace_back([&] {
                 while (going.load()) {
-                    if (post(port, busyCall) == 200)
+                    std::string reply;
+                    // Only a call the script answered counts: the stop must find calls running.
+                    if (post(port, busyCall, &reply) == 200 && reply.find("done") != std::string::npos)
                         ++answered;
                 }
             });
@@ -202,12 +214,14 @@ TEST(ServeLifecycleTest, StopsUnderLoadEndCleanlyEveryTime)
         const auto deadline = Clock::now() + std::chrono::seconds(10);
         while (answered.load() < 2 + round % 3 && Clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_GE(answered.load(), 2) << "round " << round << ": the script tool did not answer";
         std::this_thread::sleep_for(std::chrono::microseconds(500 * (round % 7)));
         ::kill(served.pid, SIGTERM);
         const int status = waitFor(served.pid);
         going = false;
         for (std::thread &client : clients)
             client.join();
+        drain.join();
         ::close(served.output);
         if (!(status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
             ++crashes;
