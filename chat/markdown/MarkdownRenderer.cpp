@@ -13,6 +13,17 @@ namespace {
 // Extra leading between lines for a spacing multiplier: (L - 1) times the size, at least 0.
 double leading(double multiplier, double size) { return std::max(0.0, (multiplier - 1.0) * size); }
 
+// A cell's text as it reads: emphasis and code marks taken off, a link as its text. The
+// columns are padded in a fixed font, so a cell keeps one style.
+QString plainText(const QList<MDSpan> &spans)
+{
+    QString text;
+    for (const MDSpan &span : spans)
+        text += span.children.isEmpty() ? (span.kind == MDSpan::Kind::LineBreak ? QStringLiteral(" ") : span.text)
+                                        : plainText(span.children);
+    return text;
+}
+
 QString padded(const QString &cell, int width, MDColumnAlign align)
 {
     const int room = width - int(cell.size());
@@ -234,13 +245,23 @@ void MarkdownRenderer::renderTable(QTextCursor &cursor, const MDBlock &block) co
         return f;
     };
     const qsizetype columns = block.header.size();
+    auto plainRow = [](const QStringList &row) {
+        QStringList cells;
+        for (const QString &cell : row)
+            cells << plainText(MarkdownParser::parseInline(cell));
+        return cells;
+    };
+    const QStringList header = plainRow(block.header);
+    QList<QStringList> rows;
+    for (const QStringList &row : block.rows)
+        rows << plainRow(row);
     QList<int> width(columns, 0);
     auto measure = [&](const QStringList &row) {
         for (qsizetype c = 0; c < std::min(columns, row.size()); ++c)
             width[c] = std::max(width[c], int(row[c].size()));
     };
-    measure(block.header);
-    for (const QStringList &row : block.rows)
+    measure(header);
+    for (const QStringList &row : rows)
         measure(row);
     auto line = [&](const QStringList &row) {
         QStringList cells;
@@ -249,13 +270,13 @@ void MarkdownRenderer::renderTable(QTextCursor &cursor, const MDBlock &block) co
                             c < block.align.size() ? block.align[c] : MDColumnAlign::None);
         return cells.join(QStringLiteral("   "));
     };
-    write(cursor, line(block.header) + QLatin1Char('\n'), format(m_style.secondary));
+    write(cursor, line(header) + QLatin1Char('\n'), format(m_style.secondary));
     QStringList rule;
     for (int w : width)
         rule << QString(w, QChar(0x2500));
     write(cursor, rule.join(QStringLiteral("   ")) + QLatin1Char('\n'), format(m_style.faint));
-    for (qsizetype r = 0; r < block.rows.size(); ++r)
-        write(cursor, line(block.rows[r]) + (r + 1 < block.rows.size() ? QStringLiteral("\n") : QString()),
+    for (qsizetype r = 0; r < rows.size(); ++r)
+        write(cursor, line(rows[r]) + (r + 1 < rows.size() ? QStringLiteral("\n") : QString()),
               format(m_style.primary));
 }
 
