@@ -21,6 +21,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QTest>
 
 using namespace ViewsTestSupport;
@@ -100,6 +101,10 @@ TEST_F(ServerScreenTest, StartsAndStopsFromTheScreenWithItsStatusWords)
 
     view->copyAddress();
     EXPECT_EQ(QApplication::clipboard()->text(), QStringLiteral("http://127.0.0.1:%1").arg(port));
+    // Copy says it was done, then goes back to its word.
+    auto *copy = view->findChild<QPushButton *>(QStringLiteral("copyAddressButton"));
+    EXPECT_EQ(copy->text(), "Copied");
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return copy->text() == "Copy to clipboard"; }, 3000));
 
     view->stopButton()->click();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->statusLabel()->text() == "MCP Server stopped"; }));
@@ -120,7 +125,9 @@ TEST_F(ServerScreenTest, RefusedPortAndTheBindToggleAndRevert)
 
     view->listenAllToggle()->click();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->revertButton()->isEnabled(); }));
-    EXPECT_EQ(view->addressLabel()->text(), "http://0.0.0.0:" + stored);
+    // Not the address the server listens on (0.0.0.0 answers nobody) but one of this machine.
+    EXPECT_EQ(view->addressLabel()->text(), "http://" + ServerConfigView::reachableHost() + ":" + stored);
+    EXPECT_FALSE(view->addressLabel()->text().contains(QStringLiteral("0.0.0.0")));
     EXPECT_FALSE(view->startButton()->isEnabled());
     view->revertButton()->click();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return !view->revertButton()->isEnabled(); }));
@@ -216,4 +223,29 @@ TEST_F(ServerScreenTest, TheTokenTheRequirementAndTheAllowedOrigins)
     closeAlert(QStringLiteral("app.example/path is not an origin: write it as a browser does, like https://app.example:3000"));
     EXPECT_EQ(controller->allowedOrigins(), (QStringList{"https://app.example:3000", "http://tool.local"}));
     EXPECT_EQ(view->allowedOriginsField()->text(), "https://app.example:3000, http://tool.local");
+}
+
+// At the size a first start opens with, the commands are in sight without scrolling, and
+// the log fills what the form leaves.
+TEST_F(ServerScreenTest, TheCommandsStayInSightAtTheDefaultSize)
+{
+    UserDefaults::standard()->remove(QStringLiteral("serverView.VSplitViewPos"));
+    closeAllWindows();
+    window = launchedWindow(MenuDestination::menuServerConfig);
+    window->resize(1024, 720);
+    view = qobject_cast<ServerConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    controller = view->controller();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view->logPane()->height() > 0; }));
+    for (QPushButton *button : {view->startButton(), view->stopButton(), view->saveButton(), view->revertButton()}) {
+        ASSERT_TRUE(button->isVisible()) << button->objectName().toStdString();
+        const QRect onWindow(button->mapTo(window, QPoint(0, 0)), button->size());
+        EXPECT_TRUE(window->rect().contains(onWindow)) << button->objectName().toStdString();
+        // No scroll area between the button and the screen: it is never scrolled away.
+        for (QWidget *w = button->parentWidget(); w && w != view; w = w->parentWidget())
+            EXPECT_EQ(qobject_cast<QScrollArea *>(w), nullptr) << button->objectName().toStdString();
+        // Nothing covers it: the widget at its centre is the button itself.
+        EXPECT_EQ(window->childAt(button->mapTo(window, button->rect().center())), button)
+            << button->objectName().toStdString();
+    }
 }

@@ -11,6 +11,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
+#include <QTimer>
 #include <QFontDatabase>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -21,6 +22,11 @@
 #include <QScrollArea>
 #include <QSplitter>
 #include <QVBoxLayout>
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
 
 namespace {
 
@@ -231,21 +237,32 @@ void ServerConfigView::layOut(QLayout *form, QLayout *statusRow, QLayout *addres
     topLayout->addLayout(statusRow);
     topLayout->addLayout(addressRow);
     topLayout->addLayout(access);
-    topLayout->addSpacing(4);
-    topLayout->addLayout(buttons);
     topLayout->addStretch();
     auto *scroll = new QScrollArea(this);
     scroll->setWidget(top);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setMinimumHeight(120);
+    scroll->setMinimumHeight(80);
+    // The commands stay in sight whatever the form's height: below the scrolled form, above
+    // the log.
+    auto *commands = new QWidget(this);
+    commands->setObjectName(QStringLiteral("serverCommands"));
+    auto *commandsLayout = new QVBoxLayout(commands);
+    commandsLayout->setContentsMargins(20, 6, 20, 8);
+    commandsLayout->addLayout(buttons);
+    auto *upper = new QWidget(this);
+    auto *upperLayout = new QVBoxLayout(upper);
+    upperLayout->setContentsMargins(0, 0, 0, 0);
+    upperLayout->setSpacing(0);
+    upperLayout->addWidget(scroll, 1);
+    upperLayout->addWidget(commands);
 
     m_log = new LogPaneView(m_controller->logController(), this);
     m_log->setMinimumHeight(90);
 
     m_split = new QSplitter(Qt::Vertical, this);
     m_split->setObjectName(QStringLiteral("serverSplit"));
-    m_split->addWidget(scroll);
+    m_split->addWidget(upper);
     m_split->addWidget(m_log);
     m_split->setChildrenCollapsible(false);
     m_split->setStretchFactor(0, 1);
@@ -288,6 +305,7 @@ void ServerConfigView::bindAccess()
         QClipboard *clipboard = QApplication::clipboard();
         clipboard->clear();
         clipboard->setText(m_controller->clientConfiguration());
+        confirmCopy(m_copyConfiguration);
     });
     connect(m_copyToken, &QPushButton::clicked, this, &ServerConfigView::copyToken);
     connect(m_renewToken, &QPushButton::clicked, m_controller, &ServerConfigController::renewAccessToken);
@@ -339,8 +357,28 @@ QString ServerConfigView::clientAddress() const
 {
     const ServerConfig *row = m_controller->serverConfig();
     const int port = row ? m_controller->listeningPort() : fallbackPort;
-    const QString host = m_controller->listenAtAll() ? QStringLiteral("0.0.0.0") : QStringLiteral("127.0.0.1");
+    const QString host = m_controller->listenAtAll() ? reachableHost() : QStringLiteral("127.0.0.1");
     return QStringLiteral("http://%1:%2").arg(host).arg(port);
+}
+
+QString ServerConfigView::reachableHost()
+{
+    // 0.0.0.0 is where the server listens, not an address anyone can reach: others use an
+    // address of this machine, the first that is up and not loopback.
+    ifaddrs *list = nullptr;
+    if (::getifaddrs(&list) != 0)
+        return QStringLiteral("127.0.0.1");
+    QString found;
+    for (ifaddrs *it = list; it && found.isEmpty(); it = it->ifa_next) {
+        if (!it->ifa_addr || it->ifa_addr->sa_family != AF_INET || !(it->ifa_flags & IFF_UP) || (it->ifa_flags & IFF_LOOPBACK))
+            continue;
+        char text[INET_ADDRSTRLEN] = {};
+        const auto *address = reinterpret_cast<const sockaddr_in *>(it->ifa_addr);
+        if (::inet_ntop(AF_INET, &address->sin_addr, text, sizeof text))
+            found = QString::fromLatin1(text);
+    }
+    ::freeifaddrs(list);
+    return found.isEmpty() ? QStringLiteral("127.0.0.1") : found;
 }
 
 void ServerConfigView::copyAddress()
@@ -348,6 +386,16 @@ void ServerConfigView::copyAddress()
     QClipboard *clipboard = QApplication::clipboard();
     clipboard->clear();
     clipboard->setText(clientAddress());
+    confirmCopy(m_copy);
+}
+
+void ServerConfigView::confirmCopy(QPushButton *button)
+{
+    // The button says what happened for a moment, then goes back to its word.
+    const QString word = button->property("word").isValid() ? button->property("word").toString() : button->text();
+    button->setProperty("word", word);
+    button->setText(QStringLiteral("Copied"));
+    QTimer::singleShot(1500, button, [button, word] { button->setText(word); });
 }
 
 void ServerConfigView::copyToken()
@@ -355,6 +403,7 @@ void ServerConfigView::copyToken()
     QClipboard *clipboard = QApplication::clipboard();
     clipboard->clear();
     clipboard->setText(m_controller->accessToken());
+    confirmCopy(m_copyToken);
 }
 
 void ServerConfigView::commitOrigins()

@@ -23,7 +23,7 @@ class ServerConfigView : public DestinationScreen {
 
 public:
     static inline const QString splitKey = QStringLiteral("serverView.VSplitViewPos");
-    static constexpr double defaultLogHeight = 300;
+    static constexpr double defaultLogHeight = 200;
     // The port shown while no row exists.
     static constexpr int fallbackPort = 8080;
 
@@ -54,6 +54,9 @@ public:
 
     // "http://127.0.0.1:8888", or "http://0.0.0.0:8888" when listening on all interfaces.
     QString clientAddress() const;
+    // The address others reach this machine at while the server listens on all interfaces:
+    // the first IPv4 address of an interface that is up and not loopback, else 127.0.0.1.
+    static QString reachableHost();
     void copyAddress();
     void copyToken();
 
@@ -61,6 +64,7 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
+    void confirmCopy(QPushButton *button);
     // The screen's areas, top to bottom, and what their controls do.
     QLayout *buildForm();
     QLayout *buildStatusRow();
