@@ -152,18 +152,34 @@ void SearchReplaceManager::replaceAll()
 {
     if (m_matches.isEmpty() || !m_document)
         return;
+    // One pass over one copy of the text: the matches that still lie on what they found are
+    // replaced while the new text is built, and the document takes it in one edit (one step
+    // to undo). Editing match by match re-laid the document each time.
+    const QString text = m_document->toPlainText();
     QList<Range> ranges = m_matches;
-    std::sort(ranges.begin(), ranges.end(), [](const Range &a, const Range &b) { return a.location > b.location; });
-    QTextCursor cursor(m_document);
-    cursor.beginEditBlock();  // one step to undo
+    std::sort(ranges.begin(), ranges.end(), [](const Range &a, const Range &b) { return a.location < b.location; });
+    const Qt::CaseSensitivity sensitivity = m_caseSensitive ? Qt::CaseSensitive : Qt::CaseInsensitive;
+    QString replaced;
+    replaced.reserve(text.size());
+    qsizetype from = 0;
+    qsizetype changed = 0;
     for (const Range &range : ranges) {
-        if (!fits(range))
+        if (range.location < from || range.location + range.length > text.size() ||
+            QStringView(text).mid(range.location, range.length).compare(m_searchText, sensitivity) != 0)
             continue;
-        cursor.setPosition(range.location);
-        cursor.setPosition(range.location + range.length, QTextCursor::KeepAnchor);
-        cursor.insertText(m_replaceText);
+        replaced += QStringView(text).mid(from, range.location - from);
+        replaced += m_replaceText;
+        from = range.location + range.length;
+        ++changed;
     }
-    cursor.endEditBlock();
+    if (changed > 0) {
+        replaced += QStringView(text).mid(from);
+        QTextCursor cursor(m_document);
+        cursor.beginEditBlock();
+        cursor.select(QTextCursor::Document);
+        cursor.insertText(replaced);
+        cursor.endEditBlock();
+    }
     m_matches.clear();
     m_current = 0;
     notifyChange();

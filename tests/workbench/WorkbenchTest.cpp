@@ -15,6 +15,7 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
+#include <QTextCursor>
 #include <QTextDocument>
 
 using TestSupport::waitUntil;
@@ -97,6 +98,17 @@ TEST(SearchReplace, MatchesDoNotOverlapWholeWordsAndUTF16Ranges)
     // Replace all is one step to undo.
     document.undo();
     EXPECT_EQ(document.toPlainText(), QString::fromUtf8("😀xx 😀x 😀x"));
+
+    // Matches that no longer lie on what they found (an edit came between) are left alone:
+    // the one deleted, and the last one, which moved.
+    search.setReplaceText(QStringLiteral("y"));
+    search.performSearch();
+    ASSERT_EQ(search.totalMatches(), 4);
+    QTextCursor edit(&document);
+    edit.setPosition(document.toPlainText().indexOf(QStringLiteral(" 😀x 😀x")) + 3);
+    edit.deleteChar();  // the middle "x" goes; its range now points at " "
+    search.replaceAll();
+    EXPECT_EQ(document.toPlainText(), QString::fromUtf8("😀yy 😀 😀x"));
 }
 
 TEST(RunDialog, ParametersAreBuiltByTypeAndABlankHandlerRunsNothing)
