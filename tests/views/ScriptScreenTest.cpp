@@ -29,6 +29,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextLayout>
 #include <QTimer>
 
 using namespace ViewsTestSupport;
@@ -290,4 +292,44 @@ TEST(ScriptScreen, TabWalksToolbarEditorFindBarLogAndTree)
                               "replaceAll", "logView", "fileExplorer", "explorerSplit"};
     EXPECT_EQ(focusOrder(view, walk), walk);
     closeAllWindows();
+}
+
+namespace {
+
+// The colour the editor gave the character at this column of the first line holding `line`.
+QColor colourAt(SourceTextEditor &editor, const QString &line, qsizetype column)
+{
+    const QTextBlock block = editor.document()->findBlock(int(editor.document()->toPlainText().indexOf(line)));
+    for (const QTextLayout::FormatRange &range : block.layout()->formats()) {
+        if (column >= range.start && column < range.start + range.length)
+            return range.format.foreground().color();
+    }
+    return {};
+}
+
+}  // namespace
+
+// Regular-expression literals are strings to the eye, and a quote inside one opens nothing;
+// a "/" after a value divides. Only the 36 keywords of JavaScript are keywords.
+TEST(ScriptEditorColours, RegularExpressionLiteralsAndTheKeywordList)
+{
+    EditorSettings settings;
+    SourceTextEditor editor(&settings);
+    const QString regex = QStringLiteral("var words = text.split(/[\\s\"']+/g); var after = 1;");
+    const QString division = QStringLiteral("var half = total / 2 / count;");
+    const QString words = QStringLiteral("if (x === undefined || y === null) return true;");
+    editor.setPlainText(regex + u'\n' + division + u'\n' + words);
+    QCoreApplication::processEvents();
+
+    const qsizetype slash = regex.indexOf(u'/');
+    EXPECT_EQ(colourAt(editor, regex, slash), settings.stringColor);
+    EXPECT_EQ(colourAt(editor, regex, regex.indexOf(u'"')), settings.stringColor);
+    EXPECT_EQ(colourAt(editor, regex, regex.indexOf(QStringLiteral("/g")) + 1), settings.stringColor);  // the flag
+    // After the literal the line is code again: the quote inside it opened no string.
+    EXPECT_EQ(colourAt(editor, regex, regex.lastIndexOf(QStringLiteral("var"))), settings.keywordColor);
+    EXPECT_NE(colourAt(editor, division, division.indexOf(u'/') + 2), settings.stringColor);
+    EXPECT_EQ(colourAt(editor, words, 0), settings.keywordColor);                                   // if
+    EXPECT_EQ(colourAt(editor, words, words.indexOf(QStringLiteral("return"))), settings.keywordColor);
+    for (const char *plain : {"undefined", "null", "true"})
+        EXPECT_NE(colourAt(editor, words, words.indexOf(QLatin1String(plain))), settings.keywordColor) << plain;
 }

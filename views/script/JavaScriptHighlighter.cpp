@@ -11,8 +11,43 @@ const QRegularExpression &keywords()
     static const QRegularExpression expression(QStringLiteral(
         R"(\b(?:break|case|catch|class|const|continue|debugger|default|delete|do|else|export|extends|finally|for|)"
         R"(function|if|import|in|instanceof|let|new|return|super|switch|this|throw|try|typeof|var|void|while|with|)"
-        R"(yield|async|await|of|true|false|null|undefined)\b)"));
+        R"(yield|async|await)\b)"));
     return expression;
+}
+
+// A "/" opens a regular-expression literal, not a division, at the start of a line or after
+// one of these (blanks between them allowed).
+bool regexMayStartAfter(const QString &text, qsizetype slash)
+{
+    qsizetype k = slash - 1;
+    while (k >= 0 && text.at(k).isSpace())
+        --k;
+    return k < 0 || QStringLiteral("=(:,[!&|?{};").contains(text.at(k));
+}
+
+// The end of a regular-expression literal starting at `slash` ("/", at least one character,
+// "/", flags), or -1 when there is none on this line.
+qsizetype regexLiteralEnd(const QString &text, qsizetype slash)
+{
+    const qsizetype n = text.size();
+    qsizetype j = slash + 1;
+    if (j >= n || text.at(j) == u'/' || text.at(j) == u'*')
+        return -1;
+    while (j < n && text.at(j) != u'/') {
+        if (text.at(j) == u'\\') {
+            if (j + 1 >= n)
+                return -1;
+            j += 2;
+        } else {
+            ++j;
+        }
+    }
+    if (j >= n || j == slash + 1)
+        return -1;
+    ++j;
+    while (j < n && QStringLiteral("gimsuy").contains(text.at(j)))
+        ++j;
+    return j;
 }
 
 bool isIdentifierUnit(QChar c)
@@ -86,6 +121,13 @@ void JavaScriptHighlighter::highlightBlock(const QString &text)
             setFormat(int(i), 2, comment);
             i += 2;
             continue;
+        }
+        if (c == u'/' && regexMayStartAfter(text, i)) {
+            if (const qsizetype end = regexLiteralEnd(text, i); end > 0) {
+                setFormat(int(i), int(end - i), string);
+                i = end;
+                continue;
+            }
         }
         if (c == u'`') {
             state = InTemplate;
