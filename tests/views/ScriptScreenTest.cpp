@@ -31,7 +31,9 @@
 #include <QTest>
 #include <QTextBlock>
 #include <QTextLayout>
+#include <QMimeData>
 #include <QTimer>
+#include <QUrl>
 
 using namespace ViewsTestSupport;
 using TestSupport::waitUntil;
@@ -332,4 +334,32 @@ TEST(ScriptEditorColours, RegularExpressionLiteralsAndTheKeywordList)
     EXPECT_EQ(colourAt(editor, words, words.indexOf(QStringLiteral("return"))), settings.keywordColor);
     for (const char *plain : {"undefined", "null", "true"})
         EXPECT_NE(colourAt(editor, words, words.indexOf(QLatin1String(plain))), settings.keywordColor) << plain;
+}
+
+// A script dropped on the editor opens; its address is not typed into the text.
+TEST(ScriptScreen, AFileDroppedOnTheEditorOpens)
+{
+    const QString path = TestSupport::makeTempDir() + QStringLiteral("/dropped.js");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("function toolEntry() { return '{\"text\":\"dropped\"}'; }\n");
+    file.close();
+
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
+    auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    QMimeData drop;
+    drop.setUrls({QUrl::fromLocalFile(path)});
+    SourceTextEditor *editor = view->editor();
+    // The events a drag from the file manager brings, in order.
+    QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction, &drop, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(editor->viewport(), &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent dropEvent(QPointF(20, 20), Qt::CopyAction, &drop, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(editor->viewport(), &dropEvent);
+    EXPECT_EQ(view->controller()->currentFilePath(), path);
+    EXPECT_TRUE(editor->toPlainText().startsWith("function toolEntry")) << editor->toPlainText().toStdString();
+    EXPECT_FALSE(editor->toPlainText().contains(QStringLiteral("file://")));
+    closeAllWindows();
 }

@@ -159,6 +159,9 @@ void ScriptEditorView::buildExplorer()
     // The folder tree on the left opens its scripts here and gives new files the template.
     m_explorerModel->preferredNewFileExtension = QStringLiteral("js");
     m_explorerModel->onOpenFile = [this](const QString &path) { m_controller->openFile(path); };
+    // A script dropped on the editor opens, as one picked in the tree does.
+    connect(m_editor, &SourceTextEditor::filesDropped, this,
+            [this](const QStringList &paths) { m_controller->openFile(paths.first()); });
     m_explorerModel->onNewFile = [] { return ScriptEditorController::newScriptTemplate; };
     m_explorer = new UnifiedFileExplorerView(m_explorerModel, this);
     m_explorer->setMinimumWidth(160);

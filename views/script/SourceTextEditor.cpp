@@ -1,5 +1,8 @@
 #include "views/script/SourceTextEditor.h"
 
+#include <QMimeData>
+#include <QUrl>
+
 #include "views/script/JavaScriptHighlighter.h"
 #include "views/script/LineNumberRulerView.h"
 #include "workbench/EditorSettings.h"
@@ -176,4 +179,35 @@ void SourceTextEditor::updateRulerArea(const QRect &rect, int dy)
         m_ruler->scroll(0, dy);
     else
         m_ruler->update(0, rect.y(), m_ruler->width(), rect.height());
+}
+
+namespace {
+
+QStringList localFiles(const QMimeData *source)
+{
+    QStringList paths;
+    if (source && source->hasUrls()) {
+        for (const QUrl &url : source->urls()) {
+            if (url.isLocalFile())
+                paths.append(url.toLocalFile());
+        }
+    }
+    return paths;
+}
+
+}  // namespace
+
+bool SourceTextEditor::canInsertFromMimeData(const QMimeData *source) const
+{
+    return !localFiles(source).isEmpty() || QPlainTextEdit::canInsertFromMimeData(source);
+}
+
+void SourceTextEditor::insertFromMimeData(const QMimeData *source)
+{
+    const QStringList paths = localFiles(source);
+    if (!paths.isEmpty()) {
+        emit filesDropped(paths);
+        return;
+    }
+    QPlainTextEdit::insertFromMimeData(source);
 }

@@ -30,7 +30,13 @@ public:
     const DeclarationIndex &declarations() const;
     JavaScriptHighlighter *highlighter() const { return m_highlighter; }
 
+signals:
+    // Files dropped on the editor are to be opened, not their addresses typed in.
+    void filesDropped(const QStringList &paths);
+
 protected:
+    bool canInsertFromMimeData(const QMimeData *source) const override;
+    void insertFromMimeData(const QMimeData *source) override;
     void keyPressEvent(QKeyEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
