@@ -335,8 +335,8 @@ TEST(ChatViewModelTest, OverlappingToolCallsAreMatchedByNameThenByOrder)
                        + frame({{"type", "tool_call.arguments"}, {"tool", "list_files"}, {"arguments", QJsonObject{{"path", "/"}}}})
                        + frame({{"type", "tool_call.success"}, {"tool", "read_file"}, {"arguments", QJsonObject{{"path", "/a"}}},
                                 {"output", "A"}})
-                       + frame({{"type", "tool_call.success"}, {"tool", "read_file"}, {"output", "B"}})
                        + frame({{"type", "tool_call.failure"}, {"reason", "timed out"}})
+                       + frame({{"type", "tool_call.success"}, {"tool", "read_file"}, {"output", "B"}})
                        + frame({{"type", "chat.end"}, {"result", QJsonDocument::fromJson(
                                     R"({"model_instance_id":"m","output":[],"stats":{"input_tokens":1,"total_output_tokens":1,)"
                                     R"("reasoning_output_tokens":0,"tokens_per_second":1,"time_to_first_token_seconds":1}})").object()}}));
@@ -350,7 +350,7 @@ TEST(ChatViewModelTest, OverlappingToolCallsAreMatchedByNameThenByOrder)
     EXPECT_EQ(calls.at(0).arguments.value("path").toString(), "/a");  // taken from the result
     EXPECT_EQ(calls.at(1).tool, "list_files");
     EXPECT_EQ(calls.at(1).arguments.value("path").toString(), "/");
-    EXPECT_EQ(calls.at(1).error, "timed out");  // the oldest call still open
+    EXPECT_EQ(calls.at(1).error, "timed out");  // the older of the two calls still open
     EXPECT_FALSE(calls.at(1).output);
     EXPECT_EQ(calls.at(2).tool, "read_file");
     EXPECT_EQ(calls.at(2).output, "B");
