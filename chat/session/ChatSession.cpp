@@ -237,6 +237,7 @@ void ChatSession::sendSystemPromptStream(const QUuid &answer)
     request.input = m_attachments.block() + m_connection.systemPrompt();
     request.store = true;
     request.integrations = integrationPayloads();
+    m_streamError.reset();
     LMSChatStream *stream = makeStream();
     // Only the answer's text and its end count here: reasoning and tool calls are passed over.
     QObject::connect(stream, &LMSChatStream::event, this, [this, answer](const LMSStreamEvent &event) {
@@ -255,9 +256,12 @@ void ChatSession::sendSystemPromptStream(const QUuid &answer)
                         message.content = reply.messageText;
                 });
             }
-            m_status.setText(QStringLiteral("Ready."));
+            // After an error frame its words stay in the status line.
+            if (!m_streamError)
+                m_status.setText(QStringLiteral("Ready."));
             break;
         case LMSStreamEvent::Kind::streamError:
+            m_streamError = event.errorMessage;
             m_status.setText(QStringLiteral("System prompt error: ") + event.errorMessage);
             finishMessage(answer, QStringLiteral("System prompt failed:\n") + event.errorMessage);
             break;

@@ -384,6 +384,14 @@ TEST(ChatViewModelTest, AnErrorFrameStaysVisibleAfterChatEnd)
     model->session().send(QStringLiteral("Again"));
     ASSERT_TRUE(settle(*model));
     EXPECT_EQ(model->status().text(), "42 tok/s | 34 tokens | 0.25s to first token");
+
+    // The system prompt's stream keeps its error past chat.end as well.
+    peer.setFailure(ProviderPeer::Failure::errorFrame);
+    model->connection().setSystemPrompt(QStringLiteral("Be brief."));
+    model->session().sendSystemPrompt();
+    ASSERT_TRUE(waitUntil([&] { return model->session().transcript().last().isComplete && !model->status().isBusy(); }, 20000));
+    EXPECT_EQ(model->status().text(), "System prompt error: The MCP server went away.");
+    EXPECT_EQ(model->session().transcript().last().content, "System prompt failed:\nThe MCP server went away.");
 }
 
 // A model that goes silent in the middle of its answer: after the stall timeout of the user
