@@ -17,6 +17,9 @@ public:
         QByteArray body;
         long connectTimeoutSeconds = 60;
         long totalTimeoutSeconds = 130; // the whole transfer; 0 for none
+        // Given up when no byte (below one a second) comes for this long, also while the
+        // server works on its answer; 0 for no limit.
+        long stallTimeoutSeconds = 0;
     };
 
     struct Reply {

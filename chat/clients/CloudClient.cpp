@@ -30,8 +30,11 @@ ChatHttpSession::Request CloudClient::makeRequest(const QString &path, const QBy
     }
     if (method == "POST")
         request.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray("application/json")));
+    // 60 s without a byte ends a request, as does 1600 s in all: an answer that is not streamed
+    // may take minutes to write on a slow machine.
     request.connectTimeoutSeconds = 60;
-    request.totalTimeoutSeconds = 130;
+    request.stallTimeoutSeconds = 60;
+    request.totalTimeoutSeconds = 1600;
     return request;
 }
 

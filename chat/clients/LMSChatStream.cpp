@@ -8,6 +8,8 @@
 #include <QPointer>
 
 #include <curl/curl.h>
+#include <algorithm>
+#include <chrono>
 #include <mutex>
 
 // What the worker and the object share: the worker keeps it alive through its own pointer,
@@ -19,6 +21,11 @@ struct LMSChatStream::Shared {
     long status = 0;
     QByteArray errorBody;
     bool ended = false;  // chat.end came
+    // The stall watch: the time of the last byte (the start at first), in steady-clock ticks,
+    // and the limit; the worker alone touches them.
+    std::chrono::steady_clock::time_point lastByte = std::chrono::steady_clock::now();
+    std::chrono::seconds stallLimit{0};
+    bool stalled = false;
 };
 
 namespace {
@@ -29,6 +36,7 @@ size_t onBody(char *data, size_t size, size_t count, void *context)
     const size_t bytes = size * count;
     if (shared->cancelled.load())
         return 0;
+    shared->lastByte = std::chrono::steady_clock::now();
     if (shared->status < 200 || shared->status > 299) {
         shared->errorBody.append(data, qsizetype(bytes));
         return bytes;
@@ -56,6 +64,7 @@ size_t onBody(char *data, size_t size, size_t count, void *context)
 size_t onHeader(char *data, size_t size, size_t count, void *context)
 {
     auto *shared = static_cast<LMSChatStream::Shared *>(context);
+    shared->lastByte = std::chrono::steady_clock::now();
     const QByteArray line(data, qsizetype(size * count));
     if (line.startsWith("HTTP/")) {
         const QList<QByteArray> parts = line.split(' ');
@@ -65,9 +74,18 @@ size_t onHeader(char *data, size_t size, size_t count, void *context)
     return size * count;
 }
 
+// libcurl calls this about once a second also while nothing arrives, so a silent server is
+// noticed within a second of the limit. Header bytes count as bytes too.
 int onProgress(void *context, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
 {
-    return static_cast<LMSChatStream::Shared *>(context)->cancelled.load() ? 1 : 0;
+    auto *shared = static_cast<LMSChatStream::Shared *>(context);
+    if (shared->cancelled.load())
+        return 1;
+    if (shared->stallLimit.count() > 0 && std::chrono::steady_clock::now() - shared->lastByte >= shared->stallLimit) {
+        shared->stalled = true;
+        return 1;
+    }
+    return 0;
 }
 
 }  // namespace
@@ -90,6 +108,11 @@ QString LMSChatStream::httpErrorText(int status, const QString &body)
     return QStringLiteral("HTTP %1: Request failed.\n%2").arg(status).arg(body);
 }
 
+QString LMSChatStream::stallText(int seconds)
+{
+    return QStringLiteral("No data from the model for %1 s: the answer was stopped.").arg(seconds);
+}
+
 void LMSChatStream::cancel()
 {
     m_shared->cancelled.store(true);
@@ -104,7 +127,10 @@ void LMSChatStream::start(const LMSChatRequest &request)
     const QByteArray body = QJsonDocument(request.toJson()).toJson(QJsonDocument::Compact);
     const QByteArray authorization = m_token.isEmpty() ? QByteArray() : ("Authorization: Bearer " + m_token.toUtf8());
     std::shared_ptr<Shared> shared = m_shared;
-    m_worker = std::thread([shared, url, body, authorization] {
+    shared->stallLimit = std::chrono::seconds(std::max(0, m_stallSeconds));
+    shared->lastByte = std::chrono::steady_clock::now();
+    const int stallSeconds = m_stallSeconds;
+    m_worker = std::thread([shared, url, body, authorization, stallSeconds] {
         static std::once_flag once;
         std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
         CURL *curl = curl_easy_init();
@@ -135,7 +161,10 @@ void LMSChatStream::start(const LMSChatRequest &request)
         shared->parser.end();
 
         std::optional<QString> error;
-        if (shared->status != 0 && (shared->status < 200 || shared->status > 299))
+        const bool stalled = shared->stalled && !shared->cancelled.load();
+        if (stalled)
+            error = LMSChatStream::stallText(stallSeconds);
+        else if (shared->status != 0 && (shared->status < 200 || shared->status > 299))
             error = LMSChatStream::httpErrorText(int(shared->status), QString::fromUtf8(shared->errorBody));
         else if (code != CURLE_OK && !shared->ended && !shared->cancelled.load())
             error = QString::fromLocal8Bit(errorBuffer[0] ? errorBuffer : curl_easy_strerror(code));
@@ -143,10 +172,11 @@ void LMSChatStream::start(const LMSChatRequest &request)
         auto *cancelled = &shared->cancelled;
         QMetaObject::invokeMethod(
             owner.data(),
-            [owner, error, cancelled, shared] {
+            [owner, error, cancelled, shared, stalled] {
                 if (!owner)
                     return;
                 owner->m_running = false;
+                owner->m_stalled = stalled;
                 if (!cancelled->load())
                     emit owner->finished(error);
             },

@@ -19,6 +19,15 @@ double number(const QJsonObject &object, const char *key)
     return value.isDouble() ? value.toDouble() : 0.0;
 }
 
+// Who provides a tool: "provider_info" holds an MCP server's "server_label" or a plugin's
+// "plugin_id".
+QString providerLabel(const QJsonObject &object)
+{
+    const QJsonObject info = object.value(QStringLiteral("provider_info")).toObject();
+    const QString label = text(info, "server_label");
+    return label.isEmpty() ? text(info, "plugin_id") : label;
+}
+
 }  // namespace
 
 std::optional<LMSStreamEvent> LMSStreamEvent::fromFrame(const QString &data)
@@ -76,23 +85,32 @@ std::optional<LMSStreamEvent> LMSStreamEvent::fromFrame(const QString &data)
         event.content = text(frame, "content");
         break;
     case Kind::toolCallStart:
-        event.tool = event.type;
+        event.tool = text(frame, "tool");  // "" in the earlier form: tool_call.name follows
+        event.serverLabel = providerLabel(frame);
         break;
     case Kind::toolCallName:
         event.tool = text(frame, "tool_name", QStringLiteral("Unknown"));
-        event.serverLabel = text(frame.value(QStringLiteral("provider_info")).toObject(), "server_label");
+        event.serverLabel = providerLabel(frame);
         break;
     case Kind::toolCallArguments:
         event.tool = text(frame, "tool", QStringLiteral("Unknown"));
+        event.serverLabel = providerLabel(frame);
         event.arguments = frame.value(QStringLiteral("arguments")).toObject();
         break;
     case Kind::toolCallSuccess:
         event.tool = text(frame, "tool", QStringLiteral("Unknown"));
+        event.serverLabel = providerLabel(frame);
+        event.arguments = frame.value(QStringLiteral("arguments")).toObject();
         event.output = text(frame, "output");
         break;
-    case Kind::toolCallFailure:
+    case Kind::toolCallFailure: {
         event.reason = text(frame, "reason");
+        const QJsonObject metadata = frame.value(QStringLiteral("metadata")).toObject();
+        event.tool = text(metadata, "tool_name");
+        event.serverLabel = providerLabel(metadata);
+        event.arguments = metadata.value(QStringLiteral("arguments")).toObject();
         break;
+    }
     case Kind::streamError: {
         const QJsonObject error = frame.value(QStringLiteral("error")).toObject();
         event.errorType = text(error, "type", QStringLiteral("unknown"));

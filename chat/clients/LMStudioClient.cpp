@@ -45,6 +45,7 @@ ChatHttpSession::Request LMStudioClient::makeRequest(const QString &path, const 
         request.headers.append(qMakePair(QByteArray("Authorization"), QByteArray("Bearer " + m_token.toUtf8())));
     // A local model may take minutes to load: the limits are far above the cloud clients'.
     request.connectTimeoutSeconds = 60;
+    request.stallTimeoutSeconds = 666;
     request.totalTimeoutSeconds = 2666;
     return request;
 }

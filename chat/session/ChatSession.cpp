@@ -1,6 +1,7 @@
 #include "chat/session/ChatSession.h"
 
 #include "base/AppPaths.h"
+#include "base/UserDefaults.h"
 #include "chat/clients/LMSChatStream.h"
 #include "chat/integrations/MCPIntegrationManager.h"
 #include "chat/service/LLMChatMapping.h"
@@ -157,6 +158,23 @@ bool ChatSession::isQuotaFailure(const QString &description) const
            description.toLower().contains(QStringLiteral("insufficient_quota"));
 }
 
+// ---- streams -------------------------------------------------------------------------------
+
+int ChatSession::stallTimeout()
+{
+    bool ok = false;
+    const int seconds = UserDefaults::standard()->value(stallTimeoutKey()).toInt(&ok);
+    return ok && seconds > 0 ? seconds : DefaultStallTimeout;
+}
+
+LMSChatStream *ChatSession::makeStream()
+{
+    auto *stream = new LMSChatStream(m_connection.baseURL(), m_connection.token(), this);
+    stream->setStallTimeout(stallTimeout());
+    m_stream = stream;
+    return stream;
+}
+
 // ---- system prompt --------------------------------------------------------------------------
 
 void ChatSession::sendSystemPrompt()
@@ -219,8 +237,8 @@ void ChatSession::sendSystemPromptStream(const QUuid &answer)
     request.input = m_attachments.block() + m_connection.systemPrompt();
     request.store = true;
     request.integrations = integrationPayloads();
-    auto *stream = new LMSChatStream(m_connection.baseURL(), m_connection.token(), this);
-    m_stream = stream;
+    m_streamError.reset();
+    LMSChatStream *stream = makeStream();
     // Only the answer's text and its end count here: reasoning and tool calls are passed over.
     QObject::connect(stream, &LMSChatStream::event, this, [this, answer](const LMSStreamEvent &event) {
         switch (event.kind) {
@@ -238,9 +256,12 @@ void ChatSession::sendSystemPromptStream(const QUuid &answer)
                         message.content = reply.messageText;
                 });
             }
-            m_status.setText(QStringLiteral("Ready."));
+            // After an error frame its words stay in the status line.
+            if (!m_streamError)
+                m_status.setText(QStringLiteral("Ready."));
             break;
         case LMSStreamEvent::Kind::streamError:
+            m_streamError = event.errorMessage;
             m_status.setText(QStringLiteral("System prompt error: ") + event.errorMessage);
             finishMessage(answer, QStringLiteral("System prompt failed:\n") + event.errorMessage);
             break;
@@ -313,13 +334,23 @@ void ChatSession::streamAnswer(const QUuid &answer, const QString &message)
     request.integrations = integrationPayloads();
     logLine(QStringLiteral("[CVM] LMS integrations=") +
             QString::fromUtf8(QJsonDocument(request.integrations).toJson(QJsonDocument::Compact)));
-    auto *stream = new LMSChatStream(m_connection.baseURL(), m_connection.token(), this);
-    m_stream = stream;
+    m_streamError.reset();
+    LMSChatStream *stream = makeStream();
     QObject::connect(stream, &LMSChatStream::event, this,
                      [this, answer](const LMSStreamEvent &event) { handleStreamEvent(answer, event); });
     QObject::connect(stream, &LMSChatStream::finished, this, [this, answer, stream](const std::optional<QString> &error) {
         stream->deleteLater();
-        if (error) {
+        if (stream->stalled() && error) {
+            // What came before the silence stays; a last line says why the answer ends there.
+            m_status.setText(*error);
+            const bool found = updateMessage(answer, [&](TranscriptMessage &message) {
+                message.content = message.content.isEmpty() ? *error : message.content + QStringLiteral("\n\n") + *error;
+                message.isComplete = true;
+            });
+            if (!found)
+                finishMessage(answer, *error);
+            logLine(QStringLiteral("[CVM] status=") + *error);
+        } else if (error) {
             m_status.setText(QStringLiteral("Error: ") + *error);
             finishMessage(answer, QStringLiteral("Request failed:\n") + *error);
         }
@@ -332,18 +363,6 @@ void ChatSession::handleStreamEvent(const QUuid &answer, const LMSStreamEvent &e
 {
     using Kind = LMSStreamEvent::Kind;
     TranscriptMessage *message = find(answer);
-    const int index = message ? int(message - m_transcript.data()) : -1;
-    // Tool calls that have no name yet wait under the index of their message.
-    const QString prepared = QStringLiteral("prepared:") + QString::number(index);
-    auto openCall = [&](auto matches) -> MCPToolCall * {
-        if (!message)
-            return nullptr;
-        for (MCPToolCall &call : message->toolCalls) {
-            if (!call.isCompleted && matches(call))
-                return &call;
-        }
-        return nullptr;
-    };
     auto progress = [this](std::optional<double> &field, std::optional<double> value, const QString &status) {
         field = value;
         emit changed();
@@ -381,30 +400,101 @@ void ChatSession::handleStreamEvent(const QUuid &answer, const LMSStreamEvent &e
         message->content += StreamTextFilter::filter(event.content);
         emit messageChanged(answer);
         return;
+    case Kind::toolCallStart:
+    case Kind::toolCallName:
+    case Kind::toolCallArguments:
+    case Kind::toolCallSuccess:
+    case Kind::toolCallFailure:
+        return handleToolCallEvent(answer, event);
+    case Kind::chatEnd:
+        if (event.result)
+            applyChatEnd(answer, *event.result);
+        // The server sends chat.end after an error too: the error stays in the status line.
+        if (m_streamError)
+            m_status.setText(QStringLiteral("Error: ") + *m_streamError);
+        return;
+    case Kind::streamError:
+        m_streamError = event.errorMessage;
+        m_status.setText(QStringLiteral("Error: ") + event.errorMessage);
+        finishMessage(answer, QStringLiteral("Request failed:\n") + event.errorMessage);
+        logLine(QStringLiteral("[CVM] status=") + m_status.text());
+        return;
+    default:
+        return;
+    }
+}
+
+void ChatSession::handleToolCallEvent(const QUuid &answer, const LMSStreamEvent &event)
+{
+    using Kind = LMSStreamEvent::Kind;
+    TranscriptMessage *message = find(answer);
+    const int index = message ? int(message - m_transcript.data()) : -1;
+    // Tool calls that have no name yet wait under the index of their message.
+    const QString prepared = QStringLiteral("prepared:") + QString::number(index);
+    const QString placeholder = QStringLiteral("Prepare tool call...");
+    auto label = [](const QString &serverLabel) { return serverLabel.isEmpty() ? AppPaths::displayName() : serverLabel; };
+    // A call has no id on the wire: a later event belongs to the oldest open call of its tool,
+    // else to the oldest open call, as the server runs them in the order it started them.
+    auto openCall = [&](const QString &tool) -> MCPToolCall * {
+        if (!message)
+            return nullptr;
+        MCPToolCall *oldest = nullptr;
+        for (MCPToolCall &call : message->toolCalls) {
+            if (call.isCompleted)
+                continue;
+            if (call.tool == tool)
+                return &call;
+            if (!oldest)
+                oldest = &call;
+        }
+        return oldest;
+    };
+    // A name the start did not give is taken from the first event that has one.
+    auto takeName = [&](MCPToolCall &call) {
+        if (call.prepareIndex.isEmpty() || event.tool.isEmpty() || event.tool == QLatin1String("Unknown"))
+            return;
+        call.tool = event.tool;
+        call.serverLabel = label(event.serverLabel);
+        call.prepareIndex.clear();
+    };
+
+    switch (event.kind) {
     case Kind::toolCallStart: {
         if (!message)
             return;
         MCPToolCall call;
-        call.tool = QStringLiteral("Prepare tool call...");
-        call.serverLabel = AppPaths::displayName();
-        call.prepareIndex = prepared;
+        if (event.tool.isEmpty()) {
+            call.tool = placeholder;
+            call.serverLabel = AppPaths::displayName();
+            call.prepareIndex = prepared;
+        } else {
+            call.tool = event.tool;
+            call.serverLabel = label(event.serverLabel);
+        }
         message->toolCalls.append(call);
         message->role = TranscriptMessage::Role::toolCall;
         emit messageChanged(answer);
-        m_status.setText(QStringLiteral("Calling tool..."));
+        m_status.setText(event.tool.isEmpty() ? QStringLiteral("Calling tool...")
+                                              : QStringLiteral("Calling tool %1...").arg(event.tool));
         return;
     }
     case Kind::toolCallName:
-        if (MCPToolCall *call = openCall([&](const MCPToolCall &c) { return c.prepareIndex == prepared; })) {
-            call->tool = event.tool;
-            call->serverLabel = event.serverLabel.isEmpty() ? AppPaths::displayName() : event.serverLabel;
-            call->prepareIndex.clear();
-            emit messageChanged(answer);
+        if (message) {
+            for (MCPToolCall &call : message->toolCalls) {
+                if (call.isCompleted || call.prepareIndex != prepared)
+                    continue;
+                call.tool = event.tool;
+                call.serverLabel = label(event.serverLabel);
+                call.prepareIndex.clear();
+                emit messageChanged(answer);
+                break;
+            }
         }
         m_status.setText(QStringLiteral("Calling tool %1...").arg(event.tool));
         return;
     case Kind::toolCallArguments:
-        if (MCPToolCall *call = openCall([&](const MCPToolCall &c) { return c.tool == event.tool; })) {
+        if (MCPToolCall *call = openCall(event.tool)) {
+            takeName(*call);
             if (!event.arguments.isEmpty())
                 call->arguments = event.arguments;
             emit messageChanged(answer);
@@ -412,31 +502,40 @@ void ChatSession::handleStreamEvent(const QUuid &answer, const LMSStreamEvent &e
         m_status.setText(QStringLiteral("Calling tool ") + event.tool);
         return;
     case Kind::toolCallSuccess:
-        if (MCPToolCall *call = openCall([&](const MCPToolCall &c) { return c.tool == event.tool; })) {
+        if (MCPToolCall *call = openCall(event.tool)) {
+            takeName(*call);
+            if (call->arguments.isEmpty() && !event.arguments.isEmpty())
+                call->arguments = event.arguments;
             call->output = event.output;
             call->isCompleted = true;
             emit messageChanged(answer);
         }
         m_status.setText(QStringLiteral("Tool %1 finished.").arg(event.tool));
         return;
-    case Kind::toolCallFailure:
-        if (message && !message->toolCalls.isEmpty()) {
-            message->toolCalls.last().isCompleted = true;
-            message->toolCalls.last().error = event.reason;
-            message->isComplete = true;
-            emit messageChanged(answer);
+    case Kind::toolCallFailure: {
+        if (!message)
+            return;
+        MCPToolCall *call = openCall(event.tool);
+        if (!call) {
+            // A call the server refused before it started (a tool it does not know): the
+            // failure still shows, as a call of its own.
+            MCPToolCall refused;
+            refused.tool = event.tool.isEmpty() ? QStringLiteral("Unknown") : event.tool;
+            refused.serverLabel = label(event.serverLabel);
+            message->toolCalls.append(refused);
+            message->role = TranscriptMessage::Role::toolCall;
+            call = &message->toolCalls.last();
         }
+        takeName(*call);
+        if (call->arguments.isEmpty() && !event.arguments.isEmpty())
+            call->arguments = event.arguments;
+        call->isCompleted = true;
+        call->error = event.reason;
+        message->isComplete = true;
+        emit messageChanged(answer);
         m_status.setText(QStringLiteral("Tool call failed: ") + event.reason);
         return;
-    case Kind::chatEnd:
-        if (event.result)
-            applyChatEnd(answer, *event.result);
-        return;
-    case Kind::streamError:
-        m_status.setText(QStringLiteral("Error: ") + event.errorMessage);
-        finishMessage(answer, QStringLiteral("Request failed:\n") + event.errorMessage);
-        logLine(QStringLiteral("[CVM] status=") + m_status.text());
-        return;
+    }
     default:
         return;
     }

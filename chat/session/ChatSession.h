@@ -53,6 +53,12 @@ public:
     // The ids of the messages whose text holds the query, ignoring case, in order.
     QList<QUuid> searchTranscript(const QString &query) const;
 
+    // The user defaults' key of the stall limit of a streamed answer, in seconds, and the
+    // limit when the key is missing or not a positive number.
+    static QString stallTimeoutKey() { return QStringLiteral("chat.stream.stallTimeout"); }
+    static constexpr int DefaultStallTimeout = 120;
+    static int stallTimeout();
+
     // A whole new transcript (transcriptReset), or a change inside one message
     // (messageChanged); false when no message has that id.
     void setTranscript(const QList<TranscriptMessage> &transcript);
@@ -76,6 +82,8 @@ private:
     void streamAnswer(const QUuid &answer, const QString &message);
     void handleStreamEvent(const QUuid &answer, const LMSStreamEvent &event);
     void applyChatEnd(const QUuid &answer, const LMSChatResponse &reply);
+    void handleToolCallEvent(const QUuid &answer, const LMSStreamEvent &event);
+    LMSChatStream *makeStream();
     void blockingAnswer(const QUuid &answer, const QString &message);
     void sendSystemPromptStream(const QUuid &answer);
     void sendSystemPromptBlocking(const QUuid &answer);
@@ -95,4 +103,6 @@ private:
     QPointer<LMSChatStream> m_stream;
     std::unique_ptr<LLMBackgroundCall<AIChatResponse>> m_blockingCall;
     std::function<void()> m_sendDone;
+    // The text of the stream's error frame, kept for the status line past chat.end.
+    std::optional<QString> m_streamError;
 };

@@ -1,3 +1,4 @@
+#include "chat/clients/ChatHttpSession.h"
 #include "chat/integrations/MCPIntegrationHost.h"
 #include "chat/integrations/MCPIntegrationManager.h"
 #include "chat/session/ChatViewModel.h"
@@ -34,9 +35,18 @@ private:
 
 }  // namespace
 
-// `kelvara serve` with the built-in tools, the peer as an LM Studio model that calls read_file
-// through the chat's integration: the transcript ends with the tool call and the answer.
-TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
+class ChatEndToEndTest : public ::testing::TestWithParam<ProviderPeer::StreamForm> {};
+
+INSTANTIATE_TEST_SUITE_P(BothForms, ChatEndToEndTest,
+                         ::testing::Values(ProviderPeer::StreamForm::documented, ProviderPeer::StreamForm::earlier),
+                         [](const auto &info) {
+                             return info.param == ProviderPeer::StreamForm::documented ? "documented" : "earlier";
+                         });
+
+// `kelvara serve --require-token` with the built-in tools, the peer as an LM Studio model that
+// calls read_file through the chat's integration: the transcript ends with the tool call and
+// the answer, in either form of the stream.
+TEST_P(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
 {
     // The notes' folder is granted before the server starts: its file tools act only there.
     const QString folder = TestSupport::makeTempDir();
@@ -45,7 +55,8 @@ TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
     QProcess serve;
     serve.setProcessChannelMode(QProcess::MergedChannels);
     serve.start(QStringLiteral(KELVARA_BINARY),
-                {QStringLiteral("serve"), QStringLiteral("--import-builtin"), QStringLiteral("--port"), QString::number(port)});
+                {QStringLiteral("serve"), QStringLiteral("--import-builtin"), QStringLiteral("--require-token"),
+                 QStringLiteral("--port"), QString::number(port)});
     ASSERT_TRUE(serve.waitForStarted(10000));
     QByteArray banner;
     ASSERT_TRUE(TestSupport::waitUntil([&] {
@@ -64,6 +75,12 @@ TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
     const QRegularExpressionMatch header =
         QRegularExpression(QStringLiteral("Authorization: Bearer (\\S+)")).match(QString::fromUtf8(banner));
     ASSERT_TRUE(header.hasMatch()) << banner.toStdString();
+    ChatHttpSession::Request bare;
+    bare.url = QStringLiteral("http://127.0.0.1:%1/").arg(port);
+    bare.method = "POST";
+    bare.headers = {{"Content-Type", "application/json"}, {"Accept", "application/json, text/event-stream"}};
+    bare.body = R"({"jsonrpc":"2.0","id":1,"method":"tools/list"})";
+    EXPECT_EQ(ChatHttpSession::perform(bare).status, 401);  // without it, nothing
     ServeHost host(port, header.captured(1));
     QSettings defaults(TestSupport::makeTempDir() + QStringLiteral("/chat.conf"), QSettings::IniFormat);
     MCPIntegrationManager integrations(defaults, host);
@@ -76,6 +93,7 @@ TEST(ChatEndToEndTest, ALocalModelReadsAFileThroughTheRunningServer)
     integrations.add(local);
 
     ProviderPeer peer;
+    peer.setStreamForm(GetParam());
     ChatViewModel chat(&integrations);
     chat.connection().selectProvider(AIProviderID::lmStudio);
     chat.connection().setBaseURL(peer.baseURL());

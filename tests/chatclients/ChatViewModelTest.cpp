@@ -1,3 +1,4 @@
+#include "base/UserDefaults.h"
 #include "chat/session/ChatTranscriptFile.h"
 #include "chat/session/ChatViewModel.h"
 #include "chat/session/StreamTextFilter.h"
@@ -203,11 +204,21 @@ TEST(ChatViewModelTest, ModelOperationsAndTheirStatusLines)
     EXPECT_EQ(cloud->status().text(), "Invalid base URL");
 }
 
+// The chat against both tool-call forms of LM Studio's stream.
+class ChatStreamFormTest : public ::testing::TestWithParam<ProviderPeer::StreamForm> {};
+
+INSTANTIATE_TEST_SUITE_P(BothForms, ChatStreamFormTest,
+                         ::testing::Values(ProviderPeer::StreamForm::documented, ProviderPeer::StreamForm::earlier),
+                         [](const auto &info) {
+                             return info.param == ProviderPeer::StreamForm::documented ? "documented" : "earlier";
+                         });
+
 // A streamed answer: the attachments block ahead of the text, reasoning, a tool call with its
 // arguments and output, the message and the figures of chat.end, then the input emptied.
-TEST(ChatViewModelTest, AStreamedAnswerBuildsReasoningToolCallAndText)
+TEST_P(ChatStreamFormTest, AStreamedAnswerBuildsReasoningToolCallAndText)
 {
     ProviderPeer peer;
+    peer.setStreamForm(GetParam());
     auto model = modelFor(peer);
     model->connection().connect();
     ASSERT_TRUE(settle(*model));
@@ -271,6 +282,150 @@ TEST(ChatViewModelTest, AStreamedAnswerBuildsReasoningToolCallAndText)
     model->session().send(QStringLiteral("hello"));
     EXPECT_EQ(model->status().text(), "Not connected. Click Connect first.");
     EXPECT_EQ(model->session().transcript().size(), 4);
+}
+
+// A refused call and a call of a tool the server does not know: each shows its reason, the
+// message counts as complete, and the answer after them still arrives.
+TEST_P(ChatStreamFormTest, ToolCallFailuresShowTheirReasons)
+{
+    ProviderPeer peer;
+    peer.setStreamForm(GetParam());
+    auto model = modelFor(peer);
+    model->connection().connect();
+    ASSERT_TRUE(settle(*model));
+    peer.setFailure(ProviderPeer::Failure::toolFailure);
+    model->session().send(QStringLiteral("Read it"));
+    ASSERT_TRUE(settle(*model));
+
+    const TranscriptMessage &answer = model->session().transcript().last();
+    EXPECT_EQ(answer.role, Role::toolCall);
+    EXPECT_TRUE(answer.isComplete);
+    EXPECT_EQ(answer.content, "I could not read it.");
+    ASSERT_EQ(answer.toolCalls.size(), 2);
+    const MCPToolCall &refused = answer.toolCalls.at(0);
+    EXPECT_EQ(refused.tool, "read_file");
+    EXPECT_EQ(refused.serverLabel, "kelvara");
+    EXPECT_EQ(refused.arguments.value("path").toInt(), 7);
+    EXPECT_EQ(refused.error, "Invalid arguments for read_file: path must be a string.");
+    EXPECT_FALSE(refused.output);
+    EXPECT_TRUE(refused.isCompleted);
+    const MCPToolCall &unknown = answer.toolCalls.at(1);
+    // Only the documented form names the tool it could not find.
+    EXPECT_EQ(unknown.tool, GetParam() == ProviderPeer::StreamForm::documented ? "open_browser" : "Unknown");
+    EXPECT_EQ(unknown.error, "Cannot find tool with name open_browser.");
+    EXPECT_TRUE(unknown.isCompleted);
+    EXPECT_EQ(model->status().text(), "42 tok/s | 34 tokens | 0.25s to first token");
+}
+
+// Two calls under way at once: each later frame finds its own call by the tool's name, and
+// frames that name no tool go to the oldest open call.
+TEST(ChatViewModelTest, OverlappingToolCallsAreMatchedByNameThenByOrder)
+{
+    ProviderPeer peer;
+    auto model = modelFor(peer);
+    model->connection().connect();
+    ASSERT_TRUE(settle(*model));
+    auto frame = [](const QJsonObject &object) {
+        return "data: " + QJsonDocument(object).toJson(QJsonDocument::Compact) + "\n\n";
+    };
+    const QJsonObject k{{"type", "ephemeral_mcp"}, {"server_label", "k"}};
+    peer.setChatStream(frame({{"type", "tool_call.start"}, {"tool", "read_file"}, {"provider_info", k}})
+                       + frame({{"type", "tool_call.start"}, {"tool", "list_files"}, {"provider_info", k}})
+                       + frame({{"type", "tool_call.start"}, {"tool", "read_file"}, {"provider_info", k}})
+                       + frame({{"type", "tool_call.arguments"}, {"tool", "list_files"}, {"arguments", QJsonObject{{"path", "/"}}}})
+                       + frame({{"type", "tool_call.success"}, {"tool", "read_file"}, {"arguments", QJsonObject{{"path", "/a"}}},
+                                {"output", "A"}})
+                       + frame({{"type", "tool_call.failure"}, {"reason", "timed out"}})
+                       + frame({{"type", "tool_call.success"}, {"tool", "read_file"}, {"output", "B"}})
+                       + frame({{"type", "chat.end"}, {"result", QJsonDocument::fromJson(
+                                    R"({"model_instance_id":"m","output":[],"stats":{"input_tokens":1,"total_output_tokens":1,)"
+                                    R"("reasoning_output_tokens":0,"tokens_per_second":1,"time_to_first_token_seconds":1}})").object()}}));
+    model->session().send(QStringLiteral("Go"));
+    ASSERT_TRUE(settle(*model));
+
+    const QList<MCPToolCall> &calls = model->session().transcript().last().toolCalls;
+    ASSERT_EQ(calls.size(), 3);
+    EXPECT_EQ(calls.at(0).tool, "read_file");
+    EXPECT_EQ(calls.at(0).output, "A");
+    EXPECT_EQ(calls.at(0).arguments.value("path").toString(), "/a");  // taken from the result
+    EXPECT_EQ(calls.at(1).tool, "list_files");
+    EXPECT_EQ(calls.at(1).arguments.value("path").toString(), "/");
+    EXPECT_EQ(calls.at(1).error, "timed out");  // the older of the two calls still open
+    EXPECT_FALSE(calls.at(1).output);
+    EXPECT_EQ(calls.at(2).tool, "read_file");
+    EXPECT_EQ(calls.at(2).output, "B");
+    for (const MCPToolCall &call : calls) {
+        EXPECT_TRUE(call.isCompleted);
+        EXPECT_EQ(call.serverLabel, "k");
+        EXPECT_TRUE(call.prepareIndex.isEmpty());
+    }
+}
+
+// An error frame ends the bubble with its message, and the status line keeps it after the
+// chat.end that follows.
+TEST(ChatViewModelTest, AnErrorFrameStaysVisibleAfterChatEnd)
+{
+    ProviderPeer peer;
+    auto model = modelFor(peer);
+    model->connection().connect();
+    ASSERT_TRUE(settle(*model));
+    peer.setFailure(ProviderPeer::Failure::errorFrame);
+    model->session().send(QStringLiteral("Hi"));
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->status().text(), "Error: The MCP server went away.");
+    const TranscriptMessage &answer = model->session().transcript().last();
+    EXPECT_EQ(answer.content, "Request failed:\nThe MCP server went away.");
+    EXPECT_TRUE(answer.isComplete);
+    ASSERT_TRUE(answer.stats);  // chat.end's figures still came
+    EXPECT_EQ(model->session().lastResponseID(), "resp_1");
+
+    // The next answer without an error shows its figures again.
+    peer.setFailure(ProviderPeer::Failure::none);
+    model->session().send(QStringLiteral("Again"));
+    ASSERT_TRUE(settle(*model));
+    EXPECT_EQ(model->status().text(), "42 tok/s | 34 tokens | 0.25s to first token");
+
+    // The system prompt's stream keeps its error past chat.end as well.
+    peer.setFailure(ProviderPeer::Failure::errorFrame);
+    model->connection().setSystemPrompt(QStringLiteral("Be brief."));
+    model->session().sendSystemPrompt();
+    ASSERT_TRUE(waitUntil([&] { return model->session().transcript().last().isComplete && !model->status().isBusy(); }, 20000));
+    EXPECT_EQ(model->status().text(), "System prompt error: The MCP server went away.");
+    EXPECT_EQ(model->session().transcript().last().content, "System prompt failed:\nThe MCP server went away.");
+}
+
+// A model that goes silent in the middle of its answer: after the stall timeout of the user
+// defaults (here 1 s) the text so far stays, a last line says why it ends, and the chat is
+// free for the next question.
+TEST(ChatViewModelTest, AStalledStreamEndsTheAnswerWithALine)
+{
+    struct Restore {
+        ~Restore() { UserDefaults::standard()->remove(ChatSession::stallTimeoutKey()); }
+    } restore;
+    auto defaults = UserDefaults::standard();
+    defaults->setValue(ChatSession::stallTimeoutKey(), 1);
+    ProviderPeer peer;
+    auto model = modelFor(peer);
+    model->connection().connect();
+    ASSERT_TRUE(settle(*model));
+    peer.setFailure(ProviderPeer::Failure::stall);
+    model->session().send(QStringLiteral("Tell me"));
+    ASSERT_TRUE(settle(*model));
+    const QString line = QStringLiteral("No data from the model for 1 s: the answer was stopped.");
+    EXPECT_EQ(model->status().text(), line);
+    const TranscriptMessage &answer = model->session().transcript().last();
+    EXPECT_EQ(answer.content, QStringLiteral("Hello, \n\n") + line);
+    EXPECT_TRUE(answer.isComplete);
+    ASSERT_EQ(answer.toolCalls.size(), 1);
+    EXPECT_EQ(answer.toolCalls.at(0).output, "hello");
+
+    // Not a positive number: the default limit.
+    defaults->setValue(ChatSession::stallTimeoutKey(), "soon");
+    EXPECT_EQ(ChatSession::stallTimeout(), ChatSession::DefaultStallTimeout);
+    defaults->setValue(ChatSession::stallTimeoutKey(), 0);
+    EXPECT_EQ(ChatSession::stallTimeout(), 120);
+    defaults->remove(ChatSession::stallTimeoutKey());
+    EXPECT_EQ(ChatSession::stallTimeout(), 120);
 }
 
 // A stream that fails ends the bubble with the reason; an abort mid-stream ends it at once.

@@ -1,5 +1,6 @@
 // The LM Studio chat stream against a local peer that plays the server.
 #include "chat/clients/ChatHttpSession.h"
+#include "chat/clients/CloudClient.h"
 #include "chat/clients/LMSChatStream.h"
 #include "tests/http/TestHttpServer.h"
 #include "tests/support/TestSupport.h"
@@ -124,4 +125,80 @@ TEST(LMSChatStreamTest, RoutesJoinTheBaseAndThePathWithOneSlash)
     EXPECT_EQ(ChatHttpSession::routeUrl(QStringLiteral("http://localhost:1234/"), QStringLiteral("/api/v1/chat")),
               "http://localhost:1234/api/v1/chat");
     EXPECT_EQ(ChatHttpSession::routeUrl(QStringLiteral("http://h//"), QStringLiteral("api/v1/models//")), "http://h/api/v1/models");
+}
+
+// A server that goes silent in the middle of an answer: the frames before the silence are
+// delivered, then the stream ends as stalled. One that keeps sending, however slowly, is not.
+TEST(LMSChatStreamTest, ASilentServerEndsTheStreamAfterTheStallTimeout)
+{
+    const QByteArray head = "data: {\"type\":\"chat.start\",\"model_instance_id\":\"m1\"}\n\n"
+                            "data: {\"type\":\"message.delta\",\"content\":\"Half an\"}\n\n";
+    TestHttpServer silent([&](const TestHttpServer::Request &) {
+        TestHttpServer::Response response;
+        response.body = head + "data: {\"type\":\"message.delta\",\"content\":\" answer\"}\n\n";
+        response.mode = TestHttpServer::Response::Mode::Dribble;
+        response.stallAfter = head.size();
+        return response;
+    });
+    LMSChatStream stalled(silent.url(), QString());
+    stalled.setStallTimeout(1);
+    const Outcome outcome = run(stalled, LMSChatRequest{});
+    ASSERT_TRUE(outcome.finished);
+    EXPECT_TRUE(stalled.stalled());
+    EXPECT_EQ(outcome.error, LMSChatStream::stallText(1));
+    EXPECT_EQ(*outcome.error, "No data from the model for 1 s: the answer was stopped.");
+    ASSERT_EQ(outcome.events.size(), 2);
+    EXPECT_EQ(outcome.events.at(1).content, "Half an");
+    silent.stop();
+
+    // 4 ms between bytes, about two seconds in all: slow, never silent for a whole second.
+    TestHttpServer slow([](const TestHttpServer::Request &) {
+        TestHttpServer::Response response;
+        response.body = kReply;
+        response.mode = TestHttpServer::Response::Mode::Dribble;
+        response.dribbleDelayMs = 4;
+        return response;
+    });
+    LMSChatStream steady(slow.url(), QString());
+    steady.setStallTimeout(1);
+    const Outcome slowOutcome = run(steady, LMSChatRequest{});
+    EXPECT_FALSE(steady.stalled());
+    EXPECT_EQ(slowOutcome.error, std::nullopt);
+    ASSERT_EQ(slowOutcome.events.size(), 4);
+    EXPECT_EQ(slowOutcome.events.last().kind, LMSStreamEvent::Kind::chatEnd);
+}
+
+// The blocking requests of the hosted providers give up on a server that sends nothing, but
+// not on one that answers slowly; the provider clients ask for these limits.
+TEST(LMSChatStreamTest, BlockingRequestsGiveUpOnSilenceNotOnSlowness)
+{
+    TestHttpServer silent([](const TestHttpServer::Request &) {
+        TestHttpServer::Response response;
+        response.mode = TestHttpServer::Response::Mode::NeverAnswer;
+        return response;
+    });
+    ChatHttpSession::Request request;
+    request.url = silent.url();
+    request.stallTimeoutSeconds = 1;
+    const ChatHttpSession::Reply given = ChatHttpSession::perform(request);
+    EXPECT_FALSE(given.transportError.isEmpty());
+    EXPECT_EQ(given.status, 0);
+    silent.stop();
+
+    TestHttpServer slow([](const TestHttpServer::Request &) {
+        TestHttpServer::Response response;
+        response.body = QByteArray(40, 'x');
+        response.mode = TestHttpServer::Response::Mode::Dribble;
+        response.dribbleDelayMs = 50;  // two seconds in all
+        return response;
+    });
+    request.url = slow.url();
+    const ChatHttpSession::Reply taken = ChatHttpSession::perform(request);
+    EXPECT_TRUE(taken.transportError.isEmpty()) << taken.transportError.toStdString();
+    EXPECT_EQ(taken.body, QByteArray(40, 'x'));
+
+    const ChatHttpSession::Request cloud =
+        CloudClient(CloudClient::Flavor::anthropic, slow.url(), QStringLiteral("key")).makeRequest(QStringLiteral("/v1/messages"), "POST");
+    EXPECT_EQ(cloud.stallTimeoutSeconds, 60);
+    EXPECT_EQ(cloud.totalTimeoutSeconds, 1600);
 }

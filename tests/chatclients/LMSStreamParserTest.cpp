@@ -105,3 +105,48 @@ TEST(LMSStreamParserTest, FramesItCannotUseAreSkippedOrKeptAsUnknownAndAnOpenFra
     parser.end();
     EXPECT_TRUE(parser.feed("\n").isEmpty());  // the open frame went with the end
 }
+
+// The tool-call frames as LM Studio's REST API v1 documents them: the name and the provider
+// come with the start and again with the arguments and the result; a failure names its tool
+// under "metadata". A plugin names itself by its id.
+TEST(LMSStreamParserTest, DocumentedToolCallFramesCarryTheToolAndItsProvider)
+{
+    LMSStreamParser parser;
+    const QList<LMSStreamEvent> events = parser.feed(
+        "event: tool_call.start\n"
+        "data: {\"type\":\"tool_call.start\",\"tool\":\"model_search\",\"provider_info\":{\"type\":\"ephemeral_mcp\","
+        "\"server_label\":\"huggingface\"}}\n\n"
+        "data: {\"type\":\"tool_call.arguments\",\"tool\":\"model_search\",\"arguments\":{\"limit\":1},"
+        "\"provider_info\":{\"type\":\"plugin\",\"plugin_id\":\"mcp/playwright\"}}\n\n"
+        "data: {\"type\":\"tool_call.success\",\"tool\":\"model_search\",\"arguments\":{\"limit\":1},"
+        "\"output\":\"[]\",\"provider_info\":{\"type\":\"ephemeral_mcp\",\"server_label\":\"huggingface\"}}\n\n"
+        "data: {\"type\":\"tool_call.failure\",\"reason\":\"Cannot find tool with name open_browser.\","
+        "\"metadata\":{\"type\":\"invalid_name\",\"tool_name\":\"open_browser\"}}\n\n"
+        "data: {\"type\":\"tool_call.failure\",\"reason\":\"Bad arguments.\",\"metadata\":{\"type\":\"invalid_arguments\","
+        "\"tool_name\":\"read_file\",\"arguments\":{\"path\":7},\"provider_info\":{\"type\":\"ephemeral_mcp\",\"server_label\":\"k\"}}}\n\n"
+        "data: {\"type\":\"tool_call.start\"}\n\n"
+        "data: {\"type\":\"tool_call.failure\",\"reason\":\"no metadata\"}\n\n"
+        "data: {\"type\":\"error\",\"error\":{\"type\":\"mcp_connection_error\",\"message\":\"gone\",\"code\":\"x\"}}\n\n");
+    ASSERT_EQ(events.size(), 8);
+    EXPECT_EQ(events.at(0).kind, Kind::toolCallStart);
+    EXPECT_EQ(events.at(0).tool, "model_search");
+    EXPECT_EQ(events.at(0).serverLabel, "huggingface");
+    EXPECT_EQ(events.at(1).serverLabel, "mcp/playwright");
+    EXPECT_EQ(events.at(1).arguments.value("limit").toInt(), 1);
+    EXPECT_EQ(events.at(2).kind, Kind::toolCallSuccess);
+    EXPECT_EQ(events.at(2).output, "[]");
+    EXPECT_EQ(events.at(2).arguments.value("limit").toInt(), 1);
+    EXPECT_EQ(events.at(3).tool, "open_browser");
+    EXPECT_EQ(events.at(3).reason, "Cannot find tool with name open_browser.");
+    EXPECT_TRUE(events.at(3).arguments.isEmpty());
+    EXPECT_EQ(events.at(4).tool, "read_file");
+    EXPECT_EQ(events.at(4).serverLabel, "k");
+    EXPECT_EQ(events.at(4).arguments.value("path").toInt(), 7);
+    // The earlier form: a start and a failure that name nothing.
+    EXPECT_EQ(events.at(5).kind, Kind::toolCallStart);
+    EXPECT_TRUE(events.at(5).tool.isEmpty());
+    EXPECT_TRUE(events.at(6).tool.isEmpty());
+    EXPECT_EQ(events.at(6).reason, "no metadata");
+    EXPECT_EQ(events.at(7).errorType, "mcp_connection_error");
+    EXPECT_EQ(events.at(7).errorMessage, "gone");
+}

@@ -177,10 +177,18 @@ void TestHttpServer::serve(int fd)
                && sendAll(fd, response.body))
             m_bytesSent += response.body.size();
     } else if (sendAll(fd, head)) {
+        qsizetype sent = 0;
         for (char byte : response.body) {
+            if (sent == response.stallAfter) {
+                // Silent until the peer gives up (its end reads as readable) or the server stops.
+                for (pollfd pfd{fd, POLLIN, 0}; !m_stopping.load() && ::poll(&pfd, 1, 50) == 0;)
+                    pfd.revents = 0;
+                return;
+            }
             if (waitOrStop(response.dribbleDelayMs) || !sendAll(fd, QByteArray(1, byte)))
                 break;
             ++m_bytesSent;
+            ++sent;
         }
     }
 }

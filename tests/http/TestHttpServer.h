@@ -41,6 +41,9 @@ public:
         QByteArray body;
         Mode mode = Mode::Answer;
         int dribbleDelayMs = 0;
+        // Dribble: after this many body bytes the connection stays open and silent until the
+        // peer closes it or the server stops; -1 for never.
+        qsizetype stallAfter = -1;
     };
 
     using Handler = std::function<Response(const Request &)>;

@@ -29,6 +29,16 @@ const QByteArray kChatResult =
     R"("stats":{"input_tokens":12,"total_output_tokens":34,"reasoning_output_tokens":5,"tokens_per_second":42.5,)"
     R"("time_to_first_token_seconds":0.25,"model_load_time_seconds":1.5}})";
 
+QByteArray frame(const QJsonObject &object)
+{
+    return "data: " + QJsonDocument(object).toJson(QJsonDocument::Compact) + "\n\n";
+}
+
+QJsonObject mcpProvider(const QString &serverLabel)
+{
+    return {{"type", "ephemeral_mcp"}, {"server_label", serverLabel}};
+}
+
 } // namespace
 
 ProviderPeer::ProviderPeer()
@@ -39,6 +49,12 @@ ProviderPeer::ProviderPeer()
 ProviderPeer::~ProviderPeer()
 {
     m_server->stop();
+}
+
+void ProviderPeer::setChatStream(const QByteArray &bytes)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_chatStream = bytes;
 }
 
 QString ProviderPeer::baseURL() const
@@ -56,23 +72,61 @@ const char *ProviderPeer::serverErrorBody()
     return R"({"error":{"message":"You exceeded your current quota.","type":"insufficient_quota"}})";
 }
 
-QByteArray ProviderPeer::chatStream()
+QByteArray ProviderPeer::toolCallFrames(StreamForm form, const QString &tool, const QString &serverLabel,
+                                        const QJsonObject &arguments, const QString &output)
+{
+    if (form == StreamForm::earlier)
+        return frame({{"type", "tool_call.start"}})
+               + frame({{"type", "tool_call.name"}, {"tool_name", tool}, {"provider_info", QJsonObject{{"server_label", serverLabel}}}})
+               + frame({{"type", "tool_call.arguments"}, {"tool", tool}, {"arguments", arguments}})
+               + frame({{"type", "tool_call.success"}, {"tool", tool}, {"output", output}});
+    const QJsonObject provider = mcpProvider(serverLabel);
+    return frame({{"type", "tool_call.start"}, {"tool", tool}, {"provider_info", provider}})
+           + frame({{"type", "tool_call.arguments"}, {"tool", tool}, {"arguments", arguments}, {"provider_info", provider}})
+           + frame({{"type", "tool_call.success"}, {"tool", tool}, {"arguments", arguments}, {"output", output},
+                    {"provider_info", provider}});
+}
+
+QByteArray ProviderPeer::chatStream(StreamForm form)
 {
     return "event: chat.start\r\ndata: {\"type\":\"chat.start\",\"model_instance_id\":\"qwen-7b\"}\r\n\r\n"
            "data: {\"type\":\"reasoning.start\"}\n\n"
            "data: {\"type\":\"reasoning.delta\",\"content\":\"Let me look.\"}\n\n"
            "data: {\"type\":\"reasoning.end\"}\n\n"
-           "data: {\"type\":\"tool_call.start\"}\n\n"
-           "data: {\"type\":\"tool_call.name\",\"tool_name\":\"read_file\",\"provider_info\":{\"server_label\":\"kelvara\"}}\n\n"
-           "data: {\"type\":\"tool_call.arguments\",\"tool\":\"read_file\",\"arguments\":{\"path\":\"/tmp/a\"}}\n\n"
-           "data: {\"type\":\"tool_call.success\",\"tool\":\"read_file\",\"output\":\"hello\"}\n\n"
-           "data: {\"type\":\"message.start\"}\n\n"
-           "data: {\"type\":\"message.delta\",\"content\":\"Hello, \"}\n\n"
-           "data: {\"type\":\"message.delta\",\n"
-           "data: \"content\":\"world.\"}\n\n"
-           "data: {\"type\":\"message.end\"}\n\n"
-           "data: {\"type\":\"chat.end\",\"result\":"
+        + toolCallFrames(form, QStringLiteral("read_file"), QStringLiteral("kelvara"), QJsonObject{{"path", "/tmp/a"}},
+                         QStringLiteral("hello"))
+        + "data: {\"type\":\"message.start\"}\n\n"
+          "data: {\"type\":\"message.delta\",\"content\":\"Hello, \"}\n\n"
+          "data: {\"type\":\"message.delta\",\n"
+          "data: \"content\":\"world.\"}\n\n"
+          "data: {\"type\":\"message.end\"}\n\n"
+          "data: {\"type\":\"chat.end\",\"result\":"
         + kChatResult + "}\n\n";
+}
+
+QByteArray ProviderPeer::toolFailureStream(StreamForm form)
+{
+    const QJsonObject arguments{{"path", 7}};
+    const QString refused = QStringLiteral("Invalid arguments for read_file: path must be a string.");
+    const QString unknown = QStringLiteral("Cannot find tool with name open_browser.");
+    QByteArray stream = frame({{"type", "chat.start"}, {"model_instance_id", "qwen-7b"}});
+    if (form == StreamForm::earlier) {
+        stream += frame({{"type", "tool_call.start"}});
+        stream += frame({{"type", "tool_call.name"}, {"tool_name", "read_file"}, {"provider_info", QJsonObject{{"server_label", "kelvara"}}}});
+        stream += frame({{"type", "tool_call.arguments"}, {"tool", "read_file"}, {"arguments", arguments}});
+        stream += frame({{"type", "tool_call.failure"}, {"reason", refused}});
+        stream += frame({{"type", "tool_call.failure"}, {"reason", unknown}});
+    } else {
+        stream += frame({{"type", "tool_call.start"}, {"tool", "read_file"}, {"provider_info", mcpProvider("kelvara")}});
+        stream += frame({{"type", "tool_call.failure"}, {"reason", refused},
+                         {"metadata", QJsonObject{{"type", "invalid_arguments"}, {"tool_name", "read_file"},
+                                                  {"arguments", arguments}, {"provider_info", mcpProvider("kelvara")}}}});
+        stream += frame({{"type", "tool_call.failure"}, {"reason", unknown},
+                         {"metadata", QJsonObject{{"type", "invalid_name"}, {"tool_name", "open_browser"}}}});
+    }
+    stream += frame({{"type", "message.delta"}, {"content", "I could not read it."}});
+    stream += "data: {\"type\":\"chat.end\",\"result\":" + kChatResult + "}\n\n";
+    return stream;
 }
 
 namespace {
@@ -116,14 +170,9 @@ QJsonObject callMcp(const QUrl &url, const QJsonObject &headers, const QJsonObje
     return QJsonDocument::fromJson(reply.mid(reply.indexOf("\r\n\r\n") + 4)).object();
 }
 
-QByteArray frame(const QJsonObject &object)
-{
-    return "data: " + QJsonDocument(object).toJson(QJsonDocument::Compact) + "\n\n";
-}
-
 }  // namespace
 
-QByteArray ProviderPeer::toolCallingStream(const QJsonObject &body)
+QByteArray ProviderPeer::toolCallingStream(const QJsonObject &body, StreamForm form)
 {
     // As LM Studio does with an ephemeral MCP integration: the model asks for read_file on the
     // first absolute path of the input, the server answers, the model says what it read.
@@ -145,10 +194,7 @@ QByteArray ProviderPeer::toolCallingStream(const QJsonObject &body)
     const QString output = QString::fromUtf8(QJsonDocument(content).toJson(QJsonDocument::Compact));
     const QString answer = QStringLiteral("The file says: ") + text.trimmed();
     QByteArray stream = frame({{"type", "chat.start"}, {"model_instance_id", "qwen-7b"}});
-    stream += frame({{"type", "tool_call.start"}});
-    stream += frame({{"type", "tool_call.name"}, {"tool_name", "read_file"}, {"provider_info", QJsonObject{{"server_label", label}}}});
-    stream += frame({{"type", "tool_call.arguments"}, {"tool", "read_file"}, {"arguments", arguments}});
-    stream += frame({{"type", "tool_call.success"}, {"tool", "read_file"}, {"output", output}});
+    stream += toolCallFrames(form, QStringLiteral("read_file"), label, arguments, output);
     stream += frame({{"type", "message.delta"}, {"content", answer}});
     const QJsonObject result{
         {"model_instance_id", "qwen-7b"}, {"response_id", "resp_tools"},
@@ -160,7 +206,7 @@ QByteArray ProviderPeer::toolCallingStream(const QJsonObject &body)
     return stream;
 }
 
-QByteArray ProviderPeer::markdownStream()
+QByteArray ProviderPeer::markdownStream(StreamForm form)
 {
     // An answer worth looking at: reasoning, a tool call, then Markdown with a list, a table
     // and a code block, a few words at a time.
@@ -175,10 +221,7 @@ QByteArray ProviderPeer::markdownStream()
     const QString output = QStringLiteral(R"([{"type":"text","text":"notes.txt\nplan.md\ntodo.txt"}])");
     QByteArray stream = frame({{"type", "chat.start"}, {"model_instance_id", "qwen-7b"}});
     stream += frame({{"type", "reasoning.delta"}, {"content", "The user wants the tools. I will list a folder first."}});
-    stream += frame({{"type", "tool_call.start"}});
-    stream += frame({{"type", "tool_call.name"}, {"tool_name", "list_files"}, {"provider_info", QJsonObject{{"server_label", "Kelvara Server"}}}});
-    stream += frame({{"type", "tool_call.arguments"}, {"tool", "list_files"}, {"arguments", arguments}});
-    stream += frame({{"type", "tool_call.success"}, {"tool", "list_files"}, {"output", output}});
+    stream += toolCallFrames(form, QStringLiteral("list_files"), QStringLiteral("Kelvara Server"), arguments, output);
     for (qsizetype at = 0; at < answer.size(); at += 12)
         stream += frame({{"type", "message.delta"}, {"content", answer.mid(at, 12)}});
     const QJsonObject result{{"model_instance_id", "qwen-7b"}, {"response_id", "resp_md"},
@@ -225,16 +268,37 @@ TestHttpServer::Response ProviderPeer::answer(const TestHttpServer::Request &req
         if (body.value("stream").toBool()) {
             response.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray("text/event-stream")));
             const QJsonArray integrations = body.value("integrations").toArray();
-            if (integrations.at(0).toObject().value("type").toString() == "ephemeral_mcp")
-                response.body = toolCallingStream(body);
+            const StreamForm form = m_form.load();
+            QByteArray given;
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                given = m_chatStream;
+            }
+            if (!given.isEmpty())
+                response.body = given;
+            else if (failure == Failure::toolFailure)
+                response.body = toolFailureStream(form);
+            else if (integrations.at(0).toObject().value("type").toString() == "ephemeral_mcp")
+                response.body = toolCallingStream(body, form);
             else if (body.value("input").toString().contains("markdown", Qt::CaseInsensitive))
-                response.body = markdownStream();
+                response.body = markdownStream(form);
             else
-                response.body = chatStream();
+                response.body = chatStream(form);
             if (failure == Failure::cutStream)
                 response.body = response.body.left(response.body.indexOf("message.end") + 5);
+            if (failure == Failure::errorFrame) {
+                const qsizetype end = response.body.indexOf("data: {\"type\":\"chat.end\"");
+                response.body.insert(end, frame({{"type", "error"},
+                                                 {"error", QJsonObject{{"type", "mcp_connection_error"},
+                                                                       {"message", "The MCP server went away."}}}}));
+            }
             // Byte by byte: every frame and UTF-8 sequence is split somewhere.
             response.mode = TestHttpServer::Response::Mode::Dribble;
+            if (failure == Failure::stall) {
+                const QByteArray delta = "\"message.delta\"";
+                const qsizetype first = response.body.indexOf(delta);
+                response.stallAfter = response.body.indexOf("\n\n", first) + 2;
+            }
         } else {
             response = json(kChatResult);
         }
