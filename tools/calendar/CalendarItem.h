@@ -8,6 +8,10 @@
 // day after its last, and a reminder due on a day without a time is due at its midnight.
 struct CalendarItem {
     QString identifier;  // the UID
+    // One occurrence of a repeating item: its key (see CalendarRecurrence); empty for a
+    // single item or a whole series.
+    QString occurrence;
+    bool recurring = false;  // a series: RRULE or RDATE
     QString collection;  // the identifier of its collection
     QString filePath;    // empty until saved
 
@@ -23,4 +27,7 @@ struct CalendarItem {
 
     bool completed = false;  // reminders
     QDateTime due;           // reminders; invalid when there is none
+
+    // The id the tools show: the UID, and for an occurrence "@" and its key.
+    QString recordId() const { return occurrence.isEmpty() ? identifier : identifier + u'@' + occurrence; }
 };

@@ -1,6 +1,7 @@
 #include "tools/calendar/CalendarToolHandler.h"
 
 #include "base/MainThread.h"
+#include "base/UserDefaults.h"
 #include "tools/calendar/CalendarStore.h"
 #include "tools/security/PrivacyAccess.h"
 
@@ -66,7 +67,7 @@ QString titleOf(const QList<CalendarCollection> &collections, const QString &ide
 
 QJsonObject eventRecord(const CalendarItem &event, const QString &calendarTitle)
 {
-    return QJsonObject{{QStringLiteral("event_id"), event.identifier},
+    return QJsonObject{{QStringLiteral("event_id"), event.recordId()},
                        {QStringLiteral("title"), event.title},
                        {QStringLiteral("start_date"), CalendarToolHandler::formatDate(event.start)},
                        {QStringLiteral("end_date"), CalendarToolHandler::formatDate(event.end)},
@@ -192,7 +193,7 @@ JSONToolResult write(CalendarStore *store, const ItemKind &kind, CalendarItem it
     QString error;
     if (!store->save(item, kind.kind, &error))
         return failure(QStringLiteral("Failed to ") + verb + u' ' + kind.noun + QStringLiteral(": ") + error);
-    const CalendarItem shown = store->item(item.identifier, kind.kind).value_or(item);
+    const CalendarItem shown = store->item(item.recordId(), kind.kind).value_or(item);
     const QString collectionTitle = titleOf(store->collections(kind.kind), shown.collection);
     return withContext(successResult({{kind.noun, kind.record(shown, collectionTitle)}}),
                        kind.label + u' ' + verb + QStringLiteral("d: ") + shownTitle.value_or(readBackTitle(shown)));
@@ -258,8 +259,8 @@ JSONToolResult deleteItem(CalendarStore *store, const ItemKind &kind, const QVar
     QString error;
     if (!store->remove(item, &error))
         return failure(QStringLiteral("Failed to delete ") + kind.noun + QStringLiteral(": ") + error);
-    return withContext(successResult({{kind.idKey, item.identifier}}),
-                       kind.label + QStringLiteral(" deleted: ") + item.identifier);
+    return withContext(successResult({{kind.idKey, item.recordId()}}),
+                       kind.label + QStringLiteral(" deleted: ") + item.recordId());
 }
 
 }  // namespace
@@ -374,16 +375,20 @@ JSONToolResult CalendarToolHandler::listEvents(const QVariantMap &params) const
     const QString calendarId = text(params, QStringLiteral("calendar_id"));
     if (!calendarId.isEmpty())
         only = QStringList{calendarId};
+    // A series that repeats without end is cut rather than filling the answer.
+    const int limit = UserDefaults::standard()->value(maxOccurrencesSettingKey(), 10000).toInt();
+    bool truncated = false;
     QList<CalendarCollection> calendars;
     QJsonArray records;
     QStringList lines;
-    for (const CalendarItem &event : store()->events(start, end, only, &calendars)) {
+    for (const CalendarItem &event : store()->events(start, end, only, &calendars, limit, &truncated)) {
         records.append(eventRecord(event, titleOf(calendars, event.collection)));
-        lines.append(event.identifier + QStringLiteral(", ") + event.title);
+        lines.append(event.recordId() + QStringLiteral(", ") + event.title);
     }
     return withContext(successResult({{QStringLiteral("count"), records.size()},
                                       {QStringLiteral("start_date"), formatDate(start)},
                                       {QStringLiteral("end_date"), formatDate(end)},
+                                      {QStringLiteral("truncated"), truncated},
                                       {QStringLiteral("events"), records}}),
                        lines.join(u'\n'));
 }
