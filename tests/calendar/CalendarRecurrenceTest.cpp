@@ -77,6 +77,7 @@ protected:
     void SetUp() override
     {
         PrivacyAccess::setStatus(PrivacyAccess::Kind::Calendars, PrivacyAccess::FullAccess);
+        PrivacyAccess::setStatus(PrivacyAccess::Kind::Reminders, PrivacyAccess::FullAccess);
         PrivacyAccess::setStatus(PrivacyAccess::Kind::Contacts, PrivacyAccess::FullAccess);
     }
 
@@ -311,6 +312,55 @@ TEST_F(RecurrenceTest, AnOccurrenceOfAWholeDaySeriesGetsADateOverride)
     EXPECT_TRUE(file.contains("RECURRENCE-ID;VALUE=DATE:20260808")) << file.toStdString();
     EXPECT_EQ(lines(listed(range("2026-08-05T00:00:00Z", "2026-08-12T00:00:00Z"))),
               lines({"market@20260808 " + localMidnight(2026, 8, 8) + " Big market"}));
+}
+
+// A repeating to-do has no range to list: its occurrences due in the last month are shown,
+// and the next one; each is completed or deleted on its own.
+TEST_F(RecurrenceTest, ARepeatingReminderShowsItsRecentAndNextOccurrences)
+{
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QDateTime first(now.date().addDays(-60), QTime(8, 0), Qt::UTC);
+    const QString stamp = QStringLiteral("yyyyMMdd'T'HHmmss'Z'");
+    writeFile(dir.path() + "/chores/plants.ics",
+              calendar("BEGIN:VTODO\nUID:plants\nDTSTART:" + first.toString(stamp).toUtf8() + "\nDUE:" +
+                       first.addSecs(3600).toString(stamp).toUtf8() +
+                       "\nRRULE:FREQ=WEEKLY\nSUMMARY:Water the plants\nEND:VTODO\n"));
+    const auto open = [&](bool includeCompleted) {
+        QList<QPair<QString, QDateTime>> found;
+        const QJsonObject result = structured(handler.listReminders({{"include_completed", includeCompleted}}));
+        for (const QJsonValue &value : result.value("reminders").toArray()) {
+            const QJsonObject reminder = value.toObject();
+            EXPECT_EQ(reminder.value("title").toString(), "Water the plants");
+            found.append({reminder.value("reminder_id").toString(),
+                          QDateTime::fromString(reminder.value("due_date").toString(), Qt::ISODateWithMs)});
+        }
+        return found;
+    };
+    const auto listed = open(false);
+    ASSERT_GE(listed.size(), 5);
+    ASSERT_LE(listed.size(), 6);
+    for (int i = 0; i < listed.size(); ++i) {
+        const QDateTime due = listed.at(i).second;
+        EXPECT_EQ(listed.at(i).first, "plants@" + due.addSecs(-3600).toString(stamp));
+        EXPECT_EQ(due.time(), QTime(9, 0));
+        EXPECT_EQ(first.daysTo(due) % 7, 0);
+        EXPECT_GE(due, now.addDays(-30));
+        EXPECT_EQ(due > now, i == listed.size() - 1) << i;  // only the last is still to come
+    }
+
+    // Done this week: an override marks that occurrence alone, the series keeps its rule.
+    const QString thisWeek = listed.at(listed.size() - 2).first;
+    const JSONToolResult done = handler.updateReminder({{"reminder_id", thisWeek}, {"completed", true}});
+    EXPECT_TRUE(structured(done).value("reminder").toObject().value("completed").toBool()) << textOf(done).toStdString();
+    const QByteArray file = readFile(dir.path() + "/chores/plants.ics");
+    EXPECT_EQ(file.count("RECURRENCE-ID:"), 1) << file.toStdString();
+    EXPECT_EQ(file.count("RRULE:FREQ=WEEKLY"), 1);
+    EXPECT_EQ(open(false).size(), listed.size() - 1);
+    EXPECT_EQ(open(true).size(), listed.size());
+
+    EXPECT_TRUE(structured(handler.deleteReminder({{"reminder_id", listed.first().first}})).value("success").toBool());
+    EXPECT_TRUE(readFile(dir.path() + "/chores/plants.ics").contains("EXDATE:"));
+    EXPECT_EQ(open(true).first().first, listed.at(1).first);
 }
 
 TEST_F(RecurrenceTest, NewFilesAreTheOwnersAloneAndRewritesKeepTheMode)

@@ -47,7 +47,9 @@ icaltimezone *zoneNamed(const char *tzid, icalcomponent *owner)
 
 bool CalendarRecurrence::isRecurring(icalcomponent *component)
 {
+    // A rule counts from DTSTART; without one there is nothing to repeat.
     return component && !icalcomponent_get_first_property(component, ICAL_RECURRENCEID_PROPERTY) &&
+           icalcomponent_get_first_property(component, ICAL_DTSTART_PROPERTY) &&
            (icalcomponent_get_first_property(component, ICAL_RRULE_PROPERTY) ||
             icalcomponent_get_first_property(component, ICAL_RDATE_PROPERTY));
 }

@@ -192,9 +192,13 @@ void writeItem(icalcomponent *component, const CalendarItem &item, const Calenda
         } else {
             icalcomponent_add_property(component, icalproperty_new_status(ICAL_STATUS_NEEDSACTION));
         }
+        // A due date keeps the form it had: its zone, or a day when it still falls on a midnight.
+        CalendarRecurrence::TimeForm dueForm = CalendarRecurrence::formOf(component, ICAL_DUE_PROPERTY);
+        if (dueForm.date && item.due.isValid() && item.due.toLocalTime().time() != QTime(0, 0))
+            dueForm = CalendarRecurrence::TimeForm{false, true, nullptr, {}};
         removeAll(component, ICAL_DUE_PROPERTY);
         if (item.due.isValid())
-            icalcomponent_add_property(component, icalproperty_new_due(utcTime(item.due)));
+            icalcomponent_add_property(component, CalendarRecurrence::newProperty(ICAL_DUE_PROPERTY, item.due, dueForm));
     }
 }
 
@@ -345,23 +349,23 @@ const CalendarStore::CachedFile &CalendarStore::cached(const QString &path, cons
     entry.size = size;
     entry.modified = modified;
     Component parsed(parse(readBytes(path)));
-    QHash<QString, QList<icalcomponent *>> overrides;
-    forEachComponent(parsed.root, ICAL_VEVENT_COMPONENT, [&](icalcomponent *c) {
-        if (icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY))
-            overrides[text(icalcomponent_get_uid(c))].append(c);
-    });
-    forEachItem(parsed.root, ICAL_VEVENT_COMPONENT, [&](icalcomponent *c) {
-        CalendarItem item = readItem(c, collection, path);
-        if (CalendarRecurrence::isRecurring(c)) {
-            item.recurring = true;
-            entry.series.append(Series{c, overrides.value(item.identifier), item});
-        }
-        entry.events.append(item);
-    });
+    for (const icalcomponent_kind kind : {ICAL_VEVENT_COMPONENT, ICAL_VTODO_COMPONENT}) {
+        QHash<QString, QList<icalcomponent *>> overrides;
+        forEachComponent(parsed.root, kind, [&](icalcomponent *c) {
+            if (icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY))
+                overrides[text(icalcomponent_get_uid(c))].append(c);
+        });
+        forEachItem(parsed.root, kind, [&](icalcomponent *c) {
+            CalendarItem item = readItem(c, collection, path);
+            if (CalendarRecurrence::isRecurring(c)) {
+                item.recurring = true;
+                entry.series.append(Series{c, overrides.value(item.identifier), item});
+            }
+            (kind == ICAL_VEVENT_COMPONENT ? entry.events : entry.reminders).append(item);
+        });
+    }
     if (!entry.series.isEmpty())
         entry.tree.reset(std::exchange(parsed.root, nullptr), icalcomponent_free);
-    forEachItem(parsed.root, ICAL_VTODO_COMPONENT,
-                [&](icalcomponent *c) { entry.reminders.append(readItem(c, collection, path)); });
     return *m_files.insert(path, std::move(entry));
 }
 
@@ -425,6 +429,8 @@ QList<CalendarItem> CalendarStore::events(const QDateTime &start, const QDateTim
         for (const QString &path : folder.files) {
             const CachedFile &entry = m_files[path];
             for (const Series &series : entry.series) {
+                if (icalcomponent_isa(series.master) != ICAL_VEVENT_COMPONENT)
+                    continue;
                 for (const CalendarRecurrence::Occurrence &occurrence :
                      CalendarRecurrence::expand(series.master, series.overrides, start, end, maxOccurrences, truncated)) {
                     CalendarItem event = occurrence.source == series.master ? series.item
@@ -453,17 +459,53 @@ QList<CalendarItem> CalendarStore::events(const QDateTime &start, const QDateTim
     return result;
 }
 
+QList<CalendarItem> CalendarStore::currentOccurrences(const Series &series, const QDateTime &now)
+{
+    // What falls due in the month before now, and the next one after it.
+    QList<CalendarItem> result;
+    bool sawNext = false;
+    for (const CalendarRecurrence::Occurrence &occurrence :
+         CalendarRecurrence::expand(series.master, series.overrides, now.addDays(-30), now.addDays(366), 400, nullptr)) {
+        if (sawNext)
+            break;
+        CalendarItem reminder = occurrence.source == series.master
+                                    ? series.item
+                                    : readItem(occurrence.source, series.item.collection, series.item.filePath);
+        reminder.identifier = series.item.identifier;
+        reminder.occurrence = occurrence.key;
+        reminder.recurring = true;
+        // A to-do without a due date has none in its occurrences either.
+        reminder.due = series.item.due.isValid() || reminder.due.isValid() ? occurrence.end : QDateTime();
+        const QDateTime when = reminder.due.isValid() ? reminder.due : occurrence.start;
+        if (when < now.addDays(-30))
+            continue;
+        sawNext = when > now;
+        result.append(reminder);
+    }
+    return result;
+}
+
 QList<CalendarItem> CalendarStore::reminders(const std::optional<QStringList> &collections)
 {
     std::lock_guard lock(m_mutex);
+    const QDateTime now = QDateTime::currentDateTimeUtc();
     QList<CalendarItem> result;
     for (const Folder &folder : scan()) {
         if (folder.collection.kind != Kind::Reminders)
             continue;
         if (collections && !collections->contains(folder.collection.identifier))
             continue;
-        for (const QString &path : folder.files)
-            result += m_files.value(path).reminders;
+        for (const QString &path : folder.files) {
+            const CachedFile &entry = m_files[path];
+            for (const CalendarItem &reminder : entry.reminders) {
+                if (!reminder.recurring)
+                    result.append(reminder);
+            }
+            for (const Series &series : entry.series) {
+                if (icalcomponent_isa(series.master) == ICAL_VTODO_COMPONENT)
+                    result += currentOccurrences(series, now);
+            }
+        }
     }
     std::stable_sort(result.begin(), result.end(), [](const CalendarItem &a, const CalendarItem &b) {
         return a.title.localeAwareCompare(b.title) < 0;
@@ -487,11 +529,12 @@ std::optional<CalendarItem> CalendarStore::item(const QString &identifier, Kind 
             }
         }
     }
-    return kind == Kind::Events ? occurrence(identifier) : std::nullopt;
+    return occurrence(identifier, kind);
 }
 
-std::optional<CalendarItem> CalendarStore::occurrence(const QString &identifier)
+std::optional<CalendarItem> CalendarStore::occurrence(const QString &identifier, Kind kind)
 {
+    const icalcomponent_kind componentKind = kind == Kind::Events ? ICAL_VEVENT_COMPONENT : ICAL_VTODO_COMPONENT;
     // "<uid>@<key>": a UID may hold "@" itself, the key never does.
     const qsizetype at = identifier.lastIndexOf(u'@');
     if (at <= 0)
@@ -503,7 +546,7 @@ std::optional<CalendarItem> CalendarStore::occurrence(const QString &identifier)
         return std::nullopt;
     for (auto it = m_files.cbegin(); it != m_files.cend(); ++it) {
         for (const Series &series : it->series) {
-            if (series.item.identifier != uid)
+            if (series.item.identifier != uid || icalcomponent_isa(series.master) != componentKind)
                 continue;
             // The occurrence whose original start the key names, wherever an override moved it.
             for (const CalendarRecurrence::Occurrence &found :
@@ -511,8 +554,12 @@ std::optional<CalendarItem> CalendarStore::occurrence(const QString &identifier)
                 if (found.key == key && found.source == series.master) {
                     CalendarItem item = series.item;
                     item.occurrence = key;
-                    item.start = found.start;
-                    item.end = found.end;
+                    if (kind == Kind::Events) {
+                        item.start = found.start;
+                        item.end = found.end;
+                    } else if (item.due.isValid()) {
+                        item.due = found.end;
+                    }
                     return item;
                 }
             }
@@ -663,10 +710,12 @@ struct SeriesParts {
     icalcomponent *override = nullptr;
 };
 
-SeriesParts seriesParts(icalcomponent *root, const QString &uid, const QString &key)
+SeriesParts seriesParts(icalcomponent *root, const CalendarItem &item)
 {
+    const QString &uid = item.identifier;
+    const QString &key = item.occurrence;
     SeriesParts parts;
-    forEachComponent(root, ICAL_VEVENT_COMPONENT, [&](icalcomponent *c) {
+    const auto look = [&](icalcomponent *c) {
         if (text(icalcomponent_get_uid(c)) != uid)
             return;
         icalproperty *recurrence = icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY);
@@ -674,7 +723,10 @@ SeriesParts seriesParts(icalcomponent *root, const QString &uid, const QString &
             parts.master = parts.master ? parts.master : c;
         else if (CalendarRecurrence::keyOf(CalendarRecurrence::timeOf(recurrence, c)) == key)
             parts.override = c;
-    });
+    };
+    // A UID names events or to-dos, never both.
+    forEachComponent(root, ICAL_VEVENT_COMPONENT, look);
+    forEachComponent(root, ICAL_VTODO_COMPONENT, look);
     return parts;
 }
 
@@ -691,7 +743,7 @@ std::optional<QString> writeTree(const QString &path, icalcomponent *root)
 bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
 {
     Component file(parse(readBytes(item.filePath)));
-    const SeriesParts parts = seriesParts(file.root, item.identifier, item.occurrence);
+    const SeriesParts parts = seriesParts(file.root, item);
     if (!parts.master) {
         *error = QStringLiteral("The event '%1' is no longer stored.").arg(item.identifier);
         return false;
@@ -711,9 +763,13 @@ bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
                                        ICAL_EXRULE_PROPERTY, ICAL_DTSTART_PROPERTY, ICAL_DTEND_PROPERTY,
                                        ICAL_DURATION_PROPERTY})
             removeAll(override, kind);
+        const QDateTime original = CalendarRecurrence::keyInstant(item.occurrence);
         icalcomponent_add_property(override,
-                                   CalendarRecurrence::newProperty(ICAL_RECURRENCEID_PROPERTY,
-                                                                   CalendarRecurrence::keyInstant(item.occurrence), form));
+                                   CalendarRecurrence::newProperty(ICAL_RECURRENCEID_PROPERTY, original, form));
+        // An event's dates are written below; a to-do's start is that of its occurrence.
+        if (icalcomponent_isa(override) == ICAL_VTODO_COMPONENT &&
+            icalcomponent_get_first_property(parts.master, ICAL_DTSTART_PROPERTY))
+            icalcomponent_add_property(override, CalendarRecurrence::newProperty(ICAL_DTSTART_PROPERTY, original, form));
         icalcomponent_add_component(icalcomponent_get_parent(parts.master), override);
     }
     writeItem(override, item, nullptr, CalendarRecurrence::formOf(parts.override ? parts.override : parts.master));
@@ -728,7 +784,7 @@ bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
 bool CalendarStore::removeOccurrence(const CalendarItem &item, QString *error)
 {
     Component file(parse(readBytes(item.filePath)));
-    const SeriesParts parts = seriesParts(file.root, item.identifier, item.occurrence);
+    const SeriesParts parts = seriesParts(file.root, item);
     if (!parts.master) {
         *error = QStringLiteral("The event '%1' is no longer stored.").arg(item.identifier);
         return false;

@@ -60,7 +60,8 @@ public:
                                const std::optional<QStringList> &collections,
                                QList<CalendarCollection> *calendars = nullptr, int maxOccurrences = 10000,
                                bool *truncated = nullptr);
-    // Reminders of the given lists (all when nullopt), by title.
+    // Reminders of the given lists (all when nullopt), by title. A repeating to-do shows
+    // its occurrences due in the last 30 days and the next one.
     QList<CalendarItem> reminders(const std::optional<QStringList> &collections);
     // The item of that id and kind (a UID, or the id of an occurrence); nullopt when there
     // is none.
@@ -96,7 +97,8 @@ private:
 
     QList<Folder> scan();
     const CachedFile &cached(const QString &path, const QString &collection, qint64 size, qint64 modified);
-    std::optional<CalendarItem> occurrence(const QString &identifier);
+    std::optional<CalendarItem> occurrence(const QString &identifier, Kind kind);
+    QList<CalendarItem> currentOccurrences(const Series &series, const QDateTime &now);
     bool saveOccurrence(CalendarItem &item, QString *error);
     bool removeOccurrence(const CalendarItem &item, QString *error);
     std::optional<CalendarCollection> createCollection(const QString &name, Kind kind, QString *error);

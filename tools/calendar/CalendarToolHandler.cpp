@@ -80,7 +80,7 @@ QJsonObject eventRecord(const CalendarItem &event, const QString &calendarTitle)
 
 QJsonObject reminderRecord(const CalendarItem &reminder, const QString &listTitle)
 {
-    return QJsonObject{{QStringLiteral("reminder_id"), reminder.identifier},
+    return QJsonObject{{QStringLiteral("reminder_id"), reminder.recordId()},
                        {QStringLiteral("title"), reminder.hasTitle ? reminder.title : QStringLiteral("(unknown)")},
                        {QStringLiteral("notes"), reminder.notes},
                        {QStringLiteral("completed"), reminder.completed},
@@ -444,7 +444,7 @@ JSONToolResult CalendarToolHandler::listReminders(const QVariantMap &params) con
             continue;
         const QJsonObject record = reminderRecord(reminder, titleOf(lists, reminder.collection));
         records.append(record);
-        lines.append(reminder.identifier + QStringLiteral(", ") + record.value(QStringLiteral("title")).toString());
+        lines.append(reminder.recordId() + QStringLiteral(", ") + record.value(QStringLiteral("title")).toString());
     }
     return withContext(successResult({{QStringLiteral("count"), records.size()}, {QStringLiteral("reminders"), records}}),
                        lines.join(u'\n'));
