@@ -1,3 +1,4 @@
+#include "base/UserDefaults.h"
 #include "tools/calendar/CalendarStore.h"
 #include "tools/calendar/CalendarToolHandler.h"
 #include "tools/contacts/ContactsStore.h"
@@ -163,6 +164,19 @@ TEST_F(RecurrenceTest, SeriesExpandIntoTheirOccurrencesInTheRange)
           "m31@20260531T120000Z 2026-05-31T12:00:00.000Z Close books",
           "m31@20260731T120000Z 2026-07-31T12:00:00.000Z Close books",
           "m31@20260831T120000Z 2026-08-31T12:00:00.000Z Close books"}},
+        // 2026: the last Fridays of April and May are the 24th and the 29th.
+        {"monthly on the last Friday, a year after its first",
+         "BEGIN:VEVENT\nUID:lastfri\nDTSTART:20250131T160000Z\nDTEND:20250131T170000Z\nRRULE:FREQ=MONTHLY;BYDAY=-1FR\n"
+         "SUMMARY:Drinks\nEND:VEVENT\n",
+         "2026-04-01T00:00:00Z", "2026-06-01T00:00:00Z",
+         {"lastfri@20260424T160000Z 2026-04-24T16:00:00.000Z Drinks",
+          "lastfri@20260529T160000Z 2026-05-29T16:00:00.000Z Drinks"}},
+        // A rule that can't be read is dropped: a single event, listed and kept under its UID.
+        {"a broken rule",
+         "BEGIN:VEVENT\nUID:broken\nDTSTART:20260401T090000Z\nDTEND:20260401T100000Z\nRRULE:FREQ=SOMETIMES;BYDAY=XX\n"
+         "SUMMARY:Odd\nEND:VEVENT\n",
+         "2026-04-01T00:00:00Z", "2026-06-01T00:00:00Z",
+         {"broken 2026-04-01T09:00:00.000Z Odd"}},
         {"EXDATE leaves a day out, RDATE adds one",
          "BEGIN:VEVENT\nUID:ex\nDTSTART:20260601T090000Z\nDTEND:20260601T100000Z\nRRULE:FREQ=DAILY;COUNT=4\n"
          "EXDATE:20260603T090000Z\nRDATE:20260610T090000Z\nSUMMARY:Class\nEND:VEVENT\n",
@@ -234,6 +248,18 @@ TEST_F(RecurrenceTest, ASeriesWithoutEndIsCutAtTheLimitAndSaysSo)
     EXPECT_EQ(five.last().recordId(), "often@20260201T000400Z");
     listed(range("2026-01-01T00:00:00Z", "2026-01-01T01:00:00Z"), &truncated);
     EXPECT_FALSE(truncated);
+
+    // The setting; one that is no positive number leaves the default.
+    const QString key = CalendarToolHandler::maxOccurrencesSettingKey();
+    UserDefaults::standard()->setValue(key, 3);
+    EXPECT_EQ(listed(range("2026-01-01T00:00:00Z", "2026-01-01T01:00:00Z"), &truncated).size(), 3);
+    EXPECT_TRUE(truncated);
+    for (const QVariant &unusable : {QVariant(QStringLiteral("lots")), QVariant(0)}) {
+        UserDefaults::standard()->setValue(key, unusable);
+        EXPECT_EQ(listed(range("2026-01-01T00:00:00Z", "2026-01-01T01:00:00Z"), &truncated).size(), 60);
+        EXPECT_FALSE(truncated);
+    }
+    UserDefaults::standard()->remove(key);
 }
 
 TEST_F(RecurrenceTest, AnOccurrenceIsUpdatedAndDeletedAloneAndTheSeriesAsAWhole)
@@ -272,6 +298,11 @@ TEST_F(RecurrenceTest, AnOccurrenceIsUpdatedAndDeletedAloneAndTheSeriesAsAWhole)
     EXPECT_EQ(structured(handler.updateEvent({{"event_id", monday}})).value("event").toObject().value("notes").toString(),
               "bring slides");
 
+    // A single event has no occurrences.
+    writeFile(path("once.ics"), calendar("BEGIN:VEVENT\nUID:once\nDTSTART:20260525T090000Z\nDTEND:20260525T100000Z\n"
+                                         "SUMMARY:Once\nEND:VEVENT\n"));
+    EXPECT_EQ(structured(handler.updateEvent({{"event_id", "once@20260525T090000Z"}})).value("error").toString(),
+              "Event not found for id 'once@20260525T090000Z'.");
     // A Friday is no occurrence, nor is a time that is not the series' start.
     for (const QString &id : {QStringLiteral("sync@example.org@20260327T083000Z"),
                               QStringLiteral("sync@example.org@20260326T083001Z"), QStringLiteral("sync@example.org@x")})

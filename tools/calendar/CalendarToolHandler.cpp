@@ -376,7 +376,10 @@ JSONToolResult CalendarToolHandler::listEvents(const QVariantMap &params) const
     if (!calendarId.isEmpty())
         only = QStringList{calendarId};
     // A series that repeats without end is cut rather than filling the answer.
-    const int limit = UserDefaults::standard()->value(maxOccurrencesSettingKey(), 10000).toInt();
+    bool readable = false;
+    int limit = UserDefaults::standard()->value(maxOccurrencesSettingKey(), 10000).toInt(&readable);
+    if (!readable || limit <= 0)
+        limit = 10000;
     bool truncated = false;
     QList<CalendarCollection> calendars;
     QJsonArray records;

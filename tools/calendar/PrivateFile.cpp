@@ -28,12 +28,18 @@ std::optional<QString> PrivateFile::write(const QString &path, const QByteArray 
     const QByteArray from = QFile::encodeName(temporary.fileName());
     const QByteArray to = QFile::encodeName(info.absoluteFilePath());
     // link() never replaces: a file another program made meanwhile is replaced the careful way.
-    if (::link(from.constData(), to.constData()) != 0) {
-        if (errno == EEXIST)
-            return AtomicFile::write(path, bytes);
-        return QString::fromLocal8Bit(::strerror(errno));
+    if (::link(from.constData(), to.constData()) == 0)
+        return std::nullopt;  // the temporary name goes with `temporary`
+    if (errno == EEXIST)
+        return AtomicFile::write(path, bytes);
+    // A file system without hard links: renamed, never over a file that is there.
+    if (temporary.rename(info.absoluteFilePath())) {
+        temporary.setAutoRemove(false);
+        return std::nullopt;
     }
-    return std::nullopt;  // the temporary name goes with `temporary`
+    if (QFileInfo::exists(info.absoluteFilePath()))
+        return AtomicFile::write(path, bytes);
+    return temporary.errorString();
 }
 
 bool PrivateFile::makeFolder(const QString &path)
