@@ -343,6 +343,9 @@ TEST_F(RecurrenceTest, AnOccurrenceOfAWholeDaySeriesGetsADateOverride)
     EXPECT_TRUE(file.contains("RECURRENCE-ID;VALUE=DATE:20260808")) << file.toStdString();
     EXPECT_EQ(lines(listed(range("2026-08-05T00:00:00Z", "2026-08-12T00:00:00Z"))),
               lines({"market@20260808 " + localMidnight(2026, 8, 8) + " Big market"}));
+    // The series goes with its override, and the file with them.
+    EXPECT_TRUE(structured(handler.deleteEvent({{"event_id", "market"}})).value("success").toBool());
+    EXPECT_FALSE(QFile::exists(path("market.ics")));
 }
 
 // A repeating to-do has no range to list: its occurrences due in the last month are shown,

@@ -659,7 +659,7 @@ bool CalendarStore::remove(const CalendarItem &item, QString *error)
     }
     // A file that holds other items too keeps them.
     Component file(parse(readBytes(item.filePath)));
-    int items = 0;
+    int others = 0;  // items of other UIDs; a series' overrides are its own
     icalcomponent *own = nullptr;
     icalcomponent *calendar = file.root && icalcomponent_isa(file.root) == ICAL_VCALENDAR_COMPONENT ? file.root : nullptr;
     if (calendar) {
@@ -668,13 +668,14 @@ bool CalendarStore::remove(const CalendarItem &item, QString *error)
             const icalcomponent_kind kind = icalcomponent_isa(c);
             if (kind != ICAL_VEVENT_COMPONENT && kind != ICAL_VTODO_COMPONENT)
                 continue;
-            ++items;
             if (text(icalcomponent_get_uid(c)) == item.identifier)
                 own = c;
+            else
+                ++others;
         }
     }
     m_files.remove(item.filePath);
-    if (!calendar || !own || items <= 1) {
+    if (!calendar || !own || others == 0) {
         if (!QFile::remove(item.filePath)) {
             *error = QStringLiteral("The file '%1' could not be removed.").arg(item.filePath);
             return false;
