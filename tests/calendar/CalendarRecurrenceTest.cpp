@@ -397,6 +397,33 @@ TEST_F(RecurrenceTest, ARepeatingReminderShowsItsRecentAndNextOccurrences)
     EXPECT_EQ(open(true).first().first, listed.at(1).first);
 }
 
+TEST_F(RecurrenceTest, AnItemIsNeverWrittenOverAFileAnotherProgramChangedSinceItWasRead)
+{
+    const QByteArray before = calendar("BEGIN:VEVENT\nUID:talk\nDTSTART:20260910T090000Z\nDTEND:20260910T100000Z\n"
+                                       "SUMMARY:Talk\nEND:VEVENT\n");
+    writeFile(path("talk.ics"), before);
+    std::optional<CalendarItem> read = store.item("talk", CalendarCollection::Kind::Events);
+    ASSERT_TRUE(read);
+    // A sync brings a new room meanwhile.
+    QByteArray synced = before;
+    synced.replace("SUMMARY:Talk", "SUMMARY:Talk\r\nLOCATION:Hall B");
+    writeFile(path("talk.ics"), synced);
+
+    read->title = "Keynote";
+    QString error;
+    bool stale = false;
+    EXPECT_FALSE(store.save(*read, CalendarCollection::Kind::Events, &error, &stale));
+    EXPECT_TRUE(stale);
+    EXPECT_TRUE(error.contains("changed by another program")) << error.toStdString();
+    EXPECT_EQ(readFile(path("talk.ics")), synced);
+
+    // The tool reads the file as it is now and changes only the title.
+    const JSONToolResult updated = handler.updateEvent({{"event_id", "talk"}, {"title", "Keynote"}});
+    EXPECT_EQ(structured(updated).value("event").toObject().value("location").toString(), "Hall B")
+        << textOf(updated).toStdString();
+    EXPECT_TRUE(readFile(path("talk.ics")).contains("SUMMARY:Keynote"));
+}
+
 TEST_F(RecurrenceTest, NewFilesAreTheOwnersAloneAndRewritesKeepTheMode)
 {
     const QString root = dir.path() + "/fresh/Calendars";

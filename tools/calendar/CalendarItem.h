@@ -14,6 +14,9 @@ struct CalendarItem {
     bool recurring = false;  // a series: RRULE or RDATE
     QString collection;  // the identifier of its collection
     QString filePath;    // empty until saved
+    // The file as it was when the item was read: a save refuses to write over a newer one.
+    qint64 fileSize = -1;
+    qint64 fileModified = 0;  // nanoseconds
 
     QString title;       // SUMMARY
     bool hasTitle = false;

@@ -130,6 +130,15 @@ void forEachComponent(icalcomponent *root, icalcomponent_kind kind, Fn &&fn)
         forEachComponent(c, kind, fn);
 }
 
+// An override as an item of its series' file.
+CalendarItem overrideItem(icalcomponent *override, const CalendarItem &series)
+{
+    CalendarItem item = readItem(override, series.collection, series.filePath);
+    item.fileSize = series.fileSize;
+    item.fileModified = series.fileModified;
+    return item;
+}
+
 void removeAll(icalcomponent *component, icalproperty_kind kind)
 {
     while (icalproperty *property = icalcomponent_get_first_property(component, kind)) {
@@ -264,6 +273,16 @@ QList<FileStatus> listFiles(const QString &folder, const char *suffix)
     return files;
 }
 
+// The size and modification time of a file as the folder look reads them; nullopt when it
+// is gone.
+std::optional<std::pair<qint64, qint64>> statusOf(const QString &path)
+{
+    struct stat status {};
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+        return std::nullopt;
+    return std::pair{qint64(status.st_size), qint64(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec};
+}
+
 QString sanitisedFileName(const QString &uid)
 {
     QString name;
@@ -357,6 +376,8 @@ const CalendarStore::CachedFile &CalendarStore::cached(const QString &path, cons
         });
         forEachItem(parsed.root, kind, [&](icalcomponent *c) {
             CalendarItem item = readItem(c, collection, path);
+            item.fileSize = size;
+            item.fileModified = modified;
             if (CalendarRecurrence::isRecurring(c)) {
                 item.recurring = true;
                 entry.series.append(Series{c, overrides.value(item.identifier), item});
@@ -433,8 +454,9 @@ QList<CalendarItem> CalendarStore::events(const QDateTime &start, const QDateTim
                     continue;
                 for (const CalendarRecurrence::Occurrence &occurrence :
                      CalendarRecurrence::expand(series.master, series.overrides, start, end, maxOccurrences, truncated)) {
-                    CalendarItem event = occurrence.source == series.master ? series.item
-                                                                             : readItem(occurrence.source, folder.collection.identifier, path);
+                    CalendarItem event = occurrence.source == series.master
+                                             ? series.item
+                                             : overrideItem(occurrence.source, series.item);
                     event.identifier = series.item.identifier;
                     event.occurrence = occurrence.key;
                     event.recurring = true;
@@ -468,9 +490,8 @@ QList<CalendarItem> CalendarStore::currentOccurrences(const Series &series, cons
          CalendarRecurrence::expand(series.master, series.overrides, now.addDays(-30), now.addDays(366), 400, nullptr)) {
         if (sawNext)
             break;
-        CalendarItem reminder = occurrence.source == series.master
-                                    ? series.item
-                                    : readItem(occurrence.source, series.item.collection, series.item.filePath);
+        CalendarItem reminder =
+            occurrence.source == series.master ? series.item : overrideItem(occurrence.source, series.item);
         reminder.identifier = series.item.identifier;
         reminder.occurrence = occurrence.key;
         reminder.recurring = true;
@@ -568,7 +589,7 @@ std::optional<CalendarItem> CalendarStore::occurrence(const QString &identifier,
                     icalcomponent_get_first_property(override, ICAL_RECURRENCEID_PROPERTY), override));
                 if (overrideKey != key)
                     continue;
-                CalendarItem item = readItem(override, series.item.collection, series.item.filePath);
+                CalendarItem item = overrideItem(override, series.item);
                 item.occurrence = key;
                 item.recurring = true;
                 return item;
@@ -578,9 +599,18 @@ std::optional<CalendarItem> CalendarStore::occurrence(const QString &identifier,
     return std::nullopt;
 }
 
-bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error)
+bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error, bool *stale)
 {
     std::lock_guard lock(m_mutex);
+    // Another program (a sync) rewrote the file since the item was read: writing now would
+    // put the old fields back over its change.
+    if (!item.filePath.isEmpty() && item.fileSize >= 0 &&
+        statusOf(item.filePath) != std::optional(std::pair{item.fileSize, item.fileModified})) {
+        if (stale)
+            *stale = true;
+        *error = QStringLiteral("The file '%1' was changed by another program; read it again.").arg(item.filePath);
+        return false;
+    }
     if (!item.occurrence.isEmpty())
         return saveOccurrence(item, error);
     const QList<Folder> folders = scan();

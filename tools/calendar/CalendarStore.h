@@ -70,7 +70,8 @@ public:
     // Writes the item into its collection (a new file for a new item, whose identifier is
     // made here when empty); an item whose collection changed moves there. False with the
     // reason on failure.
-    bool save(CalendarItem &item, Kind kind, QString *error);
+    // An item read from a file that has changed since is not written: stale is set.
+    bool save(CalendarItem &item, Kind kind, QString *error, bool *stale = nullptr);
     bool remove(const CalendarItem &item, QString *error);
 
 private:

@@ -188,10 +188,10 @@ bool moveToNamedCollection(CalendarStore *store, const ItemKind &kind, const QVa
 // Writes the item and answers with it as the store reads it back; the message names
 // shownTitle, or else the title read back.
 JSONToolResult write(CalendarStore *store, const ItemKind &kind, CalendarItem item, const QString &verb,
-                     const std::optional<QString> &shownTitle)
+                     const std::optional<QString> &shownTitle, bool *stale = nullptr)
 {
     QString error;
-    if (!store->save(item, kind.kind, &error))
+    if (!store->save(item, kind.kind, &error, stale))
         return failure(QStringLiteral("Failed to ") + verb + u' ' + kind.noun + QStringLiteral(": ") + error);
     const CalendarItem shown = store->item(item.recordId(), kind.kind).value_or(item);
     const QString collectionTitle = titleOf(store->collections(kind.kind), shown.collection);
@@ -237,17 +237,24 @@ std::variant<CalendarItem, JSONToolResult> existingItem(CalendarStore *store, co
 
 JSONToolResult updateItem(CalendarStore *store, const ItemKind &kind, const QVariantMap &params)
 {
-    std::variant<CalendarItem, JSONToolResult> found = existingItem(store, kind, params);
-    if (const auto *refused = std::get_if<JSONToolResult>(&found))
-        return *refused;
-    CalendarItem &item = std::get<CalendarItem>(found);
-    if (isString(params, QStringLiteral("title"))) {
-        item.title = text(params, QStringLiteral("title"));
-        item.hasTitle = true;
+    // A file another program changed between the read and the write is read again and the
+    // changes applied to what it holds now; a file that keeps changing fails the call.
+    for (int attempt = 0;; ++attempt) {
+        std::variant<CalendarItem, JSONToolResult> found = existingItem(store, kind, params);
+        if (const auto *refused = std::get_if<JSONToolResult>(&found))
+            return *refused;
+        CalendarItem &item = std::get<CalendarItem>(found);
+        if (isString(params, QStringLiteral("title"))) {
+            item.title = text(params, QStringLiteral("title"));
+            item.hasTitle = true;
+        }
+        kind.read(params, item, false);
+        moveToNamedCollection(store, kind, params, item);
+        bool stale = false;
+        JSONToolResult result = write(store, kind, item, QStringLiteral("update"), std::nullopt, &stale);
+        if (!stale || attempt == 2)
+            return result;
     }
-    kind.read(params, item, false);
-    moveToNamedCollection(store, kind, params, item);
-    return write(store, kind, item, QStringLiteral("update"), std::nullopt);
 }
 
 JSONToolResult deleteItem(CalendarStore *store, const ItemKind &kind, const QVariantMap &params)
