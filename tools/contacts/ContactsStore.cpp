@@ -2,8 +2,8 @@
 
 #include "base/AppPaths.h"
 #include "base/AtomicFile.h"
-#include "tools/calendar/PrivateFile.h"
 #include "base/UserDefaults.h"
+#include "tools/calendar/PrivateFile.h"
 
 #include <QDir>
 #include <QFile>
