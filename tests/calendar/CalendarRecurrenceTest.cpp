@@ -333,6 +333,31 @@ TEST_F(RecurrenceTest, AnOccurrenceIsUpdatedAndDeletedAloneAndTheSeriesAsAWhole)
     EXPECT_TRUE(listed(weeks).isEmpty());
 }
 
+// Moving the whole series an hour later moves its exceptions with it: the moved occurrence
+// and the deleted one keep naming the same days.
+TEST_F(RecurrenceTest, ASeriesMovedAsAWholeTakesItsExceptionsAlong)
+{
+    writeFile(path("sync.ics"),
+              calendar("BEGIN:VEVENT\nUID:sync\nDTSTART;TZID=Europe/Berlin:20260105T093000\n"
+                       "DTEND;TZID=Europe/Berlin:20260105T100000\nRRULE:FREQ=WEEKLY;BYDAY=MO,TH\n"
+                       "EXDATE;TZID=Europe/Berlin:20260326T093000\nSUMMARY:Sync\nEND:VEVENT\n"
+                       "BEGIN:VEVENT\nUID:sync\nRECURRENCE-ID;TZID=Europe/Berlin:20260330T093000\n"
+                       "DTSTART;TZID=Europe/Berlin:20260330T140000\nDTEND;TZID=Europe/Berlin:20260330T143000\n"
+                       "SUMMARY:Sync (afternoon)\nEND:VEVENT\n"));
+    const JSONToolResult moved = handler.updateEvent(
+        {{"event_id", "sync"}, {"start_date", "2026-01-05T09:30:00Z"}, {"end_date", "2026-01-05T10:00:00Z"}});
+    ASSERT_TRUE(structured(moved).value("success").toBool()) << textOf(moved).toStdString();
+    const QByteArray file = readFile(path("sync.ics"));
+    EXPECT_TRUE(file.contains("DTSTART;TZID=Europe/Berlin:20260105T103000")) << file.toStdString();
+    EXPECT_TRUE(file.contains("EXDATE;TZID=Europe/Berlin:20260326T103000")) << file.toStdString();
+    EXPECT_TRUE(file.contains("RECURRENCE-ID;TZID=Europe/Berlin:20260330T103000")) << file.toStdString();
+    EXPECT_TRUE(file.contains("DTSTART;TZID=Europe/Berlin:20260330T140000"));
+    EXPECT_EQ(lines(listed(range("2026-03-23T00:00:00Z", "2026-04-03T00:00:00Z"))),
+              lines({"sync@20260323T093000Z 2026-03-23T09:30:00.000Z Sync",
+                     "sync@20260330T083000Z 2026-03-30T12:00:00.000Z Sync (afternoon)",
+                     "sync@20260402T083000Z 2026-04-02T08:30:00.000Z Sync"}));
+}
+
 TEST_F(RecurrenceTest, AnOccurrenceOfAWholeDaySeriesGetsADateOverride)
 {
     writeFile(path("market.ics"), calendar("BEGIN:VEVENT\nUID:market\nDTSTART;VALUE=DATE:20260801\n"

@@ -283,6 +283,42 @@ std::optional<std::pair<qint64, qint64>> statusOf(const QString &path)
     return std::pair{qint64(status.st_size), qint64(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec};
 }
 
+// A series moved as a whole takes its exceptions along: the overrides' RECURRENCE-IDs and
+// the EXDATEs name the occurrences by their start, which moved by the same time.
+void shiftOccurrenceNames(icalcomponent *root, icalcomponent *master, const QDateTime &from, const QDateTime &to,
+                          const CalendarRecurrence::TimeForm &oldForm)
+{
+    const CalendarRecurrence::TimeForm form = CalendarRecurrence::formOf(master);
+    if (form.date != oldForm.date)
+        return;  // days became times or the other way round: no occurrence keeps its name
+    const qint64 days = from.date().daysTo(to.date());
+    const qint64 seconds = from.secsTo(to);
+    const auto shifted = [&](icalproperty *property, icalcomponent *owner, icalproperty_kind kind) {
+        const QDateTime original = CalendarRecurrence::instant(CalendarRecurrence::timeOf(property, owner));
+        return CalendarRecurrence::newProperty(kind, form.date ? original.addDays(days) : original.addSecs(seconds), form);
+    };
+    const QString uid = text(icalcomponent_get_uid(master));
+    QList<std::pair<icalcomponent *, icalproperty *>> names;
+    forEachComponent(root, icalcomponent_isa(master), [&](icalcomponent *c) {
+        if (c == master || text(icalcomponent_get_uid(c)) != uid)
+            return;
+        if (icalproperty *recurrence = icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY))
+            names.append({c, recurrence});
+    });
+    // A whole-day EXDATE of a series with times leaves out a day, wherever the time moved.
+    for (icalproperty *p = icalcomponent_get_first_property(master, ICAL_EXDATE_PROPERTY); p;
+         p = icalcomponent_get_next_property(master, ICAL_EXDATE_PROPERTY)) {
+        if (bool(CalendarRecurrence::timeOf(p, master).is_date) == form.date)
+            names.append({master, p});
+    }
+    for (const auto &[owner, property] : names) {
+        icalproperty *replacement = shifted(property, owner, icalproperty_isa(property));
+        icalcomponent_remove_property(owner, property);
+        icalproperty_free(property);
+        icalcomponent_add_property(owner, replacement);
+    }
+}
+
 QString sanitisedFileName(const QString &uid)
 {
     QString name;
@@ -653,7 +689,11 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error, bool *st
         icalcomponent_set_uid(component, item.identifier.toUtf8().constData());
         icalcomponent_add_component(file.root, component);
     }
-    writeItem(component, item, before ? &*before : nullptr, CalendarRecurrence::formOf(component));
+    const CalendarRecurrence::TimeForm oldForm = CalendarRecurrence::formOf(component);
+    writeItem(component, item, before ? &*before : nullptr, oldForm);
+    if (before && CalendarRecurrence::isRecurring(component) && before->allDay == item.allDay &&
+        before->start != item.start)
+        shiftOccurrenceNames(file.root, component, before->start, item.start, oldForm);
 
     char *serialised = icalcomponent_as_ical_string_r(file.root);
     const QByteArray bytes(serialised);
