@@ -523,7 +523,7 @@ QList<CalendarItem> CalendarStore::currentOccurrences(const Series &series, cons
     QList<CalendarItem> result;
     bool sawNext = false;
     for (const CalendarRecurrence::Occurrence &occurrence :
-         CalendarRecurrence::expand(series.master, series.overrides, now.addDays(-30), now.addDays(366), 400, nullptr)) {
+         CalendarRecurrence::expand(series.master, series.overrides, now.addDays(-30), now.addDays(366), 10000, nullptr)) {
         if (sawNext)
             break;
         CalendarItem reminder =
