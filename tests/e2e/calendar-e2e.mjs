@@ -9,7 +9,7 @@
 // updated and deleted, and the iCalendar and vCard files are checked on disk.
 
 import assert from 'node:assert/strict';
-import { existsSync, readdirSync, readFileSync } from 'node:fs';
+import { existsSync, readdirSync, readFileSync, statSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import {
   argumentsOrUsage, check, finish, freeLowPort, run, sandbox, scenario, serve, stop, withTimeout, workDir,
@@ -51,6 +51,8 @@ try {
       assert.match(file, /BEGIN:VEVENT/);
       assert.match(file, /SUMMARY:Design review/);
       assert.match(created.result.content[0].text, /^Current date\/time context: /);
+      assert.equal(statSync(join(data, 'Calendars', 'calendar', `${event.event_id}.ics`)).mode & 0o777, 0o600);
+      assert.equal(statSync(join(data, 'Calendars', 'calendar')).mode & 0o777, 0o700);
     });
 
     const [listed, updated, deleted, after] = await scenario(url, [
@@ -70,6 +72,36 @@ try {
       assert.equal(structured(deleted).event_id, event.event_id);
       assert.equal(structured(after).count, 0);
       assert.ok(!existsSync(join(data, 'Calendars', 'calendar', `${event.event_id}.ics`)));
+    });
+
+    // A weekly series another program wrote, in Berlin time across the start of summer time.
+    const seriesFile = join(data, 'Calendars', 'calendar', 'sync.ics');
+    writeFileSync(seriesFile, ['BEGIN:VCALENDAR', 'VERSION:2.0', 'PRODID:-//e2e//EN', 'BEGIN:VEVENT',
+      'UID:sync-e2e', 'DTSTAMP:20260101T000000Z', 'DTSTART;TZID=Europe/Berlin:20260105T093000',
+      'DTEND;TZID=Europe/Berlin:20260105T100000', 'RRULE:FREQ=WEEKLY;BYDAY=MO', 'SUMMARY:Sync', 'END:VEVENT',
+      'END:VCALENDAR', ''].join('\r\n'));
+    const weeks = { start_date: '2026-03-20T00:00:00Z', end_date: '2026-04-04T00:00:00Z' };
+    const [series, movedOne, droppedOne, seriesAfter, seriesGone] = await scenario(url, [
+      { op: 'callTool', name: 'list_events', arguments: weeks },
+      { op: 'callTool', name: 'update_event', arguments: { event_id: 'sync-e2e@20260330T073000Z', title: 'Sync (moved)',
+        start_date: '2026-03-31T07:30:00Z', end_date: '2026-03-31T08:00:00Z' } },
+      { op: 'callTool', name: 'delete_event', arguments: { event_id: 'sync-e2e@20260323T083000Z' } },
+      { op: 'callTool', name: 'list_events', arguments: weeks },
+      { op: 'callTool', name: 'delete_event', arguments: { event_id: 'sync-e2e' } },
+    ]);
+    check('a repeating event is listed by occurrence, one is moved, one deleted, then the series', () => {
+      assert.deepEqual(structured(series).events.map((e) => [e.event_id, e.start_date]), [
+        ['sync-e2e@20260323T083000Z', '2026-03-23T08:30:00.000Z'],
+        ['sync-e2e@20260330T073000Z', '2026-03-30T07:30:00.000Z'],
+      ]);
+      assert.equal(structured(series).truncated, false);
+      assert.equal(structured(movedOne).event.start_date, '2026-03-31T07:30:00.000Z');
+      assert.equal(structured(droppedOne).event_id, 'sync-e2e@20260323T083000Z');
+      assert.deepEqual(structured(seriesAfter).events.map((e) => [e.event_id, e.start_date, e.title]), [
+        ['sync-e2e@20260330T073000Z', '2026-03-31T07:30:00.000Z', 'Sync (moved)'],
+      ]);
+      assert.equal(structured(seriesGone).event_id, 'sync-e2e');
+      assert.ok(!existsSync(seriesFile));
     });
 
     const [reminder, openList, done, openAfter, allAfter, gone] = await scenario(url, [

@@ -3,6 +3,8 @@
 #include "base/AppPaths.h"
 #include "base/AtomicFile.h"
 #include "base/UserDefaults.h"
+#include "tools/calendar/CalendarRecurrence.h"
+#include "tools/calendar/PrivateFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -41,23 +43,6 @@ QString text(const char *value)
     return value ? QString::fromUtf8(value) : QString();
 }
 
-QDateTime fromIcal(const icaltimetype &time)
-{
-    if (icaltime_is_null_time(time) || !icaltime_is_valid_time(time))
-        return {};
-    const QDate date(time.year, time.month, time.day);
-    if (time.is_date)
-        return QDateTime(date, QTime(0, 0), Qt::LocalTime);
-    const QTime clock(time.hour, time.minute, std::min(time.second, 59));
-    if (icaltime_is_utc(time))
-        return QDateTime(date, clock, Qt::UTC);
-    if (const icaltimezone *zone = icaltime_get_timezone(time)) {
-        const time_t seconds = icaltime_as_timet_with_zone(time, zone);
-        return QDateTime::fromSecsSinceEpoch(qint64(seconds), Qt::UTC);
-    }
-    return QDateTime(date, clock, Qt::LocalTime);  // floating: the user's own time
-}
-
 icaltimetype utcTime(const QDateTime &instant)
 {
     return icaltime_from_timet_with_zone(time_t(instant.toSecsSinceEpoch()), 0, icaltimezone_get_utc_timezone());
@@ -92,16 +77,14 @@ CalendarItem readItem(icalcomponent *component, const QString &collection, const
     if (icalcomponent_isa(component) == ICAL_VEVENT_COMPONENT) {
         item.location = text(icalcomponent_get_location(component));
         item.url = urlOf(component);
-        const icaltimetype start = icalcomponent_get_dtstart(component);
-        item.allDay = start.is_date;
-        item.start = fromIcal(start);
-        item.end = fromIcal(icalcomponent_get_dtend(component));
-        if (!item.end.isValid() && item.start.isValid())
-            item.end = item.allDay ? item.start.addDays(1) : item.start;
+        icalproperty *start = icalcomponent_get_first_property(component, ICAL_DTSTART_PROPERTY);
+        item.allDay = CalendarRecurrence::timeOf(start, component).is_date;
+        CalendarRecurrence::span(component, &item.start, &item.end);
     } else {
         item.completed = icalcomponent_get_status(component) == ICAL_STATUS_COMPLETED ||
                          icalcomponent_get_first_property(component, ICAL_COMPLETED_PROPERTY) != nullptr;
-        item.due = fromIcal(icalcomponent_get_due(component));
+        item.due = CalendarRecurrence::instant(
+            CalendarRecurrence::timeOf(icalcomponent_get_first_property(component, ICAL_DUE_PROPERTY), component));
     }
     return item;
 }
@@ -131,6 +114,31 @@ void forEachItem(icalcomponent *root, icalcomponent_kind kind, Fn &&fn)
     }
 }
 
+// Every component of the kind, overrides too.
+template <typename Fn>
+void forEachComponent(icalcomponent *root, icalcomponent_kind kind, Fn &&fn)
+{
+    if (!root)
+        return;
+    if (icalcomponent_isa(root) == kind) {
+        fn(root);
+        return;
+    }
+    const icalcomponent_kind inner = icalcomponent_isa(root) == ICAL_XROOT_COMPONENT ? ICAL_VCALENDAR_COMPONENT : kind;
+    for (icalcomponent *c = icalcomponent_get_first_component(root, inner); c;
+         c = icalcomponent_get_next_component(root, inner))
+        forEachComponent(c, kind, fn);
+}
+
+// An override as an item of its series' file.
+CalendarItem overrideItem(icalcomponent *override, const CalendarItem &series)
+{
+    CalendarItem item = readItem(override, series.collection, series.filePath);
+    item.fileSize = series.fileSize;
+    item.fileModified = series.fileModified;
+    return item;
+}
+
 void removeAll(icalcomponent *component, icalproperty_kind kind)
 {
     while (icalproperty *property = icalcomponent_get_first_property(component, kind)) {
@@ -147,8 +155,11 @@ void setText(icalcomponent *component, icalproperty_kind kind, const QString &va
         icalcomponent_add_property(component, make(value.toUtf8().constData()));
 }
 
-// Writes the item's fields into its component; what the item does not know stays.
-void writeItem(icalcomponent *component, const CalendarItem &item)
+// Writes the item's fields into its component; what the item does not know stays. The
+// dates are written only when they changed from before (always without it), in the form
+// the component had: its zone, UTC or floating.
+void writeItem(icalcomponent *component, const CalendarItem &item, const CalendarItem *before,
+               CalendarRecurrence::TimeForm form)
 {
     removeAll(component, ICAL_DTSTAMP_PROPERTY);
     icalcomponent_add_property(component, icalproperty_new_dtstamp(utcTime(QDateTime::currentDateTimeUtc())));
@@ -159,6 +170,8 @@ void writeItem(icalcomponent *component, const CalendarItem &item)
     if (icalcomponent_isa(component) == ICAL_VEVENT_COMPONENT) {
         setText(component, ICAL_LOCATION_PROPERTY, item.location, icalproperty_new_location);
         setText(component, ICAL_URL_PROPERTY, item.url, icalproperty_new_url);
+        if (before && before->start == item.start && before->end == item.end && before->allDay == item.allDay)
+            return;
         removeAll(component, ICAL_DTSTART_PROPERTY);
         removeAll(component, ICAL_DTEND_PROPERTY);
         removeAll(component, ICAL_DURATION_PROPERTY);
@@ -172,8 +185,10 @@ void writeItem(icalcomponent *component, const CalendarItem &item)
             icalcomponent_add_property(component, icalproperty_new_dtstart(dateOnly(first)));
             icalcomponent_add_property(component, icalproperty_new_dtend(dateOnly(after)));
         } else {
-            icalcomponent_add_property(component, icalproperty_new_dtstart(utcTime(item.start)));
-            icalcomponent_add_property(component, icalproperty_new_dtend(utcTime(item.end)));
+            if (form.date)
+                form = CalendarRecurrence::TimeForm{false, true, nullptr, {}};
+            icalcomponent_add_property(component, CalendarRecurrence::newProperty(ICAL_DTSTART_PROPERTY, item.start, form));
+            icalcomponent_add_property(component, CalendarRecurrence::newProperty(ICAL_DTEND_PROPERTY, item.end, form));
         }
     } else {
         removeAll(component, ICAL_STATUS_PROPERTY);
@@ -186,9 +201,13 @@ void writeItem(icalcomponent *component, const CalendarItem &item)
         } else {
             icalcomponent_add_property(component, icalproperty_new_status(ICAL_STATUS_NEEDSACTION));
         }
+        // A due date keeps the form it had: its zone, or a day when it still falls on a midnight.
+        CalendarRecurrence::TimeForm dueForm = CalendarRecurrence::formOf(component, ICAL_DUE_PROPERTY);
+        if (dueForm.date && item.due.isValid() && item.due.toLocalTime().time() != QTime(0, 0))
+            dueForm = CalendarRecurrence::TimeForm{false, true, nullptr, {}};
         removeAll(component, ICAL_DUE_PROPERTY);
         if (item.due.isValid())
-            icalcomponent_add_property(component, icalproperty_new_due(utcTime(item.due)));
+            icalcomponent_add_property(component, CalendarRecurrence::newProperty(ICAL_DUE_PROPERTY, item.due, dueForm));
     }
 }
 
@@ -252,6 +271,52 @@ QList<FileStatus> listFiles(const QString &folder, const char *suffix)
         files.append(std::move(file));
     }
     return files;
+}
+
+// The size and modification time of a file as the folder look reads them; nullopt when it
+// is gone.
+std::optional<std::pair<qint64, qint64>> statusOf(const QString &path)
+{
+    struct stat status {};
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+        return std::nullopt;
+    return std::pair{qint64(status.st_size), qint64(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec};
+}
+
+// A series moved as a whole takes its exceptions along: the overrides' RECURRENCE-IDs and
+// the EXDATEs name the occurrences by their start, which moved by the same time.
+void shiftOccurrenceNames(icalcomponent *root, icalcomponent *master, const QDateTime &from, const QDateTime &to,
+                          const CalendarRecurrence::TimeForm &oldForm)
+{
+    const CalendarRecurrence::TimeForm form = CalendarRecurrence::formOf(master);
+    if (form.date != oldForm.date)
+        return;  // days became times or the other way round: no occurrence keeps its name
+    const qint64 days = from.date().daysTo(to.date());
+    const qint64 seconds = from.secsTo(to);
+    const auto shifted = [&](icalproperty *property, icalcomponent *owner, icalproperty_kind kind) {
+        const QDateTime original = CalendarRecurrence::instant(CalendarRecurrence::timeOf(property, owner));
+        return CalendarRecurrence::newProperty(kind, form.date ? original.addDays(days) : original.addSecs(seconds), form);
+    };
+    const QString uid = text(icalcomponent_get_uid(master));
+    QList<std::pair<icalcomponent *, icalproperty *>> names;
+    forEachComponent(root, icalcomponent_isa(master), [&](icalcomponent *c) {
+        if (c == master || text(icalcomponent_get_uid(c)) != uid)
+            return;
+        if (icalproperty *recurrence = icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY))
+            names.append({c, recurrence});
+    });
+    // A whole-day EXDATE of a series with times leaves out a day, wherever the time moved.
+    for (icalproperty *p = icalcomponent_get_first_property(master, ICAL_EXDATE_PROPERTY); p;
+         p = icalcomponent_get_next_property(master, ICAL_EXDATE_PROPERTY)) {
+        if (bool(CalendarRecurrence::timeOf(p, master).is_date) == form.date)
+            names.append({master, p});
+    }
+    for (const auto &[owner, property] : names) {
+        icalproperty *replacement = shifted(property, owner, icalproperty_isa(property));
+        icalcomponent_remove_property(owner, property);
+        icalproperty_free(property);
+        icalcomponent_add_property(owner, replacement);
+    }
 }
 
 QString sanitisedFileName(const QString &uid)
@@ -339,10 +404,25 @@ const CalendarStore::CachedFile &CalendarStore::cached(const QString &path, cons
     entry.size = size;
     entry.modified = modified;
     Component parsed(parse(readBytes(path)));
-    forEachItem(parsed.root, ICAL_VEVENT_COMPONENT,
-                [&](icalcomponent *c) { entry.events.append(readItem(c, collection, path)); });
-    forEachItem(parsed.root, ICAL_VTODO_COMPONENT,
-                [&](icalcomponent *c) { entry.reminders.append(readItem(c, collection, path)); });
+    for (const icalcomponent_kind kind : {ICAL_VEVENT_COMPONENT, ICAL_VTODO_COMPONENT}) {
+        QHash<QString, QList<icalcomponent *>> overrides;
+        forEachComponent(parsed.root, kind, [&](icalcomponent *c) {
+            if (icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY))
+                overrides[text(icalcomponent_get_uid(c))].append(c);
+        });
+        forEachItem(parsed.root, kind, [&](icalcomponent *c) {
+            CalendarItem item = readItem(c, collection, path);
+            item.fileSize = size;
+            item.fileModified = modified;
+            if (CalendarRecurrence::isRecurring(c)) {
+                item.recurring = true;
+                entry.series.append(Series{c, overrides.value(item.identifier), item});
+            }
+            (kind == ICAL_VEVENT_COMPONENT ? entry.events : entry.reminders).append(item);
+        });
+    }
+    if (!entry.series.isEmpty())
+        entry.tree.reset(std::exchange(parsed.root, nullptr), icalcomponent_free);
     return *m_files.insert(path, std::move(entry));
 }
 
@@ -361,15 +441,15 @@ std::optional<CalendarCollection> CalendarStore::createCollection(const QString 
 {
     const QString identifier = name.toLower();
     QDir root(m_root);
-    if (!root.mkpath(identifier)) {
+    if (!PrivateFile::makeFolder(root.filePath(identifier))) {
         if (error)
             *error = QStringLiteral("The folder '%1' could not be created.").arg(root.filePath(identifier));
         return std::nullopt;
     }
     const QString path = root.filePath(identifier);
     const std::optional<QString> failed =
-        AtomicFile::write(path + u'/' + kDisplayNameFile, name.toUtf8());
-    const std::optional<QString> kindFailed = AtomicFile::write(
+        PrivateFile::write(path + u'/' + kDisplayNameFile, name.toUtf8());
+    const std::optional<QString> kindFailed = PrivateFile::write(
         path + u'/' + kKindFile, kind == Kind::Reminders ? QByteArrayLiteral("reminders") : QByteArrayLiteral("events"));
     if (failed || kindFailed) {
         if (error)
@@ -391,7 +471,8 @@ std::optional<CalendarCollection> CalendarStore::defaultCollection(Kind kind, QS
 
 QList<CalendarItem> CalendarStore::events(const QDateTime &start, const QDateTime &end,
                                           const std::optional<QStringList> &collections,
-                                          QList<CalendarCollection> *calendars)
+                                          QList<CalendarCollection> *calendars, int maxOccurrences,
+                                          bool *truncated)
 {
     std::lock_guard lock(m_mutex);
     QList<CalendarItem> result;
@@ -403,8 +484,25 @@ QList<CalendarItem> CalendarStore::events(const QDateTime &start, const QDateTim
         if (collections && !collections->contains(folder.collection.identifier))
             continue;
         for (const QString &path : folder.files) {
-            for (const CalendarItem &event : m_files.value(path).events) {
-                if (!event.start.isValid())
+            const CachedFile &entry = m_files[path];
+            for (const Series &series : entry.series) {
+                if (icalcomponent_isa(series.master) != ICAL_VEVENT_COMPONENT)
+                    continue;
+                for (const CalendarRecurrence::Occurrence &occurrence :
+                     CalendarRecurrence::expand(series.master, series.overrides, start, end, maxOccurrences, truncated)) {
+                    CalendarItem event = occurrence.source == series.master
+                                             ? series.item
+                                             : overrideItem(occurrence.source, series.item);
+                    event.identifier = series.item.identifier;
+                    event.occurrence = occurrence.key;
+                    event.recurring = true;
+                    event.start = occurrence.start;
+                    event.end = occurrence.end;
+                    result.append(event);
+                }
+            }
+            for (const CalendarItem &event : entry.events) {
+                if (event.recurring || !event.start.isValid())
                     continue;
                 // Overlap; an event of no length counts when it stands inside the range.
                 const bool overlaps = event.start == event.end ? event.start >= start && event.start <= end
@@ -419,17 +517,52 @@ QList<CalendarItem> CalendarStore::events(const QDateTime &start, const QDateTim
     return result;
 }
 
+QList<CalendarItem> CalendarStore::currentOccurrences(const Series &series, const QDateTime &now)
+{
+    // What falls due in the month before now, and the next one after it.
+    QList<CalendarItem> result;
+    bool sawNext = false;
+    for (const CalendarRecurrence::Occurrence &occurrence :
+         CalendarRecurrence::expand(series.master, series.overrides, now.addDays(-30), now.addDays(366), 10000, nullptr)) {
+        if (sawNext)
+            break;
+        CalendarItem reminder =
+            occurrence.source == series.master ? series.item : overrideItem(occurrence.source, series.item);
+        reminder.identifier = series.item.identifier;
+        reminder.occurrence = occurrence.key;
+        reminder.recurring = true;
+        // A to-do without a due date has none in its occurrences either.
+        reminder.due = series.item.due.isValid() || reminder.due.isValid() ? occurrence.end : QDateTime();
+        const QDateTime when = reminder.due.isValid() ? reminder.due : occurrence.start;
+        if (when < now.addDays(-30))
+            continue;
+        sawNext = when > now;
+        result.append(reminder);
+    }
+    return result;
+}
+
 QList<CalendarItem> CalendarStore::reminders(const std::optional<QStringList> &collections)
 {
     std::lock_guard lock(m_mutex);
+    const QDateTime now = QDateTime::currentDateTimeUtc();
     QList<CalendarItem> result;
     for (const Folder &folder : scan()) {
         if (folder.collection.kind != Kind::Reminders)
             continue;
         if (collections && !collections->contains(folder.collection.identifier))
             continue;
-        for (const QString &path : folder.files)
-            result += m_files.value(path).reminders;
+        for (const QString &path : folder.files) {
+            const CachedFile &entry = m_files[path];
+            for (const CalendarItem &reminder : entry.reminders) {
+                if (!reminder.recurring)
+                    result.append(reminder);
+            }
+            for (const Series &series : entry.series) {
+                if (icalcomponent_isa(series.master) == ICAL_VTODO_COMPONENT)
+                    result += currentOccurrences(series, now);
+            }
+        }
     }
     std::stable_sort(result.begin(), result.end(), [](const CalendarItem &a, const CalendarItem &b) {
         return a.title.localeAwareCompare(b.title) < 0;
@@ -453,12 +586,69 @@ std::optional<CalendarItem> CalendarStore::item(const QString &identifier, Kind 
             }
         }
     }
+    return occurrence(identifier, kind);
+}
+
+std::optional<CalendarItem> CalendarStore::occurrence(const QString &identifier, Kind kind)
+{
+    const icalcomponent_kind componentKind = kind == Kind::Events ? ICAL_VEVENT_COMPONENT : ICAL_VTODO_COMPONENT;
+    // "<uid>@<key>": a UID may hold "@" itself, the key never does.
+    const qsizetype at = identifier.lastIndexOf(u'@');
+    if (at <= 0)
+        return std::nullopt;
+    const QString uid = identifier.left(at);
+    const QString key = identifier.mid(at + 1);
+    const QDateTime original = CalendarRecurrence::keyInstant(key);
+    if (!original.isValid())
+        return std::nullopt;
+    for (auto it = m_files.cbegin(); it != m_files.cend(); ++it) {
+        for (const Series &series : it->series) {
+            if (series.item.identifier != uid || icalcomponent_isa(series.master) != componentKind)
+                continue;
+            // The occurrence whose original start the key names, wherever an override moved it.
+            for (const CalendarRecurrence::Occurrence &found :
+                 CalendarRecurrence::expand(series.master, series.overrides, original, original.addSecs(1), 1000, nullptr)) {
+                if (found.key == key && found.source == series.master) {
+                    CalendarItem item = series.item;
+                    item.occurrence = key;
+                    if (kind == Kind::Events) {
+                        item.start = found.start;
+                        item.end = found.end;
+                    } else if (item.due.isValid()) {
+                        item.due = found.end;
+                    }
+                    return item;
+                }
+            }
+            for (icalcomponent *override : series.overrides) {
+                const QString overrideKey = CalendarRecurrence::keyOf(CalendarRecurrence::timeOf(
+                    icalcomponent_get_first_property(override, ICAL_RECURRENCEID_PROPERTY), override));
+                if (overrideKey != key)
+                    continue;
+                CalendarItem item = overrideItem(override, series.item);
+                item.occurrence = key;
+                item.recurring = true;
+                return item;
+            }
+        }
+    }
     return std::nullopt;
 }
 
-bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error)
+bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error, bool *stale)
 {
     std::lock_guard lock(m_mutex);
+    // Another program (a sync) rewrote the file since the item was read: writing now would
+    // put the old fields back over its change.
+    if (!item.filePath.isEmpty() && item.fileSize >= 0 &&
+        statusOf(item.filePath) != std::optional(std::pair{item.fileSize, item.fileModified})) {
+        if (stale)
+            *stale = true;
+        *error = QStringLiteral("The file '%1' was changed by another program; read it again.").arg(item.filePath);
+        return false;
+    }
+    if (!item.occurrence.isEmpty())
+        return saveOccurrence(item, error);
     const QList<Folder> folders = scan();
     const auto target = std::find_if(folders.begin(), folders.end(),
                                      [&](const Folder &f) { return f.collection.identifier == item.collection; });
@@ -484,6 +674,9 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error)
         if (!component && text(icalcomponent_get_uid(c)) == item.identifier)
             component = c;
     });
+    std::optional<CalendarItem> before;
+    if (component)
+        before = readItem(component, item.collection, item.filePath);
     if (!component) {
         if (file.root)
             icalcomponent_free(std::exchange(file.root, nullptr));
@@ -496,7 +689,11 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error)
         icalcomponent_set_uid(component, item.identifier.toUtf8().constData());
         icalcomponent_add_component(file.root, component);
     }
-    writeItem(component, item);
+    const CalendarRecurrence::TimeForm oldForm = CalendarRecurrence::formOf(component);
+    writeItem(component, item, before ? &*before : nullptr, oldForm);
+    if (before && CalendarRecurrence::isRecurring(component) && before->allDay == item.allDay &&
+        before->start != item.start)
+        shiftOccurrenceNames(file.root, component, before->start, item.start, oldForm);
 
     char *serialised = icalcomponent_as_ical_string_r(file.root);
     const QByteArray bytes(serialised);
@@ -507,7 +704,7 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error)
     QString path = oldPath;
     if (path.isEmpty() || moves)
         path = QDir(target->collection.path).filePath(sanitisedFileName(item.identifier));
-    if (const std::optional<QString> failed = AtomicFile::write(path, bytes)) {
+    if (const std::optional<QString> failed = PrivateFile::write(path, bytes)) {
         *error = *failed;
         return false;
     }
@@ -524,13 +721,15 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error)
 bool CalendarStore::remove(const CalendarItem &item, QString *error)
 {
     std::lock_guard lock(m_mutex);
+    if (!item.occurrence.isEmpty())
+        return removeOccurrence(item, error);
     if (item.filePath.isEmpty() || !QFileInfo::exists(item.filePath)) {
         *error = QStringLiteral("The item '%1' is no longer stored.").arg(item.identifier);
         return false;
     }
     // A file that holds other items too keeps them.
     Component file(parse(readBytes(item.filePath)));
-    int items = 0;
+    int others = 0;  // items of other UIDs; a series' overrides are its own
     icalcomponent *own = nullptr;
     icalcomponent *calendar = file.root && icalcomponent_isa(file.root) == ICAL_VCALENDAR_COMPONENT ? file.root : nullptr;
     if (calendar) {
@@ -539,13 +738,14 @@ bool CalendarStore::remove(const CalendarItem &item, QString *error)
             const icalcomponent_kind kind = icalcomponent_isa(c);
             if (kind != ICAL_VEVENT_COMPONENT && kind != ICAL_VTODO_COMPONENT)
                 continue;
-            ++items;
             if (text(icalcomponent_get_uid(c)) == item.identifier)
                 own = c;
+            else
+                ++others;
         }
     }
     m_files.remove(item.filePath);
-    if (!calendar || !own || items <= 1) {
+    if (!calendar || !own || others == 0) {
         if (!QFile::remove(item.filePath)) {
             *error = QStringLiteral("The file '%1' could not be removed.").arg(item.filePath);
             return false;
@@ -566,9 +766,112 @@ bool CalendarStore::remove(const CalendarItem &item, QString *error)
     char *serialised = icalcomponent_as_ical_string_r(file.root);
     const QByteArray bytes(serialised);
     icalmemory_free_buffer(serialised);
-    if (const std::optional<QString> failed = AtomicFile::write(item.filePath, bytes)) {
+    if (const std::optional<QString> failed = PrivateFile::write(item.filePath, bytes)) {
         *error = *failed;
         return false;
     }
+    return true;
+}
+
+namespace {
+
+// The series of the UID in a parsed file and its override for the key, if any.
+struct SeriesParts {
+    icalcomponent *master = nullptr;
+    icalcomponent *override = nullptr;
+};
+
+SeriesParts seriesParts(icalcomponent *root, const CalendarItem &item)
+{
+    const QString &uid = item.identifier;
+    const QString &key = item.occurrence;
+    SeriesParts parts;
+    const auto look = [&](icalcomponent *c) {
+        if (text(icalcomponent_get_uid(c)) != uid)
+            return;
+        icalproperty *recurrence = icalcomponent_get_first_property(c, ICAL_RECURRENCEID_PROPERTY);
+        if (!recurrence)
+            parts.master = parts.master ? parts.master : c;
+        else if (CalendarRecurrence::keyOf(CalendarRecurrence::timeOf(recurrence, c)) == key)
+            parts.override = c;
+    };
+    // A UID names events or to-dos, never both.
+    forEachComponent(root, ICAL_VEVENT_COMPONENT, look);
+    forEachComponent(root, ICAL_VTODO_COMPONENT, look);
+    return parts;
+}
+
+std::optional<QString> writeTree(const QString &path, icalcomponent *root)
+{
+    char *serialised = icalcomponent_as_ical_string_r(root);
+    const QByteArray bytes(serialised);
+    icalmemory_free_buffer(serialised);
+    return PrivateFile::write(path, bytes);
+}
+
+}  // namespace
+
+bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
+{
+    Component file(parse(readBytes(item.filePath)));
+    const SeriesParts parts = seriesParts(file.root, item);
+    if (!parts.master) {
+        *error = QStringLiteral("The event '%1' is no longer stored.").arg(item.identifier);
+        return false;
+    }
+    if (!item.allDay && item.end < item.start) {
+        *error = QStringLiteral("The start date must be before the end date.");
+        return false;
+    }
+    // One occurrence stays in its series' calendar.
+    item.collection = readItem(parts.master, item.collection, item.filePath).collection;
+    const CalendarRecurrence::TimeForm form = CalendarRecurrence::formOf(parts.master);
+    icalcomponent *override = parts.override;
+    if (!override) {
+        // A copy of the series for that occurrence alone: its alarms and attendees come along.
+        override = icalcomponent_new_clone(parts.master);
+        for (icalproperty_kind kind : {ICAL_RRULE_PROPERTY, ICAL_RDATE_PROPERTY, ICAL_EXDATE_PROPERTY,
+                                       ICAL_EXRULE_PROPERTY, ICAL_DTSTART_PROPERTY, ICAL_DTEND_PROPERTY,
+                                       ICAL_DURATION_PROPERTY})
+            removeAll(override, kind);
+        const QDateTime original = CalendarRecurrence::keyInstant(item.occurrence);
+        icalcomponent_add_property(override,
+                                   CalendarRecurrence::newProperty(ICAL_RECURRENCEID_PROPERTY, original, form));
+        // An event's dates are written below; a to-do's start is that of its occurrence.
+        if (icalcomponent_isa(override) == ICAL_VTODO_COMPONENT &&
+            icalcomponent_get_first_property(parts.master, ICAL_DTSTART_PROPERTY))
+            icalcomponent_add_property(override, CalendarRecurrence::newProperty(ICAL_DTSTART_PROPERTY, original, form));
+        icalcomponent_add_component(icalcomponent_get_parent(parts.master), override);
+    }
+    writeItem(override, item, nullptr, CalendarRecurrence::formOf(parts.override ? parts.override : parts.master));
+    if (const std::optional<QString> failed = writeTree(item.filePath, file.root)) {
+        *error = *failed;
+        return false;
+    }
+    m_files.remove(item.filePath);
+    return true;
+}
+
+bool CalendarStore::removeOccurrence(const CalendarItem &item, QString *error)
+{
+    Component file(parse(readBytes(item.filePath)));
+    const SeriesParts parts = seriesParts(file.root, item);
+    if (!parts.master) {
+        *error = QStringLiteral("The event '%1' is no longer stored.").arg(item.identifier);
+        return false;
+    }
+    if (parts.override) {
+        icalcomponent_remove_component(icalcomponent_get_parent(parts.override), parts.override);
+        icalcomponent_free(parts.override);
+    }
+    icalcomponent_add_property(parts.master,
+                               CalendarRecurrence::newProperty(ICAL_EXDATE_PROPERTY,
+                                                               CalendarRecurrence::keyInstant(item.occurrence),
+                                                               CalendarRecurrence::formOf(parts.master)));
+    if (const std::optional<QString> failed = writeTree(item.filePath, file.root)) {
+        *error = *failed;
+        return false;
+    }
+    m_files.remove(item.filePath);
     return true;
 }

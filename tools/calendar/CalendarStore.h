@@ -3,8 +3,11 @@
 #include "tools/calendar/CalendarCollection.h"
 #include "tools/calendar/CalendarItem.h"
 
+#include <libical/ical.h>
+
 #include <QDateTime>
 #include <QHash>
+#include <memory>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -21,8 +24,12 @@
 //
 // Which kind a collection holds: the word in its `kelvara-kind` file when there is one
 // (collections made here have it), else what its files hold (to-dos make a reminder list);
-// an empty collection without the file is a calendar. Recurring events are listed at their
-// first occurrence only.
+// an empty collection without the file is a calendar.
+//
+// A repeating event is listed as its occurrences in the range, each under the id
+// "<uid>@<key>" (see CalendarRecurrence); an update of an occurrence writes an override
+// (RECURRENCE-ID) into the series' file, a delete adds an EXDATE, and the UID alone stands
+// for the whole series. New files are 0600 and new folders 0700 (PrivateFile).
 //
 // Any thread: the operations take turns on one lock.
 class CalendarStore {
@@ -46,27 +53,41 @@ public:
     std::optional<CalendarCollection> defaultCollection(Kind kind, QString *error = nullptr);
 
     // Events that overlap [start, end] in the given collections (all when nullopt), by
-    // start time; calendars, when given, receives every calendar of the same look.
+    // start time, a repeating one as its occurrences; calendars, when given, receives every
+    // calendar of the same look. A series yields at most maxOccurrences; truncated, when
+    // given, is set when one had more.
     QList<CalendarItem> events(const QDateTime &start, const QDateTime &end,
                                const std::optional<QStringList> &collections,
-                               QList<CalendarCollection> *calendars = nullptr);
-    // Reminders of the given lists (all when nullopt), by title.
+                               QList<CalendarCollection> *calendars = nullptr, int maxOccurrences = 10000,
+                               bool *truncated = nullptr);
+    // Reminders of the given lists (all when nullopt), by title. A repeating to-do shows
+    // its occurrences due in the last 30 days and the next one.
     QList<CalendarItem> reminders(const std::optional<QStringList> &collections);
-    // The item of that UID and kind; nullopt when there is none.
+    // The item of that id and kind (a UID, or the id of an occurrence); nullopt when there
+    // is none.
     std::optional<CalendarItem> item(const QString &identifier, Kind kind);
 
     // Writes the item into its collection (a new file for a new item, whose identifier is
     // made here when empty); an item whose collection changed moves there. False with the
     // reason on failure.
-    bool save(CalendarItem &item, Kind kind, QString *error);
+    // An item read from a file that has changed since is not written: stale is set.
+    bool save(CalendarItem &item, Kind kind, QString *error, bool *stale = nullptr);
     bool remove(const CalendarItem &item, QString *error);
 
 private:
+    // A repeating event of a cached file: its components stay in the file's parsed tree.
+    struct Series {
+        icalcomponent *master = nullptr;
+        QList<icalcomponent *> overrides;
+        CalendarItem item;
+    };
     struct CachedFile {
         qint64 size = -1;
         qint64 modified = 0;
-        QList<CalendarItem> events;
+        QList<CalendarItem> events;  // a series here as its first occurrence, `recurring` set
         QList<CalendarItem> reminders;
+        QList<Series> series;
+        std::shared_ptr<icalcomponent> tree;  // kept only for the series
     };
     struct Folder {
         CalendarCollection collection;
@@ -77,6 +98,10 @@ private:
 
     QList<Folder> scan();
     const CachedFile &cached(const QString &path, const QString &collection, qint64 size, qint64 modified);
+    std::optional<CalendarItem> occurrence(const QString &identifier, Kind kind);
+    QList<CalendarItem> currentOccurrences(const Series &series, const QDateTime &now);
+    bool saveOccurrence(CalendarItem &item, QString *error);
+    bool removeOccurrence(const CalendarItem &item, QString *error);
     std::optional<CalendarCollection> createCollection(const QString &name, Kind kind, QString *error);
 
     mutable std::mutex m_mutex;

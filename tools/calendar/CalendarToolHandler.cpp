@@ -1,6 +1,7 @@
 #include "tools/calendar/CalendarToolHandler.h"
 
 #include "base/MainThread.h"
+#include "base/UserDefaults.h"
 #include "tools/calendar/CalendarStore.h"
 #include "tools/security/PrivacyAccess.h"
 
@@ -66,7 +67,7 @@ QString titleOf(const QList<CalendarCollection> &collections, const QString &ide
 
 QJsonObject eventRecord(const CalendarItem &event, const QString &calendarTitle)
 {
-    return QJsonObject{{QStringLiteral("event_id"), event.identifier},
+    return QJsonObject{{QStringLiteral("event_id"), event.recordId()},
                        {QStringLiteral("title"), event.title},
                        {QStringLiteral("start_date"), CalendarToolHandler::formatDate(event.start)},
                        {QStringLiteral("end_date"), CalendarToolHandler::formatDate(event.end)},
@@ -79,7 +80,7 @@ QJsonObject eventRecord(const CalendarItem &event, const QString &calendarTitle)
 
 QJsonObject reminderRecord(const CalendarItem &reminder, const QString &listTitle)
 {
-    return QJsonObject{{QStringLiteral("reminder_id"), reminder.identifier},
+    return QJsonObject{{QStringLiteral("reminder_id"), reminder.recordId()},
                        {QStringLiteral("title"), reminder.hasTitle ? reminder.title : QStringLiteral("(unknown)")},
                        {QStringLiteral("notes"), reminder.notes},
                        {QStringLiteral("completed"), reminder.completed},
@@ -187,12 +188,12 @@ bool moveToNamedCollection(CalendarStore *store, const ItemKind &kind, const QVa
 // Writes the item and answers with it as the store reads it back; the message names
 // shownTitle, or else the title read back.
 JSONToolResult write(CalendarStore *store, const ItemKind &kind, CalendarItem item, const QString &verb,
-                     const std::optional<QString> &shownTitle)
+                     const std::optional<QString> &shownTitle, bool *stale = nullptr)
 {
     QString error;
-    if (!store->save(item, kind.kind, &error))
+    if (!store->save(item, kind.kind, &error, stale))
         return failure(QStringLiteral("Failed to ") + verb + u' ' + kind.noun + QStringLiteral(": ") + error);
-    const CalendarItem shown = store->item(item.identifier, kind.kind).value_or(item);
+    const CalendarItem shown = store->item(item.recordId(), kind.kind).value_or(item);
     const QString collectionTitle = titleOf(store->collections(kind.kind), shown.collection);
     return withContext(successResult({{kind.noun, kind.record(shown, collectionTitle)}}),
                        kind.label + u' ' + verb + QStringLiteral("d: ") + shownTitle.value_or(readBackTitle(shown)));
@@ -236,17 +237,24 @@ std::variant<CalendarItem, JSONToolResult> existingItem(CalendarStore *store, co
 
 JSONToolResult updateItem(CalendarStore *store, const ItemKind &kind, const QVariantMap &params)
 {
-    std::variant<CalendarItem, JSONToolResult> found = existingItem(store, kind, params);
-    if (const auto *refused = std::get_if<JSONToolResult>(&found))
-        return *refused;
-    CalendarItem &item = std::get<CalendarItem>(found);
-    if (isString(params, QStringLiteral("title"))) {
-        item.title = text(params, QStringLiteral("title"));
-        item.hasTitle = true;
+    // A file another program changed between the read and the write is read again and the
+    // changes applied to what it holds now; a file that keeps changing fails the call.
+    for (int attempt = 0;; ++attempt) {
+        std::variant<CalendarItem, JSONToolResult> found = existingItem(store, kind, params);
+        if (const auto *refused = std::get_if<JSONToolResult>(&found))
+            return *refused;
+        CalendarItem &item = std::get<CalendarItem>(found);
+        if (isString(params, QStringLiteral("title"))) {
+            item.title = text(params, QStringLiteral("title"));
+            item.hasTitle = true;
+        }
+        kind.read(params, item, false);
+        moveToNamedCollection(store, kind, params, item);
+        bool stale = false;
+        JSONToolResult result = write(store, kind, item, QStringLiteral("update"), std::nullopt, &stale);
+        if (!stale || attempt == 2)
+            return result;
     }
-    kind.read(params, item, false);
-    moveToNamedCollection(store, kind, params, item);
-    return write(store, kind, item, QStringLiteral("update"), std::nullopt);
 }
 
 JSONToolResult deleteItem(CalendarStore *store, const ItemKind &kind, const QVariantMap &params)
@@ -258,8 +266,8 @@ JSONToolResult deleteItem(CalendarStore *store, const ItemKind &kind, const QVar
     QString error;
     if (!store->remove(item, &error))
         return failure(QStringLiteral("Failed to delete ") + kind.noun + QStringLiteral(": ") + error);
-    return withContext(successResult({{kind.idKey, item.identifier}}),
-                       kind.label + QStringLiteral(" deleted: ") + item.identifier);
+    return withContext(successResult({{kind.idKey, item.recordId()}}),
+                       kind.label + QStringLiteral(" deleted: ") + item.recordId());
 }
 
 }  // namespace
@@ -374,16 +382,23 @@ JSONToolResult CalendarToolHandler::listEvents(const QVariantMap &params) const
     const QString calendarId = text(params, QStringLiteral("calendar_id"));
     if (!calendarId.isEmpty())
         only = QStringList{calendarId};
+    // A series that repeats without end is cut rather than filling the answer.
+    bool readable = false;
+    int limit = UserDefaults::standard()->value(maxOccurrencesSettingKey(), 10000).toInt(&readable);
+    if (!readable || limit <= 0)
+        limit = 10000;
+    bool truncated = false;
     QList<CalendarCollection> calendars;
     QJsonArray records;
     QStringList lines;
-    for (const CalendarItem &event : store()->events(start, end, only, &calendars)) {
+    for (const CalendarItem &event : store()->events(start, end, only, &calendars, limit, &truncated)) {
         records.append(eventRecord(event, titleOf(calendars, event.collection)));
-        lines.append(event.identifier + QStringLiteral(", ") + event.title);
+        lines.append(event.recordId() + QStringLiteral(", ") + event.title);
     }
     return withContext(successResult({{QStringLiteral("count"), records.size()},
                                       {QStringLiteral("start_date"), formatDate(start)},
                                       {QStringLiteral("end_date"), formatDate(end)},
+                                      {QStringLiteral("truncated"), truncated},
                                       {QStringLiteral("events"), records}}),
                        lines.join(u'\n'));
 }
@@ -439,7 +454,7 @@ JSONToolResult CalendarToolHandler::listReminders(const QVariantMap &params) con
             continue;
         const QJsonObject record = reminderRecord(reminder, titleOf(lists, reminder.collection));
         records.append(record);
-        lines.append(reminder.identifier + QStringLiteral(", ") + record.value(QStringLiteral("title")).toString());
+        lines.append(reminder.recordId() + QStringLiteral(", ") + record.value(QStringLiteral("title")).toString());
     }
     return withContext(successResult({{QStringLiteral("count"), records.size()}, {QStringLiteral("reminders"), records}}),
                        lines.join(u'\n'));

@@ -47,6 +47,9 @@ public:
     static QString formatDate(const QDateTime &date);
     // The text item: the context line, the message and the JSON block.
     static QString composeText(const QString &message, const QJsonObject &structured);
+    // The most occurrences one series yields in one listEvents call (10,000 unless set);
+    // a cut list says so in its `truncated` member.
+    static QString maxOccurrencesSettingKey() { return QStringLiteral("calendar.maxOccurrences"); }
 
 private:
     CalendarStore *store() const;

@@ -3,6 +3,7 @@
 #include "base/AppPaths.h"
 #include "base/AtomicFile.h"
 #include "base/UserDefaults.h"
+#include "tools/calendar/PrivateFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -103,8 +104,9 @@ std::optional<ContactsStore::Entry> ContactsStore::add(VCard card, QString *erro
     QDir root(m_root);
     QStringList collections = root.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
     if (collections.isEmpty()) {
-        if (!root.mkpath(QStringLiteral("contacts")) ||
-            AtomicFile::write(root.filePath(QStringLiteral("contacts/displayname")), "Contacts")) {
+        // Address books are private: the folder 0700, its files 0600.
+        if (!PrivateFile::makeFolder(root.filePath(QStringLiteral("contacts"))) ||
+            PrivateFile::write(root.filePath(QStringLiteral("contacts/displayname")), "Contacts")) {
             *error = QStringLiteral("The contacts folder '%1' could not be created.").arg(root.filePath(QStringLiteral("contacts")));
             return std::nullopt;
         }
@@ -113,7 +115,7 @@ std::optional<ContactsStore::Entry> ContactsStore::add(VCard card, QString *erro
     if (card.uid.isEmpty())
         card.uid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     const QString path = QDir(root.filePath(collections.first())).filePath(card.uid + QStringLiteral(".vcf"));
-    if (const std::optional<QString> failed = AtomicFile::write(path, VCard::serialiseAll({card}))) {
+    if (const std::optional<QString> failed = PrivateFile::write(path, VCard::serialiseAll({card}))) {
         *error = *failed;
         return std::nullopt;
     }
