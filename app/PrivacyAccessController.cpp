@@ -1,5 +1,11 @@
 #include "app/PrivacyAccessController.h"
 
+#include "base/UserDefaults.h"
+#include "tools/calendar/CalendarStore.h"
+#include "tools/contacts/ContactsStore.h"
+
+#include <QDir>
+
 PrivacyAccessController::PrivacyAccessController(QObject *parent) : QObject(parent) {}
 
 QList<PrivacyAccessController::Kind> PrivacyAccessController::undecided()
@@ -40,8 +46,15 @@ QString PrivacyAccessController::questionTitle(Kind kind)
 
 QString PrivacyAccessController::questionText(Kind kind)
 {
-    const QString folder = kind == Kind::Contacts ? QStringLiteral("Contacts") : QStringLiteral("Calendars");
-    return QStringLiteral("The built-in %1 tools read and change the files in ~/.local/share/Kelvara/%2 when an MCP "
+    // The folder the tools really use (a setting may point them at khal's or khard's), with
+    // the home folder written as ~.
+    QString folder = kind == Kind::Contacts
+                         ? UserDefaults::standard()->value(ContactsStore::rootSettingKey(), ContactsStore::defaultRoot()).toString()
+                         : UserDefaults::standard()->value(CalendarStore::rootSettingKey(), CalendarStore::defaultRoot()).toString();
+    const QString home = QDir::homePath();
+    if (folder == home || folder.startsWith(home + QLatin1Char('/')))
+        folder = QLatin1Char('~') + folder.mid(home.size());
+    return QStringLiteral("The built-in %1 tools read and change the files in %2 when an MCP "
                           "client or the chat's model calls them. You can change this later in Settings ▸ Privacy.")
         .arg(label(kind).toLower(), folder);
 }

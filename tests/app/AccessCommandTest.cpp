@@ -1,6 +1,9 @@
 #include "app/AccessCommand.h"
+#include "app/PrivacyAccessController.h"
 #include "base/UserDefaults.h"
 #include "tests/support/TestSupport.h"
+#include "tools/calendar/CalendarStore.h"
+#include "tools/contacts/ContactsStore.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/FileAccessPolicy.h"
 
@@ -111,3 +114,16 @@ TEST_F(AccessCommandTest, AMissingPathIsRefusedAndTheOthersStillCount)
 }
 
 }  // namespace
+
+// The privacy question names the folder the tools really use, wherever a setting puts it.
+TEST(PrivacyQuestion, NamesTheFolderTheToolsUse)
+{
+    using Kind = PrivacyAccessController::Kind;
+    const QString khal = TestSupport::makeTempDir(QStringLiteral("khal-calendars"));
+    UserDefaults::standard()->setValue(CalendarStore::rootSettingKey(), khal);
+    EXPECT_TRUE(PrivacyAccessController::questionText(Kind::Calendars).contains(khal));
+    UserDefaults::standard()->setValue(CalendarStore::rootSettingKey(), QDir::homePath() + QStringLiteral("/.calendars"));
+    EXPECT_TRUE(PrivacyAccessController::questionText(Kind::Reminders).contains(QStringLiteral(" ~/.calendars ")));
+    UserDefaults::standard()->remove(CalendarStore::rootSettingKey());
+    EXPECT_TRUE(PrivacyAccessController::questionText(Kind::Contacts).contains(ContactsStore::defaultRoot()));
+}
