@@ -1,6 +1,6 @@
 #include "views/app/ConfigScreen.h"
 
-#include "store/StoreBackedController.h"
+#include "app/config/StoreBackedController.h"
 #include "store/StoreRecord.h"
 #include "views/app/AlertPresenter.h"
 #include "views/chat/ReadOnlyTextView.h"

@@ -3,7 +3,7 @@
 #include "app/SettingsManager.h"
 #include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
-#include "store/ServerConfigController.h"
+#include "app/config/ServerConfigController.h"
 #include "views/app/AlertPresenter.h"
 #include "views/app/CommandButton.h"
 #include "views/log/LogPaneView.h"

@@ -1,7 +1,7 @@
 #include "views/server/ServerScreenshotStep.h"
 
 #include "store/ServerConfig.h"
-#include "store/ServerConfigController.h"
+#include "app/config/ServerConfigController.h"
 #include "tools/http/HttpClient.h"
 #include "views/app/AppMainWindow.h"
 #include "views/server/ServerConfigView.h"

@@ -4,7 +4,7 @@
 #include "store/ConfigurationController.h"
 #include "store/ToolInputSchema.h"
 #include "store/ToolsConfig.h"
-#include "store/ToolsConfigController.h"
+#include "app/config/ToolsConfigController.h"
 #include "store/ToolsQueryService.h"
 #include "views/app/AppMainWindow.h"
 #include "views/tools/ToolSchemaEditorDialog.h"

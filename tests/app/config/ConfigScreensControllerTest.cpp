@@ -1,9 +1,9 @@
 #include "store/PromptArguments.h"
 #include "store/PromptConfig.h"
-#include "store/PromptConfigController.h"
+#include "app/config/PromptConfigController.h"
 #include "store/PromptQueryService.h"
 #include "store/ResourceConfig.h"
-#include "store/ResourceConfigController.h"
+#include "app/config/ResourceConfigController.h"
 #include "store/ResourceQueryService.h"
 #include "tests/store/StoreTestUtil.h"
 

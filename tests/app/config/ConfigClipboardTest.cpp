@@ -1,4 +1,4 @@
-#include "store/ConfigClipboard.h"
+#include "app/config/ConfigClipboard.h"
 #include "store/ResourceConfigSnapshot.h"
 #include "store/ToolInputSchemaSnapshot.h"
 #include "store/ToolsConfigSnapshot.h"

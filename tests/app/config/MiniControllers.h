@@ -8,7 +8,7 @@
 #include "store/ResourceConfig.h"
 #include "store/ResourceConfigSnapshot.h"
 #include "store/ResourceQueryService.h"
-#include "store/StoreBackedController.h"
+#include "app/config/StoreBackedController.h"
 
 // Two minimal screens on the edit-transaction base, as the configuration controllers use
 // it: one without children (resources), one with a child list and two paste kinds (prompts).

@@ -1,4 +1,4 @@
-#include "store/RelatedResourceItem.h"
+#include "app/config/RelatedResourceItem.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

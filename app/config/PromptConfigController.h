@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/StoreBackedController.h"
+#include "app/config/StoreBackedController.h"
 
 class PromptArguments;
 class PromptConfig;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/ObjectProperty.h"
+#include "app/config/ObjectProperty.h"
 
 #include <QList>
 #include <QString>

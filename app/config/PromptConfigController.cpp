@@ -1,4 +1,4 @@
-#include "store/PromptConfigController.h"
+#include "app/config/PromptConfigController.h"
 
 #include "store/PromptArgumentSnapshot.h"
 #include "store/PromptArguments.h"

@@ -2,7 +2,7 @@
 
 #include "store/ToolOutSchemeParams.h"
 #include "store/ToolOutputSchema.h"
-#include "store/ToolSchemaEditor.h"
+#include "app/config/ToolSchemaEditor.h"
 
 // The "Add Output Scheme" editor's form.
 using ToolOutputSchemaEditor = ToolSchemaEditor<ToolOutputSchema, ToolOutSchemeParams>;

@@ -1,4 +1,4 @@
-#include "store/PropertyData.h"
+#include "app/config/PropertyData.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "store/PropertyData.h"
+#include "app/config/PropertyData.h"
 #include "store/StoreContext.h"
-#include "store/ToolsConfigController.h"
+#include "app/config/ToolsConfigController.h"
 #include "store/ToolsConfig.h"
 #include "store/ToolsQueryService.h"
 

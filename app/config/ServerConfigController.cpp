@@ -1,4 +1,4 @@
-#include "store/ServerConfigController.h"
+#include "app/config/ServerConfigController.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

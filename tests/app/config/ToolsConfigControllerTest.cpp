@@ -1,8 +1,8 @@
-#include "store/ToolInputSchemaEditor.h"
-#include "store/ToolOutputSchemaEditor.h"
+#include "app/config/ToolInputSchemaEditor.h"
+#include "app/config/ToolOutputSchemaEditor.h"
 #include "store/ToolsConfig.h"
 #include "store/ToolInputSchemaSnapshot.h"
-#include "store/ToolsConfigController.h"
+#include "app/config/ToolsConfigController.h"
 #include "store/ToolsQueryService.h"
 #include "tests/store/StoreTestUtil.h"
 

@@ -1,4 +1,4 @@
-#include "store/ResourceConfigController.h"
+#include "app/config/ResourceConfigController.h"
 
 #include "store/ResourceConfig.h"
 #include "store/ResourceConfigSnapshot.h"

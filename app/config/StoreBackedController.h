@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/AbstractController.h"
-#include "store/ConfigClipboard.h"
+#include "app/config/ConfigClipboard.h"
 #include "store/FetchRequest.h"
 #include "store/StoreContext.h"
 
@@ -11,9 +11,10 @@
 #include <optional>
 #include <vector>
 
-// The edit transaction shared by the configuration screens (tools, resources, prompts).
-// There is no transaction object: the transaction is the set of pending changes of the
-// one context, so a pending edit made on one screen is saved or reverted by any other.
+// The configuration screens' side (tools, resources, prompts) of the store's edit
+// transaction. There is no transaction object: the transaction is the set of pending
+// changes of the one context, so a pending edit made on one screen is saved or reverted by
+// any other.
 //
 // This base carries the generic part: the list of top records and its selection, the two
 // marks (unsaved changes, adding), the context subscription, add, save, revert, reload,

@@ -1,4 +1,4 @@
-#include "tests/store/MiniControllers.h"
+#include "tests/app/config/MiniControllers.h"
 #include "tests/store/StoreTestUtil.h"
 
 #include <QSignalSpy>

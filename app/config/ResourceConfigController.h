@@ -1,7 +1,7 @@
 #pragma once
 
-#include "store/RelatedResourceItem.h"
-#include "store/StoreBackedController.h"
+#include "app/config/RelatedResourceItem.h"
+#include "app/config/StoreBackedController.h"
 
 #include <QStringList>
 

@@ -1,4 +1,4 @@
-#include "store/ToolsConfigController.h"
+#include "app/config/ToolsConfigController.h"
 
 #include "store/ToolInSchemaParams.h"
 #include "store/ToolInputSchema.h"

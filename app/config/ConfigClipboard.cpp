@@ -1,4 +1,4 @@
-#include "store/ConfigClipboard.h"
+#include "app/config/ConfigClipboard.h"
 
 #include <QCoreApplication>
 #include <QMetaObject>

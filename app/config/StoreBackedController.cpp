@@ -1,4 +1,4 @@
-#include "store/StoreBackedController.h"
+#include "app/config/StoreBackedController.h"
 
 #include <QMetaObject>
 

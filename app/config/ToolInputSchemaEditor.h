@@ -2,7 +2,7 @@
 
 #include "store/ToolInSchemaParams.h"
 #include "store/ToolInputSchema.h"
-#include "store/ToolSchemaEditor.h"
+#include "app/config/ToolSchemaEditor.h"
 
 // The "Add Input Scheme" editor's form.
 using ToolInputSchemaEditor = ToolSchemaEditor<ToolInputSchema, ToolInSchemaParams>;
