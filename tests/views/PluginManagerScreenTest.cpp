@@ -1,9 +1,10 @@
+#include "app/plugins/PluginManagerController.h"
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "tools/plugins/PluginController.h"
-#include "tools/plugins/PluginTexts.h"
+#include "app/plugins/PluginTexts.h"
 #include "tools/security/BookmarkController.h"
 #include "views/app/AppMainWindow.h"
 #include "views/app/AppMenuBar.h"
@@ -49,7 +50,8 @@ protected:
         security = std::make_unique<BookmarkController>();
         security->setOpenPanelPresenter(&panel);
         logger = std::make_unique<LogController>();
-        controller = std::make_unique<PluginController>(security.get(), logger.get());
+        registry = std::make_unique<PluginController>(security.get(), logger.get());
+        controller = std::make_unique<PluginManagerController>(registry.get());
         view = new PluginManagerView(controller.get());
         view->resize(900, 600);
         view->show();
@@ -59,12 +61,14 @@ protected:
         delete view;
         closeAllWindows();
         controller.reset();
+        registry.reset();
     }
 
     FakeOpenPanel panel;
     std::unique_ptr<BookmarkController> security;
     std::unique_ptr<LogController> logger;
-    std::unique_ptr<PluginController> controller;
+    std::unique_ptr<PluginController> registry;
+    std::unique_ptr<PluginManagerController> controller;
     PluginManagerView *view = nullptr;
 };
 
