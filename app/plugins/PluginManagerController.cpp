@@ -1,8 +1,8 @@
 #include "app/plugins/PluginManagerController.h"
 
+#include "app/security/AccessPanel.h"
 #include "base/SystemLog.h"
 #include "tools/plugins/PluginController.h"
-#include "tools/security/BookmarkController.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -231,7 +231,7 @@ void PluginManagerController::dismissSecurityInfo()
 void PluginManagerController::chooseAndAddPlugin(const QString &startDirectory)
 {
     QPointer<PluginManagerController> weak(this);
-    m_registry->security()->requestPluginAccess(
+    AccessPanel(m_registry->security()).requestPluginAccess(
         [weak](const QUrl &url, const std::optional<AppError> &error) {
             if (!weak)
                 return;
@@ -258,7 +258,7 @@ void PluginManagerController::chooseFileAndEnable()
     dismissEnableWizard();
     const QString start = PluginController::folderOf(plugin.path);
     QPointer<PluginManagerController> weak(this);
-    m_registry->security()->requestPluginAccess(
+    AccessPanel(m_registry->security()).requestPluginAccess(
         [weak, plugin](const QUrl &url, const std::optional<AppError> &error) {
             if (!weak)
                 return;

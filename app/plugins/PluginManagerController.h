@@ -89,9 +89,9 @@ public:
     void showSecurityInfo(const Plugin &plugin);
     void dismissSecurityInfo();
 
-    // What the screens start: the open panel for a plug-in file (through the security
-    // scopes' panel presenter, starting in the home folder), then addPlugin on a
-    // background thread, or enablePlugin for the wizard's plug-in.
+    // What the screens start: the open panel for a plug-in file (AccessPanel, starting
+    // in the home folder), then addPlugin on a background thread, or enablePlugin for the
+    // wizard's plug-in.
     void chooseAndAddPlugin(const QString &startDirectory = QString());
     void chooseFileAndEnable();
 

@@ -1,4 +1,5 @@
 #include "app/plugins/PluginManagerController.h"
+#include "app/security/AccessPanel.h"
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
@@ -48,7 +49,7 @@ protected:
     {
         UserDefaults::standard()->remove(PluginController::registeredPluginsKey);
         security = std::make_unique<BookmarkController>();
-        security->setOpenPanelPresenter(&panel);
+        AccessPanel::setPresenter(&panel);
         logger = std::make_unique<LogController>();
         registry = std::make_unique<PluginController>(security.get(), logger.get());
         controller = std::make_unique<PluginManagerController>(registry.get());
@@ -62,6 +63,7 @@ protected:
         closeAllWindows();
         controller.reset();
         registry.reset();
+        AccessPanel::setPresenter(nullptr);
     }
 
     FakeOpenPanel panel;
@@ -178,7 +180,7 @@ TEST(PluginManagerWindow, ThePluginDestinationShowsTheManagerAndOffersAddPlugin)
 {
     BuiltinFeatures::registerAll();
     FakeOpenPanel panel;  // the user cancels
-    BookmarkController::shared()->setOpenPanelPresenter(&panel);
+    AccessPanel::setPresenter(&panel);
     AppMainWindow *window = launchedWindow(MenuDestination::menuPluginManager);
     ASSERT_NE(qobject_cast<PluginManagerView *>(window->currentScreen()), nullptr);
     QAction *newItem = window->appMenuBar()->action(MenuCommand::NewItem);
@@ -188,6 +190,6 @@ TEST(PluginManagerWindow, ThePluginDestinationShowsTheManagerAndOffersAddPlugin)
     newItem->trigger();
     ASSERT_EQ(panel.requests.size(), 1);
     EXPECT_EQ(panel.requests.first().directory, QDir::homePath());
-    BookmarkController::shared()->setOpenPanelPresenter(nullptr);
+    AccessPanel::setPresenter(nullptr);
     closeAllWindows();
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/MenuDestination.h"
-#include "tools/security/OpenPanelPresenter.h"
+#include "app/security/OpenPanelPresenter.h"
 #include "views/app/FileDialogs.h"
 
 #include <QMessageBox>

@@ -4,7 +4,7 @@
 #include "app/MenuCommandDispatcher.h"
 #include "app/MenuVisibility.h"
 #include "app/MenuCommandTarget.h"
-#include "tools/security/BookmarkSetupViewModel.h"
+#include "app/security/BookmarkSetupViewModel.h"
 #include "views/app/AppMainWindow.h"
 #include "views/app/ConfigurationCommands.h"
 #include "views/app/DestinationScreenRegistry.h"

@@ -4,6 +4,7 @@
 #include "app/AuthorizedNotifier.h"
 #include "app/DesktopInstance.h"
 #include "app/MenuVisibility.h"
+#include "app/security/AccessPanel.h"
 #include "diagnostics/LogController.h"
 #include "engine/bridge/MCPServerBridge.h"
 #include "store/PersistenceController.h"
@@ -112,7 +113,9 @@ int runDesktop(int argc, char **argv)
             lowest = std::min(lowest, window->windowNumber());
         return lowest;
     });
-    BookmarkController::shared()->setOpenPanelPresenter(QtFileDialogs::instance());
+    // The user's granted locations are loaded and opened before any window asks for one.
+    BookmarkController::shared();
+    AccessPanel::setPresenter(QtFileDialogs::instance());
     static AuthorizedNotifier notifier;
     DesktopNotifier::setShared(&notifier);
     BuiltinFeatures::registerAll();

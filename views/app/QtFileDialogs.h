@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/security/OpenPanelPresenter.h"
+#include "app/security/OpenPanelPresenter.h"
 #include "views/app/FileDialogs.h"
 
 // The panels as QFileDialog shows them, window-modal over their parent. Also the open

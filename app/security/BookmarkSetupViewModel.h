@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/security/BookmarkDraft.h"
+#include "app/security/BookmarkDraft.h"
 
 #include <QList>
 #include <QObject>

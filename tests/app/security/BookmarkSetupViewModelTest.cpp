@@ -1,9 +1,10 @@
+#include "app/security/AccessPanel.h"
+#include "app/security/BookmarkSetupViewModel.h"
+#include "app/security/OpenPanelPresenter.h"
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
 #include "tools/security/BookmarkController.h"
-#include "tools/security/BookmarkSetupViewModel.h"
-#include "tools/security/OpenPanelPresenter.h"
 
 #include <gtest/gtest.h>
 
@@ -30,6 +31,7 @@ protected:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write("stays");
     }
+    void TearDown() override { AccessPanel::setPresenter(nullptr); }
 
     QString root;
 };
@@ -85,7 +87,7 @@ TEST_F(BookmarkSetupViewModelTest, DraftsMirrorTheStoredChoicesAndAddingTwiceAdd
         QUrl chosen;
     } panel;
     panel.chosen = fileUrl(root + "/one");
-    controller.setOpenPanelPresenter(&panel);
+    AccessPanel::setPresenter(&panel);
     model.addLocation();
     EXPECT_EQ(panel.message, QStringLiteral("Add file or directory resource"));
     EXPECT_EQ(model.drafts().size(), 2);

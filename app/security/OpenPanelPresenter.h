@@ -1,12 +1,12 @@
 #pragma once
 
-#include "tools/security/OpenPanelRequest.h"
+#include "app/security/OpenPanelRequest.h"
 
 #include <QUrl>
 #include <functional>
 
 // The seam between the controllers and the window system's open panel. The desktop
-// installs one that shows a file dialog; tests install one that answers at once.
+// installs one that shows a file dialog, tests one that answers at once (AccessPanel).
 class OpenPanelPresenter {
 public:
     virtual ~OpenPanelPresenter() = default;

@@ -1,9 +1,10 @@
-#include "tools/security/BookmarkSetupViewModel.h"
+#include "app/security/BookmarkSetupViewModel.h"
 
+#include "app/security/AccessPanel.h"
+#include "app/security/OpenPanelPresenter.h"
+#include "app/security/OpenPanelRequest.h"
 #include "diagnostics/LogController.h"
 #include "tools/security/BookmarkController.h"
-#include "tools/security/OpenPanelPresenter.h"
-#include "tools/security/OpenPanelRequest.h"
 
 #include <QDir>
 #include <QPointer>
@@ -40,7 +41,7 @@ void BookmarkSetupViewModel::open()
 
 void BookmarkSetupViewModel::addLocation()
 {
-    OpenPanelPresenter *presenter = m_controller->openPanelPresenter();
+    OpenPanelPresenter *presenter = AccessPanel::presenter();
     if (!presenter)
         return;
     OpenPanelRequest request;
