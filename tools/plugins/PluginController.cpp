@@ -7,6 +7,7 @@
 #include "diagnostics/LogController.h"
 #include "tools/plugins/PluginInspector.h"
 #include "tools/plugins/ToolDiscoveryService.h"
+#include "tools/router/ToolError.h"
 #include "tools/scripting/PluginScripting.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/ScopedSecurityAccess.h"
@@ -375,7 +376,7 @@ JSONToolResult PluginController::callPlugin(const QString &sid, const QString &p
     m_logger->log(QStringLiteral("[PlugIn] Calling: ") + pluginName + QStringLiteral(", sid:") + sid +
                       QStringLiteral(" json: ") + json,
                   -1, MCPLogMessageType::Info);
-    auto fail = [this](const QString &message) { return m_logger->toolError(message, -1, MCPLogMessageType::Info); };
+    auto fail = [this](const QString &message) { return ToolError::report(m_logger, message, -1, MCPLogMessageType::Info); };
 
     const QList<Plugin> list = plugins();
     for (const Plugin &plugin : list) {

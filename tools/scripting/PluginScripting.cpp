@@ -4,6 +4,7 @@
 #include "diagnostics/LogController.h"
 #include "tools/builtin/Utf8TextFile.h"
 #include "tools/plugins/PluginController.h"
+#include "tools/router/ToolError.h"
 #include "tools/scripting/ScriptBridge.h"
 #include "tools/scripting/ScriptBridgeExports.h"
 #include "tools/scripting/ScriptContextManager.h"
@@ -104,7 +105,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     if (!scriptText) {
         // A file that is there but could not be read because the process ran out of files or
         // memory says so: "not found" would send the user looking for the wrong fault.
-        return logger->toolError(QStringLiteral("[Script] Failed to load script file: ") + path +
+        return ToolError::report(logger, QStringLiteral("[Script] Failed to load script file: ") + path +
                                      (failure.isEmpty() ? QString() : QStringLiteral(": ") + failure),
                                  -1, MCPLogMessageType::Info);
     }
@@ -115,7 +116,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
 
     const std::shared_ptr<ScriptContext> context = manager->contextForSession(sid);
     if (!context)
-        return logger->toolError(QStringLiteral("[Script] Failed to create JavaScript context"), -1, MCPLogMessageType::Info);
+        return ToolError::report(logger, QStringLiteral("[Script] Failed to create JavaScript context"), -1, MCPLogMessageType::Info);
     JSGlobalContextRef ctx = context->jsContext();
     // Everything the call runs in this context is under the time limit, the tool's own
     // top-level code included.
@@ -133,7 +134,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
 
     const std::optional<QString> preprocessor = loadPreprocessor();
     if (!preprocessor) {
-        return logger->toolError(QStringLiteral("[Script] Failed to load pre-processor from bundle"), -1,
+        return ToolError::report(logger, QStringLiteral("[Script] Failed to load pre-processor from bundle"), -1,
                                  MCPLogMessageType::Info);
     }
     ScriptSourceCache &sources = ScriptSourceCache::shared();
@@ -143,10 +144,10 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     JSValueRef toolEntry = context->objectForKeyedSubscript(QStringLiteral("toolEntry"));
     if (watchdog.fired()) {
         manager->clearContext(sid);
-        return logger->toolError(ScriptWatchdog::exceededText(watchdog.limit()), -1, MCPLogMessageType::Error);
+        return ToolError::report(logger, ScriptWatchdog::exceededText(watchdog.limit()), -1, MCPLogMessageType::Error);
     }
     if (!toolEntry || JSValueIsUndefined(ctx, toolEntry)) {
-        return logger->toolError(QStringLiteral("[Script] Script must define 'toolEntry' function"), -1,
+        return ToolError::report(logger, QStringLiteral("[Script] Script must define 'toolEntry' function"), -1,
                                  MCPLogMessageType::Info);
     }
 
@@ -168,9 +169,9 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     manager->clearContext(sid);
 
     if (watchdog.fired())
-        return logger->toolError(ScriptWatchdog::exceededText(watchdog.limit()), -1, MCPLogMessageType::Error);
+        return ToolError::report(logger, ScriptWatchdog::exceededText(watchdog.limit()), -1, MCPLogMessageType::Error);
     if (std::optional<JSONToolResult> result = bridge->toolResult())
         return *result;
-    return logger->toolError(QStringLiteral("[Script] Script must return a JSON result structure"), -1,
+    return ToolError::report(logger, QStringLiteral("[Script] Script must return a JSON result structure"), -1,
                              MCPLogMessageType::Info);
 }

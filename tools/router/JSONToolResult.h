@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/AnyCodable.h"
-#include "base/JSONToolContent.h"
+#include "tools/router/JSONToolContent.h"
 
 #include <QList>
 #include <QMap>

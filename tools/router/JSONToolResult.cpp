@@ -1,4 +1,4 @@
-#include "base/JSONToolResult.h"
+#include "tools/router/JSONToolResult.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,4 +1,4 @@
-#include "base/JSONToolContent.h"
+#include "tools/router/JSONToolContent.h"
 
 QJsonObject JSONToolContent::toJson() const
 {
