@@ -1,4 +1,4 @@
-#include "tools/router/JSONToolResult.h"
+#include "tools/results/JSONToolResult.h"
 
 #include <QJsonDocument>
 #include <QSize>

@@ -1,4 +1,4 @@
-#include "tools/router/ToolError.h"
+#include "tools/results/ToolError.h"
 
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"

@@ -2,7 +2,7 @@
 
 #include "app/MenuDestination.h"
 #include "app/security/OpenPanelPresenter.h"
-#include "views/app/FileDialogs.h"
+#include "views/common/FileDialogs.h"
 
 #include <QMessageBox>
 #include <QObject>

@@ -3,7 +3,7 @@
 #include "tools/builtin/Utf8TextFile.h"
 
 #include "diagnostics/LogController.h"
-#include "tools/router/ToolError.h"
+#include "tools/results/ToolError.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/FileAccessPolicy.h"
 #include "tools/security/ScopedSecurityAccess.h"

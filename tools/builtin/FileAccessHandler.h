@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/router/JSONToolResult.h"
+#include "tools/results/JSONToolResult.h"
 
 #include <QString>
 #include <QStringList>

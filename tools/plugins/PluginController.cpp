@@ -7,7 +7,7 @@
 #include "diagnostics/LogController.h"
 #include "tools/plugins/PluginInspector.h"
 #include "tools/plugins/ToolDiscoveryService.h"
-#include "tools/router/ToolError.h"
+#include "tools/results/ToolError.h"
 #include "tools/scripting/PluginScripting.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/ScopedSecurityAccess.h"

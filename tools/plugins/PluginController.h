@@ -5,7 +5,7 @@
 #include "tools/plugins/ExternToolBridge.h"
 #include "tools/plugins/Plugin.h"
 #include "tools/plugins/PluginRefusal.h"
-#include "tools/router/JSONToolResult.h"
+#include "tools/results/JSONToolResult.h"
 
 #include <QList>
 #include <QMutex>

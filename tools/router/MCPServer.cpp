@@ -8,7 +8,7 @@
 #include "tools/plugins/ExternToolBridge.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/router/BuiltinToolTable.h"
-#include "tools/router/ToolError.h"
+#include "tools/results/ToolError.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/FileAccessPolicy.h"
 #include "tools/security/ScopedSecurityAccess.h"

@@ -2,7 +2,7 @@
 
 #include "diagnostics/MCPLogMessageType.h"
 #include "tools/router/JSONToolConfig.h"
-#include "tools/router/JSONToolResult.h"
+#include "tools/results/JSONToolResult.h"
 #include "engine/bridge/ResourceReading.h"
 
 #include <QString>

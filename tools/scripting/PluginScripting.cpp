@@ -4,7 +4,7 @@
 #include "diagnostics/LogController.h"
 #include "tools/builtin/Utf8TextFile.h"
 #include "tools/plugins/PluginController.h"
-#include "tools/router/ToolError.h"
+#include "tools/results/ToolError.h"
 #include "tools/scripting/ScriptBridge.h"
 #include "tools/scripting/ScriptBridgeExports.h"
 #include "tools/scripting/ScriptContextManager.h"

@@ -6,7 +6,7 @@
 #include "tools/http/Utf8Text.h"
 #include "tools/plugins/ExternToolBridge.h"
 #include "tools/plugins/PluginController.h"
-#include "tools/router/ToolError.h"
+#include "tools/results/ToolError.h"
 #include "tools/scripting/ConfigurationLookup.h"
 #include "tools/scripting/ScriptContext.h"
 #include "tools/scripting/ScriptProcess.h"

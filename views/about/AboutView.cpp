@@ -4,7 +4,7 @@
 #include "app/MenuCommandDispatcher.h"
 #include "app/security/BookmarkSetupViewModel.h"
 #include "views/about/ToolSDKInstallWizard.h"
-#include "views/app/AppIcons.h"
+#include "views/common/AppIcons.h"
 #include "views/settings/BookmarkSetupView.h"
 
 #include <QDialog>

@@ -10,7 +10,7 @@
 #include "views/app/DestinationScreenRegistry.h"
 #include "views/app/NewAppWindow.h"
 #include "views/chat/ChatView.h"
-#include "views/chat/ReadOnlyTextView.h"
+#include "views/common/ReadOnlyTextView.h"
 #include "views/plugins/PluginManagerView.h"
 #include "views/settings/AppSettingsWindow.h"
 #include "views/settings/BookmarkSetupView.h"

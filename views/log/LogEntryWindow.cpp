@@ -1,7 +1,7 @@
 #include "views/log/LogEntryWindow.h"
 
 #include "app/log/LogViewController.h"
-#include "views/app/FileDialogs.h"
+#include "views/common/FileDialogs.h"
 #include "views/log/LogEntryDelegate.h"
 
 #include <QApplication>

@@ -2,9 +2,9 @@
 
 #include "app/log/LogViewController.h"
 #include "diagnostics/LogController.h"
-#include "views/app/AlertPresenter.h"
-#include "views/app/AppIcons.h"
-#include "views/app/FileDialogs.h"
+#include "views/common/AlertPresenter.h"
+#include "views/common/AppIcons.h"
+#include "views/common/FileDialogs.h"
 #include "views/log/LogEntryDelegate.h"
 #include "views/log/LogEntryWindow.h"
 #include "views/log/LogListModel.h"

@@ -2,8 +2,8 @@
 
 #include "app/plugins/PluginManagerController.h"
 #include "app/plugins/PluginTexts.h"
-#include "views/app/AlertPresenter.h"
-#include "views/app/CommandButton.h"
+#include "views/common/AlertPresenter.h"
+#include "views/common/CommandButton.h"
 #include "views/plugins/PluginApprovalDialog.h"
 #include "views/plugins/PluginEnableWizard.h"
 #include "views/plugins/PluginSecurityInfoDialog.h"

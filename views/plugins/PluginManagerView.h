@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tools/plugins/Plugin.h"
-#include "views/app/DestinationScreen.h"
+#include "views/common/DestinationScreen.h"
 
 #include <QPointer>
 #include <optional>

@@ -4,8 +4,8 @@
 #include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
 #include "app/config/ServerConfigController.h"
-#include "views/app/AlertPresenter.h"
-#include "views/app/CommandButton.h"
+#include "views/common/AlertPresenter.h"
+#include "views/common/CommandButton.h"
 #include "views/log/LogPaneView.h"
 
 #include <QApplication>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/security/OpenPanelPresenter.h"
-#include "views/app/FileDialogs.h"
+#include "views/common/FileDialogs.h"
 
 // The panels as QFileDialog shows them, window-modal over their parent. Also the open
 // panel of the security scopes, which may take a file or a folder in one panel.

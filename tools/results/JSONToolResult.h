@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/AnyCodable.h"
-#include "tools/router/JSONToolContent.h"
+#include "tools/results/JSONToolContent.h"
 
 #include <QList>
 #include <QMap>

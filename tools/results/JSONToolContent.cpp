@@ -1,4 +1,4 @@
-#include "tools/router/JSONToolContent.h"
+#include "tools/results/JSONToolContent.h"
 
 QJsonObject JSONToolContent::toJson() const
 {

@@ -1,4 +1,4 @@
-#include "views/app/AppIcons.h"
+#include "views/common/AppIcons.h"
 
 #include "base/AppPaths.h"
 

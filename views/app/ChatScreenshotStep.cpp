@@ -1,4 +1,4 @@
-#include "views/chat/ChatScreenshotStep.h"
+#include "views/app/ChatScreenshotStep.h"
 
 #include "chat/appearance/AppearanceSettings.h"
 #include "chat/markdown/MarkdownRenderer.h"

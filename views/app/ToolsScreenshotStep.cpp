@@ -1,4 +1,4 @@
-#include "views/tools/ToolsScreenshotStep.h"
+#include "views/app/ToolsScreenshotStep.h"
 
 #include "app/MenuVisibility.h"
 #include "store/ConfigurationController.h"

@@ -1,4 +1,4 @@
-#include "views/chat/ReadOnlyTextView.h"
+#include "views/common/ReadOnlyTextView.h"
 
 #include "base/AppPaths.h"
 #include "chat/markdown/MarkdownSection.h"

@@ -1,4 +1,4 @@
-#include "views/server/ServerScreenshotStep.h"
+#include "views/app/ServerScreenshotStep.h"
 
 #include "store/ServerConfig.h"
 #include "app/config/ServerConfigController.h"

@@ -1,9 +1,9 @@
-#include "views/app/ConfigScreen.h"
+#include "views/common/ConfigScreen.h"
 
 #include "app/config/StoreBackedController.h"
 #include "store/StoreRecord.h"
-#include "views/app/AlertPresenter.h"
-#include "views/chat/ReadOnlyTextView.h"
+#include "views/common/AlertPresenter.h"
+#include "views/common/ReadOnlyTextView.h"
 
 #include <QAction>
 #include <QHBoxLayout>

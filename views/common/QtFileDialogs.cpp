@@ -1,4 +1,4 @@
-#include "views/app/QtFileDialogs.h"
+#include "views/common/QtFileDialogs.h"
 
 #include <QApplication>
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "views/app/AlertPresenter.h"
+#include "views/common/AlertPresenter.h"
 
 #include "base/AbstractController.h"
 

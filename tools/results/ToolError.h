@@ -1,7 +1,7 @@
 #pragma once
 
 #include "diagnostics/MCPLogMessageType.h"
-#include "tools/router/JSONToolResult.h"
+#include "tools/results/JSONToolResult.h"
 
 #include <QString>
 #include <QVariantMap>

@@ -1,4 +1,4 @@
-#include "views/script/ScriptScreenshotStep.h"
+#include "views/app/ScriptScreenshotStep.h"
 
 #include "app/MenuVisibility.h"
 #include "base/AppPaths.h"
