@@ -92,7 +92,7 @@ TEST_F(PluginManagerScreen, RegisteringGoesThroughThePanelAndTheApprovalSheet)
     const QString library = sample("TextStats.so");
     panel.answer = QUrl::fromLocalFile(library);
     QTest::mouseClick(view->registerButton(), Qt::LeftButton);
-    ASSERT_EQ(panel.requests.size(), 1);  // its message is the bookmark controller's, tested there
+    ASSERT_EQ(panel.requests.size(), 1);  // its message is the access panel's, tested there
 
     // The file is loaded in the background; the sheet follows.
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->approvalDialog() && view->approvalDialog()->isVisible(); }));
