@@ -3,7 +3,7 @@
 #include "app/ChildProcessPluginInspector.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/plugins/PluginInspector.h"
-#include "tools/plugins/PluginTexts.h"
+#include "app/plugins/PluginTexts.h"
 #include "tools/plugins/ToolDiscoveryService.h"
 #include "tools/security/BookmarkController.h"
 
@@ -25,15 +25,10 @@ QString absolutePlugin(const QString &path)
     return absolute;
 }
 
-// The controller raises its alerts queued on its thread; they arrive here.
-std::optional<QString> takeAlert(PluginController *controller)
+// What the window's alert would say: "Error: ..." or "Information: ...".
+QString alertText(const PluginRefusal &refusal)
 {
-    QCoreApplication::processEvents();
-    if (!controller->shouldShowAlert())
-        return std::nullopt;
-    const QString text = controller->alertTitle() + QStringLiteral(": ") + controller->alertMessage();
-    controller->setShouldShowAlert(false);
-    return text;
+    return refusal.title() + QStringLiteral(": ") + refusal.message;
 }
 
 }  // namespace
@@ -69,14 +64,10 @@ int PluginCommand::add(PluginController *controller, const QString &path, bool a
                        QTextStream &out, QTextStream &err)
 {
     const QString file = absolutePlugin(path);
-    controller->addPlugin(QUrl::fromLocalFile(file));
-    if (const std::optional<QString> alert = takeAlert(controller)) {
-        err << "kelvara plugin add: " << *alert << Qt::endl;
-        return 1;
-    }
-    const std::optional<Plugin> pending = controller->pendingPlugin();
+    PluginRefusal refusal;
+    const std::optional<Plugin> pending = controller->prepareRegistration(QUrl::fromLocalFile(file), &refusal);
     if (!pending) {
-        err << "kelvara plugin add: '" << file << "' could not be loaded as a plugin" << Qt::endl;
+        err << "kelvara plugin add: " << alertText(refusal) << Qt::endl;
         return 1;
     }
 
@@ -88,14 +79,12 @@ int PluginCommand::add(PluginController *controller, const QString &path, bool a
         if (!::isatty(STDIN_FILENO))
             out << '\n';
         if (!isYes(answer)) {
-            controller->deny();
             err << "kelvara plugin add: registration denied; nothing was registered" << Qt::endl;
             return 1;
         }
     }
-    controller->approve();
-    if (const std::optional<QString> alert = takeAlert(controller)) {
-        err << "kelvara plugin add: " << *alert << Qt::endl;
+    if (const std::optional<PluginRefusal> refused = controller->registerPlugin(*pending)) {
+        err << "kelvara plugin add: " << alertText(*refused) << Qt::endl;
         return 1;
     }
     if (!controller->plugin(pending->id)) {
@@ -160,9 +149,8 @@ std::optional<QString> PluginCommand::enableForRun(PluginController *controller,
                                    "'kelvara plugin add %2' first")
                         .arg(name, file));
 
-    controller->enablePlugin(*registered, QUrl::fromLocalFile(file));
-    if (const std::optional<QString> alert = takeAlert(controller))
-        return fail(*alert);
+    if (const std::optional<PluginRefusal> refused = controller->enablePlugin(*registered, QUrl::fromLocalFile(file)))
+        return fail(alertText(*refused));
     const std::optional<Plugin> now = controller->plugin(registered->id);
     if (!now || !now->isEnabled)
         return fail(QStringLiteral("the plugin '%1' could not be enabled").arg(name));

@@ -14,7 +14,7 @@
 #include "store/PersistenceController.h"
 #include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
-#include "store/ServerConfigController.h"
+#include "app/config/ServerConfigController.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/plugins/PluginInspector.h"
 #include "tools/router/MCPServer.h"

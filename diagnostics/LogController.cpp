@@ -1,8 +1,6 @@
 #include "diagnostics/LogController.h"
 
-#include "base/AtomicFile.h"
 #include "base/MainThread.h"
-#include "base/UserDefaults.h"
 #include "engine/bridge/MainThreadQueue.h"
 
 #include <QCoreApplication>
@@ -10,6 +8,7 @@
 #include <QPointer>
 #include <QThread>
 
+#include <algorithm>
 #include <cstdio>
 #include <mutex>
 
@@ -33,24 +32,8 @@ LogController *LogController::shared()
     return instance;
 }
 
-LogController::LogController(QObject *parent) : AbstractController(parent), m_filterTimer(this)
+LogController::LogController(QObject *parent) : AbstractController(parent)
 {
-    m_filterTimer.setSingleShot(true);
-    m_filterTimer.setInterval(filterDebounceMs);
-    connect(&m_filterTimer, &QTimer::timeout, this, &LogController::applyFilter);
-
-    const auto defaults = UserDefaults::standard();
-    const QVariant stored = defaults->value(searchTextDefaultsKey);
-    if (stored.isValid()) {
-        const QString text = stored.toString();
-        QMetaObject::invokeMethod(
-            this, [this, text] { setSearchText(text); }, Qt::QueuedConnection);
-    }
-
-    // The first filter pass runs once the debounce has passed, as for any later change.
-    QMetaObject::invokeMethod(
-        this, [this] { scheduleFilter(); }, Qt::QueuedConnection);
-
     QPointer<LogController> weak(this);
     m_logHandler = [weak](MCPLogMessageType level, int code, const QString &message) {
         if (LogController *controller = weak.data()) {
@@ -100,22 +83,6 @@ void LogController::setMinimumLevel(MCPLogMessageType level)
 QString LogController::droppedLinesText(size_t count)
 {
     return QStringLiteral("… %1 log lines dropped under load").arg(count);
-}
-
-JSONToolResult LogController::toolError(const QString &message, int code, MCPLogMessageType level,
-                                        const QVariantMap &extra)
-{
-    log(message, code, level);
-    JSONToolResult result =
-        JSONToolResult::errorResult(QStringLiteral("Error ") + QString::number(code) + QLatin1Char(' ') + message);
-    for (auto it = extra.cbegin(); it != extra.cend(); ++it) {
-        if (auto value = AnyCodable::fromVariant(it.value()))
-            result.structuredContent.insert(it.key(), *value);
-    }
-    result.structuredContent.insert(QStringLiteral("success"), AnyCodable(false));
-    result.structuredContent.insert(QStringLiteral("error_message"), AnyCodable(message));
-    result.structuredContent.insert(QStringLiteral("error_code"), AnyCodable(code));
-    return result;
 }
 
 void LogController::enqueueEntry(MCPLogMessageType level, int code, const QString &message)
@@ -194,7 +161,6 @@ void LogController::entriesDidChange()
 {
     emit logEntriesChanged();
     emit changed();
-    scheduleFilter();
 }
 
 void LogController::clear()
@@ -202,109 +168,7 @@ void LogController::clear()
     m_logEntries.clear();
     m_textBytes = 0;
     entriesDidChange();
-    setSearchText(QString());
-    // Stored afterwards, with the value the search text has by then.
-    QMetaObject::invokeMethod(
-        this, [this] { UserDefaults::standard()->setValue(searchTextDefaultsKey, m_searchText); },
-        Qt::QueuedConnection);
-}
-
-void LogController::toggleExpanded(const QUuid &id)
-{
-    for (LogEntry &entry : m_logEntries) {
-        if (entry.id == id) {
-            entry.isExpanded = !entry.isExpanded;
-            entriesDidChange();
-            return;
-        }
-    }
-}
-
-void LogController::setExpanded(const QSet<QUuid> &ids, bool expanded)
-{
-    bool any = false;
-    for (LogEntry &entry : m_logEntries) {
-        if (ids.contains(entry.id) && entry.isExpanded != expanded) {
-            entry.isExpanded = expanded;
-            any = true;
-        }
-    }
-    if (any)
-        entriesDidChange();
-}
-
-void LogController::collapseAll()
-{
-    bool any = false;
-    for (LogEntry &entry : m_logEntries) {
-        if (entry.isExpanded) {
-            entry.isExpanded = false;
-            any = true;
-        }
-    }
-    if (any)
-        entriesDidChange();
-}
-
-bool LogController::anyExpanded() const
-{
-    return std::any_of(m_logEntries.cbegin(), m_logEntries.cend(), [](const LogEntry &e) { return e.isExpanded; });
-}
-
-QString LogController::exportText() const
-{
-    QStringList lines;
-    lines.reserve(m_logEntries.size());
-    for (const LogEntry &entry : m_logEntries)
-        lines.append(entry.exportLine());
-    return lines.join(QLatin1Char('\n'));
-}
-
-QString LogController::exportText(const QSet<QUuid> &ids) const
-{
-    QStringList lines;
-    for (const LogEntry &entry : m_filteredEntries) {
-        if (ids.contains(entry.id))
-            lines.append(entry.exportLine());
-    }
-    return lines.join(QLatin1Char('\n'));
-}
-
-QString LogController::exportFileName(const QDateTime &when)
-{
-    return QStringLiteral("mcp_server_logs_") + when.toString(QStringLiteral("yyyy-MM-dd_HHmmss")) +
-           QStringLiteral(".txt");
-}
-
-QString LogController::entryExportFileName(const QDateTime &when)
-{
-    return QStringLiteral("log_entry_") + when.toString(QStringLiteral("yyyy-MM-dd_HHmmss")) + QStringLiteral(".txt");
-}
-
-std::optional<QString> LogController::writeTextFile(const QString &path, const QString &text)
-{
-    return AtomicFile::write(path, text.toUtf8());
-}
-
-bool LogController::exportToFile(const QString &path)
-{
-    if (auto error = writeTextFile(path, exportText())) {
-        showAlert(QStringLiteral("Error"), *error);
-        return false;
-    }
-    return true;
-}
-
-bool LogController::exportEntryToFile(const QUuid &id, const QString &path)
-{
-    const std::optional<LogEntry> found = entry(id);
-    if (!found)
-        return false;
-    if (auto error = writeTextFile(path, found->message)) {
-        showAlert(QStringLiteral("Error"), *error);
-        return false;
-    }
-    return true;
+    emit cleared();
 }
 
 std::optional<LogEntry> LogController::entry(const QUuid &id) const
@@ -314,61 +178,4 @@ std::optional<LogEntry> LogController::entry(const QUuid &id) const
             return entry;
     }
     return std::nullopt;
-}
-
-void LogController::setSearchText(const QString &text)
-{
-    if (m_searchText == text)
-        return;
-    m_searchText = text;
-    emit searchTextChanged();
-    emit changed();
-    scheduleFilter();
-}
-
-void LogController::setAutoScrollEnabled(bool enabled)
-{
-    if (m_autoScrollEnabled == enabled)
-        return;
-    m_autoScrollEnabled = enabled;
-    emit autoScrollEnabledChanged();
-    emit changed();
-}
-
-void LogController::scheduleFilter()
-{
-    // Each change restarts the wait, so a burst of lines costs one filter pass.
-    m_filterTimer.start();
-}
-
-QList<LogEntry> LogController::filterEntries(const QList<LogEntry> &entries, const QString &searchText)
-{
-    if (searchText.isEmpty())
-        return entries;
-    const QLocale locale;
-    const QString needle = locale.toLower(searchText);
-    auto containsText = [&](const QString &haystack) {
-        return haystack.contains(searchText, Qt::CaseInsensitive) || locale.toLower(haystack).contains(needle);
-    };
-    QList<LogEntry> result;
-    for (const LogEntry &entry : entries) {
-        if (containsText(entry.displayText()) || containsText(entry.label()) ||
-            (entry.code >= 1 && QString::number(entry.code).contains(searchText)))
-            result.append(entry);
-    }
-    return result;
-}
-
-void LogController::applyFilter()
-{
-    m_filteredEntries = filterEntries(m_logEntries, m_searchText);
-    const bool multiLine = std::any_of(m_filteredEntries.cbegin(), m_filteredEntries.cend(), [](const LogEntry &e) {
-        return e.message.contains(QLatin1Char('\n')) || e.message.contains(QLatin1Char('\r'));
-    });
-    emit filteredEntriesChanged();
-    if (multiLine != m_hasMultiLine) {
-        m_hasMultiLine = multiLine;
-        emit hasMultiLineChanged();
-    }
-    emit changed();
 }

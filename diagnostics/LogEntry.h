@@ -18,7 +18,6 @@ struct LogEntry {
     QString truncatedMessage;  // the shortened text, or "" when not shortened
     bool wasTruncated = false;
     QString formattedTimestamp;  // "HH:mm:ss.zzz", local time, fixed at birth
-    bool isExpanded = false;
 
     // A new entry stamped now, shortened where needed.
     static LogEntry make(const QString &message, int code, MCPLogMessageType type);
@@ -33,7 +32,7 @@ struct LogEntry {
 
     // The shortened form of message: "" when it fits in maxDisplayBytes.
     static QString shorten(const QString &message);
-    // The same entry (id, time, level, code, expansion) with another message, shortened
+    // The same entry (id, time, level, code) with another message, shortened
     // for display as a new one would be.
     static LogEntry shortenedCopy(const LogEntry &entry, const QString &message);
 

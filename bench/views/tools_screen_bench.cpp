@@ -1,10 +1,10 @@
 // tools_screen_bench: the Tools screen over a store of 10,000 tools (each with an input and
 // an output schema): the time from making the screen to its list being shown, and the time
 // one keystroke in the filter takes to update the list. Offscreen.
-#include "store/ConfigClipboard.h"
+#include "app/config/ConfigClipboard.h"
 #include "store/PersistenceController.h"
 #include "store/ToolsConfig.h"
-#include "store/ToolsConfigController.h"
+#include "app/config/ToolsConfigController.h"
 #include "store/ToolsQueryService.h"
 #include "views/tools/ToolsConfigView.h"
 

@@ -5,7 +5,7 @@
 #include "store/PromptArguments.h"
 #include "store/PromptConfig.h"
 #include "store/PromptQueryService.h"
-#include "store/ServerConfigController.h"
+#include "app/config/ServerConfigController.h"
 #include "store/StoreContext.h"
 #include "tests/chatclients/peer/ProviderPeer.h"
 #include "tests/support/TestSupport.h"

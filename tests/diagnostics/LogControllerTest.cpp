@@ -1,15 +1,11 @@
 #include "diagnostics/LogController.h"
 
-#include "base/UserDefaults.h"
 #include "engine/bridge/MainThreadQueue.h"
 #include "tests/support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QFile>
-#include <QJsonDocument>
 #include <QThread>
 
 #include <thread>
@@ -22,25 +18,12 @@ namespace {
 // A fresh controller per test; the shared one is covered on its own.
 class LogControllerTest : public ::testing::Test {
 protected:
-    void SetUp() override { UserDefaults::standard()->remove(LogController::searchTextDefaultsKey); }
-
     // Logs and waits until the line has become an entry.
     void logNow(LogController &log, const QString &message, int code, MCPLogMessageType level)
     {
         log.log(message, code, level);
         ASSERT_TRUE(
             waitUntil([&] { return !log.logEntries().isEmpty() && log.logEntries().last().message == message; }));
-    }
-
-    // Sets the search text and waits for the debounced filter.
-    QList<LogEntry> search(LogController &log, const QString &text)
-    {
-        log.setSearchText(text);
-        int passes = 0;
-        auto connection = QObject::connect(&log, &LogController::filteredEntriesChanged, [&] { ++passes; });
-        EXPECT_TRUE(waitUntil([&] { return passes > 0; }));
-        QObject::disconnect(connection);
-        return log.filteredEntries();
     }
 };
 
@@ -106,134 +89,12 @@ TEST_F(LogControllerTest, EntriesComeAsALaterStepAndThe1001stRemovesTheFirst)
     EXPECT_EQ(log.logEntries().first().message, QStringLiteral("line 3"));
 }
 
-TEST_F(LogControllerTest, FilterByCodeLabelAndTextOnTheDisplayedText)
-{
-    LogController log;
-    logNow(log, QStringLiteral("Route failed"), 3001, MCPLogMessageType::Error);
-    logNow(log, QStringLiteral("Engine down"), 0, MCPLogMessageType::Critical);
-    logNow(log, QStringLiteral("Listening on 3001"), -1, MCPLogMessageType::Info);
-    logNow(log, QStringLiteral("Request\n{}"), 1002, MCPLogMessageType::Debug);
-    const QString hidden = QString(1100, QLatin1Char('a')) + QStringLiteral("NEEDLE") + QString(1100, QLatin1Char('b'));
-    logNow(log, hidden, 0, MCPLogMessageType::Warning);
 
-    // Everything passes an empty search, once the debounce has run.
-    ASSERT_TRUE(waitUntil([&] { return log.filteredEntries().size() == 5; }));
-    EXPECT_TRUE(log.hasMultiLine());
 
-    auto messages = [](const QList<LogEntry> &entries) {
-        QStringList out;
-        for (const LogEntry &e : entries)
-            out.append(e.message.left(20));
-        return out;
-    };
-    // By code even though the message lacks it, and by text in another line.
-    EXPECT_EQ(messages(search(log, QStringLiteral("3001"))),
-              (QStringList{QStringLiteral("Route failed"), QStringLiteral("Listening on 3001")}));
-    EXPECT_FALSE(log.hasMultiLine());
-    // Errors and critical lines share their label.
-    EXPECT_EQ(messages(search(log, QStringLiteral("[E]"))),
-              (QStringList{QStringLiteral("Route failed"), QStringLiteral("Engine down")}));
-    // Case-insensitive.
-    EXPECT_EQ(messages(search(log, QStringLiteral("eNGINE"))), QStringList{QStringLiteral("Engine down")});
-    // A word only in the shortened-away middle finds nothing.
-    EXPECT_TRUE(search(log, QStringLiteral("NEEDLE")).isEmpty());
-    // A code of -1 or 0 is never matched as a number.
-    EXPECT_TRUE(search(log, QStringLiteral("-1")).isEmpty());
-    EXPECT_EQ(messages(search(log, QStringLiteral("1002"))), QStringList{QStringLiteral("Request\n{}")});
-    EXPECT_TRUE(log.hasMultiLine());
-}
 
-TEST_F(LogControllerTest, FilterIsDebouncedIntoOnePass)
-{
-    LogController log;
-    TestSupport::spin(80);  // let the initial pass run
-    int passes = 0;
-    QObject::connect(&log, &LogController::filteredEntriesChanged, [&] { ++passes; });
-    for (int i = 0; i < 50; ++i)
-        log.log(QStringLiteral("burst %1").arg(i), 0, MCPLogMessageType::Info);
-    ASSERT_TRUE(waitUntil([&] { return log.filteredEntries().size() == 50; }));
-    TestSupport::spin(80);
-    EXPECT_EQ(passes, 1);
-}
 
-TEST_F(LogControllerTest, ToolErrorLogsAndOverridesExtras)
-{
-    LogController log;
-    const QVariantMap extra{{"success", true}, {"error_code", 1}, {"file_path", "/tmp/x"}};
-    const JSONToolResult result = log.toolError(QStringLiteral("No such file"), 2001, MCPLogMessageType::Error, extra);
-    EXPECT_EQ(QJsonDocument(result.toJsonObject()).toJson(QJsonDocument::Compact),
-              R"({"content":[{"text":"Error 2001 No such file","type":"text"}],"structuredContent":{"error":"Error 2001 No such file",)"
-              R"("error_code":2001,"error_message":"No such file","file_path":"/tmp/x","success":false}})");
-    ASSERT_TRUE(waitUntil([&] { return log.logEntries().size() == 1; }));
-    EXPECT_EQ(log.logEntries().first().code, 2001);
-    EXPECT_EQ(log.logEntries().first().type, MCPLogMessageType::Error);
-}
 
-TEST_F(LogControllerTest, ClearEmptiesLogAndStoresEmptySearchText)
-{
-    UserDefaults::standard()->setValue(LogController::searchTextDefaultsKey, QStringLiteral("route"));
-    LogController log;
-    ASSERT_TRUE(waitUntil([&] { return log.searchText() == QStringLiteral("route"); }));
-    logNow(log, QStringLiteral("something"), 0, MCPLogMessageType::Info);
 
-    log.clear();
-    EXPECT_TRUE(log.logEntries().isEmpty());
-    EXPECT_EQ(log.searchText(), QString());
-    ASSERT_TRUE(waitUntil(
-        [] { return UserDefaults::standard()->value(LogController::searchTextDefaultsKey) == QVariant(QString()); }));
-    ASSERT_TRUE(waitUntil([&] { return log.filteredEntries().isEmpty(); }));
-}
-
-// Expanding all and collapsing all are checked through the log pane.
-TEST_F(LogControllerTest, ToggleAndExpandSomeRows)
-{
-    LogController log;
-    for (const char *line : {"a", "b", "c"})
-        logNow(log, QString::fromLatin1(line), 0, MCPLogMessageType::Info);
-    auto expanded = [&] {
-        QList<bool> flags;
-        for (const LogEntry &entry : log.logEntries())
-            flags.append(entry.isExpanded);
-        return flags;
-    };
-    const QList<LogEntry> entries = log.logEntries();
-    log.toggleExpanded(entries[1].id);
-    EXPECT_EQ(expanded(), (QList<bool>{false, true, false}));
-    EXPECT_TRUE(log.anyExpanded());
-    log.toggleExpanded(entries[1].id);
-    EXPECT_FALSE(log.anyExpanded());
-    log.setExpanded({entries[0].id, entries[2].id}, true);
-    EXPECT_EQ(expanded(), (QList<bool>{true, false, true}));
-}
-
-TEST_F(LogControllerTest, ExportsWholeMessages)
-{
-    LogController log;
-    const QString longMessage = QStringLiteral("start\n") + QString(3000, QLatin1Char('x')) + QStringLiteral("\nend");
-    logNow(log, longMessage, 3001, MCPLogMessageType::Error);
-    logNow(log, QStringLiteral("plain"), 0, MCPLogMessageType::Info);
-    logNow(log, QStringLiteral("app line"), -1, MCPLogMessageType::Warning);
-
-    const QList<LogEntry> entries = log.logEntries();
-    const QString expected = entries[0].formattedTimestamp + QStringLiteral(" [E] [3001] ") + longMessage +
-                             QLatin1Char('\n') + entries[1].formattedTimestamp + QStringLiteral(" [I] plain\n") +
-                             entries[2].formattedTimestamp + QStringLiteral(" [W] app line");
-    EXPECT_EQ(log.exportText(), expected);
-
-    // Writing the whole log, and its failure alert, are checked through the log pane.
-    const QString entryPath = TestSupport::makeTempDir(QStringLiteral("export")) + QStringLiteral("/entry.txt");
-    ASSERT_TRUE(log.exportEntryToFile(entries[0].id, entryPath));
-    QFile entryFile(entryPath);
-    ASSERT_TRUE(entryFile.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QString::fromUtf8(entryFile.readAll()), longMessage);
-}
-
-TEST(LogControllerFileNames, DateForms)
-{
-    const QDateTime when(QDate(2025, 1, 2), QTime(3, 4, 5));
-    EXPECT_EQ(LogController::exportFileName(when), QStringLiteral("mcp_server_logs_2025-01-02_030405.txt"));
-    EXPECT_EQ(LogController::entryExportFileName(when), QStringLiteral("log_entry_2025-01-02_030405.txt"));
-}
 
 TEST(LogControllerShared, FirstUseFromAWorkerThreadLivesOnTheMainThread)
 {

@@ -37,12 +37,12 @@ protected:
 
     Plugin enable(const QString &name, const QString &path = QString())
     {
-        const std::optional<Plugin> plugin = registerFile(w.controller.get(), path.isEmpty() ? fixture(name + u".so"_s) : path);
-        EXPECT_TRUE(plugin.has_value()) << alertOf(w.controller.get());
+        const std::optional<Plugin> plugin = registerFile(w.screen.get(), path.isEmpty() ? fixture(name + u".so"_s) : path);
+        EXPECT_TRUE(plugin.has_value()) << alertOf(w.screen.get());
         if (!plugin)
             return {};
-        w->enablePlugin(*plugin, QUrl::fromLocalFile(plugin->path));
-        EXPECT_TRUE(w->plugin(plugin->id)->isEnabled) << alertOf(w.controller.get());
+        w.screen->enablePlugin(*plugin, QUrl::fromLocalFile(plugin->path));
+        EXPECT_TRUE(w->plugin(plugin->id)->isEnabled) << alertOf(w.screen.get());
         return *w->plugin(plugin->id);
     }
 
@@ -134,8 +134,8 @@ TEST_F(PluginCalls, APluginThatCannotBeLoadedIsPassedOverAndAPathWithAnotherEndi
     UserDefaults::standard()->setValue(PluginController::registeredPluginsKey, Plugin::encodeList({stored}));
     World restarted = world();
     ASSERT_EQ(restarted->plugins().size(), 1);
-    restarted->enablePlugin(stored, fixtureUrl(u"reply_echo.so"_s));
-    ASSERT_TRUE(restarted->plugins().first().isEnabled) << alertOf(restarted.controller.get());
+    restarted.screen->enablePlugin(stored, fixtureUrl(u"reply_echo.so"_s));
+    ASSERT_TRUE(restarted->plugins().first().isEnabled) << alertOf(restarted.screen.get());
     EXPECT_EQ(errorMessage(restarted->callPlugin(u"s"_s, u"reply_echo"_s, u"{}"_s)),
               "Could not find custom tool plugin: reply_echo");
 }

@@ -25,13 +25,13 @@ TEST_F(PluginRegistry, AddingSetsThePluginPendingAndApprovalRegistersItDisabled)
 {
     World w = world();
     const QString path = fixture(u"reply_echo.so"_s);
-    QSignalSpy dialog(w.controller.get(), &PluginController::showApprovalDialogChanged);
+    QSignalSpy dialog(w.screen.get(), &PluginManagerController::showApprovalDialogChanged);
 
-    w->addPlugin(QUrl::fromLocalFile(path));
-    ASSERT_TRUE(w->pendingPlugin().has_value()) << alertOf(w.controller.get());
-    EXPECT_TRUE(w->showApprovalDialog());
+    w.screen->addPlugin(QUrl::fromLocalFile(path));
+    ASSERT_TRUE(w.screen->pendingPlugin().has_value()) << alertOf(w.screen.get());
+    EXPECT_TRUE(w.screen->showApprovalDialog());
     EXPECT_EQ(dialog.count(), 1);
-    const Plugin pending = *w->pendingPlugin();
+    const Plugin pending = *w.screen->pendingPlugin();
     EXPECT_EQ(pending.toJson(), R"({"id":")" + pending.id.toString(QUuid::WithoutBraces).toUpper().toUtf8() + R"(","path":")"
                                     + path.toUtf8() + R"(","isEnabled":false,"toolDescriptor":{"name":"reply_echo","version":"0.1",)"
                                     R"("author":"Test Suite","toolDescription":"Answers a fixed text","toolEntryPoint":"replyEntry",)"
@@ -42,9 +42,9 @@ TEST_F(PluginRegistry, AddingSetsThePluginPendingAndApprovalRegistersItDisabled)
     EXPECT_EQ(w->bridge().availableTools().size(), 1);
 
     SystemLogCapture log;
-    w->approve();
-    EXPECT_FALSE(w->pendingPlugin().has_value());
-    EXPECT_FALSE(w->showApprovalDialog());
+    w.screen->approve();
+    EXPECT_FALSE(w.screen->pendingPlugin().has_value());
+    EXPECT_FALSE(w.screen->showApprovalDialog());
     EXPECT_EQ(w->plugins(), QList<Plugin>{pending});
     EXPECT_TRUE(log.contains("[PluginController] Registering plugin with bookmark: " + path));
     EXPECT_TRUE(log.contains(u"[PluginController] Registered plugin: reply_echo"_s));
@@ -54,7 +54,7 @@ TEST_F(PluginRegistry, AddingSetsThePluginPendingAndApprovalRegistersItDisabled)
     EXPECT_EQ(Plugin::decodeList(storedList()), QList<Plugin>{pending});
     EXPECT_EQ(storedFlag(path), QVariant(false));
     EXPECT_TRUE(w.security->findBookmark(QUrl::fromLocalFile(path)).has_value());
-    EXPECT_FALSE(w->shouldShowAlert());
+    EXPECT_FALSE(w.screen->shouldShowAlert());
 }
 
 TEST_F(PluginRegistry, TheStoredRecordKeepsItsKeysInFieldOrder)
@@ -96,23 +96,23 @@ TEST_F(PluginRegistry, FailuresOfAddingAndDenialEndWithNothingPendingOrRegistere
     ASSERT_TRUE(text.open(QIODevice::WriteOnly));
     text.close();
     auto alertOfAdding = [&](const QString &path) {
-        w->addPlugin(QUrl::fromLocalFile(path));
-        return alertOf(w.controller.get());
+        w.screen->addPlugin(QUrl::fromLocalFile(path));
+        return alertOf(w.screen.get());
     };
 
     EXPECT_EQ(alertOfAdding(text.fileName()), "Unknown plugin type: txt");
-    EXPECT_EQ(w->alertTitle(), "Error");
+    EXPECT_EQ(w.screen->alertTitle(), "Error");
     EXPECT_EQ(alertOfAdding(fixture(u"fixture_null_descriptor.so"_s)), "Invalid tool descriptor. NULL pointer.");
     // Another interface version fails without a cause; the alert still says what is wrong.
     EXPECT_EQ(alertOfAdding(fixture(u"fixture_abi4.so"_s)), "Unsupported plugin interface version (expected 3)");
     EXPECT_TRUE(alertOfAdding(dir + u"/missing.so"_s).contains(u"no such file"_s));
     // Denial forgets the pending plug-in.
-    w->addPlugin(fixtureUrl(u"reply_error_text.so"_s));
-    ASSERT_TRUE(w->pendingPlugin().has_value());
-    w->deny();
-    EXPECT_FALSE(w->showApprovalDialog());
+    w.screen->addPlugin(fixtureUrl(u"reply_error_text.so"_s));
+    ASSERT_TRUE(w.screen->pendingPlugin().has_value());
+    w.screen->deny();
+    EXPECT_FALSE(w.screen->showApprovalDialog());
 
-    EXPECT_FALSE(w->pendingPlugin().has_value());
+    EXPECT_FALSE(w.screen->pendingPlugin().has_value());
     EXPECT_TRUE(w->plugins().isEmpty());
     EXPECT_TRUE(storedList().isEmpty());
 }
@@ -121,12 +121,12 @@ TEST_F(PluginRegistry, ApprovalNeedsTheFileStillThere)
 {
     World w = world();
     const QString path = copyOf(u"reply_echo.so"_s, u"Echo.so"_s);
-    w->addPlugin(QUrl::fromLocalFile(path));
-    ASSERT_TRUE(w->pendingPlugin().has_value());
+    w.screen->addPlugin(QUrl::fromLocalFile(path));
+    ASSERT_TRUE(w.screen->pendingPlugin().has_value());
     QFile::remove(path);
-    w->approve();
-    EXPECT_EQ(alertOf(w.controller.get()), "Plugin file not found or not readable: " + path);
-    EXPECT_FALSE(w->pendingPlugin().has_value());
+    w.screen->approve();
+    EXPECT_EQ(alertOf(w.screen.get()), "Plugin file not found or not readable: " + path);
+    EXPECT_FALSE(w.screen->pendingPlugin().has_value());
     EXPECT_TRUE(w->plugins().isEmpty());
 }
 
@@ -135,10 +135,10 @@ TEST_F(PluginRegistry, EveryPluginStartsDisabledAndEnablingNeedsAFileOfTheSameNa
     const QString path = copyOf(u"reply_echo.so"_s, u"Echo.so"_s);
     {
         World first = world();
-        const std::optional<Plugin> plugin = registerFile(first.controller.get(), path);
+        const std::optional<Plugin> plugin = registerFile(first.screen.get(), path);
         ASSERT_TRUE(plugin);
-        first->enablePlugin(*plugin, QUrl::fromLocalFile(path));
-        ASSERT_TRUE(first->plugin(plugin->id)->isEnabled) << alertOf(first.controller.get());
+        first.screen->enablePlugin(*plugin, QUrl::fromLocalFile(path));
+        ASSERT_TRUE(first->plugin(plugin->id)->isEnabled) << alertOf(first.screen.get());
         EXPECT_EQ(storedFlag(path), QVariant(true));
     }
 
@@ -155,28 +155,28 @@ TEST_F(PluginRegistry, EveryPluginStartsDisabledAndEnablingNeedsAFileOfTheSameNa
               "Requested tool plugin 'reply_echo' is not enabled.");
 
     // Another plug-in's file: the mismatch, and the plug-in stays disabled.
-    w->enablePlugin(plugin, fixtureUrl(u"reply_error_text.so"_s));
-    EXPECT_EQ(alertOf(w.controller.get()), "Plugin descriptor mismatch. Selected file does not match registered plugin.");
+    w.screen->enablePlugin(plugin, fixtureUrl(u"reply_error_text.so"_s));
+    EXPECT_EQ(alertOf(w.screen.get()), "Plugin descriptor mismatch. Selected file does not match registered plugin.");
     EXPECT_FALSE(w->plugin(plugin.id)->isEnabled);
     // A file that has gone names the path that was picked.
     const QString gone = path + u".old.so"_s;
-    w->enablePlugin(plugin, QUrl::fromLocalFile(gone));
-    EXPECT_EQ(alertOf(w.controller.get()), "Plugin file not found: " + gone);
+    w.screen->enablePlugin(plugin, QUrl::fromLocalFile(gone));
+    EXPECT_EQ(alertOf(w.screen.get()), "Plugin file not found: " + gone);
 
     // The same plug-in from another place: only the name must match; the path stays.
     SystemLogCapture log;
-    w->enablePlugin(plugin, fixtureUrl(u"reply_echo.bundle"_s));
-    EXPECT_TRUE(w->plugin(plugin.id)->isEnabled) << alertOf(w.controller.get());
+    w.screen->enablePlugin(plugin, fixtureUrl(u"reply_echo.bundle"_s));
+    EXPECT_TRUE(w->plugin(plugin.id)->isEnabled) << alertOf(w.screen.get());
     EXPECT_EQ(w->plugin(plugin.id)->path, path);
     EXPECT_TRUE(log.contains(u"[PluginController] Enabled plugin: reply_echo"_s));
     EXPECT_EQ(call().content.size(), 2);
 
     // Toggling an enabled plug-in disables it; toggling a disabled one asks for the wizard.
-    w->togglePlugin(plugin);
+    w.screen->togglePlugin(plugin);
     EXPECT_FALSE(w->plugin(plugin.id)->isEnabled);
     EXPECT_EQ(storedFlag(path), QVariant(false));
     EXPECT_TRUE(log.contains(u"[PluginController] Disabled plugin: reply_echo"_s));
-    w->togglePlugin(plugin);
+    w.screen->togglePlugin(plugin);
     EXPECT_FALSE(w->plugin(plugin.id)->isEnabled);
     EXPECT_TRUE(log.contains(u"[PluginController] Enabling requires user file selection"_s));
 }
@@ -185,16 +185,16 @@ TEST_F(PluginRegistry, UninstallingForgetsTheListEntryTheFlagAndTheBookmarkButKe
 {
     World w = world();
     const QString path = copyOf(u"reply_echo.so"_s, u"Echo.so"_s);
-    const std::optional<Plugin> echo = registerFile(w.controller.get(), path);
-    const std::optional<Plugin> other = registerFile(w.controller.get(), fixture(u"reply_error_text.so"_s));
+    const std::optional<Plugin> echo = registerFile(w.screen.get(), path);
+    const std::optional<Plugin> other = registerFile(w.screen.get(), fixture(u"reply_error_text.so"_s));
     ASSERT_TRUE(echo && other);
 
-    w->requestUninstall(*echo);
-    EXPECT_TRUE(w->showDeleteConfirmDialog());
-    EXPECT_EQ(w->pluginToDelete(), echo);
+    w.screen->requestUninstall(*echo);
+    EXPECT_TRUE(w.screen->showDeleteConfirmDialog());
+    EXPECT_EQ(w.screen->pluginToDelete(), echo);
     SystemLogCapture log;
-    w->confirmUninstall();
-    EXPECT_FALSE(w->showDeleteConfirmDialog());
+    w.screen->confirmUninstall();
+    EXPECT_FALSE(w.screen->showDeleteConfirmDialog());
     ASSERT_TRUE(TestSupport::waitUntil([&] { return w->plugins().size() == 1; }));
     EXPECT_EQ(w->plugins().first().id, other->id);
     EXPECT_EQ(Plugin::decodeList(storedList())->size(), 1);
@@ -207,8 +207,8 @@ TEST_F(PluginRegistry, UninstallingForgetsTheListEntryTheFlagAndTheBookmarkButKe
 
     Plugin nameless = *other;
     nameless.toolDescriptor.reset();
-    w->uninstallPlugin(nameless);
-    EXPECT_EQ(alertOf(w.controller.get()), "Uninstall plugin: Invalid plugin descriptor");
+    w.screen->uninstallPlugin(nameless);
+    EXPECT_EQ(alertOf(w.screen.get()), "Uninstall plugin: Invalid plugin descriptor");
     EXPECT_EQ(w->plugins().size(), 1);
 }
 
@@ -221,6 +221,40 @@ TEST_F(PluginRegistry, StoredBytesThatDoNotDecodeCountAsEmptyAndAreOverwritten)
     EXPECT_TRUE(w->plugins().isEmpty());
     EXPECT_FALSE(w->isLoading());
 
-    ASSERT_TRUE(registerFile(w.controller.get(), fixture(u"reply_echo.so"_s)));
+    ASSERT_TRUE(registerFile(w.screen.get(), fixture(u"reply_echo.so"_s)));
     EXPECT_EQ(Plugin::decodeList(storedList())->size(), 1);
+}
+
+// A name that is registered already is information, not an error: adding it again leaves
+// nothing pending, and a question that was open while another window registered the same
+// plug-in stays open, so the user still decides on it.
+TEST_F(PluginRegistry, ANameRegisteredAlreadyIsInformationAndAnOpenQuestionStaysOpen)
+{
+    World w = world();
+    PluginManagerController otherWindow(w.controller.get());
+    w.screen->addPlugin(fixtureUrl(u"reply_echo.so"_s));
+    ASSERT_TRUE(w.screen->pendingPlugin().has_value()) << alertOf(w.screen.get());
+    ASSERT_TRUE(registerFile(&otherWindow, copyOf(u"reply_echo.so"_s, u"Echo.so"_s))) << alertOf(&otherWindow);
+
+    w.screen->approve();
+    EXPECT_EQ(alertOf(w.screen.get()), "The custom tool plugin reply_echo already exist.");
+    EXPECT_EQ(w.screen->alertTitle(), "Information");
+    EXPECT_TRUE(w.screen->pendingPlugin().has_value());
+    EXPECT_TRUE(w.screen->showApprovalDialog());
+    EXPECT_EQ(w->plugins().size(), 1);
+    EXPECT_EQ(Plugin::decodeList(storedList())->size(), 1);
+    w.screen->deny();
+    EXPECT_FALSE(w.screen->showApprovalDialog());
+
+    // The registry says the same to whoever asks it directly, and registers nothing.
+    PluginRefusal refusal;
+    EXPECT_FALSE(w->prepareRegistration(fixtureUrl(u"reply_echo.bundle"_s), &refusal).has_value());
+    EXPECT_TRUE(refusal.alreadyRegistered);
+    EXPECT_EQ(refusal.message, "The custom tool plugin reply_echo already exist.");
+    Plugin again = w->plugins().first();
+    again.id = QUuid::createUuid();
+    const std::optional<PluginRefusal> refused = w->registerPlugin(again);
+    ASSERT_TRUE(refused.has_value());
+    EXPECT_EQ(refused->title(), "Information");
+    EXPECT_EQ(w->plugins().size(), 1);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/plugins/PluginManagerController.h"
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
@@ -33,12 +34,14 @@ inline QString copyOf(const QString &name, const QString &asName)
     return path;
 }
 
-// A registry over its own security scopes and log, on user defaults emptied first. A
-// second world() over the same defaults stands for the next start of the application.
+// A registry over its own security scopes and log, with the Plugin Manager's controller
+// over it, on user defaults emptied first. A second world() over the same defaults stands
+// for the next start of the application.
 struct World {
     std::unique_ptr<BookmarkController> security;
     std::unique_ptr<LogController> logger;
     std::unique_ptr<PluginController> controller;
+    std::unique_ptr<PluginManagerController> screen;
 
     PluginController *operator->() const { return controller.get(); }
 };
@@ -56,11 +59,12 @@ inline World world()
     w.security = std::make_unique<BookmarkController>();
     w.logger = std::make_unique<LogController>();
     w.controller = std::make_unique<PluginController>(w.security.get(), w.logger.get());
+    w.screen = std::make_unique<PluginManagerController>(w.controller.get());
     return w;
 }
 
 // The alert the controller raised (queued on its thread), or "" after a short wait.
-inline QString alertOf(PluginController *controller, int timeoutMs = 2000)
+inline QString alertOf(PluginManagerController *controller, int timeoutMs = 2000)
 {
     TestSupport::waitUntil([controller] { return controller->shouldShowAlert(); }, timeoutMs);
     if (!controller->shouldShowAlert())
@@ -71,7 +75,7 @@ inline QString alertOf(PluginController *controller, int timeoutMs = 2000)
 }
 
 // Adds and approves a plug-in file; gives the registered record.
-inline std::optional<Plugin> registerFile(PluginController *controller, const QString &path)
+inline std::optional<Plugin> registerFile(PluginManagerController *controller, const QString &path)
 {
     controller->addPlugin(QUrl::fromLocalFile(path));
     if (!controller->pendingPlugin())

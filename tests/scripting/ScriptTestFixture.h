@@ -3,7 +3,7 @@
 #include "tests/support/LogLines.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/security/BookmarkController.h"
-#include "base/JSONToolResult.h"
+#include "tools/results/JSONToolResult.h"
 
 #include <gtest/gtest.h>
 

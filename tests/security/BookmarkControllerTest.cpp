@@ -1,7 +1,6 @@
 #include "base/UserDefaults.h"
 #include "tests/support/TestSupport.h"
 #include "tools/security/BookmarkController.h"
-#include "tools/security/OpenPanelPresenter.h"
 
 #include <gtest/gtest.h>
 
@@ -274,62 +273,6 @@ TEST_F(BookmarkControllerTest, RefusedStartRaisesTheAlertAndGivesFalse)
     ASSERT_TRUE(TestSupport::waitUntil([&] { return controller.shouldShowAlert(); }));
     EXPECT_EQ(controller.alertMessage(), QStringLiteral("Failed to start accessing: ") + root + "/locked");
     EXPECT_EQ(controller.activeAccessCount(), 0);
-}
-
-class AnsweringPanel : public OpenPanelPresenter {
-public:
-    void present(const OpenPanelRequest &request, std::function<void(const QUrl &)> completion) override
-    {
-        requests.append(request);
-        completion(answer);
-    }
-    QList<OpenPanelRequest> requests;
-    QUrl answer;
-};
-
-TEST_F(BookmarkControllerTest, RequestAccessStoresAndOpensTheChosenLocation)
-{
-    QDir().mkpath(root + "/granted");
-    BookmarkController controller;
-    AnsweringPanel panel;
-    controller.setOpenPanelPresenter(&panel);
-
-    panel.answer = fileUrl(root + "/granted");
-    QUrl got;
-    std::optional<AppError> failure;
-    controller.requestAccess([&](const QUrl &url, const std::optional<AppError> &error) { got = url; failure = error; });
-    EXPECT_EQ(got, panel.answer);
-    EXPECT_FALSE(failure);
-    EXPECT_EQ(panel.requests.last().message, QStringLiteral("Select a file and click on 'Grant Access'"));
-    EXPECT_EQ(panel.requests.last().prompt, QStringLiteral("Grant Access"));
-    EXPECT_EQ(panel.requests.last().directory, QDir::homePath());
-    EXPECT_TRUE(controller.findBookmark(panel.answer));
-    EXPECT_TRUE(controller.isAccessActive(panel.answer));
-
-    // A location that cannot be stored reaches the callback as the error.
-    panel.answer = fileUrl(root + "/vanished");
-    controller.requestAccess("x.js", root, "Open Script", true, false, {"js"},
-                             [&](const QUrl &url, const std::optional<AppError> &error) { got = url; failure = error; });
-    EXPECT_TRUE(got.isEmpty());
-    EXPECT_TRUE(failure);
-    EXPECT_EQ(panel.requests.last().message, QStringLiteral("Select a file and click on 'Open Script'"));
-    EXPECT_EQ(panel.requests.last().directory, root);
-
-    // Cancelling gives neither a location nor an error.
-    panel.answer = QUrl();
-    bool called = false;
-    controller.requestPluginAccess([&](const QUrl &url, const std::optional<AppError> &error) {
-        called = true;
-        EXPECT_TRUE(url.isEmpty());
-        EXPECT_FALSE(error);
-    });
-    EXPECT_TRUE(called);
-    EXPECT_EQ(panel.requests.last().message, QStringLiteral("Select a plugin file (.so, .bundle, or .plugin)"));
-    EXPECT_FALSE(panel.requests.last().canChooseDirectories);
-
-    controller.setOpenPanelPresenter(nullptr);
-    controller.requestAccess([&](const QUrl &, const std::optional<AppError> &error) { failure = error; });
-    EXPECT_TRUE(failure);
 }
 
 TEST_F(BookmarkControllerTest, UnreadableHomeFolderGivesANoticeWithACommand)

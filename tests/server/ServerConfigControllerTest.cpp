@@ -1,6 +1,6 @@
 #include "base/DesktopNotifier.h"
 #include "store/ServerConfig.h"
-#include "store/ServerConfigController.h"
+#include "app/config/ServerConfigController.h"
 #include "tests/config/ConfigTestFixture.h"
 
 #include <QThreadPool>

@@ -1,4 +1,4 @@
-#include "base/JSONToolResult.h"
+#include "tools/results/JSONToolResult.h"
 
 #include <QJsonDocument>
 #include <QSize>

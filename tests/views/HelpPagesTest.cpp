@@ -2,8 +2,8 @@
 // table rules, no heading run into a paragraph), its code blocks copy, and its links lead.
 #include "base/AppPaths.h"
 #include "chat/markdown/MarkdownRenderer.h"
-#include "views/chat/MarkdownBrowser.h"
-#include "views/chat/ReadOnlyTextView.h"
+#include "views/common/MarkdownBrowser.h"
+#include "views/common/ReadOnlyTextView.h"
 
 #include <gtest/gtest.h>
 

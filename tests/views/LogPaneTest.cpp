@@ -1,3 +1,4 @@
+#include "app/log/LogViewController.h"
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
@@ -43,6 +44,7 @@ protected:
         ASSERT_TRUE(TestSupport::waitUntil([&] { return pane->model()->rowCount() == 4; }));
     }
     int rows() const { return pane->model()->rowCount(); }
+    LogViewController *view() const { return pane->viewController(); }
 
     LogController log;
     LogPaneView *pane = nullptr;
@@ -56,7 +58,7 @@ TEST_F(LogPaneTest, SearchFieldFiltersTheRowsAndClearEmptiesIt)
     EXPECT_EQ(pane->model()->data(pane->model()->index(1), LogListModel::CodeRole).toInt(), 3001);
 
     pane->searchField()->setText(u"3001"_s);  // only in the code
-    EXPECT_EQ(log.searchText(), "3001");
+    EXPECT_EQ(view()->searchText(), "3001");
     ASSERT_TRUE(TestSupport::waitUntil([&] { return rows() == 1; }));
     EXPECT_EQ(pane->model()->entryAt(0).code, 3001);
 
@@ -95,11 +97,11 @@ TEST_F(LogPaneTest, CopySelectAllAndExpansion)
     const int collapsedHeight = pane->listView()->visualRect(pane->model()->index(2)).height();
     pane->expandAll();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return pane->model()->data(pane->model()->index(2), LogListModel::ExpandedRole).toBool(); }));
-    EXPECT_TRUE(log.anyExpanded());
+    EXPECT_TRUE(view()->anyExpanded());
     // The two-line message now takes two lines.
     ASSERT_TRUE(TestSupport::waitUntil([&] { return pane->listView()->visualRect(pane->model()->index(2)).height() > collapsedHeight; }));
     pane->collapseAll();
-    EXPECT_FALSE(log.anyExpanded());
+    EXPECT_FALSE(view()->anyExpanded());
 }
 
 TEST_F(LogPaneTest, AutoScrollToggleNamesTheChangeItMakes)
@@ -107,7 +109,7 @@ TEST_F(LogPaneTest, AutoScrollToggleNamesTheChangeItMakes)
     EXPECT_EQ(pane->autoScrollText(), "Disable Auto-scroll");
     EXPECT_EQ(pane->autoScrollButton()->toolTip(), "Disable Auto-scroll");
     pane->autoScrollButton()->click();
-    EXPECT_FALSE(log.autoScrollEnabled());
+    EXPECT_FALSE(view()->autoScrollEnabled());
     EXPECT_EQ(pane->autoScrollButton()->toolTip(), "Enable Auto-scroll");
 
     // Following: many lines bring the newest to the bottom; not while searching or disabled.
@@ -136,7 +138,7 @@ TEST_F(LogPaneTest, ExportWritesTheWholeLogUnderTheSuggestedName)
     EXPECT_TRUE(dialogs.saveRequests.first().suggestedName.endsWith(u".txt"_s));
     QFile file(dialogs.answer);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QString::fromUtf8(file.readAll()), log.exportText());
+    EXPECT_EQ(QString::fromUtf8(file.readAll()), view()->exportText());
 
     // A place that cannot be written gives the alert with the reason.
     dialogs.answer = u"/nonexistent-folder/x.txt"_s;
@@ -144,7 +146,7 @@ TEST_F(LogPaneTest, ExportWritesTheWholeLogUnderTheSuggestedName)
     ASSERT_TRUE(TestSupport::waitUntil([] { return openMessageBox() != nullptr; }));
     EXPECT_EQ(openMessageBox()->windowTitle(), "Error");
     openMessageBox()->accept();
-    EXPECT_TRUE(TestSupport::waitUntil([&] { return !log.shouldShowAlert(); }));
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return !view()->shouldShowAlert(); }));
 
     // Cancelling writes nothing.
     dialogs.answer.clear();

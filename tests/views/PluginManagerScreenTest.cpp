@@ -1,9 +1,11 @@
+#include "app/plugins/PluginManagerController.h"
+#include "app/security/AccessPanel.h"
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "tools/plugins/PluginController.h"
-#include "tools/plugins/PluginTexts.h"
+#include "app/plugins/PluginTexts.h"
 #include "tools/security/BookmarkController.h"
 #include "views/app/AppMainWindow.h"
 #include "views/app/AppMenuBar.h"
@@ -47,9 +49,10 @@ protected:
     {
         UserDefaults::standard()->remove(PluginController::registeredPluginsKey);
         security = std::make_unique<BookmarkController>();
-        security->setOpenPanelPresenter(&panel);
+        AccessPanel::setPresenter(&panel);
         logger = std::make_unique<LogController>();
-        controller = std::make_unique<PluginController>(security.get(), logger.get());
+        registry = std::make_unique<PluginController>(security.get(), logger.get());
+        controller = std::make_unique<PluginManagerController>(registry.get());
         view = new PluginManagerView(controller.get());
         view->resize(900, 600);
         view->show();
@@ -59,12 +62,15 @@ protected:
         delete view;
         closeAllWindows();
         controller.reset();
+        registry.reset();
+        AccessPanel::setPresenter(nullptr);
     }
 
     FakeOpenPanel panel;
     std::unique_ptr<BookmarkController> security;
     std::unique_ptr<LogController> logger;
-    std::unique_ptr<PluginController> controller;
+    std::unique_ptr<PluginController> registry;
+    std::unique_ptr<PluginManagerController> controller;
     PluginManagerView *view = nullptr;
 };
 
@@ -86,7 +92,7 @@ TEST_F(PluginManagerScreen, RegisteringGoesThroughThePanelAndTheApprovalSheet)
     const QString library = sample("TextStats.so");
     panel.answer = QUrl::fromLocalFile(library);
     QTest::mouseClick(view->registerButton(), Qt::LeftButton);
-    ASSERT_EQ(panel.requests.size(), 1);  // its message is the bookmark controller's, tested there
+    ASSERT_EQ(panel.requests.size(), 1);  // its message is the access panel's, tested there
 
     // The file is loaded in the background; the sheet follows.
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->approvalDialog() && view->approvalDialog()->isVisible(); }));
@@ -174,7 +180,7 @@ TEST(PluginManagerWindow, ThePluginDestinationShowsTheManagerAndOffersAddPlugin)
 {
     BuiltinFeatures::registerAll();
     FakeOpenPanel panel;  // the user cancels
-    BookmarkController::shared()->setOpenPanelPresenter(&panel);
+    AccessPanel::setPresenter(&panel);
     AppMainWindow *window = launchedWindow(MenuDestination::menuPluginManager);
     ASSERT_NE(qobject_cast<PluginManagerView *>(window->currentScreen()), nullptr);
     QAction *newItem = window->appMenuBar()->action(MenuCommand::NewItem);
@@ -184,6 +190,6 @@ TEST(PluginManagerWindow, ThePluginDestinationShowsTheManagerAndOffersAddPlugin)
     newItem->trigger();
     ASSERT_EQ(panel.requests.size(), 1);
     EXPECT_EQ(panel.requests.first().directory, QDir::homePath());
-    BookmarkController::shared()->setOpenPanelPresenter(nullptr);
+    AccessPanel::setPresenter(nullptr);
     closeAllWindows();
 }

@@ -2,7 +2,7 @@
 #include "diagnostics/LogController.h"
 #include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
-#include "store/ServerConfigController.h"
+#include "app/config/ServerConfigController.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "views/app/AppMainWindow.h"

@@ -1,5 +1,6 @@
 #include "app/InstallWizardViewModel.h"
 #include "app/MenuCommandDispatcher.h"
+#include "app/security/AccessPanel.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "tools/security/BookmarkController.h"
@@ -38,11 +39,11 @@ protected:
         BookmarkController *bookmarks = BookmarkController::shared();
         for (const BookmarkInfo &info : bookmarks->bookmarks())
             bookmarks->removeBookmark(info.url);
-        bookmarks->setOpenPanelPresenter(&panel);
+        AccessPanel::setPresenter(&panel);
     }
     void TearDown() override
     {
-        BookmarkController::shared()->setOpenPanelPresenter(nullptr);
+        AccessPanel::setPresenter(nullptr);
         closeAllWindows();
     }
     template <typename T>

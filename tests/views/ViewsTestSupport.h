@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/MenuDestination.h"
-#include "tools/security/OpenPanelPresenter.h"
-#include "views/app/FileDialogs.h"
+#include "app/security/OpenPanelPresenter.h"
+#include "views/common/FileDialogs.h"
 
 #include <QMessageBox>
 #include <QObject>

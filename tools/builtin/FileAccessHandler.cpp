@@ -3,6 +3,7 @@
 #include "tools/builtin/Utf8TextFile.h"
 
 #include "diagnostics/LogController.h"
+#include "tools/results/ToolError.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/FileAccessPolicy.h"
 #include "tools/security/ScopedSecurityAccess.h"
@@ -253,7 +254,7 @@ JSONToolResult FileAccessHandler::listFiles(const QVariantMap &params) const
     LogController *logger = LogController::shared();
     const std::optional<QString> given = stringParam(params, QStringLiteral("project_path"));
     if (!given || given->isEmpty()) {
-        return logger->toolError(QStringLiteral("Tool parameter 'project_path' must not be empty."), -1,
+        return ToolError::report(logger, QStringLiteral("Tool parameter 'project_path' must not be empty."), -1,
                                  MCPLogMessageType::Info, listErrorExtras(given.value_or(QString())));
     }
     const QString projectPath = *given;
@@ -267,7 +268,7 @@ JSONToolResult FileAccessHandler::listFiles(const QVariantMap &params) const
 
     ScopedSecurityAccess access(m_scManager, root, FileAccessPolicy::Intent::read);
     if (!access.allowed()) {
-        return logger->toolError(QStringLiteral("Failed to list files: ") + access.denial(), -1, MCPLogMessageType::Info,
+        return ToolError::report(logger, QStringLiteral("Failed to list files: ") + access.denial(), -1, MCPLogMessageType::Info,
                                  listErrorExtras(projectPath));
     }
 
@@ -285,7 +286,7 @@ JSONToolResult FileAccessHandler::listFiles(const QVariantMap &params) const
         DIR *dir = ::opendir(encodedPath(root).constData());
         if (!dir) {
             const QString description = QStringLiteral("The folder '%1' couldn't be opened: %2").arg(root, systemDescription(errno));
-            return logger->toolError(description, -1, MCPLogMessageType::Info, listErrorExtras(projectPath));
+            return ToolError::report(logger, description, -1, MCPLogMessageType::Info, listErrorExtras(projectPath));
         }
         while (const dirent *item = ::readdir(dir)) {
             if (std::strcmp(item->d_name, ".") == 0 || std::strcmp(item->d_name, "..") == 0)
@@ -336,7 +337,7 @@ JSONToolResult FileAccessHandler::listFiles(const QVariantMap &params) const
     }
 
     if (entries.isEmpty()) {
-        return logger->toolError(QStringLiteral("No files or directories found"), -1, MCPLogMessageType::Info,
+        return ToolError::report(logger, QStringLiteral("No files or directories found"), -1, MCPLogMessageType::Info,
                                  listErrorExtras(projectPath));
     }
 
@@ -395,7 +396,7 @@ JSONToolResult FileAccessHandler::readFile(const QVariantMap &params) const
                            {QStringLiteral("encoding"), QStringLiteral("UTF-8")},
                            {QStringLiteral("line_count"), 0},
                            {QStringLiteral("size"), 0}};
-        return LogController::shared()->toolError(QStringLiteral("Tool parameter 'file_path' must not be empty."), -1,
+        return ToolError::report(LogController::shared(), QStringLiteral("Tool parameter 'file_path' must not be empty."), -1,
                                                   MCPLogMessageType::Info, extras);
     }
 
@@ -432,9 +433,9 @@ JSONToolResult FileAccessHandler::writeFile(const QVariantMap &params) const
     const QString content = stringParam(params, QStringLiteral("content")).value_or(QString());
     const QVariantMap extras{{QStringLiteral("file_path"), path}, {QStringLiteral("bytes_written"), 0}};
     if (path.isEmpty())
-        return logger->toolError(QStringLiteral("Tool parameter 'file_path' must not be empty."), -1, MCPLogMessageType::Info, extras);
+        return ToolError::report(logger, QStringLiteral("Tool parameter 'file_path' must not be empty."), -1, MCPLogMessageType::Info, extras);
     if (content.isEmpty())
-        return logger->toolError(QStringLiteral("Tool parameter 'content' must not be empty."), -1, MCPLogMessageType::Info, extras);
+        return ToolError::report(logger, QStringLiteral("Tool parameter 'content' must not be empty."), -1, MCPLogMessageType::Info, extras);
 
     ScopedSecurityAccess access(m_scManager, path, FileAccessPolicy::Intent::write);
     if (!access.allowed())

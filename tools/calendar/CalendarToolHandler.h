@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/JSONToolResult.h"
+#include "tools/results/JSONToolResult.h"
 #include "tools/calendar/CalendarItem.h"
 
 #include <QDateTime>

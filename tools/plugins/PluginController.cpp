@@ -7,12 +7,12 @@
 #include "diagnostics/LogController.h"
 #include "tools/plugins/PluginInspector.h"
 #include "tools/plugins/ToolDiscoveryService.h"
+#include "tools/results/ToolError.h"
 #include "tools/scripting/PluginScripting.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/ScopedSecurityAccess.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -20,12 +20,9 @@
 #include <QMutexLocker>
 #include <QPointer>
 #include <QThread>
-#include <QThreadPool>
 #include <mutex>
 
 namespace {
-
-const QString kError = QStringLiteral("Error");
 
 void print(const QString &line)
 {
@@ -93,18 +90,6 @@ JSONToolResult PluginController::callScript(const QString &sid, const QString &s
 
 // ---- Published state ----
 
-namespace {
-QVariant optionalValue(const std::optional<Plugin> &plugin)
-{
-    return plugin ? QVariant::fromValue(*plugin) : QVariant();
-}
-}  // namespace
-
-QVariant PluginController::pendingPluginValue() const { return optionalValue(m_pendingPlugin); }
-QVariant PluginController::pluginToDeleteValue() const { return optionalValue(m_pluginToDelete); }
-QVariant PluginController::securityInfoPluginValue() const { return optionalValue(m_securityInfoPlugin); }
-QVariant PluginController::enableWizardPluginValue() const { return optionalValue(m_enableWizardPlugin); }
-
 QList<Plugin> PluginController::plugins() const
 {
     QMutexLocker locker(&m_listMutex);
@@ -161,17 +146,6 @@ void PluginController::setLoading(bool loading)
         return;
     m_isLoading = loading;
     emit isLoadingChanged();
-    notifyChange();
-}
-
-void PluginController::setPending(std::optional<Plugin> plugin, bool showDialog)
-{
-    m_pendingPlugin = std::move(plugin);
-    emit pendingPluginChanged();
-    if (m_showApprovalDialog != showDialog) {
-        m_showApprovalDialog = showDialog;
-        emit showApprovalDialogChanged();
-    }
     notifyChange();
 }
 
@@ -240,52 +214,50 @@ QString PluginController::extensionOf(const QString &path)
     return QFileInfo(withoutTrailingSlashes(path)).suffix();
 }
 
+QString PluginController::folderOf(const QString &path)
+{
+    return QFileInfo(withoutTrailingSlashes(path)).absolutePath();
+}
+
 // ---- Registration ----
 
-void PluginController::addPlugin(const QUrl &url)
+std::optional<Plugin> PluginController::prepareRegistration(const QUrl &url, PluginRefusal *refusal)
 {
+    auto refuse = [refusal](PluginRefusal why) -> std::optional<Plugin> {
+        if (refusal)
+            *refusal = std::move(why);
+        return std::nullopt;
+    };
     const QString path = BookmarkController::pathOf(url);
     ScopedSecurityAccess access(m_security, url);
 
     AppError error;
     const std::optional<QByteArray> bookmark = BookmarkController::makeBookmarkData(url, &error);
-    if (!bookmark) {
-        showAlert(kError, error.description);
-        return;
-    }
+    if (!bookmark)
+        return refuse(PluginRefusal::failure(error.description));
     const int type = pluginTypeForExtension(path);
-    if (type == CustomToolHandler::Framework) {
-        showAlert(kError, QStringLiteral("Unknown plugin type: ") + extensionOf(path));
-        return;
-    }
+    if (type == CustomToolHandler::Framework)
+        return refuse(PluginRefusal::failure(QStringLiteral("Unknown plugin type: ") + extensionOf(path)));
     std::optional<ToolDescriptor> descriptor;
     bool loadedHere = false;
     if (PluginInspector *inspector = PluginInspector::shared()) {
         // Read in a process of its own: nothing of the library runs here before approval.
         descriptor = inspector->inspect(path, type, &error);
-        if (!descriptor) {
-            showAlert(kError, ToolDiscoveryService::failureDescription(error));
-            return;
-        }
+        if (!descriptor)
+            return refuse(PluginRefusal::failure(ToolDiscoveryService::failureDescription(error)));
     } else {
         const ToolDiscoveryService::Handler handler = m_bridge.registerPlugin(path, type, &error);
-        if (!handler || !error.domain.isEmpty()) {
-            showAlert(kError, ToolDiscoveryService::failureDescription(error));
-            return;
-        }
+        if (!handler || !error.domain.isEmpty())
+            return refuse(PluginRefusal::failure(ToolDiscoveryService::failureDescription(error)));
         descriptor = handler->getToolDescriptor();
         loadedHere = true;
     }
-    if (!descriptor) {
-        showAlert(kError, QStringLiteral("Invalid plugin descriptor. Installation failed."));
-        return;
-    }
+    if (!descriptor)
+        return refuse(PluginRefusal::failure(QStringLiteral("Invalid plugin descriptor. Installation failed.")));
     if (pluginNamed(descriptor->name)) {
-        showAlert(QStringLiteral("Information"),
-                  QStringLiteral("The custom tool plugin ") + descriptor->name + QStringLiteral(" already exist."));
         if (loadedHere)
             m_bridge.unloadPlugin(descriptor->name);
-        return;
+        return refuse(PluginRefusal::duplicate(descriptor->name));
     }
 
     Plugin plugin;
@@ -294,49 +266,32 @@ void PluginController::addPlugin(const QUrl &url)
     plugin.isEnabled = false;
     plugin.bookmarkData = *bookmark;
     plugin.toolDescriptor = PluginDescriptor::fromToolDescriptor(*descriptor);
-    onOwnThread([this, plugin] { setPending(plugin, true); });
+    return plugin;
 }
 
-void PluginController::approve()
+std::optional<PluginRefusal> PluginController::registerPlugin(const Plugin &approved)
 {
-    if (!m_pendingPlugin)
-        return;
-    Plugin plugin = *m_pendingPlugin;
+    Plugin plugin = approved;
     const QString name = plugin.displayName();
-    auto fail = [this](const QString &message) {
-        showAlert(kError, message);
-        setPending(std::nullopt, false);
-    };
-
-    if (plugin.toolDescriptor && pluginNamed(plugin.toolDescriptor->name)) {
-        showAlert(QStringLiteral("Information"),
-                  QStringLiteral("The custom tool plugin ") + name + QStringLiteral(" already exist."));
-        return;
-    }
-    if (!plugin.bookmarkData) {
-        fail(AppError{QStringLiteral("PluginController"), 1, QStringLiteral("No bookmark data available")}.description);
-        return;
-    }
+    if (plugin.toolDescriptor && pluginNamed(plugin.toolDescriptor->name))
+        return PluginRefusal::duplicate(name);
+    if (!plugin.bookmarkData)
+        return PluginRefusal::failure(
+            AppError{QStringLiteral("PluginController"), 1, QStringLiteral("No bookmark data available")}.description);
     AppError error;
     const std::optional<BookmarkController::Resolved> resolved =
         BookmarkController::resolveBookmarkData(*plugin.bookmarkData, &error);
-    if (!resolved) {
-        fail(error.description);
-        return;
-    }
+    if (!resolved)
+        return PluginRefusal::failure(error.description);
     const QString path = BookmarkController::pathOf(resolved->url);
     const QFileInfo file(path);
-    if (!file.exists() || !file.isReadable()) {
-        fail(AppError{QStringLiteral("InvalidPluginURL"), 1,
-                      QStringLiteral("Plugin file not found or not readable: ") + path}
-                 .description);
-        return;
-    }
+    if (!file.exists() || !file.isReadable())
+        return PluginRefusal::failure(AppError{QStringLiteral("InvalidPluginURL"), 1,
+                                               QStringLiteral("Plugin file not found or not readable: ") + path}
+                                          .description);
     print(QStringLiteral("[PluginController] Registering plugin with bookmark: %1").arg(path));
-    if (!m_security->addBookmark(resolved->url, BookmarkController::lastPathComponent(resolved->url), &error)) {
-        fail(error.description);
-        return;
-    }
+    if (!m_security->addBookmark(resolved->url, BookmarkController::lastPathComponent(resolved->url), &error))
+        return PluginRefusal::failure(error.description);
 
     plugin.isEnabled = false;
     QList<Plugin> list = plugins();
@@ -344,71 +299,35 @@ void PluginController::approve()
     saveList(list, QStringLiteral("[PluginController] Registered plugin: %1").arg(name));
     setPlugins(list);
     storeFlag(plugin.path, false);
-    setPending(std::nullopt, false);
     print(QStringLiteral("[PluginController] Successfully registered plugin: %1").arg(name));
-}
-
-void PluginController::deny()
-{
-    setPending(std::nullopt, false);
+    return std::nullopt;
 }
 
 // ---- Enabling ----
 
-void PluginController::showEnableWizard(const Plugin &plugin)
-{
-    m_enableWizardPlugin = plugin;
-    emit enableWizardPluginChanged();
-    if (!m_showingEnableWizard) {
-        m_showingEnableWizard = true;
-        emit showingEnableWizardChanged();
-    }
-    notifyChange();
-}
-
-void PluginController::dismissEnableWizard()
-{
-    if (m_showingEnableWizard) {
-        m_showingEnableWizard = false;
-        emit showingEnableWizardChanged();
-    }
-    notifyChange();
-}
-
-void PluginController::enablePlugin(const Plugin &plugin, const QUrl &url)
+std::optional<PluginRefusal> PluginController::enablePlugin(const Plugin &plugin, const QUrl &url)
 {
     ScopedSecurityAccess access(m_security, url);
-    enableLoaded(plugin, url);
-}
-
-bool PluginController::enableLoaded(const Plugin &plugin, const QUrl &url)
-{
     const QString path = BookmarkController::pathOf(url);
-    if (path.isEmpty() || !QFileInfo::exists(path)) {
-        showAlert(kError, QStringLiteral("Plugin file not found: ") + path);
-        return false;
-    }
+    if (path.isEmpty() || !QFileInfo::exists(path))
+        return PluginRefusal::failure(QStringLiteral("Plugin file not found: ") + path);
     const int type = pluginTypeForExtension(path);
-    if (type == CustomToolHandler::Framework) {
-        showAlert(kError, QStringLiteral("Unknown plugin type: ") + extensionOf(path));
-        return false;
-    }
+    if (type == CustomToolHandler::Framework)
+        return PluginRefusal::failure(QStringLiteral("Unknown plugin type: ") + extensionOf(path));
     AppError error;
     const ToolDiscoveryService::Handler handler = m_bridge.registerPlugin(path, type, &error);
-    if (!handler || !error.domain.isEmpty()) {
-        showAlert(kError, QStringLiteral("Failed to load plugin: ") + ToolDiscoveryService::failureDescription(error));
-        return false;
-    }
+    if (!handler || !error.domain.isEmpty())
+        return PluginRefusal::failure(QStringLiteral("Failed to load plugin: ") +
+                                      ToolDiscoveryService::failureDescription(error));
     const std::optional<ToolDescriptor> descriptor = handler->getToolDescriptor();
-    if (!descriptor || !plugin.toolDescriptor || descriptor->name != plugin.toolDescriptor->name) {
-        showAlert(kError, QStringLiteral("Plugin descriptor mismatch. Selected file does not match registered plugin."));
-        return false;
-    }
+    if (!descriptor || !plugin.toolDescriptor || descriptor->name != plugin.toolDescriptor->name)
+        return PluginRefusal::failure(
+            QStringLiteral("Plugin descriptor mismatch. Selected file does not match registered plugin."));
     onOwnThread([this, plugin] {
         setEnabledFlag(plugin, true);
         print(QStringLiteral("[PluginController] Enabled plugin: %1").arg(plugin.displayName()));
     });
-    return true;
+    return std::nullopt;
 }
 
 void PluginController::disablePlugin(const Plugin &plugin)
@@ -420,58 +339,12 @@ void PluginController::disablePlugin(const Plugin &plugin)
     print(QStringLiteral("[PluginController] Disabled plugin: %1").arg(plugin.toolDescriptor->name));
 }
 
-void PluginController::togglePlugin(const Plugin &plugin)
-{
-    const std::optional<Plugin> current = this->plugin(plugin.id);
-    if (current.value_or(plugin).isEnabled)
-        disablePlugin(current.value_or(plugin));
-    else
-        print(QStringLiteral("[PluginController] Enabling requires user file selection"));
-}
-
 // ---- Uninstalling ----
 
-void PluginController::requestUninstall(const Plugin &plugin)
+std::optional<PluginRefusal> PluginController::uninstallPlugin(const Plugin &plugin)
 {
-    m_pluginToDelete = plugin;
-    emit pluginToDeleteChanged();
-    if (!m_showDeleteConfirmDialog) {
-        m_showDeleteConfirmDialog = true;
-        emit showDeleteConfirmDialogChanged();
-    }
-    notifyChange();
-}
-
-void PluginController::cancelUninstall()
-{
-    m_pluginToDelete.reset();
-    emit pluginToDeleteChanged();
-    if (m_showDeleteConfirmDialog) {
-        m_showDeleteConfirmDialog = false;
-        emit showDeleteConfirmDialogChanged();
-    }
-    notifyChange();
-}
-
-void PluginController::confirmUninstall()
-{
-    const std::optional<Plugin> plugin = m_pluginToDelete;
-    cancelUninstall();
-    if (!plugin)
-        return;
-    QPointer<PluginController> weak(this);
-    QThreadPool::globalInstance()->start([weak, plugin = *plugin] {
-        if (weak)
-            weak->uninstallPlugin(plugin);
-    });
-}
-
-void PluginController::uninstallPlugin(const Plugin &plugin)
-{
-    if (!plugin.toolDescriptor) {
-        showAlert(kError, QStringLiteral("Uninstall plugin: Invalid plugin descriptor"));
-        return;
-    }
+    if (!plugin.toolDescriptor)
+        return PluginRefusal::failure(QStringLiteral("Uninstall plugin: Invalid plugin descriptor"));
     const QString name = plugin.toolDescriptor->name;
     m_bridge.unloadPlugin(name);
     m_security->removeBookmark(QUrl::fromLocalFile(plugin.path));
@@ -493,74 +366,7 @@ void PluginController::uninstallPlugin(const Plugin &plugin)
         notifyChange();
     });
     print(QStringLiteral("[PluginController] Uninstalled and unregistered plugin: %1").arg(name));
-}
-
-// ---- The security sheet ----
-
-void PluginController::showSecurityInfo(const Plugin &plugin)
-{
-    m_securityInfoPlugin = plugin;
-    emit securityInfoPluginChanged();
-    if (!m_showingSecurityInfo) {
-        m_showingSecurityInfo = true;
-        emit showingSecurityInfoChanged();
-    }
-    notifyChange();
-}
-
-void PluginController::dismissSecurityInfo()
-{
-    if (m_showingSecurityInfo) {
-        m_showingSecurityInfo = false;
-        emit showingSecurityInfoChanged();
-    }
-    notifyChange();
-}
-
-// ---- The open panel ----
-
-void PluginController::chooseAndAddPlugin(const QString &startDirectory)
-{
-    QPointer<PluginController> weak(this);
-    m_security->requestPluginAccess(
-        [weak](const QUrl &url, const std::optional<AppError> &error) {
-            if (!weak)
-                return;
-            if (error) {
-                weak->showAlert(kError, error->description);
-                return;
-            }
-            if (url.isEmpty())
-                return;  // the user cancelled
-            // Loading a library may take a moment; the window stays responsive meanwhile.
-            QThreadPool::globalInstance()->start([weak, url] {
-                if (weak)
-                    weak->addPlugin(url);
-            });
-        },
-        startDirectory.isEmpty() ? QDir::homePath() : startDirectory);
-}
-
-void PluginController::chooseFileAndEnable()
-{
-    if (!m_enableWizardPlugin)
-        return;
-    const Plugin plugin = *m_enableWizardPlugin;
-    dismissEnableWizard();
-    const QString start = QFileInfo(withoutTrailingSlashes(plugin.path)).absolutePath();
-    QPointer<PluginController> weak(this);
-    m_security->requestPluginAccess(
-        [weak, plugin](const QUrl &url, const std::optional<AppError> &error) {
-            if (!weak)
-                return;
-            if (error) {
-                weak->showAlert(kError, error->description);
-                return;
-            }
-            if (!url.isEmpty())
-                weak->enablePlugin(plugin, url);
-        },
-        QFileInfo(start).isDir() ? start : QDir::homePath());
+    return std::nullopt;
 }
 
 // ---- One tool call ----
@@ -570,7 +376,7 @@ JSONToolResult PluginController::callPlugin(const QString &sid, const QString &p
     m_logger->log(QStringLiteral("[PlugIn] Calling: ") + pluginName + QStringLiteral(", sid:") + sid +
                       QStringLiteral(" json: ") + json,
                   -1, MCPLogMessageType::Info);
-    auto fail = [this](const QString &message) { return m_logger->toolError(message, -1, MCPLogMessageType::Info); };
+    auto fail = [this](const QString &message) { return ToolError::report(m_logger, message, -1, MCPLogMessageType::Info); };
 
     const QList<Plugin> list = plugins();
     for (const Plugin &plugin : list) {

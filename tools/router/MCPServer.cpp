@@ -8,6 +8,7 @@
 #include "tools/plugins/ExternToolBridge.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/router/BuiltinToolTable.h"
+#include "tools/results/ToolError.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/FileAccessPolicy.h"
 #include "tools/security/ScopedSecurityAccess.h"
@@ -119,7 +120,7 @@ ExternToolBridge &MCPServer::httpBridge()
 
 JSONToolResult MCPServer::fail(const QString &message, MCPLogMessageType level)
 {
-    return m_logger->toolError(message, -1, level);
+    return ToolError::report(m_logger, message, -1, level);
 }
 
 // ---- tools ----

@@ -2,7 +2,7 @@
 
 #include "diagnostics/MCPLogMessageType.h"
 #include "tools/router/JSONToolConfig.h"
-#include "base/JSONToolResult.h"
+#include "tools/results/JSONToolResult.h"
 #include "engine/bridge/ResourceReading.h"
 
 #include <QString>
@@ -23,8 +23,8 @@ class PluginController;
 // answer into a JSONToolResult. Not the engine's MCP::MCPServer.
 //
 // Any thread: it keeps no per-call state; everything a call needs comes with its arguments
-// and the tool's configuration record. Failures come back as error results (LogController::
-// toolError, code -1), never as exceptions.
+// and the tool's configuration record. Failures come back as error results (ToolError,
+// code -1), never as exceptions.
 class MCPServer {
 public:
     // Made on first use, over the shared log, bridge and plug-in controller.

@@ -4,6 +4,7 @@
 #include "diagnostics/LogController.h"
 #include "tools/builtin/Utf8TextFile.h"
 #include "tools/plugins/PluginController.h"
+#include "tools/results/ToolError.h"
 #include "tools/scripting/ScriptBridge.h"
 #include "tools/scripting/ScriptBridgeExports.h"
 #include "tools/scripting/ScriptContextManager.h"
@@ -104,7 +105,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     if (!scriptText) {
         // A file that is there but could not be read because the process ran out of files or
         // memory says so: "not found" would send the user looking for the wrong fault.
-        return logger->toolError(QStringLiteral("[Script] Failed to load script file: ") + path +
+        return ToolError::report(logger, QStringLiteral("[Script] Failed to load script file: ") + path +
                                      (failure.isEmpty() ? QString() : QStringLiteral(": ") + failure),
                                  -1, MCPLogMessageType::Info);
     }
@@ -115,7 +116,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
 
     const std::shared_ptr<ScriptContext> context = manager->contextForSession(sid);
     if (!context)
-        return logger->toolError(QStringLiteral("[Script] Failed to create JavaScript context"), -1, MCPLogMessageType::Info);
+        return ToolError::report(logger, QStringLiteral("[Script] Failed to create JavaScript context"), -1, MCPLogMessageType::Info);
     JSGlobalContextRef ctx = context->jsContext();
     // Everything the call runs in this context is under the limits, the tool's own
     // top-level code included.
@@ -125,7 +126,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
         // What the script took goes with its context, not with some later call's.
         if (watchdog.stopped() == ScriptWatchdog::Stop::MemoryLimit)
             context->discardGroupAtEnd();
-        return logger->toolError(watchdog.stopText(), -1, MCPLogMessageType::Error);
+        return ToolError::report(logger, watchdog.stopText(), -1, MCPLogMessageType::Error);
     };
 
     auto bridge = std::make_shared<ScriptBridge>(sid, controller);
@@ -140,7 +141,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
 
     const std::optional<QString> preprocessor = loadPreprocessor();
     if (!preprocessor) {
-        return logger->toolError(QStringLiteral("[Script] Failed to load pre-processor from bundle"), -1,
+        return ToolError::report(logger, QStringLiteral("[Script] Failed to load pre-processor from bundle"), -1,
                                  MCPLogMessageType::Info);
     }
     ScriptSourceCache &sources = ScriptSourceCache::shared();
@@ -151,7 +152,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     if (watchdog.fired())
         return stoppedResult();
     if (!toolEntry || JSValueIsUndefined(ctx, toolEntry)) {
-        return logger->toolError(QStringLiteral("[Script] Script must define 'toolEntry' function"), -1,
+        return ToolError::report(logger, QStringLiteral("[Script] Script must define 'toolEntry' function"), -1,
                                  MCPLogMessageType::Info);
     }
 
@@ -175,6 +176,6 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     manager->clearContext(sid);
     if (std::optional<JSONToolResult> result = bridge->toolResult())
         return *result;
-    return logger->toolError(QStringLiteral("[Script] Script must return a JSON result structure"), -1,
+    return ToolError::report(logger, QStringLiteral("[Script] Script must return a JSON result structure"), -1,
                              MCPLogMessageType::Info);
 }

@@ -6,6 +6,7 @@
 #include "tools/http/Utf8Text.h"
 #include "tools/plugins/ExternToolBridge.h"
 #include "tools/plugins/PluginController.h"
+#include "tools/results/ToolError.h"
 #include "tools/scripting/ConfigurationLookup.h"
 #include "tools/scripting/ScriptContext.h"
 #include "tools/scripting/ScriptProcess.h"
@@ -357,7 +358,7 @@ void ScriptBridge::setToolResult(const QString &json)
     QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(json.toUtf8(), &parseError);
     if (parseError.error != QJsonParseError::NoError || !document.isObject()) {
-        store(m_logger->toolError(QStringLiteral("[Script] Invalid JSON result"), 1400, MCPLogMessageType::Error));
+        store(ToolError::report(m_logger, QStringLiteral("[Script] Invalid JSON result"), 1400, MCPLogMessageType::Error));
         return;
     }
     const QJsonObject source = document.object();
@@ -380,7 +381,7 @@ void ScriptBridge::setToolResult(const QString &json)
 
     const QJsonValue text = source.value(QStringLiteral("text"));
     if (!text.isString()) {
-        store(m_logger->toolError(QStringLiteral("[Script] Result object missing attribute 'text'"), 1401,
+        store(ToolError::report(m_logger, QStringLiteral("[Script] Result object missing attribute 'text'"), 1401,
                                   MCPLogMessageType::Error));
         return;
     }

@@ -2,14 +2,11 @@
 
 #include "base/SystemLog.h"
 #include "base/UserDefaults.h"
-#include "tools/security/OpenPanelPresenter.h"
-#include "tools/security/OpenPanelRequest.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QPointer>
 #include <QStringDecoder>
 
 #include <algorithm>
@@ -368,87 +365,6 @@ void BookmarkController::endAccess(const QUrl &url)
     if (!scoped)
         scoped = bookmarkURL(url);
     stopAccess(scoped.value_or(url));
-}
-
-void BookmarkController::setOpenPanelPresenter(OpenPanelPresenter *presenter)
-{
-    Locker lock(this);
-    m_panelPresenter = presenter;
-}
-
-OpenPanelPresenter *BookmarkController::openPanelPresenter() const
-{
-    Locker lock(this);
-    return m_panelPresenter;
-}
-
-void BookmarkController::requestAccess(AccessCallback callback, const QString &startDirectory)
-{
-    OpenPanelRequest request;
-    request.message = QStringLiteral("Select a file and click on 'Grant Access'");
-    request.canChooseFiles = true;
-    request.canChooseDirectories = true;
-    request.directory = startDirectory;
-    presentAccessPanel(request, std::move(callback));
-}
-
-void BookmarkController::requestPluginAccess(AccessCallback callback, const QString &startDirectory)
-{
-    OpenPanelRequest request;
-    // Plug-in libraries are shared objects here; the two bundle forms are folders.
-    request.message = QStringLiteral("Select a plugin file (.so, .bundle, or .plugin)");
-    request.canChooseFiles = true;
-    request.canChooseDirectories = false;
-    request.allowedExtensions = {QStringLiteral("so"), QStringLiteral("bundle"), QStringLiteral("plugin")};
-    request.treatsPackagesAsFiles = true;
-    request.directory = startDirectory;
-    presentAccessPanel(request, std::move(callback));
-}
-
-void BookmarkController::requestAccess(const QString &fileName, const QString &directory, const QString &prompt,
-                                       bool canChooseFiles, bool canChooseDirectories,
-                                       const QStringList &allowedExtensions, AccessCallback callback)
-{
-    OpenPanelRequest request;
-    if (!prompt.isEmpty())
-        request.prompt = prompt;
-    request.message = QStringLiteral("Select a file and click on '") + request.prompt + QStringLiteral("'");
-    request.canChooseFiles = canChooseFiles;
-    request.canChooseDirectories = canChooseDirectories;
-    request.allowedExtensions = allowedExtensions;
-    request.directory = directory;
-    request.fileName = fileName;
-    presentAccessPanel(request, std::move(callback));
-}
-
-void BookmarkController::presentAccessPanel(const OpenPanelRequest &panelRequest, AccessCallback callback)
-{
-    OpenPanelRequest request = panelRequest;
-    if (request.directory.isEmpty())
-        request.directory = QDir::homePath();
-    OpenPanelPresenter *presenter = openPanelPresenter();
-    if (!presenter) {
-        if (callback)
-            callback(QUrl(), bookmarkError(5, QStringLiteral("No file dialog is available to ask for access.")));
-        return;
-    }
-    QPointer<BookmarkController> weak(this);
-    presenter->present(request, [weak, callback = std::move(callback)](const QUrl &chosen) {
-        if (chosen.isEmpty() || !weak) {
-            if (callback)
-                callback(QUrl(), std::nullopt);
-            return;
-        }
-        AppError error;
-        if (!weak->addBookmark(chosen, lastPathComponent(chosen), &error)) {
-            if (callback)
-                callback(QUrl(), error);
-            return;
-        }
-        weak->beginAccess(chosen);
-        if (callback)
-            callback(chosen, std::nullopt);
-    });
 }
 
 std::optional<HomeFolderAccessNotice> BookmarkController::checkHomeFolderAccess(const QString &homePath)

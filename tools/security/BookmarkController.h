@@ -12,11 +12,7 @@
 #include <QRecursiveMutex>
 #include <QString>
 #include <QUrl>
-#include <functional>
 #include <optional>
-
-class OpenPanelPresenter;
-struct OpenPanelRequest;
 
 // Keeps the user's choices of files and folders outside the application's container as
 // security-scoped bookmarks, opens and closes their scopes, and answers the question every
@@ -38,10 +34,6 @@ class BookmarkController : public AbstractController {
 public:
     static inline const QString bookmarkDataKey = QStringLiteral("SecurityScopedBookmarks");
     static inline const QString bookmarkInfoKey = QStringLiteral("SecurityScopedBookmarkInfo");
-
-    // The callback of requestAccess: the granted location, or an error, or neither when
-    // the user cancelled.
-    using AccessCallback = std::function<void(const QUrl &url, const std::optional<AppError> &error)>;
 
     // Process-wide controller, made on first use from any thread and then living on the
     // main thread. It loads the stored choices and opens their scopes.
@@ -79,20 +71,6 @@ public:
     bool beginAccess(const QUrl &url);
     void endAccess(const QUrl &url);
 
-    // Asks the user for a location with the open panel, stores and opens it, and hands it
-    // to the callback. Main thread. The three forms: any file or folder for the
-    // application; a plug-in file; a named file from a given folder.
-    void requestAccess(AccessCallback callback, const QString &startDirectory = QString());
-    void requestPluginAccess(AccessCallback callback, const QString &startDirectory = QString());
-    void requestAccess(const QString &fileName, const QString &directory, const QString &prompt,
-                       bool canChooseFiles, bool canChooseDirectories, const QStringList &allowedExtensions,
-                       AccessCallback callback);
-
-    // The panel requestAccess shows; the desktop installs one, without it requestAccess
-    // fails with an error. Not owned.
-    void setOpenPanelPresenter(OpenPanelPresenter *presenter);
-    OpenPanelPresenter *openPanelPresenter() const;
-
     // The start-up check: whether the home folder can be read. When it cannot, what to
     // tell the user and the command that gives access back.
     static std::optional<HomeFolderAccessNotice> checkHomeFolderAccess(const QString &homePath = QString());
@@ -127,7 +105,6 @@ private:
         bool unsaved = false;
     };
 
-    void presentAccessPanel(const OpenPanelRequest &request, AccessCallback callback);
     QUrl lookupLocation(const QUrl &url) const;
     void setBookmarksLocked(QList<BookmarkInfo> list);
     void setUnsavedLocked(bool value);
@@ -145,5 +122,4 @@ private:
     // The dictionary under "SecurityScopedBookmarks", kept in memory so that look-ups from
     // workers do not go through the settings file; written through on every change.
     QMap<QString, QByteArray> m_bookmarkData;
-    OpenPanelPresenter *m_panelPresenter = nullptr;
 };

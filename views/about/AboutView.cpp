@@ -2,9 +2,9 @@
 
 #include "base/AppPaths.h"
 #include "app/MenuCommandDispatcher.h"
-#include "tools/security/BookmarkSetupViewModel.h"
+#include "app/security/BookmarkSetupViewModel.h"
 #include "views/about/ToolSDKInstallWizard.h"
-#include "views/app/AppIcons.h"
+#include "views/common/AppIcons.h"
 #include "views/settings/BookmarkSetupView.h"
 
 #include <QDialog>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "views/app/DestinationScreen.h"
+#include "views/common/DestinationScreen.h"
 
 #include <QDialog>
 #include <QPointer>

@@ -1,7 +1,7 @@
 #include "views/about/ToolSDKInstallWizard.h"
 
 #include "app/InstallWizardViewModel.h"
-#include "views/app/AlertPresenter.h"
+#include "views/common/AlertPresenter.h"
 
 #include <QDesktopServices>
 #include <QFileDialog>

@@ -12,7 +12,7 @@
 #include "store/PersistenceController.h"
 #include "store/StoreContext.h"
 #include "views/about/AboutView.h"
-#include "views/app/AppIcons.h"
+#include "views/common/AppIcons.h"
 #include "views/app/AppMenuBar.h"
 #include "views/app/DestinationScreenRegistry.h"
 #include "views/app/EmptyStateScreen.h"

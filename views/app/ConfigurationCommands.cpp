@@ -4,7 +4,7 @@
 #include "app/MenuCommandDispatcher.h"
 #include "base/AbstractController.h"
 #include "store/ConfigurationController.h"
-#include "views/app/FileDialogs.h"
+#include "views/common/FileDialogs.h"
 
 #include <QApplication>
 #include <QMessageBox>

@@ -4,24 +4,25 @@
 #include "app/AuthorizedNotifier.h"
 #include "app/DesktopInstance.h"
 #include "app/MenuVisibility.h"
+#include "app/security/AccessPanel.h"
 #include "diagnostics/LogController.h"
 #include "engine/bridge/MCPServerBridge.h"
 #include "store/PersistenceController.h"
 #include "tools/scripting/ScriptWatchdog.h"
 #include "tools/security/BookmarkController.h"
 #include "views/app/AppDelegate.h"
-#include "views/app/AppIcons.h"
+#include "views/common/AppIcons.h"
 #include "views/app/AppMainWindow.h"
 #include "views/app/AppStyle.h"
 #include "views/app/BuiltinFeatures.h"
 #include "views/app/NewAppWindow.h"
-#include "views/app/QtFileDialogs.h"
+#include "views/common/QtFileDialogs.h"
 #include "views/app/ScreenshotTour.h"
 #include "views/app/StartupQuestions.h"
-#include "views/chat/ChatScreenshotStep.h"
-#include "views/script/ScriptScreenshotStep.h"
-#include "views/server/ServerScreenshotStep.h"
-#include "views/tools/ToolsScreenshotStep.h"
+#include "views/app/ChatScreenshotStep.h"
+#include "views/app/ScriptScreenshotStep.h"
+#include "views/app/ServerScreenshotStep.h"
+#include "views/app/ToolsScreenshotStep.h"
 
 #include <QApplication>
 #include <QFileInfo>
@@ -112,7 +113,9 @@ int runDesktop(int argc, char **argv)
             lowest = std::min(lowest, window->windowNumber());
         return lowest;
     });
-    BookmarkController::shared()->setOpenPanelPresenter(QtFileDialogs::instance());
+    // The user's granted locations are loaded and opened before any window asks for one.
+    BookmarkController::shared();
+    AccessPanel::setPresenter(QtFileDialogs::instance());
     static AuthorizedNotifier notifier;
     DesktopNotifier::setShared(&notifier);
     BuiltinFeatures::registerAll();

@@ -1,6 +1,6 @@
 #include "views/app/DestinationScreenRegistry.h"
 
-#include "views/app/DestinationScreen.h"
+#include "views/common/DestinationScreen.h"
 
 #include <QHash>
 

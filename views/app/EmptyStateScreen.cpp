@@ -1,6 +1,6 @@
 #include "views/app/EmptyStateScreen.h"
 
-#include "views/app/AppIcons.h"
+#include "views/common/AppIcons.h"
 
 #include <QLabel>
 #include <QVBoxLayout>

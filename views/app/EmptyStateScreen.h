@@ -1,7 +1,7 @@
 #pragma once
 
 #include "app/MenuDestination.h"
-#include "views/app/DestinationScreen.h"
+#include "views/common/DestinationScreen.h"
 
 // What a destination shows while its screen is not part of the build: its icon, its
 // title and a sentence on what will appear there. It offers no commands.

@@ -1,7 +1,7 @@
 #include "views/app/SplashScreenView.h"
 
 #include "app/AppLaunchViewModel.h"
-#include "views/app/AppIcons.h"
+#include "views/common/AppIcons.h"
 
 #include <QEvent>
 #include <QGraphicsOpacityEffect>

@@ -6,7 +6,7 @@
 #include "chat/integrations/StoreIntegrationHost.h"
 #include "chat/session/ChatTranscriptFile.h"
 #include "chat/session/ChatViewModel.h"
-#include "store/ServerConfigController.h"
+#include "app/config/ServerConfigController.h"
 #include "views/chat/ChatInputField.h"
 #include "views/chat/ChatSettingsWindow.h"
 #include "views/chat/LLMConnectionSettingsDialog.h"

@@ -1,7 +1,7 @@
 #include "views/log/LogEntryWindow.h"
 
-#include "diagnostics/LogController.h"
-#include "views/app/FileDialogs.h"
+#include "app/log/LogViewController.h"
+#include "views/common/FileDialogs.h"
 #include "views/log/LogEntryDelegate.h"
 
 #include <QApplication>
@@ -17,7 +17,7 @@
 #include <QTextDocument>
 #include <QVBoxLayout>
 
-LogEntryWindow::LogEntryWindow(const LogEntry &entry, LogController *controller, QWidget *parent)
+LogEntryWindow::LogEntryWindow(const LogEntry &entry, LogViewController *controller, QWidget *parent)
     : QWidget(parent, Qt::Window), m_entry(entry), m_controller(controller)
 {
     setObjectName(QStringLiteral("logEntryWindow"));
@@ -168,9 +168,9 @@ void LogEntryWindow::saveMessage()
 {
     FileDialogs::SaveRequest request;
     request.title = QStringLiteral("Save log entry");
-    request.suggestedName = LogController::entryExportFileName();
+    request.suggestedName = LogViewController::entryExportFileName();
     request.nameFilter = QStringLiteral("Text files (*.txt)");
-    QPointer<LogController> controller = m_controller;
+    QPointer<LogViewController> controller = m_controller;
     const QUuid id = m_entry.id;
     const QString message = m_entry.message;
     FileDialogs::current()->chooseSaveFile(this, request, [controller, id, message](const QString &path) {
@@ -178,7 +178,7 @@ void LogEntryWindow::saveMessage()
             return;
         // The entry may have left the log since the window opened; its text is still here.
         if (!controller->exportEntryToFile(id, path) && !controller->entry(id)) {
-            if (auto error = LogController::writeTextFile(path, message))
+            if (auto error = LogViewController::writeTextFile(path, message))
                 controller->showAlert(QStringLiteral("Error"), *error);
         }
     });

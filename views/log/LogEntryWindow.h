@@ -7,7 +7,7 @@
 #include <QTextCursor>
 #include <QWidget>
 
-class LogController;
+class LogViewController;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
@@ -20,7 +20,7 @@ class LogEntryWindow : public QWidget {
     Q_OBJECT
 
 public:
-    LogEntryWindow(const LogEntry &entry, LogController *controller, QWidget *parent = nullptr);
+    LogEntryWindow(const LogEntry &entry, LogViewController *controller, QWidget *parent = nullptr);
 
     const LogEntry &entry() const { return m_entry; }
     QLineEdit *searchField() const { return m_search; }
@@ -40,7 +40,7 @@ private:
     void showCurrent();
 
     LogEntry m_entry;
-    QPointer<LogController> m_controller;
+    QPointer<LogViewController> m_controller;
     QLineEdit *m_search;
     QPushButton *m_next;
     QPushButton *m_previous;

@@ -1,13 +1,16 @@
 #include "views/log/LogListModel.h"
 
-#include "diagnostics/LogController.h"
+#include "app/log/LogViewController.h"
 
-LogListModel::LogListModel(LogController *controller, QObject *parent)
+LogListModel::LogListModel(LogViewController *controller, QObject *parent)
     : QAbstractListModel(parent), m_controller(controller)
 {
     if (m_controller) {
-        connect(m_controller, &LogController::filteredEntriesChanged, this, &LogListModel::refresh);
+        connect(m_controller, &LogViewController::filteredEntriesChanged, this, &LogListModel::refresh);
+        connect(m_controller, &LogViewController::expansionChanged, this, &LogListModel::refreshExpansion);
         m_entries = m_controller->filteredEntries();
+        for (const LogEntry &entry : std::as_const(m_entries))
+            m_expanded.append(m_controller->isExpanded(entry.id));
     }
 }
 
@@ -42,7 +45,7 @@ QVariant LogListModel::data(const QModelIndex &index, int role) const
     case MessageRole:
         return entry.message;
     case ExpandedRole:
-        return entry.isExpanded;
+        return m_expanded.at(index.row());
     case TruncatedRole:
         return entry.wasTruncated;
     case ExpandableRole:
@@ -80,28 +83,45 @@ void LogListModel::refresh()
     for (qsizetype i = 0; incremental && i < kept; ++i)
         incremental = m_entries.at(dropped + i).id == next.at(i).id;
 
+    auto expandedFlags = [this](const QList<LogEntry> &entries) {
+        QList<bool> flags;
+        flags.reserve(entries.size());
+        for (const LogEntry &entry : entries)
+            flags.append(m_controller && m_controller->isExpanded(entry.id));
+        return flags;
+    };
     if (!incremental) {
         if (m_entries.isEmpty() && next.isEmpty())
             return;
         beginResetModel();
         m_entries = next;
+        m_expanded = expandedFlags(next);
         endResetModel();
         return;
     }
     if (dropped > 0) {
         beginRemoveRows(QModelIndex(), 0, int(dropped) - 1);
         m_entries.remove(0, dropped);
+        m_expanded.remove(0, dropped);
         endRemoveRows();
     }
-    for (qsizetype i = 0; i < kept; ++i) {
-        if (m_entries.at(i).isExpanded != next.at(i).isExpanded) {
-            m_entries[i] = next.at(i);
+    refreshExpansion();
+    if (next.size() > kept) {
+        const QList<LogEntry> added = next.mid(kept);
+        beginInsertRows(QModelIndex(), int(kept), int(next.size()) - 1);
+        m_entries.append(added);
+        m_expanded.append(expandedFlags(added));
+        endInsertRows();
+    }
+}
+
+void LogListModel::refreshExpansion()
+{
+    for (qsizetype i = 0; i < m_entries.size(); ++i) {
+        const bool expanded = m_controller && m_controller->isExpanded(m_entries.at(i).id);
+        if (m_expanded.at(i) != expanded) {
+            m_expanded[i] = expanded;
             emit dataChanged(index(int(i)), index(int(i)));
         }
-    }
-    if (next.size() > kept) {
-        beginInsertRows(QModelIndex(), int(kept), int(next.size()) - 1);
-        m_entries.append(next.mid(kept));
-        endInsertRows();
     }
 }

@@ -7,11 +7,12 @@
 #include <QPointer>
 #include <QUuid>
 
-class LogController;
+class LogViewController;
 
-// The log pane's rows: the controller's filtered entries. New lines at the end and old
-// ones leaving at the front arrive as row inserts and removals, so the selection and the
-// scroll position of the rows that stay are kept.
+// The log pane's rows: the view controller's filtered entries. New lines at the end and
+// old ones leaving at the front arrive as row inserts and removals, so the selection and the
+// scroll position of the rows that stay are kept; a row expanded or collapsed is a change of
+// its data.
 class LogListModel : public QAbstractListModel {
     Q_OBJECT
 
@@ -28,7 +29,7 @@ public:
         ExpandableRole,
     };
 
-    explicit LogListModel(LogController *controller, QObject *parent = nullptr);
+    explicit LogListModel(LogViewController *controller, QObject *parent = nullptr);
 
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role) const override;
@@ -41,6 +42,10 @@ public:
     void refresh();
 
 private:
-    QPointer<LogController> m_controller;
+    // Reads which rows are expanded and reports the rows that changed.
+    void refreshExpansion();
+
+    QPointer<LogViewController> m_controller;
     QList<LogEntry> m_entries;
+    QList<bool> m_expanded;  // per row
 };

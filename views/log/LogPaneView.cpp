@@ -1,9 +1,10 @@
 #include "views/log/LogPaneView.h"
 
+#include "app/log/LogViewController.h"
 #include "diagnostics/LogController.h"
-#include "views/app/AlertPresenter.h"
-#include "views/app/AppIcons.h"
-#include "views/app/FileDialogs.h"
+#include "views/common/AlertPresenter.h"
+#include "views/common/AppIcons.h"
+#include "views/common/FileDialogs.h"
 #include "views/log/LogEntryDelegate.h"
 #include "views/log/LogEntryWindow.h"
 #include "views/log/LogListModel.h"
@@ -24,7 +25,8 @@
 #include <QVBoxLayout>
 
 LogPaneView::LogPaneView(LogController *controller, QWidget *parent)
-    : QWidget(parent), m_controller(controller ? controller : LogController::shared())
+    : QWidget(parent), m_controller(controller ? controller : LogController::shared()),
+      m_view(LogViewController::of(m_controller))
 {
     setObjectName(QStringLiteral("logView"));
 
@@ -73,7 +75,7 @@ LogPaneView::LogPaneView(LogController *controller, QWidget *parent)
     header->addWidget(m_export);
     header->addWidget(m_clear);
 
-    m_model = new LogListModel(m_controller, this);
+    m_model = new LogListModel(m_view, this);
     m_delegate = new LogEntryDelegate(this);
     m_list = new QListView(this);
     m_list->setObjectName(QStringLiteral("logList"));
@@ -103,7 +105,7 @@ LogPaneView::LogPaneView(LogController *controller, QWidget *parent)
     connect(copy, &QAction::triggered, this, &LogPaneView::copySelection);
     m_list->addAction(copy);
 
-    connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) { m_controller->setSearchText(text); });
+    connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) { m_view->setSearchText(text); });
     connect(m_clear, &QToolButton::clicked, this, &LogPaneView::clearLog);
     connect(m_export, &QToolButton::clicked, this, &LogPaneView::exportLog);
     connect(m_autoScroll, &QToolButton::clicked, this, &LogPaneView::toggleAutoScroll);
@@ -111,8 +113,8 @@ LogPaneView::LogPaneView(LogController *controller, QWidget *parent)
     connect(m_list, &QListView::activated, this, [this](const QModelIndex &index) {
         showDetails(index.data(LogListModel::IdRole).toUuid());
     });
-    connect(m_controller, &LogController::searchTextChanged, this, &LogPaneView::syncFromController);
-    connect(m_controller, &LogController::autoScrollEnabledChanged, this, &LogPaneView::syncFromController);
+    connect(m_view, &LogViewController::searchTextChanged, this, &LogPaneView::syncFromController);
+    connect(m_view, &LogViewController::autoScrollEnabledChanged, this, &LogPaneView::syncFromController);
     connect(m_model, &QAbstractItemModel::dataChanged, this, [this](const QModelIndex &from, const QModelIndex &to) {
         for (int row = from.row(); row <= to.row(); ++row)
             m_delegate->rowSizeChanged(m_model->index(row));
@@ -124,16 +126,16 @@ LogPaneView::LogPaneView(LogController *controller, QWidget *parent)
     connect(m_model, &QAbstractItemModel::modelReset, this, &LogPaneView::updateCount);
     connect(m_controller, &LogController::logEntriesChanged, this, &LogPaneView::updateCount);
 
-    AlertPresenter::bind(m_controller, this);
+    AlertPresenter::bind(m_view, this);
     syncFromController();
     updateCount();
 }
 
 void LogPaneView::syncFromController()
 {
-    if (m_search->text() != m_controller->searchText())
-        m_search->setText(m_controller->searchText());
-    const bool following = m_controller->autoScrollEnabled();
+    if (m_search->text() != m_view->searchText())
+        m_search->setText(m_view->searchText());
+    const bool following = m_view->autoScrollEnabled();
     m_autoScroll->setChecked(following);
     m_autoScroll->setToolTip(autoScrollText());
     m_autoScroll->setAccessibleName(autoScrollText());
@@ -141,14 +143,14 @@ void LogPaneView::syncFromController()
 
 QString LogPaneView::autoScrollText() const
 {
-    return m_controller->autoScrollEnabled() ? QStringLiteral("Disable Auto-scroll") : QStringLiteral("Enable Auto-scroll");
+    return m_view->autoScrollEnabled() ? QStringLiteral("Disable Auto-scroll") : QStringLiteral("Enable Auto-scroll");
 }
 
 void LogPaneView::updateCount()
 {
     const int shown = m_model->rowCount();
-    const int total = int(m_controller->logEntries().size());
-    if (m_controller->searchText().isEmpty() || shown == total)
+    const int total = int(m_view->logEntries().size());
+    if (m_view->searchText().isEmpty() || shown == total)
         m_count->setText(total == 1 ? QStringLiteral("1 entry") : QStringLiteral("%1 entries").arg(total));
     else
         m_count->setText(QStringLiteral("%1 of %2 entries").arg(shown).arg(total));
@@ -156,7 +158,7 @@ void LogPaneView::updateCount()
 
 void LogPaneView::scrollToNewestIfFollowing()
 {
-    if (!m_controller->autoScrollEnabled() || !m_controller->searchText().isEmpty())
+    if (!m_view->autoScrollEnabled() || !m_view->searchText().isEmpty())
         return;
     // After the view has laid the new rows out.
     QTimer::singleShot(0, m_list, [list = m_list] { list->scrollToBottom(); });
@@ -177,7 +179,7 @@ void LogPaneView::copySelection()
         return;
     QClipboard *clipboard = QApplication::clipboard();
     clipboard->clear();
-    clipboard->setText(m_controller->exportText(ids));
+    clipboard->setText(m_view->exportText(ids));
 }
 
 void LogPaneView::selectAllRows() { m_list->selectAll(); }
@@ -187,34 +189,34 @@ void LogPaneView::expandAll()
     QSet<QUuid> ids;
     for (int row = 0; row < m_model->rowCount(); ++row)
         ids.insert(m_model->entryAt(row).id);
-    m_controller->setExpanded(ids, true);
+    m_view->setExpanded(ids, true);
 }
 
-void LogPaneView::collapseAll() { m_controller->collapseAll(); }
+void LogPaneView::collapseAll() { m_view->collapseAll(); }
 
-void LogPaneView::toggleExpanded(const QUuid &id) { m_controller->toggleExpanded(id); }
+void LogPaneView::toggleExpanded(const QUuid &id) { m_view->toggleExpanded(id); }
 
 void LogPaneView::showDetails(const QUuid &id)
 {
-    const std::optional<LogEntry> entry = m_controller->entry(id);
+    const std::optional<LogEntry> entry = m_view->entry(id);
     if (!entry)
         return;
-    auto *window = new LogEntryWindow(*entry, m_controller, this->window());
+    auto *window = new LogEntryWindow(*entry, m_view, this->window());
     window->show();
     window->raise();
     window->activateWindow();
     m_detailWindow = window;
 }
 
-void LogPaneView::clearLog() { m_controller->clear(); }
+void LogPaneView::clearLog() { m_view->clear(); }
 
 void LogPaneView::exportLog()
 {
     FileDialogs::SaveRequest request;
     request.title = QStringLiteral("Export log to file");
-    request.suggestedName = LogController::exportFileName();
+    request.suggestedName = LogViewController::exportFileName();
     request.nameFilter = QStringLiteral("Text files (*.txt)");
-    QPointer<LogController> controller(m_controller);
+    QPointer<LogViewController> controller(m_view);
     FileDialogs::current()->chooseSaveFile(this, request, [controller](const QString &path) {
         if (controller && !path.isEmpty())
             controller->exportToFile(path);
@@ -223,7 +225,7 @@ void LogPaneView::exportLog()
 
 void LogPaneView::toggleAutoScroll()
 {
-    m_controller->setAutoScrollEnabled(!m_controller->autoScrollEnabled());
+    m_view->setAutoScrollEnabled(!m_view->autoScrollEnabled());
     scrollToNewestIfFollowing();
 }
 
@@ -245,7 +247,7 @@ void LogPaneView::showContextMenu(const QPoint &position)
     menu.addSeparator();
     menu.addAction(QStringLiteral("Expand All"), this, &LogPaneView::expandAll);
     QAction *collapse = menu.addAction(QStringLiteral("Collapse All"), this, &LogPaneView::collapseAll);
-    collapse->setEnabled(m_controller->anyExpanded());
+    collapse->setEnabled(m_view->anyExpanded());
     menu.exec(m_list->viewport()->mapToGlobal(position));
 }
 

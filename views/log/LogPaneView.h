@@ -8,6 +8,7 @@
 #include <QWidget>
 
 class LogController;
+class LogViewController;
 class LogEntryDelegate;
 
 class LogListModel;
@@ -24,9 +25,11 @@ class LogPaneView : public QWidget {
     Q_OBJECT
 
 public:
+    // Over the log's view state (LogViewController::of), the shared log's by default.
     explicit LogPaneView(LogController *controller = nullptr, QWidget *parent = nullptr);
 
     LogController *controller() const { return m_controller; }
+    LogViewController *viewController() const { return m_view; }
     LogListModel *model() const { return m_model; }
     QListView *listView() const { return m_list; }
     QLineEdit *searchField() const { return m_search; }
@@ -62,6 +65,7 @@ private:
     void showContextMenu(const QPoint &position);
 
     LogController *m_controller;
+    LogViewController *m_view;
     LogListModel *m_model;
     LogEntryDelegate *m_delegate;
     QListView *m_list;

@@ -1,7 +1,7 @@
 #include "views/plugins/PluginApprovalDialog.h"
 
-#include "tools/plugins/PluginController.h"
-#include "tools/plugins/PluginTexts.h"
+#include "app/plugins/PluginManagerController.h"
+#include "app/plugins/PluginTexts.h"
 #include "views/plugins/PluginSheetParts.h"
 
 #include <QGroupBox>
@@ -10,7 +10,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-PluginApprovalDialog::PluginApprovalDialog(PluginController *controller, const Plugin &plugin, QWidget *parent)
+PluginApprovalDialog::PluginApprovalDialog(PluginManagerController *controller, const Plugin &plugin, QWidget *parent)
     : QDialog(parent), m_controller(controller)
 {
     setObjectName(QStringLiteral("pluginApprovalDialog"));
@@ -44,8 +44,8 @@ PluginApprovalDialog::PluginApprovalDialog(PluginController *controller, const P
     layout->addLayout(buttons);
 
     // The answers go to the controller; its flag decides when the sheet goes.
-    connect(m_approve, &QPushButton::clicked, controller, &PluginController::approve);
-    connect(m_deny, &QPushButton::clicked, controller, &PluginController::deny);
+    connect(m_approve, &QPushButton::clicked, controller, &PluginManagerController::approve);
+    connect(m_deny, &QPushButton::clicked, controller, &PluginManagerController::deny);
 }
 
 void PluginApprovalDialog::reject()

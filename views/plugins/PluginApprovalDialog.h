@@ -4,7 +4,7 @@
 
 #include <QDialog>
 
-class PluginController;
+class PluginManagerController;
 class QPushButton;
 
 // The approval sheet over the controller's pending plug-in: its descriptor, and the two
@@ -14,7 +14,7 @@ class PluginApprovalDialog : public QDialog {
     Q_OBJECT
 
 public:
-    PluginApprovalDialog(PluginController *controller, const Plugin &plugin, QWidget *parent = nullptr);
+    PluginApprovalDialog(PluginManagerController *controller, const Plugin &plugin, QWidget *parent = nullptr);
 
     QPushButton *approveButton() const { return m_approve; }
     QPushButton *denyButton() const { return m_deny; }
@@ -23,7 +23,7 @@ protected:
     void reject() override;
 
 private:
-    PluginController *m_controller;
+    PluginManagerController *m_controller;
     QPushButton *m_approve;
     QPushButton *m_deny;
 };

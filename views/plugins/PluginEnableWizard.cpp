@@ -1,7 +1,7 @@
 #include "views/plugins/PluginEnableWizard.h"
 
-#include "tools/plugins/PluginController.h"
-#include "tools/plugins/PluginTexts.h"
+#include "app/plugins/PluginManagerController.h"
+#include "app/plugins/PluginTexts.h"
 #include "views/plugins/PluginSheetParts.h"
 
 #include <QFontDatabase>
@@ -11,7 +11,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-PluginEnableWizard::PluginEnableWizard(PluginController *controller, const Plugin &plugin, QWidget *parent)
+PluginEnableWizard::PluginEnableWizard(PluginManagerController *controller, const Plugin &plugin, QWidget *parent)
     : QDialog(parent), m_controller(controller)
 {
     setObjectName(QStringLiteral("pluginEnableWizard"));
@@ -57,8 +57,8 @@ PluginEnableWizard::PluginEnableWizard(PluginController *controller, const Plugi
     layout->addWidget(warning);
     layout->addLayout(buttons);
 
-    connect(m_choose, &QPushButton::clicked, controller, &PluginController::chooseFileAndEnable);
-    connect(m_cancel, &QPushButton::clicked, controller, &PluginController::dismissEnableWizard);
+    connect(m_choose, &QPushButton::clicked, controller, &PluginManagerController::chooseFileAndEnable);
+    connect(m_cancel, &QPushButton::clicked, controller, &PluginManagerController::dismissEnableWizard);
 }
 
 void PluginEnableWizard::reject()

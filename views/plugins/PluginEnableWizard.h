@@ -4,7 +4,7 @@
 
 #include <QDialog>
 
-class PluginController;
+class PluginManagerController;
 class QPushButton;
 
 // The enable wizard: says why the plug-in's file must be picked again, and what an enabled
@@ -13,7 +13,7 @@ class PluginEnableWizard : public QDialog {
     Q_OBJECT
 
 public:
-    PluginEnableWizard(PluginController *controller, const Plugin &plugin, QWidget *parent = nullptr);
+    PluginEnableWizard(PluginManagerController *controller, const Plugin &plugin, QWidget *parent = nullptr);
 
     QPushButton *chooseButton() const { return m_choose; }
     QPushButton *cancelButton() const { return m_cancel; }
@@ -22,7 +22,7 @@ protected:
     void reject() override;
 
 private:
-    PluginController *m_controller;
+    PluginManagerController *m_controller;
     QPushButton *m_choose;
     QPushButton *m_cancel;
 };

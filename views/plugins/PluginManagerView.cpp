@@ -1,9 +1,9 @@
 #include "views/plugins/PluginManagerView.h"
 
-#include "tools/plugins/PluginController.h"
-#include "tools/plugins/PluginTexts.h"
-#include "views/app/AlertPresenter.h"
-#include "views/app/CommandButton.h"
+#include "app/plugins/PluginManagerController.h"
+#include "app/plugins/PluginTexts.h"
+#include "views/common/AlertPresenter.h"
+#include "views/common/CommandButton.h"
 #include "views/plugins/PluginApprovalDialog.h"
 #include "views/plugins/PluginEnableWizard.h"
 #include "views/plugins/PluginSecurityInfoDialog.h"
@@ -25,26 +25,26 @@ namespace {
 enum class Sheet { Approval, SecurityInfo, EnableWizard, Uninstall };
 
 // The sheets on screen, one of each kind per controller, whichever view opened it.
-QHash<QPair<const PluginController *, int>, QPointer<QDialog>> &openSheets()
+QHash<QPair<const PluginManagerController *, int>, QPointer<QDialog>> &openSheets()
 {
-    static QHash<QPair<const PluginController *, int>, QPointer<QDialog>> sheets;
+    static QHash<QPair<const PluginManagerController *, int>, QPointer<QDialog>> sheets;
     return sheets;
 }
 
-QPointer<QDialog> &sheetSlot(const PluginController *controller, Sheet sheet)
+QPointer<QDialog> &sheetSlot(const PluginManagerController *controller, Sheet sheet)
 {
     return openSheets()[qMakePair(controller, int(sheet))];
 }
 
-QDialog *openSheet(const PluginController *controller, Sheet sheet)
+QDialog *openSheet(const PluginManagerController *controller, Sheet sheet)
 {
     return openSheets().value(qMakePair(controller, int(sheet)));
 }
 
 }  // namespace
 
-PluginManagerView::PluginManagerView(PluginController *controller, QWidget *parent)
-    : DestinationScreen(parent), m_controller(controller ? controller : PluginController::shared())
+PluginManagerView::PluginManagerView(PluginManagerController *controller, QWidget *parent)
+    : DestinationScreen(parent), m_controller(controller ? controller : PluginManagerController::shared())
 {
     setObjectName(QStringLiteral("pluginManagerView"));
 
@@ -110,10 +110,10 @@ PluginManagerView::PluginManagerView(PluginController *controller, QWidget *pare
     });
     connect(m_table, &QTableWidget::itemSelectionChanged, this, &PluginManagerView::refreshState);
 
-    connect(m_controller, &PluginController::pluginsChanged, this, &PluginManagerView::rebuild);
-    connect(m_controller, &PluginController::isLoadingChanged, this, &PluginManagerView::refreshState);
-    for (auto signal : {&PluginController::showApprovalDialogChanged, &PluginController::showingSecurityInfoChanged,
-                        &PluginController::showingEnableWizardChanged, &PluginController::showDeleteConfirmDialogChanged})
+    connect(m_controller, &PluginManagerController::pluginsChanged, this, &PluginManagerView::rebuild);
+    connect(m_controller, &PluginManagerController::isLoadingChanged, this, &PluginManagerView::refreshState);
+    for (auto signal : {&PluginManagerController::showApprovalDialogChanged, &PluginManagerController::showingSecurityInfoChanged,
+                        &PluginManagerController::showingEnableWizardChanged, &PluginManagerController::showDeleteConfirmDialogChanged})
         connect(m_controller, signal, this, &PluginManagerView::presentSheets);
     AlertPresenter::bind(m_controller, this);
 
@@ -268,7 +268,7 @@ void PluginManagerView::presentSheets()
         uninstall->setObjectName(QStringLiteral("confirmUninstallButton"));
         box->addButton(QMessageBox::Cancel);
         box->setDefaultButton(QMessageBox::Cancel);
-        QPointer<PluginController> controller(m_controller);
+        QPointer<PluginManagerController> controller(m_controller);
         connect(box, &QMessageBox::finished, box, [box, uninstall, controller] {
             if (!controller)
                 return;

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "tools/plugins/Plugin.h"
-#include "views/app/DestinationScreen.h"
+#include "views/common/DestinationScreen.h"
 
 #include <QPointer>
 #include <optional>
 
-class PluginController;
+class PluginManagerController;
 class QDialog;
 class QLabel;
 class QMessageBox;
@@ -26,14 +26,14 @@ class PluginManagerView : public DestinationScreen {
 public:
     enum Column { EnabledColumn = 0, NameColumn, VersionColumn, AuthorColumn, PathColumn, InfoColumn };
 
-    explicit PluginManagerView(PluginController *controller = nullptr, QWidget *parent = nullptr);
+    explicit PluginManagerView(PluginManagerController *controller = nullptr, QWidget *parent = nullptr);
     ~PluginManagerView() override;
 
     AbstractController *activeController() const override;
     bool handlesCommand(MenuCommand command) const override;
     void performCommand(MenuCommand command) override;
 
-    PluginController *controller() const { return m_controller; }
+    PluginManagerController *controller() const { return m_controller; }
     QTableWidget *table() const { return m_table; }
     QPushButton *registerButton() const { return m_register; }
     QPushButton *uninstallButton() const { return m_uninstall; }
@@ -54,7 +54,7 @@ private:
     void rowSwitched(int row);
     void presentSheets();
 
-    PluginController *m_controller;
+    PluginManagerController *m_controller;
     QLabel *m_loading;
     QLabel *m_empty;
     QTableWidget *m_table;

@@ -1,7 +1,7 @@
 #include "views/plugins/PluginSecurityInfoDialog.h"
 
-#include "tools/plugins/PluginController.h"
-#include "tools/plugins/PluginTexts.h"
+#include "app/plugins/PluginManagerController.h"
+#include "app/plugins/PluginTexts.h"
 #include "views/plugins/PluginSheetParts.h"
 
 #include <QGroupBox>
@@ -10,7 +10,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-PluginSecurityInfoDialog::PluginSecurityInfoDialog(PluginController *controller, const Plugin &plugin, QWidget *parent)
+PluginSecurityInfoDialog::PluginSecurityInfoDialog(PluginManagerController *controller, const Plugin &plugin, QWidget *parent)
     : QDialog(parent), m_controller(controller)
 {
     setObjectName(QStringLiteral("pluginSecurityInfoDialog"));
@@ -41,7 +41,7 @@ PluginSecurityInfoDialog::PluginSecurityInfoDialog(PluginController *controller,
     layout->addWidget(details);
     layout->addLayout(buttons);
 
-    connect(m_done, &QPushButton::clicked, controller, &PluginController::dismissSecurityInfo);
+    connect(m_done, &QPushButton::clicked, controller, &PluginManagerController::dismissSecurityInfo);
 }
 
 void PluginSecurityInfoDialog::reject()

@@ -4,7 +4,7 @@
 
 #include <QDialog>
 
-class PluginController;
+class PluginManagerController;
 class QPushButton;
 
 // The security information sheet of one plug-in: what holds for every plug-in here, and
@@ -13,7 +13,7 @@ class PluginSecurityInfoDialog : public QDialog {
     Q_OBJECT
 
 public:
-    PluginSecurityInfoDialog(PluginController *controller, const Plugin &plugin, QWidget *parent = nullptr);
+    PluginSecurityInfoDialog(PluginManagerController *controller, const Plugin &plugin, QWidget *parent = nullptr);
 
     QPushButton *doneButton() const { return m_done; }
 
@@ -21,6 +21,6 @@ protected:
     void reject() override;
 
 private:
-    PluginController *m_controller;
+    PluginManagerController *m_controller;
     QPushButton *m_done;
 };

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "tools/plugins/Plugin.h"
-#include "tools/plugins/PluginTexts.h"
+#include "app/plugins/PluginTexts.h"
 
 #include <QFontDatabase>
 #include <QFormLayout>

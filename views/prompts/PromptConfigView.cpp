@@ -3,7 +3,7 @@
 #include "store/PersistenceController.h"
 #include "store/PromptArguments.h"
 #include "store/PromptConfig.h"
-#include "store/PromptConfigController.h"
+#include "app/config/PromptConfigController.h"
 #include "store/PromptQueryService.h"
 
 #include <QCheckBox>

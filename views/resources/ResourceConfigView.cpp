@@ -2,7 +2,7 @@
 
 #include "store/PersistenceController.h"
 #include "store/ResourceConfig.h"
-#include "store/ResourceConfigController.h"
+#include "app/config/ResourceConfigController.h"
 
 #include <QComboBox>
 #include <QDialog>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "views/app/ConfigScreen.h"
+#include "views/common/ConfigScreen.h"
 
 class QComboBox;
 class QLabel;

@@ -1,7 +1,7 @@
 #include "views/script/ScriptEditorView.h"
 
 #include "diagnostics/LogController.h"
-#include "views/app/AlertPresenter.h"
+#include "views/common/AlertPresenter.h"
 #include "views/log/LogPaneView.h"
 #include "views/script/EditorSettingsDialog.h"
 #include "views/script/QtFileExplorerPanels.h"

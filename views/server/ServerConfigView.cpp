@@ -3,9 +3,9 @@
 #include "app/SettingsManager.h"
 #include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
-#include "store/ServerConfigController.h"
-#include "views/app/AlertPresenter.h"
-#include "views/app/CommandButton.h"
+#include "app/config/ServerConfigController.h"
+#include "views/common/AlertPresenter.h"
+#include "views/common/CommandButton.h"
 #include "views/log/LogPaneView.h"
 
 #include <QApplication>

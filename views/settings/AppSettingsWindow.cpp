@@ -1,7 +1,7 @@
 #include "views/settings/AppSettingsWindow.h"
 
 #include "base/AppPaths.h"
-#include "views/app/AppIcons.h"
+#include "views/common/AppIcons.h"
 
 #include <QGuiApplication>
 #include <QHash>

@@ -1,7 +1,7 @@
 #include "views/settings/BookmarkSetupView.h"
 
 #include "tools/security/BookmarkController.h"
-#include "tools/security/BookmarkSetupViewModel.h"
+#include "app/security/BookmarkSetupViewModel.h"
 
 #include <QHBoxLayout>
 #include <QHeaderView>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "store/ToolInputSchemaEditor.h"
-#include "store/ToolOutputSchemaEditor.h"
+#include "app/config/ToolInputSchemaEditor.h"
+#include "app/config/ToolOutputSchemaEditor.h"
 
 #include <QDialog>
 #include <memory>

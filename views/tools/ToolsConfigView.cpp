@@ -2,7 +2,7 @@
 
 #include "store/PersistenceController.h"
 #include "store/ToolsConfig.h"
-#include "store/ToolsConfigController.h"
+#include "app/config/ToolsConfigController.h"
 #include "tools/plugins/PluginController.h"
 #include "views/tools/ToolSchemaEditorDialog.h"
 

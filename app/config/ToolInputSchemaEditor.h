@@ -1,0 +1,20 @@
+#pragma once
+
+#include "store/ToolInSchemaParams.h"
+#include "store/ToolInputSchema.h"
+#include "app/config/ToolSchemaEditor.h"
+
+// The "Add Input Scheme" editor's form.
+using ToolInputSchemaEditor = ToolSchemaEditor<ToolInputSchema, ToolInSchemaParams>;
+
+template <>
+inline ToolInSchemaParams *ToolInputSchemaEditor::createParams()
+{
+    return ToolsQueryService::createInSchemaParams(m_controller->context());
+}
+
+template <>
+inline QList<ToolInputSchema *> ToolInputSchemaEditor::sortedSchemas(const ToolsConfig *tool)
+{
+    return ToolsQueryService::sortedInputSchemas(tool);
+}

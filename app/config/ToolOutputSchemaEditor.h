@@ -1,0 +1,20 @@
+#pragma once
+
+#include "store/ToolOutSchemeParams.h"
+#include "store/ToolOutputSchema.h"
+#include "app/config/ToolSchemaEditor.h"
+
+// The "Add Output Scheme" editor's form.
+using ToolOutputSchemaEditor = ToolSchemaEditor<ToolOutputSchema, ToolOutSchemeParams>;
+
+template <>
+inline ToolOutSchemeParams *ToolOutputSchemaEditor::createParams()
+{
+    return ToolsQueryService::createOutSchemeParams(m_controller->context());
+}
+
+template <>
+inline QList<ToolOutputSchema *> ToolOutputSchemaEditor::sortedSchemas(const ToolsConfig *tool)
+{
+    return ToolsQueryService::sortedOutputSchemas(tool);
+}
