@@ -217,7 +217,7 @@ TEST_F(PluginScriptingTest, CallsOnManyThreadsRunSideBySideAndKeepTheirOwnResult
             for (int i = 0; i < callsPerThread; ++i) {
                 const QString sid = QStringLiteral("worker-%1-%2").arg(t).arg(i);
                 const int n = t * 1000 + i;
-                const JSONToolResult result = PluginController::shared()->callScript(
+                const JSONToolResult result = PluginScripting::callScript(
                     sid, path, QStringLiteral("h"), QStringLiteral("{\"n\": %1}").arg(n));
                 if (text(result) != sid || field(result, "n").toInt() != n || field(result, "sum").toInt() != 5995)
                     ++wrong;
@@ -234,7 +234,7 @@ TEST_F(PluginScriptingTest, CallsOnManyThreadsRunSideBySideAndKeepTheirOwnResult
     for (int t = 0; t < 4; ++t) {
         workers.emplace_back([&] {
             for (int i = 0; i < 10; ++i) {
-                const JSONToolResult result = PluginController::shared()->callScript("shared", path, "h", "{\"n\": 1}");
+                const JSONToolResult result = PluginScripting::callScript("shared", path, "h", "{\"n\": 1}");
                 if (!field(result, "success").toBool())
                     ++failed;
             }

@@ -7,7 +7,6 @@
 #include "diagnostics/LogController.h"
 #include "tools/plugins/PluginInspector.h"
 #include "tools/plugins/ToolDiscoveryService.h"
-#include "tools/scripting/PluginScripting.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/ScopedSecurityAccess.h"
 
@@ -84,12 +83,6 @@ PluginController::PluginController(BookmarkController *security, LogController *
 }
 
 PluginController::~PluginController() = default;
-
-JSONToolResult PluginController::callScript(const QString &sid, const QString &scriptPath, const QString &handlerName,
-                                            const QString &jsonParams)
-{
-    return PluginScripting::callScript(this, sid, scriptPath, handlerName, jsonParams);
-}
 
 // ---- Published state ----
 

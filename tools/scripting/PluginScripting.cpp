@@ -3,7 +3,6 @@
 #include "base/AppPaths.h"
 #include "diagnostics/LogController.h"
 #include "tools/builtin/Utf8TextFile.h"
-#include "tools/plugins/PluginController.h"
 #include "tools/scripting/ScriptBridge.h"
 #include "tools/scripting/ScriptBridgeExports.h"
 #include "tools/scripting/ScriptContextManager.h"
@@ -86,8 +85,8 @@ std::optional<QString> PluginScripting::loadPreprocessor()
     return text;
 }
 
-JSONToolResult PluginScripting::callScript(PluginController *controller, const QString &sid, const QString &scriptPath,
-                                           const QString &handlerName, const QString &jsonParams)
+JSONToolResult PluginScripting::callScript(const QString &sid, const QString &scriptPath, const QString &handlerName,
+                                           const QString &jsonParams)
 {
     LogController *logger = LogController::shared();
     ScriptContextManager *manager = ScriptContextManager::shared();
@@ -128,7 +127,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
         return logger->toolError(watchdog.stopText(), -1, MCPLogMessageType::Error);
     };
 
-    auto bridge = std::make_shared<ScriptBridge>(sid, controller);
+    auto bridge = std::make_shared<ScriptBridge>(sid);
     context->setObjectForKeyedSubscript(QStringLiteral("Kelvara"), ScriptBridgeExports::makeHostObject(ctx, bridge));
     bridge->setJSContext(context);
 

@@ -5,9 +5,8 @@
 #include <QString>
 #include <optional>
 
-class PluginController;
-
-// The script tool runtime behind PluginController::callScript. One call reads the script
+// The script tool runtime: the router calls it for tools of type "ScriptTool", the script
+// editor for its runs. One call reads the script
 // and the pre-processor from disk, makes a fresh context with the host object `Kelvara`,
 // `stdOut`, `stdErr`, `console` and `__moduleDir`, evaluates the pre-processor and the
 // script, calls toolEntry and turns what it gives into a JSONToolResult.
@@ -16,8 +15,8 @@ class PluginController;
 // call makes the current directory of the process the script's folder and leaves it so.
 class PluginScripting {
 public:
-    static JSONToolResult callScript(PluginController *controller, const QString &sid, const QString &scriptPath,
-                                     const QString &handlerName, const QString &jsonParams);
+    static JSONToolResult callScript(const QString &sid, const QString &scriptPath, const QString &handlerName,
+                                     const QString &jsonParams);
 
     // Where a script lives: an absolute path as it stands, a relative one inside the
     // application's container (AppPaths::dataDir()).
