@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/JSONToolResult.h"
+#include "tools/scripting/ScriptValue.h"
 
 #include <QString>
 #include <optional>
@@ -21,11 +22,12 @@ public:
     // Where a script lives: an absolute path as it stands, a relative one inside the
     // application's container (AppPaths::dataDir()).
     static QString resolvedScriptPath(const QString &scriptPath);
-    // The script's text, read as UTF-8 inside the security scope of its path, or nothing
-    // (both logged).
-    static std::optional<QString> loadScriptText(const QString &path, QString *failure = nullptr);
-    // bootstrap.js from the resources' ToolSDK/Scripts folder, or nothing (logged).
-    static std::optional<QString> loadPreprocessor();
+    // The script's text, as UTF-8 inside the security scope of its path, or nothing (both
+    // logged). Read again only when the file changed on disk since the last call.
+    static std::optional<ScriptValue::String> loadScriptText(const QString &path, QString *failure = nullptr);
+    // bootstrap.js from the resources' ToolSDK/Scripts folder, or nothing (logged); kept
+    // like a script's text.
+    static std::optional<ScriptValue::String> loadPreprocessor();
     static QString preprocessorPath();
 
     // The source that defines `console`, evaluated in every context.
