@@ -157,6 +157,59 @@ TEST_F(PluginScriptingTest, EveryCallSeesTheFileAsItIsNow)
     EXPECT_EQ(text(call(path)), "two");
 }
 
+TEST_F(PluginScriptingTest, AContextPreparedAheadIsFreshAndHasEverythingInPlace)
+{
+    // Each call changes what a later call would see if it shared the context: globals,
+    // `console`, the host object, the output arrays and the pre-processor's `Tool`.
+    const QString path = writeScript(R"JS(
+        function toolEntry(sid) {
+            var seen = [typeof leftover, typeof console.log, typeof Kelvara.log, stdOut.length, stdErr.length,
+                        typeof Tool.dispatch, typeof require, __moduleDir].join(' ');
+            leftover = 1;
+            console.log = null;
+            Kelvara.log = null;
+            stdOut.push('x');
+            Tool = null;
+            Kelvara.setToolResult(JSON.stringify({text: seen, metadata: {sid: sid}}));
+            return 'ignored';
+        })JS", "fresh.js");
+    // On one thread one after another, as a worker serves its calls, and now and then on a
+    // thread of its own.
+    for (int i = 0; i < 6; ++i) {
+        const QString sid = QStringLiteral("fresh-%1").arg(i);
+        JSONToolResult result;
+        if (i % 3 == 2) {
+            std::thread other([&] { result = call(path, "{}", sid); });
+            other.join();
+        } else {
+            result = call(path, "{}", sid);
+        }
+        EXPECT_EQ(text(result), "undefined function function 0 0 function function " + folder) << i;
+        EXPECT_EQ(field(result, "sid").toString(), sid);
+        EXPECT_FALSE(ScriptContextManager::shared()->hasContext(sid));
+    }
+}
+
+TEST_F(PluginScriptingTest, AnEditedPreprocessorReachesTheNextCall)
+{
+    const QString resources = TestSupport::makeTempDir("own-resources");
+    const QString bootstrap = resources + "/ToolSDK/Scripts/bootstrap.js";
+    const QByteArray previous = qgetenv("KELVARA_RESOURCES");
+    qputenv("KELVARA_RESOURCES", resources.toUtf8());
+    const QString path = writeScript("function toolEntry() { return JSON.stringify({text: String(mark)}); }", "mark.js");
+    writeBytes("var mark = 'one';", "bootstrap.js", resources + "/ToolSDK/Scripts");
+    EXPECT_EQ(text(call(path)), "one");
+    EXPECT_EQ(text(call(path)), "one");
+    // Another text of another length: the context made ahead with the old one is not used.
+    writeBytes("var mark = 'second';", "bootstrap.js", resources + "/ToolSDK/Scripts");
+    EXPECT_EQ(text(call(path)), "second");
+    EXPECT_EQ(text(call(path)), "second");
+    ASSERT_TRUE(QFile::remove(bootstrap));
+    EXPECT_EQ(text(call(path, "{}", "gone-bootstrap")), "Error -1 [Script] Failed to load pre-processor from bundle");
+    ScriptContextManager::shared()->clearContext("gone-bootstrap");
+    qputenv("KELVARA_RESOURCES", previous);
+}
+
 TEST_F(PluginScriptingTest, RelativePathNamesAScriptInTheApplicationsContainer)
 {
     const QString container = AppPaths::dataDir();

@@ -1,13 +1,60 @@
 #include "tools/scripting/ScriptContextGroupPool.h"
 
+#include "tools/scripting/PluginScripting.h"
+#include "tools/scripting/ScriptBridge.h"
+#include "tools/scripting/ScriptBridgeExports.h"
+#include "tools/scripting/ScriptSourceCache.h"
+#include "tools/scripting/ScriptValue.h"
+
+#include <condition_variable>
+#include <deque>
+#include <thread>
+
+// A full collection now; exported by the library but declared only in a header the -dev
+// package does not ship. The public JSGarbageCollect only hints, and a group that makes a
+// global object per call then grows to tens of megabytes before its collector runs.
+extern "C" JS_EXPORT void JSSynchronousGarbageCollectForDebugging(JSContextRef context);
+
+// A thread's group, and the context being prepared in it or ready there.
+struct ScriptContextGroupPool::Mailbox {
+    std::mutex mutex;
+    std::condition_variable ready;
+    bool pending = false;   // the helper holds the group
+    bool orphaned = false;  // the thread ended meanwhile
+    Lent lent;
+};
+
+struct ScriptContextGroupPool::Job {
+    JSContextGroupRef group;
+    JSGlobalContextRef finished;
+    std::weak_ptr<Mailbox> box;
+};
+
+struct HelperQueue {
+    std::mutex mutex;
+    std::condition_variable wake;
+    std::deque<ScriptContextGroupPool::Job> jobs;
+    std::once_flag started;
+};
 
 // The group a thread used last; handed to the shared stock when the thread ends.
 struct ThreadGroupSlot {
-    JSContextGroupRef group = nullptr;
+    std::shared_ptr<ScriptContextGroupPool::Mailbox> box = std::make_shared<ScriptContextGroupPool::Mailbox>();
     ~ThreadGroupSlot()
     {
-        if (group)
-            ScriptContextGroupPool::shared().releaseToStock(group);
+        ScriptContextGroupPool::Lent left;
+        {
+            std::lock_guard lock(box->mutex);
+            if (box->pending) {
+                box->orphaned = true;  // the helper stocks the group when it is done
+                return;
+            }
+            left = std::exchange(box->lent, {});
+        }
+        if (left.context)
+            JSGlobalContextRelease(left.context);
+        if (left.group)
+            ScriptContextGroupPool::shared().releaseToStock(left.group);
     }
 };
 
@@ -25,17 +72,22 @@ ScriptContextGroupPool &ScriptContextGroupPool::shared()
     return *pool;
 }
 
+ScriptContextGroupPool::ScriptContextGroupPool() : m_helper(std::make_unique<HelperQueue>()) {}
+
 ScriptContextGroupPool::~ScriptContextGroupPool()
 {
     for (JSContextGroupRef group : m_idle)
         JSContextGroupRelease(group);
 }
 
-JSContextGroupRef ScriptContextGroupPool::acquire()
+ScriptContextGroupPool::Lent ScriptContextGroupPool::acquire()
 {
-    if (JSContextGroupRef own = t_slot.group) {
-        t_slot.group = nullptr;
-        return own;
+    Mailbox &box = *t_slot.box;
+    {
+        std::unique_lock lock(box.mutex);
+        box.ready.wait(lock, [&] { return !box.pending; });
+        if (box.lent.group)
+            return std::exchange(box.lent, {});
     }
     {
         std::lock_guard lock(m_mutex);
@@ -43,21 +95,120 @@ JSContextGroupRef ScriptContextGroupPool::acquire()
             // The warmest group: its heap and caches were used last.
             JSContextGroupRef group = m_idle.back();
             m_idle.pop_back();
-            return group;
+            return Lent{group};
         }
     }
-    return JSContextGroupCreate();
+    return Lent{JSContextGroupCreate()};
 }
 
 void ScriptContextGroupPool::release(JSContextGroupRef group)
 {
     if (!group)
         return;
-    if (!t_slot.group) {
-        t_slot.group = group;
-        return;
+    Mailbox &box = *t_slot.box;
+    {
+        std::lock_guard lock(box.mutex);
+        if (!box.pending && !box.lent.group) {
+            box.lent.group = group;
+            return;
+        }
     }
     releaseToStock(group);
+}
+
+void ScriptContextGroupPool::finish(JSContextGroupRef group, JSGlobalContextRef context)
+{
+    const std::shared_ptr<Mailbox> box = t_slot.box;
+    bool busy = false;
+    {
+        std::lock_guard lock(box->mutex);
+        busy = box->pending || box->lent.group;
+        if (!busy)
+            box->pending = true;
+    }
+    if (busy) {
+        // The thread already holds a group (a context of a session shared by two calls ends
+        // on the thread of the other): this one goes to the stock as it is.
+        JSSynchronousGarbageCollectForDebugging(context);
+        JSGlobalContextRelease(context);
+        releaseToStock(group);
+        return;
+    }
+    std::call_once(m_helper->started, [this] { std::thread([this] { runHelper(); }).detach(); });
+    {
+        std::lock_guard lock(m_helper->mutex);
+        m_helper->jobs.push_back(Job{group, context, box});
+    }
+    m_helper->wake.notify_one();
+}
+
+ScriptContextGroupPool::Lent ScriptContextGroupPool::prepare(JSContextGroupRef group)
+{
+    JSGlobalContextRef context = JSGlobalContextCreateInGroup(group, nullptr);
+    if (!context)
+        return Lent{group};
+    // The pre-processor as the next call will find it; a call that finds another text (the
+    // file changed) or none makes its own context instead.
+    std::optional<ScriptValue::String> preprocessor = ScriptSourceCache::shared().load(PluginScripting::preprocessorPath());
+    auto bridge = std::make_shared<ScriptBridge>(QString());
+    JSObjectRef global = JSContextGetGlobalObject(context);
+    JSValueRef exception = nullptr;
+    auto set = [&](const char *name, JSValueRef value) {
+        ScriptValue::String key{QString::fromLatin1(name)};
+        JSObjectSetProperty(context, global, key.get(), value, kJSPropertyAttributeNone, &exception);
+    };
+    set("Kelvara", ScriptBridgeExports::makeHostObject(context, bridge));
+    set("stdOut", JSObjectMakeArray(context, 0, nullptr, nullptr));
+    set("stdErr", JSObjectMakeArray(context, 0, nullptr, nullptr));
+    if (!exception) {
+        const ScriptValue::String console(PluginScripting::consoleSource());
+        JSEvaluateScript(context, console.get(), nullptr, nullptr, 1, &exception);
+    }
+    if (!exception && preprocessor) {
+        const ScriptValue::String url(QStringLiteral("bootstrap.js"));
+        JSEvaluateScript(context, preprocessor->get(), nullptr, url.get(), 1, &exception);
+    }
+    if (exception || !preprocessor) {
+        // Whatever went wrong is for the call to meet and report in a context of its own.
+        JSGlobalContextRelease(context);
+        return Lent{group};
+    }
+    auto text = std::make_shared<ScriptValue::String>(std::move(*preprocessor));
+    return Lent{group, context, std::move(bridge), std::move(text)};
+}
+
+void ScriptContextGroupPool::runHelper()
+{
+    unsigned ended = 0;
+    for (;;) {
+        Job job;
+        {
+            std::unique_lock lock(m_helper->mutex);
+            m_helper->wake.wait(lock, [&] { return !m_helper->jobs.empty(); });
+            job = m_helper->jobs.front();
+            m_helper->jobs.pop_front();
+        }
+        // Collected while the finished context still holds the group.
+        if (++ended % kCollectEvery == 0)
+            JSSynchronousGarbageCollectForDebugging(job.finished);
+        JSGlobalContextRelease(job.finished);
+        Lent next = prepare(job.group);
+        bool delivered = false;
+        if (const std::shared_ptr<Mailbox> box = job.box.lock()) {
+            std::lock_guard lock(box->mutex);
+            if (!box->orphaned) {
+                box->lent = std::move(next);
+                delivered = true;
+            }
+            box->pending = false;
+            box->ready.notify_all();
+        }
+        if (!delivered) {
+            if (next.context)
+                JSGlobalContextRelease(next.context);
+            releaseToStock(job.group);
+        }
+    }
 }
 
 void ScriptContextGroupPool::releaseToStock(JSContextGroupRef group)

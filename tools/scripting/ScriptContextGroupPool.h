@@ -2,10 +2,16 @@
 
 #include <JavaScriptCore/JavaScript.h>
 
+#include <memory>
 #include <mutex>
 #include <vector>
 
-// Idle JavaScriptCore context groups (virtual machines), lent out one at a time.
+#include "tools/scripting/ScriptValue.h"
+
+class ScriptBridge;
+
+// Idle JavaScriptCore context groups (virtual machines), lent out one at a time, and the
+// contexts prepared in them ahead of the next call.
 //
 // Making a group costs several times what a context inside a warm group costs, and every
 // script call needs a fresh context. A context takes a group of its own for its whole life
@@ -16,6 +22,13 @@
 // live thread that ever entered the group to scan its stack, so groups passed around among
 // long-lived threads would make each collection wait for all of them. The engine's workers
 // are short-lived: when one ends, its group goes to the shared stock for the next thread.
+//
+// What a call leaves behind is cleared off its thread: when a context ends, one helper
+// thread collects the group's garbage (every kCollectEvery contexts), releases the context
+// and makes the thread's next one in the same group, with the host object, `stdOut`,
+// `stdErr`, `console` and the pre-processor in place. The thread's next call takes that
+// context (waiting, if it comes first, until it is ready), so neither the collection nor the
+// making of a context stands between a request and its answer.
 class ScriptContextGroupPool {
 public:
     static ScriptContextGroupPool &shared();
@@ -24,24 +37,45 @@ public:
     // heap, and the groups of a past burst would otherwise stay for good. Busy threads keep
     // theirs, so a steady load makes no new groups.
     static constexpr size_t maxIdleGroups = 1;
+    // A group's garbage is collected as every this many of its contexts end: a group stays a
+    // few megabytes.
+    static constexpr unsigned kCollectEvery = 2;
 
-    // The calling thread's last group, or one from the shared stock, or a new one; the
-    // caller owns one reference and gives it back with release().
-    JSContextGroupRef acquire();
+    // A group, and a context prepared in it (or none).
+    struct Lent {
+        JSContextGroupRef group = nullptr;
+        JSGlobalContextRef context = nullptr;
+        std::shared_ptr<ScriptBridge> bridge;  // behind the prepared context's `Kelvara`
+        std::shared_ptr<ScriptValue::String> preprocessor;  // the pre-processor's text it evaluated
+    };
+
+    // The calling thread's last group with its prepared context, or one from the shared
+    // stock, or a new one; the caller owns one reference to the group and to the context and
+    // gives both back with finish() (or the group alone with release()).
+    Lent acquire();
+    // The end of a context: the helper thread releases it and prepares the thread's next.
+    void finish(JSContextGroupRef group, JSGlobalContextRef context);
+    // Takes back a group without a context.
     void release(JSContextGroupRef group);
 
     // Groups in the shared stock (not those kept by a thread).
     size_t idleCount() const;
 
-    ScriptContextGroupPool() = default;
+    ScriptContextGroupPool();
     ~ScriptContextGroupPool();
     ScriptContextGroupPool(const ScriptContextGroupPool &) = delete;
     ScriptContextGroupPool &operator=(const ScriptContextGroupPool &) = delete;
 
+    struct Mailbox;
+    struct Job;
+
 private:
     friend struct ThreadGroupSlot;
     void releaseToStock(JSContextGroupRef group);
+    void runHelper();
+    static Lent prepare(JSContextGroupRef group);
 
     mutable std::mutex m_mutex;
     std::vector<JSContextGroupRef> m_idle;  // most recently used last
+    std::unique_ptr<struct HelperQueue> m_helper;
 };

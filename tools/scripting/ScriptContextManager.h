@@ -19,8 +19,9 @@ public:
     ScriptContextManager();
 
     // The session's context, made (with the exception handler installed) when there is
-    // none; nothing when the engine can make no context.
-    std::shared_ptr<ScriptContext> contextForSession(const QString &sid);
+    // none, prepared ahead when it was prepared with `preprocessor`; nothing when the engine
+    // can make no context.
+    std::shared_ptr<ScriptContext> contextForSession(const QString &sid, JSStringRef preprocessor = nullptr);
     // Forgets the session's context and logs that it did.
     void clearContext(const QString &sid);
     bool hasContext(const QString &sid) const;
