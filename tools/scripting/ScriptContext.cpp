@@ -47,9 +47,7 @@ void returnFreedMemory()
 ScriptContext::~ScriptContext()
 {
     if (m_discardGroup) {
-        JSGlobalContextRelease(m_context);
-        // The last reference: the group's heap goes with it.
-        JSContextGroupRelease(m_group);
+        ScriptContextGroupPool::shared().discard(m_group, m_context);
         returnFreedMemory();
         return;
     }

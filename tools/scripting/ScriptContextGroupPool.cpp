@@ -82,6 +82,7 @@ ScriptContextGroupPool::~ScriptContextGroupPool()
 
 ScriptContextGroupPool::Lent ScriptContextGroupPool::acquire()
 {
+    m_lent.fetch_add(1);
     Mailbox &box = *t_slot.box;
     {
         std::unique_lock lock(box.mutex);
@@ -105,6 +106,7 @@ void ScriptContextGroupPool::release(JSContextGroupRef group)
 {
     if (!group)
         return;
+    m_lent.fetch_sub(1);
     Mailbox &box = *t_slot.box;
     {
         std::lock_guard lock(box.mutex);
@@ -116,22 +118,45 @@ void ScriptContextGroupPool::release(JSContextGroupRef group)
     releaseToStock(group);
 }
 
+void ScriptContextGroupPool::discard(JSContextGroupRef group, JSGlobalContextRef context)
+{
+    m_lent.fetch_sub(1);
+    JSGlobalContextRelease(context);
+    // The last reference: the group's heap goes with it.
+    JSContextGroupRelease(group);
+}
+
 void ScriptContextGroupPool::finish(JSContextGroupRef group, JSGlobalContextRef context)
 {
+    // Calls that overlap each keep their own work: one helper behind several threads would
+    // hold them up, and every group it entered would have to stop it at each collection.
+    const bool alone = m_lent.fetch_sub(1) == 1;
     const std::shared_ptr<Mailbox> box = t_slot.box;
-    bool busy = false;
+    bool held = false;
+    bool helped = false;
     {
         std::lock_guard lock(box->mutex);
-        busy = box->pending || box->lent.group;
-        if (!busy)
+        held = box->pending || box->lent.group;
+        if (!held && alone) {
+            std::lock_guard queue(m_helper->mutex);
+            helped = m_helper->jobs.empty();
+        }
+        if (helped)
             box->pending = true;
     }
-    if (busy) {
-        // The thread already holds a group (a context of a session shared by two calls ends
-        // on the thread of the other): this one goes to the stock as it is.
-        JSSynchronousGarbageCollectForDebugging(context);
+    if (!helped) {
+        thread_local unsigned ended = 0;
+        if (++ended % kCollectEvery == 0)
+            JSSynchronousGarbageCollectForDebugging(context);
         JSGlobalContextRelease(context);
-        releaseToStock(group);
+        // A thread that already holds a group (a context of a session shared by two calls
+        // ended on the thread of the other) gives this one to the stock.
+        if (held) {
+            releaseToStock(group);
+        } else {
+            std::lock_guard lock(box->mutex);
+            box->lent.group = group;
+        }
         return;
     }
     std::call_once(m_helper->started, [this] { std::thread([this] { runHelper(); }).detach(); });

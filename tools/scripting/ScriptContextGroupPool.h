@@ -2,6 +2,7 @@
 
 #include <JavaScriptCore/JavaScript.h>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -23,12 +24,14 @@ class ScriptBridge;
 // long-lived threads would make each collection wait for all of them. The engine's workers
 // are short-lived: when one ends, its group goes to the shared stock for the next thread.
 //
-// What a call leaves behind is cleared off its thread: when a context ends, one helper
-// thread collects the group's garbage (every kCollectEvery contexts), releases the context
-// and makes the thread's next one in the same group, with the host object, `stdOut`,
-// `stdErr`, `console` and the pre-processor in place. The thread's next call takes that
-// context (waiting, if it comes first, until it is ready), so neither the collection nor the
-// making of a context stands between a request and its answer.
+// What a call leaves behind is cleared off its thread while no other call runs: when a
+// context ends, one helper thread collects the group's garbage (every kCollectEvery
+// contexts), releases the context and makes the thread's next one in the same group, with
+// the host object, `stdOut`, `stdErr`, `console` and the pre-processor in place. The
+// thread's next call takes that context (waiting, if it comes first, until it is ready), so
+// neither the collection nor the making of a context stands between a request and its
+// answer. Calls that overlap do that work on their own threads, as one helper behind all of
+// them would hold them up.
 class ScriptContextGroupPool {
 public:
     static ScriptContextGroupPool &shared();
@@ -57,6 +60,8 @@ public:
     void finish(JSContextGroupRef group, JSGlobalContextRef context);
     // Takes back a group without a context.
     void release(JSContextGroupRef group);
+    // Ends a context and its group for good: the group's whole heap goes with it.
+    void discard(JSContextGroupRef group, JSGlobalContextRef context);
 
     // Groups in the shared stock (not those kept by a thread).
     size_t idleCount() const;
@@ -77,5 +82,6 @@ private:
 
     mutable std::mutex m_mutex;
     std::vector<JSContextGroupRef> m_idle;  // most recently used last
+    std::atomic<int> m_lent{0};             // groups lent out now
     std::unique_ptr<struct HelperQueue> m_helper;
 };
