@@ -16,6 +16,13 @@ public:
     // One line per offending include: "file:line includes path (folder is not linked by X)".
     std::vector<std::string> violations(const std::filesystem::path &root) const;
 
+    // Sub-folders of one layer that include each other, directly or round a circle (the
+    // layer's own top folder counts as one of them): one line per group, "tools/plugins,
+    // tools/scripting include each other". Only the layers whose folder is in `within`, or
+    // all when it is empty.
+    std::vector<std::string> subfolderCycles(const std::filesystem::path &root,
+                                             const std::set<std::string> &within = {}) const;
+
     const std::map<std::string, std::set<std::string>> &layers() const { return m_allowed; }
 
 private:

@@ -75,3 +75,46 @@ TEST(LayeringTest, FindsUpwardAndSidewaysIncludesInAPlantedTree)
     EXPECT_EQ(found, expected);
     fs::remove_all(root);
 }
+
+TEST(LayeringTest, NoTwoSubfoldersOfALayerIncludeEachOther)
+{
+    const LayerCheck check = LayerCheck::fromText(readFile(KELVARA_LAYERS_FILE));
+    // The screens' folders still lean on views/app and it on them; they are sorted out apart.
+    std::set<std::string> layers;
+    for (const auto &[folder, allowed] : check.layers())
+        if (folder != "views")
+            layers.insert(folder);
+    ASSERT_TRUE(layers.count("tools"));
+    const auto found = check.subfolderCycles(KELVARA_SOURCE_DIR, layers);
+    std::string report;
+    for (const auto &line : found)
+        report += line + "\n";
+    EXPECT_TRUE(found.empty()) << report;
+}
+
+TEST(LayeringTest, FindsSubfoldersThatIncludeEachOtherInAPlantedTree)
+{
+    const fs::path root = fs::temp_directory_path() / ("kelvara-cycles-" + std::to_string(::getpid()));
+    fs::remove_all(root);
+    // plugins <-> scripting directly; a -> b -> c -> a round a circle; router -> plugins only.
+    writeFile(root / "tools/plugins/Controller.h", "#include \"tools/scripting/Runner.h\"\n");
+    writeFile(root / "tools/scripting/Runner.h", "#include \"tools/plugins/Controller.h\"\n#include \"tools/Top.h\"\n");
+    writeFile(root / "tools/router/Router.cpp", "#include \"tools/plugins/Controller.h\"\n#include \"tools/Top.h\"\n");
+    writeFile(root / "tools/Top.h", "#include <QString>\n");
+    writeFile(root / "tools/a/A.h", "#include \"tools/b/B.h\"\n");
+    writeFile(root / "tools/b/B.h", "#include \"tools/c/C.h\"\n#include \"tools/b/Own.h\"\n");
+    writeFile(root / "tools/b/Own.h", "\n");
+    writeFile(root / "tools/c/C.h", "#include \"tools/a/A.h\"\n#include \"tools/missing/Gone.h\"\n");
+    // Another layer's folders are not this layer's sub-folders.
+    writeFile(root / "store/x/X.h", "#include \"tools/plugins/Controller.h\"\n");
+    writeFile(root / "store/y/Y.h", "#include \"store/x/X.h\"\n");
+
+    const LayerCheck check = LayerCheck::fromText("tools:\nstore: tools\n");
+    const std::vector<std::string> expected = {
+        "tools/a, tools/b, tools/c include each other",
+        "tools/plugins, tools/scripting include each other",
+    };
+    EXPECT_EQ(check.subfolderCycles(root), expected);
+    EXPECT_TRUE(check.subfolderCycles(root, {"store"}).empty());
+    fs::remove_all(root);
+}
