@@ -18,6 +18,7 @@
 #include "tools/plugins/PluginController.h"
 #include "tools/plugins/PluginInspector.h"
 #include "tools/router/MCPServer.h"
+#include "tools/scripting/ScriptContextGroupPool.h"
 #include "tools/scripting/ScriptWatchdog.h"
 
 #include <QCoreApplication>
@@ -446,6 +447,8 @@ int ServeCommand::main(int argc, char **argv)
         flushStream(stdout);
         std::_Exit(code);
     }
+    // The helper that prepares script contexts between calls is done too.
+    ScriptContextGroupPool::shared().stopPreparing();
     MCPServerBridge::sharedInstance().setLogHandler(nullptr);
     logger->setLogHandler(nullptr);
     return code;

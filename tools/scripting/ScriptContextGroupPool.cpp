@@ -6,6 +6,7 @@
 #include "tools/scripting/ScriptSourceCache.h"
 #include "tools/scripting/ScriptValue.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <thread>
@@ -33,7 +34,10 @@ struct ScriptContextGroupPool::Job {
 struct HelperQueue {
     std::mutex mutex;
     std::condition_variable wake;
+    std::condition_variable idle;
     std::deque<ScriptContextGroupPool::Job> jobs;
+    bool busy = false;
+    bool stopped = false;
     std::once_flag started;
 };
 
@@ -139,7 +143,7 @@ void ScriptContextGroupPool::finish(JSContextGroupRef group, JSGlobalContextRef 
         held = box->pending || box->lent.group;
         if (!held && alone) {
             std::lock_guard queue(m_helper->mutex);
-            helped = m_helper->jobs.empty();
+            helped = m_helper->jobs.empty() && !m_helper->stopped;
         }
         if (helped)
             box->pending = true;
@@ -212,6 +216,7 @@ void ScriptContextGroupPool::runHelper()
             m_helper->wake.wait(lock, [&] { return !m_helper->jobs.empty(); });
             job = m_helper->jobs.front();
             m_helper->jobs.pop_front();
+            m_helper->busy = true;
         }
         // Collected while the finished context still holds the group.
         if (++ended % kCollectEvery == 0)
@@ -233,7 +238,20 @@ void ScriptContextGroupPool::runHelper()
                 JSGlobalContextRelease(next.context);
             releaseToStock(job.group);
         }
+        {
+            std::lock_guard lock(m_helper->mutex);
+            m_helper->busy = false;
+        }
+        m_helper->idle.notify_all();
     }
+}
+
+bool ScriptContextGroupPool::stopPreparing(int limitMs)
+{
+    std::unique_lock lock(m_helper->mutex);
+    m_helper->stopped = true;
+    return m_helper->idle.wait_for(lock, std::chrono::milliseconds(limitMs),
+                                   [&] { return m_helper->jobs.empty() && !m_helper->busy; });
 }
 
 void ScriptContextGroupPool::releaseToStock(JSContextGroupRef group)

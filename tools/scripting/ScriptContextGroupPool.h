@@ -63,6 +63,11 @@ public:
     // Ends a context and its group for good: the group's whole heap goes with it.
     void discard(JSContextGroupRef group, JSGlobalContextRef context);
 
+    // For a process that is ending: no context is prepared from now on, and the one being
+    // prepared is waited for (at most `limitMs`), so that the helper thread touches nothing
+    // that the exit tears down. True when it is idle.
+    bool stopPreparing(int limitMs = 2000);
+
     // Groups in the shared stock (not those kept by a thread).
     size_t idleCount() const;
 
