@@ -29,6 +29,7 @@ struct ScriptContextGroupPool::Job {
     JSContextGroupRef group;
     JSGlobalContextRef finished;
     std::weak_ptr<Mailbox> box;
+    bool prepareNext = true;  // false: only release the context and stock the group
 };
 
 struct HelperQueue {
@@ -55,8 +56,12 @@ struct ThreadGroupSlot {
             }
             left = std::exchange(box->lent, {});
         }
-        if (left.context)
-            JSGlobalContextRelease(left.context);
+        if (left.context) {
+            // Not released here: an ending thread that entered the engine now would be one
+            // the next collection of the group tries to stop after it is gone.
+            ScriptContextGroupPool::shared().post({left.group, left.context, {}, false});
+            return;
+        }
         if (left.group)
             ScriptContextGroupPool::shared().releaseToStock(left.group);
     }
@@ -163,10 +168,17 @@ void ScriptContextGroupPool::finish(JSContextGroupRef group, JSGlobalContextRef 
         }
         return;
     }
+    post({group, context, box, true});
+}
+
+void ScriptContextGroupPool::post(Job job)
+{
     std::call_once(m_helper->started, [this] { std::thread([this] { runHelper(); }).detach(); });
     {
         std::lock_guard lock(m_helper->mutex);
-        m_helper->jobs.push_back(Job{group, context, box});
+        if (m_helper->stopped && !job.prepareNext)
+            return;  // the process is ending: the context goes with it
+        m_helper->jobs.push_back(std::move(job));
     }
     m_helper->wake.notify_one();
 }
@@ -219,10 +231,10 @@ void ScriptContextGroupPool::runHelper()
             m_helper->busy = true;
         }
         // Collected while the finished context still holds the group.
-        if (++ended % kCollectEvery == 0)
+        if (job.prepareNext && ++ended % kCollectEvery == 0)
             JSSynchronousGarbageCollectForDebugging(job.finished);
         JSGlobalContextRelease(job.finished);
-        Lent next = prepare(job.group);
+        Lent next = job.prepareNext ? prepare(job.group) : Lent{job.group};
         bool delivered = false;
         if (const std::shared_ptr<Mailbox> box = job.box.lock()) {
             std::lock_guard lock(box->mutex);

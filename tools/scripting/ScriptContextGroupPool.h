@@ -82,6 +82,7 @@ public:
 private:
     friend struct ThreadGroupSlot;
     void releaseToStock(JSContextGroupRef group);
+    void post(Job job);
     void runHelper();
     static Lent prepare(JSContextGroupRef group);
 
