@@ -18,7 +18,6 @@
 #include "tools/plugins/PluginController.h"
 #include "tools/plugins/PluginInspector.h"
 #include "tools/router/MCPServer.h"
-#include "tools/scripting/ScriptContextGroupPool.h"
 #include "tools/scripting/ScriptWatchdog.h"
 
 #include <QCoreApplication>
@@ -447,8 +446,6 @@ int ServeCommand::main(int argc, char **argv)
         flushStream(stdout);
         std::_Exit(code);
     }
-    // The helper that prepares script contexts between calls is done too.
-    ScriptContextGroupPool::shared().stopPreparing();
     MCPServerBridge::sharedInstance().setLogHandler(nullptr);
     logger->setLogHandler(nullptr);
     return code;

@@ -157,7 +157,7 @@ TEST_F(PluginScriptingTest, EveryCallSeesTheFileAsItIsNow)
     EXPECT_EQ(text(call(path)), "two");
 }
 
-TEST_F(PluginScriptingTest, AContextPreparedAheadIsFreshAndHasEverythingInPlace)
+TEST_F(PluginScriptingTest, EveryCallGetsAFreshContextWithEverythingInPlace)
 {
     // Each call changes what a later call would see if it shared the context: globals,
     // `console`, the host object, the output arrays and the pre-processor's `Tool`.
@@ -173,8 +173,8 @@ TEST_F(PluginScriptingTest, AContextPreparedAheadIsFreshAndHasEverythingInPlace)
             Kelvara.setToolResult(JSON.stringify({text: seen, metadata: {sid: sid}}));
             return 'ignored';
         })JS", "fresh.js");
-    // On one thread one after another, as a worker serves its calls, and now and then on a
-    // thread of its own.
+    // On one thread one after another, as a worker serves its calls (reusing its context
+    // group), and now and then on a thread of its own.
     for (int i = 0; i < 6; ++i) {
         const QString sid = QStringLiteral("fresh-%1").arg(i);
         JSONToolResult result;
@@ -200,7 +200,7 @@ TEST_F(PluginScriptingTest, AnEditedPreprocessorReachesTheNextCall)
     writeBytes("var mark = 'one';", "bootstrap.js", resources + "/ToolSDK/Scripts");
     EXPECT_EQ(text(call(path)), "one");
     EXPECT_EQ(text(call(path)), "one");
-    // Another text of another length: the context made ahead with the old one is not used.
+    // Another text of another length, read again though the call before kept the old one.
     writeBytes("var mark = 'second';", "bootstrap.js", resources + "/ToolSDK/Scripts");
     EXPECT_EQ(text(call(path)), "second");
     EXPECT_EQ(text(call(path)), "second");

@@ -117,11 +117,7 @@ JSONToolResult PluginScripting::callScript(const QString &sid, const QString &sc
     const QString moduleDir = QFileInfo(path).absolutePath();
     QDir::setCurrent(moduleDir);
 
-    // Looked at before the context is taken: a context prepared ahead serves only a call that
-    // finds the pre-processor it evaluated. A missing one fails below, in a context as ever.
-    const std::optional<ScriptValue::String> preprocessor = loadPreprocessor();
-    const std::shared_ptr<ScriptContext> context =
-        manager->contextForSession(sid, preprocessor ? preprocessor->get() : nullptr);
+    const std::shared_ptr<ScriptContext> context = manager->contextForSession(sid);
     if (!context)
         return logger->toolError(QStringLiteral("[Script] Failed to create JavaScript context"), -1, MCPLogMessageType::Info);
     JSGlobalContextRef ctx = context->jsContext();
@@ -137,28 +133,22 @@ JSONToolResult PluginScripting::callScript(const QString &sid, const QString &sc
         return logger->toolError(watchdog.stopText(), -1, MCPLogMessageType::Error);
     };
 
-    // A prepared context has the host object, `stdOut`, `stdErr`, `console` and the
-    // pre-processor (which reads `__moduleDir` only when used) in place already.
-    std::shared_ptr<ScriptBridge> bridge = context->takePreparedBridge();
-    const bool prepared = bridge != nullptr;
-    if (prepared) {
-        bridge->setSid(sid);
-    } else {
-        bridge = std::make_shared<ScriptBridge>(sid);
-        context->setObjectForKeyedSubscript(QStringLiteral("Kelvara"), ScriptBridgeExports::makeHostObject(ctx, bridge));
-        context->setObjectForKeyedSubscript(QStringLiteral("stdOut"), JSObjectMakeArray(ctx, 0, nullptr, nullptr));
-        context->setObjectForKeyedSubscript(QStringLiteral("stdErr"), JSObjectMakeArray(ctx, 0, nullptr, nullptr));
-        context->evaluateScript(consoleSource());
-    }
+    auto bridge = std::make_shared<ScriptBridge>(sid);
+    context->setObjectForKeyedSubscript(QStringLiteral("Kelvara"), ScriptBridgeExports::makeHostObject(ctx, bridge));
     bridge->setJSContext(context);
+
+    context->setObjectForKeyedSubscript(QStringLiteral("stdOut"), JSObjectMakeArray(ctx, 0, nullptr, nullptr));
+    context->setObjectForKeyedSubscript(QStringLiteral("stdErr"), JSObjectMakeArray(ctx, 0, nullptr, nullptr));
+
+    context->evaluateScript(consoleSource());
     context->evaluateScript(moduleDirDeclaration(moduleDir));
 
+    const std::optional<ScriptValue::String> preprocessor = loadPreprocessor();
     if (!preprocessor) {
         return logger->toolError(QStringLiteral("[Script] Failed to load pre-processor from bundle"), -1,
                                  MCPLogMessageType::Info);
     }
-    if (!prepared)
-        context->evaluateScript(preprocessor->get(), QStringLiteral("bootstrap.js"));
+    context->evaluateScript(preprocessor->get(), QStringLiteral("bootstrap.js"));
     context->evaluateScript(scriptText->get(), QUrl::fromLocalFile(path).toString());
 
     JSValueRef toolEntry = context->objectForKeyedSubscript(QStringLiteral("toolEntry"));

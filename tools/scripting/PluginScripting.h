@@ -8,10 +8,9 @@
 
 // The script tool runtime: the router calls it for tools of type "ScriptTool", the script
 // editor for its runs. One call takes the script and the pre-processor as they are on disk
-// now (ScriptSourceCache), gets a fresh context with the host object `Kelvara`, `stdOut`,
-// `stdErr`, `console` and the pre-processor in place (prepared ahead when it can be, see
-// ScriptContextGroupPool), declares `__moduleDir`, evaluates the script, calls toolEntry and
-// turns what it gives into a JSONToolResult.
+// now (ScriptSourceCache), makes a fresh context with the host object `Kelvara`, `stdOut`,
+// `stdErr`, `console` and `__moduleDir`, evaluates the pre-processor and the script, calls
+// toolEntry and turns what it gives into a JSONToolResult.
 //
 // Synchronous on the caller's thread; calls on different threads run side by side. Each
 // call makes the current directory of the process the script's folder and leaves it so.

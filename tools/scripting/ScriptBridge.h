@@ -32,9 +32,6 @@ public:
     ~ScriptBridge();
 
     QString sid() const { return m_sid; }
-    // For a bridge made with a context prepared ahead: the call it serves, set before the
-    // call's script runs.
-    void setSid(const QString &sid) { m_sid = sid; }
     std::optional<JSONToolResult> toolResult() const;
 
     void setJSContext(const std::shared_ptr<ScriptContext> &context) { m_jsContext = context; }

@@ -6,27 +6,24 @@
 #include <dlfcn.h>
 #include <malloc.h>
 
-std::shared_ptr<ScriptContext> ScriptContext::create(JSStringRef preprocessor)
+std::shared_ptr<ScriptContext> ScriptContext::create()
 {
     ScriptContextGroupPool &pool = ScriptContextGroupPool::shared();
-    ScriptContextGroupPool::Lent lent = pool.acquire();
-    if (!lent.group)
+    JSContextGroupRef group = pool.acquire();
+    if (!group)
         return nullptr;
-    if (lent.context && (!preprocessor || !lent.preprocessor || lent.preprocessor->get() != preprocessor)) {
-        // Prepared with a pre-processor that is no longer the file's text.
-        JSGlobalContextRelease(lent.context);
-        lent.context = nullptr;
-        lent.bridge.reset();
-    }
-    JSGlobalContextRef context = lent.context ? lent.context : JSGlobalContextCreateInGroup(lent.group, nullptr);
+    JSGlobalContextRef context = JSGlobalContextCreateInGroup(group, nullptr);
     if (!context) {
-        pool.release(lent.group);
+        pool.release(group);
         return nullptr;
     }
-    std::shared_ptr<ScriptContext> made(new ScriptContext(lent.group, context));
-    made->m_preparedBridge = std::move(lent.bridge);
-    return made;
+    return std::shared_ptr<ScriptContext>(new ScriptContext(group, context));
 }
+
+// A full collection now; exported by the library but declared only in a header the -dev
+// package does not ship. The public JSGarbageCollect only hints, and a group that makes a
+// global object per call then grows to tens of megabytes before its collector runs.
+extern "C" JS_EXPORT void JSSynchronousGarbageCollectForDebugging(JSContextRef context);
 
 namespace {
 
@@ -47,13 +44,21 @@ void returnFreedMemory()
 ScriptContext::~ScriptContext()
 {
     if (m_discardGroup) {
-        ScriptContextGroupPool::shared().discard(m_group, m_context);
+        JSGlobalContextRelease(m_context);
+        // The last reference: the group's heap goes with it.
+        JSContextGroupRelease(m_group);
         returnFreedMemory();
         return;
     }
-    // The pool's helper collects the group's garbage, releases the context and prepares the
-    // thread's next one, off this thread.
-    ScriptContextGroupPool::shared().finish(m_group, m_context);
+    // Every few calls on a thread the group's garbage is collected while this context
+    // still holds it: a group stays a few megabytes, at some cost in latency per call.
+    thread_local unsigned calls = 0;
+    if (++calls % kCollectEvery == 0)
+        JSSynchronousGarbageCollectForDebugging(m_context);
+    JSGlobalContextRelease(m_context);
+    // The global object is garbage of the group from now on; the group's next user
+    // collects it along the way.
+    ScriptContextGroupPool::shared().release(m_group);
 }
 
 JSObjectRef ScriptContext::globalObject() const

@@ -6,20 +6,18 @@
 #include <functional>
 #include <memory>
 
-class ScriptBridge;
-
 // One JavaScript context: a fresh global object in a context group borrowed from the
-// pool for the context's life, made for one call (possibly ahead of it, see
-// ScriptContextGroupPool) and never used for another. Exceptions thrown by what runs through this class go to
+// pool for the context's life. Exceptions thrown by what runs through this class go to
 // its exception handler, which logs them; the calls themselves then go on.
 class ScriptContext {
 public:
     using ExceptionHandler = std::function<void(JSContextRef ctx, JSValueRef exception)>;
 
-    // A context from the pool: the one prepared ahead for this thread when it evaluated
-    // `preprocessor` (the same engine string), else a bare new one. Nothing when the engine
-    // can make no context.
-    static std::shared_ptr<ScriptContext> create(JSStringRef preprocessor = nullptr);
+    // A thread's every this many contexts collects its group's garbage as it ends.
+    static constexpr unsigned kCollectEvery = 2;
+
+    // Nothing when the engine can make no context.
+    static std::shared_ptr<ScriptContext> create();
     ~ScriptContext();
     ScriptContext(const ScriptContext &) = delete;
     ScriptContext &operator=(const ScriptContext &) = delete;
@@ -28,10 +26,6 @@ public:
     // of going back to the pool, which frees the whole heap, and the allocators hand what
     // was freed back to the system at once, so that the process shrinks back.
     void discardGroupAtEnd() { m_discardGroup = true; }
-
-    // For a prepared context, once: the bridge behind its `Kelvara`, with `stdOut`, `stdErr`,
-    // `console` and the pre-processor already in place; nullptr for a bare context.
-    std::shared_ptr<ScriptBridge> takePreparedBridge() { return std::move(m_preparedBridge); }
 
     JSGlobalContextRef jsContext() const { return m_context; }
     JSContextGroupRef group() const { return m_group; }
@@ -56,7 +50,6 @@ private:
 
     JSContextGroupRef m_group;
     JSGlobalContextRef m_context;
-    std::shared_ptr<ScriptBridge> m_preparedBridge;
     ExceptionHandler m_exceptionHandler;
     bool m_discardGroup = false;
 };

@@ -19,9 +19,8 @@ public:
     ScriptContextManager();
 
     // The session's context, made (with the exception handler installed) when there is
-    // none, prepared ahead when it was prepared with `preprocessor`; nothing when the engine
-    // can make no context.
-    std::shared_ptr<ScriptContext> contextForSession(const QString &sid, JSStringRef preprocessor = nullptr);
+    // none; nothing when the engine can make no context.
+    std::shared_ptr<ScriptContext> contextForSession(const QString &sid);
     // Forgets the session's context and logs that it did.
     void clearContext(const QString &sid);
     bool hasContext(const QString &sid) const;
