@@ -380,25 +380,19 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
     if (!tool)
         return fail(RPCCode::ToolNotFound, "Could not find tool: " + name);
 
-    // Clients may leave out the arguments of a tool that takes none.
-    JSONValue arguments = params.contains("arguments") ? params.at("arguments") : JSONValue(JSONValue::ObjectType{});
-    arguments["sessionId"] = JSONValue(context.sessionId);
-    arguments["name"] = JSONValue(tool->name);
-    if (tool->title && !tool->title->empty())
-        arguments["title"] = JSONValue(*tool->title);
+    // The definition must say where the call goes; the router reads that from its own copy
+    // of the tool's configuration, so nothing of it is added to the client's arguments.
     if (tool->toolType.empty())
         return fail(RPCCode::ToolMissingType, "Tool object missing 'toolType' parameter");
-    arguments["toolType"] = JSONValue(tool->toolType);
     if (tool->execHandler.empty())
         return fail(RPCCode::ToolMissingHandler, "Tool object missing 'execHandler' parameter");
-    arguments["execHandler"] = JSONValue(tool->execHandler);
     if (tool->execMethod.empty())
         return fail(RPCCode::ToolMissingMethod, "Tool object missing 'execMethod' parameter");
-    arguments["execMethod"] = JSONValue(tool->execMethod);
-    if (!tool->pluginName.empty())
-        arguments["pluginName"] = JSONValue(tool->pluginName);
-    if (!tool->scriptName.empty())
-        arguments["scriptName"] = JSONValue(tool->scriptName);
+    // Clients may leave out the arguments of a tool that takes none; arguments that are no
+    // Object count as none. Otherwise they reach the tool as they came.
+    static const JSONValue noArguments{JSONValue::ObjectType{}};
+    const JSONValue &arguments =
+        params.contains("arguments") && params.at("arguments").isObject() ? params.at("arguments") : noArguments;
 
     const std::string key = id.key();
     const auto token = registerRequest(key);
@@ -414,7 +408,8 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
     }
     log(LogMessageType::Info, LogCode::Info, "Executing tool: " + name);
     const CancellationToken::Scope currentToken(token.get());
-    JSONValue result = m_toolService->callTool(name, arguments);
+    const ToolCallContext call{context.sessionId, id.text(), token.get()};
+    JSONValue result = m_toolService->callTool(name, arguments, call);
     if (token->isCancelled()) {
         log(LogMessageType::Warning, LogCode::Info, "Tool call cancelled during execution: " + name);
         return MCPServerMessage::createError(id, "Request cancelled", RPCCode::RequestCancelled);

@@ -1,7 +1,5 @@
 #include "engine/MCPToolService.h"
 
-#include "engine/JSONParser.h"
-
 #include <stdexcept>
 
 namespace MCP {
@@ -13,7 +11,7 @@ static JSONValue errorObject(std::string text)
     return result;
 }
 
-JSONValue MCPToolService::callTool(const std::string &name, const JSONValue &arguments)
+JSONValue MCPToolService::callTool(const std::string &name, const JSONValue &arguments, const ToolCallContext &call)
 {
     // Only the handler is copied under the lock; it runs after the lock is released.
     const std::optional<ToolHandler> handler = m_tools.withLock([&](const auto &tools) -> std::optional<ToolHandler> {
@@ -27,13 +25,9 @@ JSONValue MCPToolService::callTool(const std::string &name, const JSONValue &arg
     try {
         if (!*handler)
             return errorObject("Tool does not response any JSON object");
-        std::optional<std::string> json = (*handler)(arguments);
-        if (!json)
-            return errorObject("Tool does not response any JSON object");
-        std::string error;
-        auto value = JSONParser::parseDocument(*json, &error);
+        std::optional<JSONValue> value = (*handler)(arguments, call);
         if (!value)
-            throw std::runtime_error("JSON parsing failed: " + error);
+            return errorObject("Tool does not response any JSON object");
         return std::move(*value);
     } catch (const std::exception &e) {
         return errorObject(std::string("Tool execution failed: ") + e.what());

@@ -12,7 +12,7 @@ public:
     void registerTool(const ToolDefinition &definition) override { m_tools.put(definition); }
     void unregisterTool(const std::string &name) override { m_tools.remove(name); }
     void clearTools() override { m_tools.clear(); }
-    JSONValue callTool(const std::string &name, const JSONValue &arguments) override;
+    JSONValue callTool(const std::string &name, const JSONValue &arguments, const ToolCallContext &call = {}) override;
     std::vector<ToolDefinition> listTools() override { return m_tools.list(); }
     // Takes the lock too: the registry is meant to change only while the server is
     // stopped, but a lookup that races a registration must not corrupt the map.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/JSONValue.h"
+#include "engine/ToolCallContext.h"
 
 #include <functional>
 #include <map>
@@ -46,9 +47,9 @@ struct ToolSchema {
     JSONValue toJSON() const;
 };
 
-// Runs a tool: takes the enriched arguments (an Object) and gives the JSON text of the
-// result object, or nothing when the tool produced no object.
-using ToolHandler = std::function<std::optional<std::string>(const JSONValue &arguments)>;
+// Runs a tool: takes the client's arguments (an Object) as they came and the call's context,
+// and gives the result value, or nothing when the tool produced none.
+using ToolHandler = std::function<std::optional<JSONValue>(const JSONValue &arguments, const ToolCallContext &call)>;
 
 struct ToolDefinition {
     std::string name;

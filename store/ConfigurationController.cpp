@@ -347,8 +347,9 @@ void ConfigurationController::registerRecord(const JSONToolConfig &config)
         FileAccessPolicy::addScriptSource(PluginScripting::resolvedScriptPath(config.scriptName));
     MCPServer *router = m_router;
     // The handler keeps its own copy of the record for as long as the tool is registered.
-    m_router->bridge()->registerTool(config.toVariant(), [router, config](const QVariantMap &arguments) {
-        return std::optional<QString>(router->handleToolCall(arguments, config).json());
+    m_router->bridge()->registerTool(config.toVariant(), [router, config](const QJsonObject &arguments,
+                                                                          const ToolInvocation &call) {
+        return std::optional<QJsonValue>(router->handleToolCall(arguments, config, call).toJsonObject());
     });
 }
 

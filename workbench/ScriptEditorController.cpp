@@ -3,7 +3,7 @@
 #include "base/AtomicFile.h"
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
-#include "tools/plugins/PluginController.h"
+#include "tools/scripting/PluginScripting.h"
 #include "workbench/FileHistoryManager.h"
 #include "workbench/RunScriptManager.h"
 #include "workbench/ScriptFilePanels.h"
@@ -67,9 +67,8 @@ function error(message) {
 console.log("Script loaded successfully");
 )");
 
-ScriptEditorController::ScriptEditorController(PluginController *plugins, LogController *log, QObject *parent)
+ScriptEditorController::ScriptEditorController(LogController *log, QObject *parent)
     : AbstractController(parent),
-      m_plugins(plugins ? plugins : PluginController::shared()),
       m_log(log ? log : LogController::shared()),
       m_search(new SearchReplaceManager(this)),
       m_run(new RunScriptManager(this))
@@ -220,6 +219,6 @@ void ScriptEditorController::runScript(const QString &handlerName, const QJsonOb
     const QString json = QString::fromUtf8(QJsonDocument(params).toJson(QJsonDocument::Indented));
     m_log->log(QStringLiteral("[Script] Running script: ") + m_currentFilePath, -1, MCPLogMessageType::Info);
     const QString sid = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    const JSONToolResult result = m_plugins->callScript(sid, m_currentFilePath, handlerName, json);
+    const JSONToolResult result = PluginScripting::callScript(sid, m_currentFilePath, handlerName, json);
     m_log->log(QStringLiteral("[Script] Result: ") + result.json(), -1, MCPLogMessageType::Info);
 }

@@ -8,7 +8,6 @@
 class EditorSettings;
 class FileHistoryManager;
 class LogController;
-class PluginController;
 class RunScriptManager;
 class ScriptFilePanels;
 class SearchReplaceManager;
@@ -24,8 +23,7 @@ public:
     static inline const QString selectedFileKey = QStringLiteral("scriptEditorSelectedFile");
     static inline const QString showLogViewKey = QStringLiteral("scriptEditorShowLogView");
 
-    explicit ScriptEditorController(PluginController *plugins = nullptr, LogController *log = nullptr,
-                                    QObject *parent = nullptr);
+    explicit ScriptEditorController(LogController *log = nullptr, QObject *parent = nullptr);
     ~ScriptEditorController() override;
 
     // The screen's answers to the save question and the save panel.
@@ -66,7 +64,6 @@ private:
     bool saveTo(const QString &path);
     void setCurrentFile(const QString &path);
 
-    PluginController *m_plugins;
     LogController *m_log;
     ScriptFilePanels *m_panels = nullptr;
     SearchReplaceManager *m_search;

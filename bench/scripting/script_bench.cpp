@@ -1,4 +1,4 @@
-// Measures PluginController::callScript in-process: the latency of one call (p50, p99) and
+// Measures PluginScripting::callScript in-process: the latency of one call (p50, p99) and
 // the calls per second on one thread and on eight threads at once. Every call does the
 // whole contract: it reads the script and bootstrap.js, makes a fresh context and clears it.
 //
@@ -8,7 +8,7 @@
 // main thread as in the application.
 
 #include "diagnostics/LogController.h"
-#include "tools/plugins/PluginController.h"
+#include "tools/scripting/PluginScripting.h"
 #include "tools/scripting/ScriptContextGroupPool.h"
 
 #include <JavaScriptCore/JavaScript.h>
@@ -56,7 +56,7 @@ std::atomic<bool> g_failed{false};
 void oneCall(const QString &path, int worker, int index)
 {
     const QString sid = QStringLiteral("bench-%1-%2").arg(worker).arg(index);
-    const JSONToolResult result = PluginController::shared()->callScript(sid, path, QStringLiteral("analyse"), kParams);
+    const JSONToolResult result = PluginScripting::callScript(sid, path, QStringLiteral("analyse"), kParams);
     if (result.content.isEmpty() || result.content.first().text != QLatin1String("words: 9"))
         g_failed = true;
 }
@@ -172,7 +172,6 @@ int main(int argc, char **argv)
 
     // The calls run on worker threads, as tool calls do; this thread takes the log lines.
     LogController::shared();
-    PluginController::shared();
     std::thread runner([&] {
         for (int i = 0; i < 200; ++i)
             oneCall(path, 0, i);  // warm-up

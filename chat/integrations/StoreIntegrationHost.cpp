@@ -86,7 +86,8 @@ void StoreIntegrationHost::registerTool(const QJsonObject &object)
         FileAccessPolicy::addScriptSource(PluginScripting::resolvedScriptPath(config->scriptName));
     MCPServer *router = m_router;
     // The handler keeps its own copy of the config for as long as the tool is registered.
-    m_router->bridge()->registerTool(config->toVariant(), [router, config = *config](const QVariantMap &arguments) {
-        return std::optional<QString>(router->handleToolCall(arguments, config).json());
+    m_router->bridge()->registerTool(config->toVariant(), [router, config = *config](const QJsonObject &arguments,
+                                                                                     const ToolInvocation &call) {
+        return std::optional<QJsonValue>(router->handleToolCall(arguments, config, call).toJsonObject());
     });
 }

@@ -439,11 +439,15 @@ void MCPServerBridge::registerTool(const QVariantMap &configuration, ToolHandler
     if (has("execMethod"))
         definition.execMethod = utf8(cleanToken(configuration.value(QStringLiteral("execMethod")).toString()));
     if (handler) {
-        definition.handler = [handler](const MCP::JSONValue &arguments) -> std::optional<std::string> {
-            const std::optional<QString> json = handler(VariantJSON::toVariantMap(arguments));
-            if (!json)
+        // The one place a call's values change between the engine's form and Qt's.
+        definition.handler = [handler](const MCP::JSONValue &arguments,
+                                       const MCP::ToolCallContext &call) -> std::optional<MCP::JSONValue> {
+            const ToolInvocation invocation{QString::fromStdString(call.sessionId), QString::fromStdString(call.requestId),
+                                            call.token};
+            const std::optional<QJsonValue> result = handler(VariantJSON::toJsonObject(arguments), invocation);
+            if (!result)
                 return std::nullopt;
-            return json->toStdString();
+            return VariantJSON::fromJson(*result);
         };
     }
     m_cppServer->getToolService()->registerTool(definition);

@@ -4,8 +4,11 @@
 #include "engine/MCPTypes.h"
 #include "engine/bridge/MCPServerConfiguration.h"
 #include "engine/bridge/ResourceReading.h"
+#include "engine/bridge/ToolInvocation.h"
 
 #include <QHash>
+#include <QJsonObject>
+#include <QJsonValue>
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
@@ -27,8 +30,9 @@ class MCPServer;
 // engine's log lines on the Qt main thread, in order.
 class MCPServerBridge {
 public:
-    // Gets the enriched arguments; gives the result's `json` text, or nothing.
-    using ToolHandler = std::function<std::optional<QString>(const QVariantMap &arguments)>;
+    // Gets the client's arguments as they came and the call's context; gives the result
+    // (a tool result object), or nothing.
+    using ToolHandler = std::function<std::optional<QJsonValue>(const QJsonObject &arguments, const ToolInvocation &call)>;
     // Gets the resource in its "resources/list" form; gives its content, or why it failed.
     using ResourceProvider = std::function<ResourceReading(const QVariantMap &resource)>;
     // Gets the request's params; gives the rendered prompt.

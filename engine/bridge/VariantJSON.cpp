@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QJsonValue>
 #include <QStringList>
+#include <cmath>
 #include <stdexcept>
 
 namespace VariantJSON {
@@ -121,6 +122,72 @@ QVariantMap toVariantMap(const JSONValue &value)
     if (converted.typeId() != QMetaType::QVariantMap)
         throw std::runtime_error("Conversion to NSDictionary failed");
     return converted.toMap();
+}
+
+JSONValue fromJson(const QJsonValue &value)
+{
+    switch (value.type()) {
+    case QJsonValue::Bool:
+        return JSONValue(value.toBool());
+    case QJsonValue::Double: {
+        const double number = value.toDouble();
+        return std::isfinite(number) ? JSONValue(number) : JSONValue();
+    }
+    case QJsonValue::String:
+        return JSONValue(value.toString().toStdString());
+    case QJsonValue::Array: {
+        const QJsonArray array = value.toArray();
+        JSONValue::ArrayType items;
+        items.reserve(static_cast<size_t>(array.size()));
+        for (const QJsonValue &item : array)
+            items.push_back(fromJson(item));
+        return JSONValue(std::move(items));
+    }
+    case QJsonValue::Object: {
+        const QJsonObject object = value.toObject();
+        JSONValue::ObjectType members;
+        for (auto it = object.constBegin(); it != object.constEnd(); ++it)
+            members.emplace_hint(members.end(), it.key().toStdString(), fromJson(it.value()));
+        return JSONValue(std::move(members));
+    }
+    case QJsonValue::Null:
+    case QJsonValue::Undefined:
+        break;
+    }
+    return JSONValue();
+}
+
+QJsonValue toJson(const JSONValue &value)
+{
+    switch (value.type()) {
+    case JSONValue::Type::Null:
+        return QJsonValue(QJsonValue::Null);
+    case JSONValue::Type::Bool:
+        return QJsonValue(value.asBool());
+    case JSONValue::Type::Number:
+        return QJsonValue(value.asNumber());
+    case JSONValue::Type::String:
+        return QJsonValue(QString::fromStdString(value.asString()));
+    case JSONValue::Type::Array: {
+        QJsonArray array;
+        for (const auto &item : value.asArray())
+            array.append(toJson(item));
+        return array;
+    }
+    case JSONValue::Type::Object:
+        return toJsonObject(value);
+    }
+    return {};
+}
+
+QJsonObject toJsonObject(const JSONValue &value)
+{
+    QJsonObject object;
+    if (!value.isObject())
+        return object;
+    for (const auto &[key, member] : value.asObject())
+        object.insert(QString::fromStdString(key), toJson(member));
+    return object;
 }
 
 JSONValue parseJSONText(const QString &text)

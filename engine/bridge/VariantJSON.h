@@ -2,6 +2,8 @@
 
 #include "engine/JSONValue.h"
 
+#include <QJsonObject>
+#include <QJsonValue>
 #include <QString>
 #include <QVariant>
 #include <QVariantMap>
@@ -22,6 +24,14 @@ QVariant toVariant(const MCP::JSONValue &value);
 // Throws std::runtime_error("JSONValue is not an object, cannot convert to NSDictionary")
 // when the value is not an Object.
 QVariantMap toVariantMap(const MCP::JSONValue &value);
+
+// The Qt JSON values of the layers above, converted member by member without text in
+// between. Every number is a double; a non-finite one gives Null, as Qt's own writer does.
+// Strings keep every character, NUL included.
+MCP::JSONValue fromJson(const QJsonValue &value);
+QJsonValue toJson(const MCP::JSONValue &value);
+// An Object's members; anything else gives an empty object.
+QJsonObject toJsonObject(const MCP::JSONValue &value);
 
 // Parses JSON text, top-level scalars allowed. Throws std::runtime_error with
 // "JSON parsing failed" and ": " plus the parser's description on failure.

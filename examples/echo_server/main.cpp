@@ -29,7 +29,7 @@ const char *kUsage = "usage: echo_server --port N [--listen-all] [--keep-alive] 
 
 // The result object that an MCP client expects: text content for people and the same
 // value as structured content, which the tool's output schema describes.
-std::optional<std::string> echoTool(const JSONValue &arguments)
+std::optional<JSONValue> echoTool(const JSONValue &arguments, const ToolCallContext &)
 {
     std::string text;
     if (arguments.contains("text") && arguments.at("text").isString())
@@ -40,7 +40,7 @@ std::optional<std::string> echoTool(const JSONValue &arguments)
     JSONValue result;
     result["content"] = JSONValue(JSONValue::ArrayType{item});
     result["structuredContent"]["text"] = JSONValue(text);
-    return result.toString(0);
+    return result;
 }
 
 void registerEcho(IMCPServer &server)

@@ -8,6 +8,9 @@
 #include "tests/support/TestSupport.h"
 
 #include <QCoreApplication>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QtNumeric>
 #include <QRegularExpression>
 #include <QThread>
 #include <gtest/gtest.h>
@@ -93,7 +96,7 @@ TEST(MCPServerBridgeTest, RegistriesListInKeyOrderRefuseKeylessEntriesAndReset)
 {
     SystemLogCapture capture;
     MCPServerBridge bridge;
-    bridge.registerTool({{"title", "no name"}}, [](const QVariantMap &) { return QString("{}"); });
+    bridge.registerTool({{"title", "no name"}}, [](const QJsonObject &, const ToolInvocation &) { return QJsonValue(QJsonObject()); });
     bridge.registerResource({{"name", "no uri"}}, [](const QVariantMap &) { return QString(); });
     bridge.registerPrompt({{"description", "no name"}}, [](const QVariantMap &) { return QString(); });
     EXPECT_EQ(capture.captured(), (QStringList{"[MCP-SB] Error: Tool configuration missing 'name' field",
@@ -172,16 +175,22 @@ TEST(MCPServerBridgeTest, ToolCallsCrossTheSeamBothWays)
 {
     MCPServerBridge bridge;
     bridge.setServerName("Bridge Test");
-    QVariantMap seen;
+    QJsonObject seen;
+    ToolInvocation seenCall;
     QThread *handlerThread = nullptr;
     QVariantMap config = toolConfig("t");
     config.insert("inputSchema", QVariantMap{{"properties", QVariantMap{{"flag", QVariantMap{{"type", "boolean"}}}}}});
-    bridge.registerTool(config, [&](const QVariantMap &arguments) -> std::optional<QString> {
+    bridge.registerTool(config, [&](const QJsonObject &arguments, const ToolInvocation &call) -> std::optional<QJsonValue> {
         seen = arguments;
+        seenCall = call;
         handlerThread = QThread::currentThread();
         if (arguments.value("none").toBool())
             return std::nullopt;
-        return QStringLiteral("{\"content\": [], \"structuredContent\": {\"success\": true}}");
+        if (arguments.contains("bare"))
+            return arguments.value("bare");
+        return QJsonObject{{"content", QJsonArray{QJsonObject{{"type", "text"}, {"text", QStringLiteral("Grüße \x01")}}}},
+                           {"structuredContent", QJsonObject{{"success", true}, {"ratio", 0.25}, {"big", 1e20},
+                                                             {"count", qint64(3)}, {"gone", qInf()}}}};
     });
     const int port = TestSupport::freePort();
     ASSERT_TRUE(bridge.startOnPort(port, false, nullptr));
@@ -190,12 +199,22 @@ TEST(MCPServerBridgeTest, ToolCallsCrossTheSeamBothWays)
     EXPECT_EQ(reply.status, 200);
     EXPECT_NE(reply.body.find("\"success\": true"), std::string::npos) << reply.body;
     EXPECT_NE(handlerThread, QThread::currentThread());  // tools run on transport workers
-    EXPECT_EQ(seen.value("flag").typeId(), QMetaType::Bool);
-    EXPECT_EQ(seen.value("count").typeId(), QMetaType::Double);
-    EXPECT_FALSE(seen.take("sessionId").toString().isEmpty());
-    EXPECT_EQ(VariantJSON::fromVariantMap(seen), *MCP::JSONParser::parseDocument(R"({"flag": true, "count": 2,
-        "nested": {"x": null}, "name": "t", "toolType": "ScriptTool", "execHandler": "script", "execMethod": "run",
-        "scriptName": "s.js"})"));
+    // The client's arguments arrive as they were sent; the call's context comes beside them.
+    EXPECT_EQ(seen, QJsonDocument::fromJson(R"({"flag": true, "count": 2, "nested": {"x": null}})").object());
+    EXPECT_FALSE(seenCall.sessionId.isEmpty());
+    EXPECT_EQ(seenCall.requestId, "5");
+    EXPECT_NE(seenCall.token, nullptr);
+    // The result object is written as a value, with the engine's number and string forms.
+    EXPECT_NE(reply.body.find("\"result\": {\n      \"content\": [\n        {\n          \"text\": \"Grüße \\u0001\",\n"
+                              "          \"type\": \"text\"\n        }\n      ],\n      \"structuredContent\": {\n"
+                              "        \"big\": 1e+20,\n        \"count\": 3,\n        \"gone\": null,\n"
+                              "        \"ratio\": 0.25,\n        \"success\": true\n      }\n    }\n}"),
+              std::string::npos)
+        << reply.body;
+
+    // Any kind of value may be the result.
+    reply = EngineTest::post(port, EngineTest::toolCall(6, "t", R"({"bare": [1, "two"]})"));
+    EXPECT_NE(reply.body.find("\"result\": [\n      1,\n      \"two\"\n    ]\n}"), std::string::npos) << reply.body;
 
     reply = EngineTest::post(port, EngineTest::toolCall(5, "t", R"({"none": true})"));
     EXPECT_NE(reply.body.find("Tool does not response any JSON object"), std::string::npos);
@@ -266,7 +285,7 @@ TEST(MCPServerBridgeTest, LogLinesArriveOnTheMainThreadInOrder)
         if (message.startsWith("HTTP-RCV"))
             received = {type, code};
     });
-    bridge.registerTool(toolConfig("t"), [](const QVariantMap &) { return QString("{}"); });
+    bridge.registerTool(toolConfig("t"), [](const QJsonObject &, const ToolInvocation &) { return QJsonValue(QJsonObject()); });
     const int port = TestSupport::freePort();
     ASSERT_TRUE(bridge.startOnPort(port, false, nullptr));
     EXPECT_TRUE(order.empty());  // queued, not called in place

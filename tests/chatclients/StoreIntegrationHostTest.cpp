@@ -18,7 +18,7 @@ TEST_F(StoreIntegrationHostTest, TheRunningServerListsTheEnabledStoreToolsAndThe
     server->setServerTitle(QString("  Studio Server "));
     server->setPort(3456);
     ASSERT_TRUE(context->save());
-    bridge.registerTool(QVariantMap{{"name", "leftover"}}, [](const QVariantMap &) { return std::optional<QString>(); });
+    bridge.registerTool(QVariantMap{{"name", "leftover"}}, [](const QJsonObject &, const ToolInvocation &) { return std::optional<QJsonValue>(); });
 
     StoreIntegrationHost host(context, router.get());
     QSettings defaults(root + "/Kelvara.conf", QSettings::IniFormat);

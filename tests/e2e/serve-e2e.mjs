@@ -62,6 +62,18 @@ writeJson(join(bundle, 'Prompts', 'greeting.json'), {
   name: 'greeting', description: 'Greets someone', template: 'Hello {who}',
   arguments: [{ name: 'who', description: 'Whom to greet', required: true }],
 });
+// A script tool whose parameters are called like the tool's own fields.
+const whoamiPath = join(work, 'whoami.js');
+writeFileSync(whoamiPath, `function toolEntry(sid, handlerName, jsonParams) {
+  var p = JSON.parse(jsonParams);
+  return JSON.stringify({ text: 'seen', metadata: { name: p.name, title: p.title, sessionId: p.sessionId,
+    keys: Object.keys(p).sort().join(','), sidGiven: sid.length > 0, handler: handlerName } });
+}
+`);
+writeJson(join(bundle, 'Tools', 'whoami.json'), tool('whoami',
+  { toolType: 'ScriptTool', execHandler: 'whoami', execMethod: 'toolEntry', scriptName: whoamiPath, title: 'Who am I' },
+  { name: { type: 'string', description: '' }, title: { type: 'string', description: '' },
+    sessionId: { type: 'string', description: '' } }));
 writeFileSync(join(bundle, 'Tools', 'IGNORED.JSON'), '{"not": "read"}');
 
 try {
@@ -86,8 +98,9 @@ try {
       { op: 'callTool', name: 'text_statistics', arguments: { text: 'One two two. Three!' } },
       { op: 'readResource', uri: pathToFileURL(notesPath).href },
       { op: 'getPrompt', name: 'greeting', arguments: { who: 'Ada' } },
+      { op: 'callTool', name: 'whoami', arguments: { name: 'Ada', title: 'Countess', sessionId: 'chosen-by-client' } },
     ]);
-    const [init, list, read, written, listed, calendars, stats, resource, prompt] = results;
+    const [init, list, read, written, listed, calendars, stats, resource, prompt, whoami] = results;
     // The SDK keeps only the members it knows; the execution fields are read off the wire.
     const wire = await (await fetch(`http://127.0.0.1:${port}/mcp`, {
       method: 'POST',
@@ -104,7 +117,7 @@ try {
       assert.deepEqual(names, ['create_contact', 'create_event', 'create_reminder', 'delete_contact', 'delete_event',
         'delete_reminder', 'fetch_json', 'git_log', 'list_calendars', 'list_contacts', 'list_events', 'list_files',
         'list_reminder_lists', 'list_reminders', 'notes', 'read_file', 'read_notes', 'system_info', 'text_statistics',
-        'text_stats_plugin', 'update_contact', 'update_event', 'update_reminder', 'write_file']);
+        'text_stats_plugin', 'update_contact', 'update_event', 'update_reminder', 'whoami', 'write_file']);
       const byName = Object.fromEntries(wire.result.tools.map((t) => [t.name, t]));
       const t = byName.read_notes;
       assert.equal(t.toolType, 'BuiltinTool');
@@ -159,6 +172,16 @@ try {
       assert.equal(s.words, 4);
       assert.equal(s.sentences, 2);
       assert.deepEqual(s.top_words[0], { word: 'two', count: 2 });
+    });
+    check('a script tool gets parameters called name, title and sessionId as the client sent them', () => {
+      const s = whoami.result.structuredContent;
+      assert.equal(s.success, true, JSON.stringify(whoami.result));
+      assert.equal(s.name, 'Ada');
+      assert.equal(s.title, 'Countess');
+      assert.equal(s.sessionId, 'chosen-by-client');
+      assert.equal(s.keys, 'name,sessionId,title');
+      assert.equal(s.sidGiven, true);
+      assert.equal(s.handler, 'whoami');
     });
     check('a "file" resource gives the file text', () => {
       const [content] = resource.result.contents;
@@ -229,7 +252,7 @@ try {
       assert.ok(lines.includes(status), `missing status line ${status}`);
     }
     assert.ok(lines.some((l) => /^\d\d:\d\d:\d\d\.\d{3} \[I\] Executing tool: read_notes$/.test(l)), 'no log line of the tool call');
-    assert.ok(lines.some((l) => /^Import complete — 2 tools, 1 resources, 1 prompts imported\./.test(l)), 'no import summary');
+    assert.ok(lines.some((l) => /^Import complete — 3 tools, 1 resources, 1 prompts imported\./.test(l)), 'no import summary');
   });
 
   // ---- 2. a port that is taken ----

@@ -1,6 +1,9 @@
 #include "EngineTestSupport.h"
 
+#include "engine/JSONParser.h"
+
 #include <algorithm>
+#include <stdexcept>
 #include <arpa/inet.h>
 #include <dirent.h>
 #include <netinet/in.h>
@@ -123,6 +126,21 @@ MCP::ToolDefinition makeTool(const std::string &name, MCP::ToolHandler handler)
     tool.execMethod = "method";
     tool.handler = std::move(handler);
     return tool;
+}
+
+MCP::ToolDefinition makeTextTool(const std::string &name, TextHandler handler)
+{
+    return makeTool(name, [handler = std::move(handler)](const MCP::JSONValue &arguments,
+                                                        const MCP::ToolCallContext &) -> std::optional<MCP::JSONValue> {
+        const std::optional<std::string> text = handler(arguments);
+        if (!text)
+            return std::nullopt;
+        std::string error;
+        auto value = MCP::JSONParser::parseDocument(*text, &error);
+        if (!value)
+            throw std::runtime_error("not JSON: " + error);
+        return std::move(*value);
+    });
 }
 
 int sendRaw(int port, std::string_view raw)

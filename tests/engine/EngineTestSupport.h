@@ -37,6 +37,10 @@ HttpReply post(int port, std::string_view body);
 std::string toolCall(uint64_t id, const std::string &name, const std::string &arguments = "{}");
 // A tool with every execution field set, so that calls reach the handler.
 MCP::ToolDefinition makeTool(const std::string &name, MCP::ToolHandler handler);
+// A handler that writes its result as JSON text, for brevity; the text is parsed into the
+// value the tool gives (a text that is no JSON throws, as a failing tool would).
+using TextHandler = std::function<std::optional<std::string>(const MCP::JSONValue &arguments)>;
+MCP::ToolDefinition makeTextTool(const std::string &name, TextHandler handler);
 
 // Counts of this process's open descriptors and threads, from /proc/self.
 int openDescriptorCount();

@@ -23,9 +23,9 @@ protected:
         port = freePort();
     }
 
-    void addTool(const std::string &name, ToolHandler handler)
+    void addTool(const std::string &name, TextHandler handler)
     {
-        server.getToolService()->registerTool(makeTool(name, std::move(handler)));
+        server.getToolService()->registerTool(makeTextTool(name, std::move(handler)));
     }
 
     LogRecorder log;
@@ -105,11 +105,11 @@ TEST_F(ServerOverHttp, EveryRequestGetsAFreshConnectionId)
 {
     std::mutex mutex;
     std::vector<std::string> ids;
-    addTool("who", [&](const JSONValue &arguments) {
+    server.getToolService()->registerTool(makeTool("who", [&](const JSONValue &, const ToolCallContext &call) {
         std::lock_guard lock(mutex);
-        ids.push_back(arguments.at("sessionId").asString());
-        return std::string("{}");
-    });
+        ids.push_back(call.sessionId);
+        return std::optional<JSONValue>(JSONValue(JSONValue::ObjectType{}));
+    }));
     ASSERT_TRUE(server.start(port, false));
     for (int i = 0; i < 3; ++i)
         ASSERT_EQ(post(port, toolCall(1, "who")).status, 200);

@@ -16,6 +16,7 @@
 using namespace MCP;
 using EngineTest::Latch;
 using EngineTest::makeTool;
+using EngineTest::makeTextTool;
 
 namespace {
 
@@ -37,7 +38,7 @@ public:
         m_serverOut = out[1];
         server = std::make_unique<MCPServer>(std::move(transport));
         server->setLogCallback(m_log.callback());
-        server->getToolService()->registerTool(makeTool("echo", [](const JSONValue &arguments) {
+        server->getToolService()->registerTool(makeTextTool("echo", [](const JSONValue &arguments) {
             JSONValue result;
             result["text"] = arguments.contains("text") ? arguments.at("text") : JSONValue("");
             return std::optional<std::string>(result.toString(0));
@@ -188,7 +189,7 @@ TEST(MCPStdioTransportTest, EndOfInputWaitsForAnswersUnderWayThenCloses)
 {
     StdioSession session;
     Latch release;
-    session.server->getToolService()->registerTool(makeTool("slow", [&](const JSONValue &) {
+    session.server->getToolService()->registerTool(makeTextTool("slow", [&](const JSONValue &) {
         release.wait();
         return std::optional<std::string>("{\"done\": true}");
     }));

@@ -70,7 +70,7 @@ TEST(Registry, EveryChangeMovesTheRevisionBeforeTheCallbackRuns)
 TEST(Registry, AToolHandlerMayChangeTheRegistryItRunsFrom)
 {
     MCPToolService tools;
-    tools.registerTool(EngineTest::makeTool("installer", [&](const JSONValue &) -> std::optional<std::string> {
+    tools.registerTool(EngineTest::makeTextTool("installer", [&](const JSONValue &) -> std::optional<std::string> {
         tools.registerTool(EngineTest::makeTool("installed", nullptr));
         tools.unregisterTool("installer");
         return std::to_string(tools.count());

@@ -160,18 +160,20 @@ TEST_F(PluginCalls, TheRouterHandsCustomToolsToTheRegistryWithTheWholeArguments)
     enable(u"reply_echo"_s);
     MCPServerBridge bridge;
     MCPServer router(w.logger.get(), &bridge, w.controller.get());
-    const QVariantMap arguments{{"sessionId", "s-9"},      {"name", "echo_tool"}, {"toolType", "CustomTool"},
-                                {"execHandler", "replyEntry"}, {"execMethod", "run"}, {"pluginName", "reply_echo"},
-                                {"arguments", QVariantMap{{"text", "hi"}}}};
+    const QJsonObject arguments{{"name", "a parameter"}, {"arguments", QJsonObject{{"text", "hi"}}}};
     JSONToolConfig config;
+    config.name = u"echo_tool"_s;
+    config.toolType = u"CustomTool"_s;
+    config.execHandler = u"replyEntry"_s;
+    config.execMethod = u"run"_s;
+    config.pluginName = u"reply_echo"_s;
     JSONToolSchemaProperty count;
     count.type = u"integer"_s;
     config.outputSchema.properties.insert(u"count"_s, count);
 
-    const JSONToolResult result = router.handleToolCall(arguments, config);
-    const QJsonObject input = result.structuredContent.value(u"input"_s).toJson().toObject();
-    EXPECT_EQ(input["execMethod"].toString(), "run");
-    EXPECT_EQ(input["arguments"].toObject()["text"].toString(), "hi");
+    const JSONToolResult result = router.handleToolCall(arguments, config, ToolInvocation{u"s-9"_s, u"1"_s, nullptr});
+    // The plug-in gets the client's arguments as they came; the session id comes on its own.
+    EXPECT_EQ(result.structuredContent.value(u"input"_s).toJson().toObject(), arguments);
     EXPECT_EQ(member(result, u"sid"_s).toString(), "s-9");
     EXPECT_EQ(member(result, u"count"_s).toInt(), 0);
 }

@@ -57,24 +57,33 @@ protected:
         router = std::make_unique<MCPServer>(LogController::shared(), &bridge, PluginController::shared());
     }
 
-    // The enriched arguments the engine hands over for a tool.
-    static QVariantMap toolArguments(const QString &toolType, const QString &execMethod, const QVariantMap &extra = {})
+    // A tool's configuration as the store registers it.
+    static JSONToolConfig tool(const QString &toolType, const QString &execMethod)
     {
-        QVariantMap arguments{{"sessionId", "session-1"}, {"name", "my_tool"}, {"toolType", toolType},
-                              {"execHandler", "handler"}, {"execMethod", execMethod}};
-        arguments.insert(extra);
-        return arguments;
+        JSONToolConfig config;
+        config.name = u"my_tool"_s;
+        config.toolType = toolType;
+        config.execHandler = u"handler"_s;
+        config.execMethod = execMethod;
+        return config;
     }
 
-    JSONToolResult call(const QVariantMap &arguments, const JSONToolConfig &config = {})
+    // A call as the engine hands it over: the client's arguments and the call's context.
+    JSONToolResult call(const JSONToolConfig &config, const QJsonObject &arguments = {},
+                        const QString &sessionId = u"session-1"_s)
     {
-        return router->handleToolCall(arguments, config);
+        return router->handleToolCall(arguments, config, ToolInvocation{sessionId, u"7"_s, nullptr});
     }
-    JSONToolResult builtin(const QString &method, const QVariantMap &extra = {})
+    JSONToolResult builtin(const QString &method, const QJsonObject &arguments = {})
     {
-        return call(toolArguments(u"BuiltinTool"_s, method, extra));
+        return call(tool(u"BuiltinTool"_s, method), arguments);
     }
-    JSONToolResult script(const QVariantMap &extra) { return call(toolArguments(u"ScriptTool"_s, u"toolEntry"_s, extra)); }
+    JSONToolResult script(const QString &scriptName, const QJsonObject &arguments = {})
+    {
+        JSONToolConfig config = tool(u"ScriptTool"_s, u"toolEntry"_s);
+        config.scriptName = scriptName;
+        return call(config, arguments);
+    }
 
     bool logged(MCPLogMessageType level, const QString &message) { return log.contains(level, -1, message); }
 
@@ -90,37 +99,49 @@ TEST_F(MCPServerTest, TheFourChecksComeFirstAndFailInOrder)
     const char *messages[] = {"Custom tool sessionId must not be empty", "Custom tool name must not be empty",
                               "Custom tool type must not be empty", "Custom tool execMethod must not be empty"};
     for (int i = 0; i < 4; ++i) {
-        // The key under test and every later one are empty: the first check that fails speaks.
-        QVariantMap arguments = toolArguments(u"BuiltinTool"_s, u"readFile"_s);
+        // The field under test and every later one are empty: the first check that fails speaks.
+        JSONToolConfig config = tool(u"BuiltinTool"_s, u"readFile"_s);
+        QString sessionId = u"session-1"_s;
+        QString *fields[] = {&sessionId, &config.name, &config.toolType, &config.execMethod};
         for (int j = i; j < 4; ++j)
-            arguments.insert(QString::fromLatin1(keys[j]), QString());
-        const JSONToolResult result = call(arguments);
+            fields[j]->clear();
+        const JSONToolResult result = call(config, {}, sessionId);
         EXPECT_EQ(errorMessage(result), messages[i]) << keys[i];
         EXPECT_EQ(structured(result, "success"), QJsonValue(false));
         EXPECT_TRUE(logged(MCPLogMessageType::Error, QString::fromLatin1(messages[i])));
     }
 
-    // A value of another kind counts as missing.
-    EXPECT_EQ(errorMessage(builtin(u"readFile"_s, {{"sessionId", 42}})), "Custom tool sessionId must not be empty");
+    // The client's arguments never stand in for the call's context or the configuration.
+    JSONToolConfig blank = tool(QString(), u"readFile"_s);
+    EXPECT_EQ(errorMessage(call(blank, {{"sessionId", "s"}, {"toolType", "BuiltinTool"}}, QString())),
+              "Custom tool sessionId must not be empty");
+    EXPECT_EQ(errorMessage(call(blank, {{"toolType", "BuiltinTool"}})), "Custom tool type must not be empty");
+    // A method stored with blanks and quotes is cleaned as the engine's definition has it.
+    JSONToolConfig loose = tool(u"BuiltinTool"_s, u" \"readFiles\" "_s);
+    EXPECT_TRUE(errorMessage(call(loose)).contains(u"my_tool:readFiles'"_s));
 }
 
 TEST_F(MCPServerTest, RoutesByToolTypeAndRefusesEmptyHandlers)
 {
-    EXPECT_EQ(errorMessage(script({{"execHandler", QString()}})), "Script tool handler name must not be empty");
-    EXPECT_EQ(errorMessage(call(toolArguments(u"CustomTool"_s, u"run"_s, {{"execHandler", QString()}}))),
-              "Custom tool handler name must not be empty");
+    JSONToolConfig scriptTool = tool(u"ScriptTool"_s, u"toolEntry"_s);
+    scriptTool.execHandler.clear();
+    EXPECT_EQ(errorMessage(call(scriptTool)), "Script tool handler name must not be empty");
+    JSONToolConfig pluginTool = tool(u"CustomTool"_s, u"run"_s);
+    pluginTool.execHandler = u" [ ] "_s;  // nothing once cleaned
+    EXPECT_EQ(errorMessage(call(pluginTool)), "Custom tool handler name must not be empty");
     // The type is compared exactly.
-    EXPECT_EQ(errorMessage(call(toolArguments(u"builtintool"_s, u"readFile"_s))),
+    EXPECT_EQ(errorMessage(call(tool(u"builtintool"_s, u"readFile"_s))),
               "No handler for 'my_tool::readFile' of type 'builtintool' available.");
 }
 
 TEST_F(MCPServerTest, EffectiveParametersAreTheArgumentsMapOrEverything)
 {
-    const QVariantMap inner{{"file_path", "/tmp/x"}};
-    EXPECT_EQ(MCPServer::effectiveParameters(toolArguments(u"BuiltinTool"_s, u"readFile"_s, {{"arguments", inner}})), inner);
-    const QVariantMap flat = toolArguments(u"BuiltinTool"_s, u"readFile"_s);
+    const QJsonObject inner{{"file_path", "/tmp/x"}};
+    EXPECT_EQ(MCPServer::effectiveParameters({{"arguments", inner}, {"other", 1}}), inner);
+    const QJsonObject flat{{"file_path", "/tmp/y"}, {"name", "n"}};
     EXPECT_EQ(MCPServer::effectiveParameters(flat), flat);
-    EXPECT_FALSE(MCPServer::effectiveParameters(toolArguments(u"BuiltinTool"_s, u"readFile"_s, {{"arguments", "text"}})));
+    EXPECT_FALSE(MCPServer::effectiveParameters({{"arguments", "text"}}));
+    EXPECT_FALSE(MCPServer::effectiveParameters({{"arguments", QJsonValue::Null}}));
 }
 
 TEST_F(MCPServerTest, BuiltinFileMethodsReadTheNestedArgumentsAndCheckTheirParameters)
@@ -128,7 +149,7 @@ TEST_F(MCPServerTest, BuiltinFileMethodsReadTheNestedArgumentsAndCheckTheirParam
     const QString path = writeFile(folder + u"/note.txt"_s, "one\ntwo");
 
     // The path sits only inside `arguments`: the executor sees that map.
-    const JSONToolResult read = builtin(u"readFile"_s, {{"arguments", QVariantMap{{"file_path", "  " + path + "\n"}}}});
+    const JSONToolResult read = builtin(u"readFile"_s, {{"arguments", QJsonObject{{"file_path", "  " + path + "\n"}}}});
     EXPECT_EQ(structured(read, "success"), QJsonValue(true));
     EXPECT_EQ(structured(read, "content").toString(), "one\ntwo");
     EXPECT_EQ(structured(read, "file_path").toString(), path);  // trimmed by the router
@@ -139,7 +160,7 @@ TEST_F(MCPServerTest, BuiltinFileMethodsReadTheNestedArgumentsAndCheckTheirParam
               "Tool parameter 'content' must not be empty.");
     EXPECT_EQ(QFile(path).size(), 7) << "nothing was written";
 
-    EXPECT_EQ(errorMessage(builtin(u"readFile"_s, {{"arguments", QVariantList{1, 2}}})),
+    EXPECT_EQ(errorMessage(builtin(u"readFile"_s, {{"arguments", QJsonArray{1, 2}}})),
               "Tool arguments missing or invalid data type.");
     EXPECT_TRUE(logged(MCPLogMessageType::Error, u"Tool arguments missing or invalid data type."_s));
     EXPECT_TRUE(errorMessage(builtin(u"readFiles"_s)).contains(u"my_tool:readFiles"_s));
@@ -157,7 +178,11 @@ TEST_F(MCPServerTest, AHandlersFailureGetsTheOutputSchemasNeutralValues)
     // "listCalendars" runs on the main thread: call from a worker, as the engine does.
     PrivacyAccess::setStatus(PrivacyAccess::Kind::Calendars, PrivacyAccess::Denied);
     JSONToolResult result;
-    QThread *worker = QThread::create([&] { result = call(toolArguments(u"BuiltinTool"_s, u"listCalendars"_s), config); });
+    config.name = u"my_tool"_s;
+    config.toolType = u"BuiltinTool"_s;
+    config.execHandler = u"handler"_s;
+    config.execMethod = u"listCalendars"_s;
+    QThread *worker = QThread::create([&] { result = call(config); });
     worker->start();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return worker->isFinished(); }));
     delete worker;
@@ -172,11 +197,14 @@ TEST_F(MCPServerTest, AHandlersFailureGetsTheOutputSchemasNeutralValues)
 
 TEST_F(MCPServerTest, PluginToolsNeedAPluginNameAndARegisteredPlugin)
 {
-    EXPECT_EQ(errorMessage(call(toolArguments(u"CustomTool"_s, u"run"_s))), "Pluing name missing in custom tool configuration");
+    // A client's `pluginName` argument does not name the plug-in.
+    EXPECT_EQ(errorMessage(call(tool(u"CustomTool"_s, u"run"_s), {{"pluginName", "TextStats"}})),
+              "Pluing name missing in custom tool configuration");
 
-    JSONToolConfig config;
+    JSONToolConfig config = tool(u"CustomTool"_s, u"run"_s);
+    config.pluginName = u"TextStats"_s;
     config.outputSchema.properties.insert(u"words"_s, property("integer"));
-    const JSONToolResult result = call(toolArguments(u"CustomTool"_s, u"run"_s, {{"pluginName", "TextStats"}}), config);
+    const JSONToolResult result = call(config);
     EXPECT_EQ(errorMessage(result), "Could not find custom tool plugin: TextStats");
     EXPECT_EQ(structured(result, "words"), QJsonValue(0));
 }
@@ -187,14 +215,42 @@ TEST_F(MCPServerTest, ScriptsGetTheNestedMapOrAllArguments)
                                                            "  return JSON.stringify({text: jsonParams});\n}\n");
     auto params = [](const JSONToolResult &result) { return QJsonDocument::fromJson(result.content.value(0).text.toUtf8()); };
 
-    EXPECT_EQ(params(script({{"scriptName", echo}, {"arguments", QVariantMap{{"text", "hi"}}}})).object(),
+    EXPECT_EQ(params(script(echo, {{"arguments", QJsonObject{{"text", "hi"}}}, {"text", "outer"}})).object(),
               (QJsonObject{{"text", "hi"}}));
-    const QJsonDocument flat = params(script({{"scriptName", echo}}));
-    EXPECT_EQ(flat["sessionId"].toString(), "session-1");
-    EXPECT_EQ(flat["execHandler"].toString(), "handler");
-    // An `arguments` member that is no map does not stop a script.
-    EXPECT_EQ(params(script({{"scriptName", echo}, {"arguments", "loose"}}))["arguments"].toString(), "loose");
-    EXPECT_EQ(errorMessage(script({})), "Script file name missing in custom tool configuration");
+    // Without the member the script gets the client's arguments as they came, nothing added.
+    const QJsonObject flat{{"text", "hi"}, {"count", 3}, {"list", QJsonArray{true, QJsonValue::Null}}};
+    EXPECT_EQ(params(script(echo, flat)).object(), flat);
+    EXPECT_EQ(params(script(echo)).object(), QJsonObject());
+    // An `arguments` member that is no object does not stop a script.
+    EXPECT_EQ(params(script(echo, {{"arguments", "loose"}}))["arguments"].toString(), "loose");
+    EXPECT_EQ(errorMessage(script(QString(), flat)), "Script file name missing in custom tool configuration");
+    // A `scriptName` argument names no script.
+    EXPECT_EQ(errorMessage(script(QString(), {{"scriptName", echo}})), "Script file name missing in custom tool configuration");
+}
+
+TEST_F(MCPServerTest, ParametersCalledNameTitleAndSessionIdReachTheScriptAsTheClientSentThem)
+{
+    // The session id and the handler's name come as toolEntry's own arguments.
+    const QString echo = writeFile(folder + u"/names.js"_s,
+                                   "function toolEntry(sid, handlerName, jsonParams) {\n"
+                                   "  var p = JSON.parse(jsonParams);\n"
+                                   "  return JSON.stringify({text: 'ok', metadata: {sid: sid, handler: handlerName,\n"
+                                   "    name: p.name, title: p.title, sessionId: p.sessionId, keys: Object.keys(p).length}});\n}\n");
+    JSONToolConfig config = tool(u"ScriptTool"_s, u"toolEntry"_s);
+    config.scriptName = echo;
+    config.title = u"The tool's title"_s;
+    for (const char *parameter : {"name", "title", "sessionId"})
+        config.inputSchema.properties.insert(QString::fromLatin1(parameter), property("string"));
+
+    const JSONToolResult result =
+        call(config, {{"name", "Ada"}, {"title", "Countess"}, {"sessionId", "client-chosen"}}, u"connection-9"_s);
+    EXPECT_EQ(structured(result, "success"), QJsonValue(true)) << result.json().toStdString();
+    EXPECT_EQ(structured(result, "name"), QJsonValue("Ada"));
+    EXPECT_EQ(structured(result, "title"), QJsonValue("Countess"));
+    EXPECT_EQ(structured(result, "sessionId"), QJsonValue("client-chosen"));
+    EXPECT_EQ(structured(result, "keys"), QJsonValue(3));
+    EXPECT_EQ(structured(result, "sid"), QJsonValue("connection-9"));
+    EXPECT_EQ(structured(result, "handler"), QJsonValue("handler"));
 }
 
 TEST_F(MCPServerTest, FileResourcesGiveTheTextTheBytesOrTheReadersError)

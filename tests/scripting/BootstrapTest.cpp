@@ -52,7 +52,7 @@ TEST_F(BootstrapTest, DispatchRoutesByHandlerNameAndTurnsAnswersIntoResults)
             return Tool.dispatch(handlers, sid, handlerName, jsonParams);
         })JS");
     auto callHandler = [&](const QString &handler, const QString &json) {
-        return PluginController::shared()->callScript("dispatch", path, handler, json);
+        return PluginScripting::callScript("dispatch", path, handler, json);
     };
     EXPECT_EQ(text(callHandler("greet", R"({"name": "Ada"})")), "Hello Ada");
     const JSONToolResult counted = callHandler("count", R"({"items": [1, 2, 3]})");

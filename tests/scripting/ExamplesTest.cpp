@@ -23,7 +23,7 @@ protected:
     {
         const QString path = AppPaths::toolSdkDir() + QStringLiteral("/Scripts/examples/") + script;
         EXPECT_TRUE(QFileInfo::exists(path)) << path;
-        return PluginController::shared()->callScript(QUuid::createUuid().toString(QUuid::WithoutBraces), path, handler,
+        return PluginScripting::callScript(QUuid::createUuid().toString(QUuid::WithoutBraces), path, handler,
                                                       QString::fromUtf8(QJsonDocument(params).toJson()));
     }
 
@@ -126,7 +126,7 @@ protected:
     JSONToolResult statistics(const QString &text)
     {
         const QString path = AppPaths::builtinConfigurationDir() + QStringLiteral("/Scripts/text_statistics.js");
-        return PluginController::shared()->callScript(QUuid::createUuid().toString(QUuid::WithoutBraces), path,
+        return PluginScripting::callScript(QUuid::createUuid().toString(QUuid::WithoutBraces), path,
                                                       QStringLiteral("textStatistics"),
                                                       QString::fromUtf8(QJsonDocument(QJsonObject{{"text", text}}).toJson()));
     }

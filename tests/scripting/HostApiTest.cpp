@@ -331,7 +331,7 @@ TEST_F(HostApiTest, PlentyOfOutputOnBothStreamsArrivesWhole)
 
 TEST_F(HostApiTest, OutputIsNotForwardedWithoutAContextAndTheExitStillCounts)
 {
-    ScriptBridge bridge(u"no-context"_s, PluginController::shared());
+    ScriptBridge bridge(u"no-context"_s);
     EXPECT_TRUE(bridge.process(u"/bin/true"_s, {}, u"o"_s, u"e"_s));
     EXPECT_FALSE(bridge.shell(u"exit 1"_s));
     const QList<Line> lost = linesWithCode(500);

@@ -157,6 +157,59 @@ TEST_F(PluginScriptingTest, EveryCallSeesTheFileAsItIsNow)
     EXPECT_EQ(text(call(path)), "two");
 }
 
+TEST_F(PluginScriptingTest, EveryCallGetsAFreshContextWithEverythingInPlace)
+{
+    // Each call changes what a later call would see if it shared the context: globals,
+    // `console`, the host object, the output arrays and the pre-processor's `Tool`.
+    const QString path = writeScript(R"JS(
+        function toolEntry(sid) {
+            var seen = [typeof leftover, typeof console.log, typeof Kelvara.log, stdOut.length, stdErr.length,
+                        typeof Tool.dispatch, typeof require, __moduleDir].join(' ');
+            leftover = 1;
+            console.log = null;
+            Kelvara.log = null;
+            stdOut.push('x');
+            Tool = null;
+            Kelvara.setToolResult(JSON.stringify({text: seen, metadata: {sid: sid}}));
+            return 'ignored';
+        })JS", "fresh.js");
+    // On one thread one after another, as a worker serves its calls (reusing its context
+    // group), and now and then on a thread of its own.
+    for (int i = 0; i < 6; ++i) {
+        const QString sid = QStringLiteral("fresh-%1").arg(i);
+        JSONToolResult result;
+        if (i % 3 == 2) {
+            std::thread other([&] { result = call(path, "{}", sid); });
+            other.join();
+        } else {
+            result = call(path, "{}", sid);
+        }
+        EXPECT_EQ(text(result), "undefined function function 0 0 function function " + folder) << i;
+        EXPECT_EQ(field(result, "sid").toString(), sid);
+        EXPECT_FALSE(ScriptContextManager::shared()->hasContext(sid));
+    }
+}
+
+TEST_F(PluginScriptingTest, AnEditedPreprocessorReachesTheNextCall)
+{
+    const QString resources = TestSupport::makeTempDir("own-resources");
+    const QString bootstrap = resources + "/ToolSDK/Scripts/bootstrap.js";
+    const QByteArray previous = qgetenv("KELVARA_RESOURCES");
+    qputenv("KELVARA_RESOURCES", resources.toUtf8());
+    const QString path = writeScript("function toolEntry() { return JSON.stringify({text: String(mark)}); }", "mark.js");
+    writeBytes("var mark = 'one';", "bootstrap.js", resources + "/ToolSDK/Scripts");
+    EXPECT_EQ(text(call(path)), "one");
+    EXPECT_EQ(text(call(path)), "one");
+    // Another text of another length, read again though the call before kept the old one.
+    writeBytes("var mark = 'second';", "bootstrap.js", resources + "/ToolSDK/Scripts");
+    EXPECT_EQ(text(call(path)), "second");
+    EXPECT_EQ(text(call(path)), "second");
+    ASSERT_TRUE(QFile::remove(bootstrap));
+    EXPECT_EQ(text(call(path, "{}", "gone-bootstrap")), "Error -1 [Script] Failed to load pre-processor from bundle");
+    ScriptContextManager::shared()->clearContext("gone-bootstrap");
+    qputenv("KELVARA_RESOURCES", previous);
+}
+
 TEST_F(PluginScriptingTest, RelativePathNamesAScriptInTheApplicationsContainer)
 {
     const QString container = AppPaths::dataDir();
@@ -217,7 +270,7 @@ TEST_F(PluginScriptingTest, CallsOnManyThreadsRunSideBySideAndKeepTheirOwnResult
             for (int i = 0; i < callsPerThread; ++i) {
                 const QString sid = QStringLiteral("worker-%1-%2").arg(t).arg(i);
                 const int n = t * 1000 + i;
-                const JSONToolResult result = PluginController::shared()->callScript(
+                const JSONToolResult result = PluginScripting::callScript(
                     sid, path, QStringLiteral("h"), QStringLiteral("{\"n\": %1}").arg(n));
                 if (text(result) != sid || field(result, "n").toInt() != n || field(result, "sum").toInt() != 5995)
                     ++wrong;
@@ -234,7 +287,7 @@ TEST_F(PluginScriptingTest, CallsOnManyThreadsRunSideBySideAndKeepTheirOwnResult
     for (int t = 0; t < 4; ++t) {
         workers.emplace_back([&] {
             for (int i = 0; i < 10; ++i) {
-                const JSONToolResult result = PluginController::shared()->callScript("shared", path, "h", "{\"n\": 1}");
+                const JSONToolResult result = PluginScripting::callScript("shared", path, "h", "{\"n\": 1}");
                 if (!field(result, "success").toBool())
                     ++failed;
             }

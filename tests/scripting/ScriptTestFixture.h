@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tests/support/LogLines.h"
-#include "tools/plugins/PluginController.h"
+#include "tools/scripting/PluginScripting.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/results/JSONToolResult.h"
 
@@ -49,7 +49,7 @@ protected:
 
     JSONToolResult call(const QString &path, const QString &json = QStringLiteral("{}"), const QString &sid = QString())
     {
-        return PluginController::shared()->callScript(sid.isEmpty() ? QUuid::createUuid().toString(QUuid::WithoutBraces) : sid,
+        return PluginScripting::callScript(sid.isEmpty() ? QUuid::createUuid().toString(QUuid::WithoutBraces) : sid,
                                                       path, QStringLiteral("handler"), json);
     }
 

@@ -8,7 +8,6 @@
 #include "tools/plugins/PluginInspector.h"
 #include "tools/plugins/ToolDiscoveryService.h"
 #include "tools/results/ToolError.h"
-#include "tools/scripting/PluginScripting.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/ScopedSecurityAccess.h"
 
@@ -81,12 +80,6 @@ PluginController::PluginController(BookmarkController *security, LogController *
 }
 
 PluginController::~PluginController() = default;
-
-JSONToolResult PluginController::callScript(const QString &sid, const QString &scriptPath, const QString &handlerName,
-                                            const QString &jsonParams)
-{
-    return PluginScripting::callScript(this, sid, scriptPath, handlerName, jsonParams);
-}
 
 // ---- Published state ----
 

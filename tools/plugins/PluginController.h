@@ -46,13 +46,6 @@ public:
     PluginController(BookmarkController *security, LogController *logger, QObject *parent = nullptr);
     ~PluginController() override;
 
-    // Runs one call of a script tool: reads the file at scriptPath (a relative path lies in
-    // the application's container), evaluates it in a fresh JavaScript context and calls its
-    // toolEntry(sid, handlerName, jsonParams). Never fails otherwise than through the
-    // result. Any thread; see PluginScripting.
-    JSONToolResult callScript(const QString &sid, const QString &scriptPath, const QString &handlerName,
-                              const QString &jsonParams);
-
     // Runs one call of a native plug-in tool: finds the enabled plug-in of that descriptor
     // name, loads a handler of its own for this call, calls the entry and checks the shape
     // of its answer. Never fails otherwise than through the result (code -1, level info).

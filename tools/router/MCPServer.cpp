@@ -9,6 +9,7 @@
 #include "tools/plugins/PluginController.h"
 #include "tools/router/BuiltinToolTable.h"
 #include "tools/results/ToolError.h"
+#include "tools/scripting/PluginScripting.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/FileAccessPolicy.h"
 #include "tools/security/ScopedSecurityAccess.h"
@@ -30,13 +31,6 @@
 
 namespace {
 
-const QString kSessionId = QStringLiteral("sessionId");
-const QString kName = QStringLiteral("name");
-const QString kToolType = QStringLiteral("toolType");
-const QString kExecHandler = QStringLiteral("execHandler");
-const QString kExecMethod = QStringLiteral("execMethod");
-const QString kPluginName = QStringLiteral("pluginName");
-const QString kScriptName = QStringLiteral("scriptName");
 const QString kArguments = QStringLiteral("arguments");
 const QString kFilePath = QStringLiteral("file_path");
 const QString kContent = QStringLiteral("content");
@@ -51,11 +45,6 @@ std::optional<QString> nonEmptyString(const QVariantMap &map, const QString &key
     if (text.isEmpty())
         return std::nullopt;
     return text;
-}
-
-bool isMap(const QVariant &value)
-{
-    return value.typeId() == QMetaType::QVariantMap || value.typeId() == QMetaType::QVariantHash;
 }
 
 // A readable dump of a dictionary for the log.
@@ -125,59 +114,73 @@ JSONToolResult MCPServer::fail(const QString &message, MCPLogMessageType level)
 
 // ---- tools ----
 
-JSONToolResult MCPServer::handleToolCall(const QVariantMap &arguments, const JSONToolConfig &config)
+// The road of a script tool call, counted in changes of the data's form. Kelvara makes five
+// between reading the request and writing the answer:
+//   1. the request's bytes are parsed into the engine's JSONValue;
+//   2. the bridge turns the arguments into a QJsonObject;
+//   3. here the parameters become the JSON text that toolEntry receives;
+//   4. the text toolEntry gives back is parsed once into Qt JSON values, which the
+//      JSONToolResult keeps as they are;
+//   5. the bridge turns the result object into a JSONValue, which the engine writes.
+// What a script does with its text (JSON.parse, JSON.stringify) is its own affair. Routing
+// reads the tool's configuration, never keys of the arguments, so a parameter may be called
+// anything, `name` and `sessionId` included.
+JSONToolResult MCPServer::handleToolCall(const QJsonObject &arguments, const JSONToolConfig &config,
+                                         const ToolInvocation &call)
 {
-    JSONToolResult result = route(arguments);
+    JSONToolResult result = route(arguments, config, call);
     // Every result, failures included, carries the members its output schema promises.
     applyOutputSchema(result, config.outputSchema);
     return result;
 }
 
-JSONToolResult MCPServer::route(const QVariantMap &arguments)
+JSONToolResult MCPServer::route(const QJsonObject &arguments, const JSONToolConfig &config, const ToolInvocation &call)
 {
-    // The engine checks these too; a caller that skips the engine (the chat client) does not.
-    if (!nonEmptyString(arguments, kSessionId))
+    // The engine checks most of these too; a caller that skips the engine does not.
+    if (call.sessionId.isEmpty())
         return fail(QStringLiteral("Custom tool sessionId must not be empty"), MCPLogMessageType::Error);
-    const std::optional<QString> name = nonEmptyString(arguments, kName);
-    if (!name)
+    const QString &name = config.name;
+    if (name.isEmpty())
         return fail(QStringLiteral("Custom tool name must not be empty"), MCPLogMessageType::Error);
-    const std::optional<QString> toolType = nonEmptyString(arguments, kToolType);
-    if (!toolType)
+    const QString &toolType = config.toolType;
+    if (toolType.isEmpty())
         return fail(QStringLiteral("Custom tool type must not be empty"), MCPLogMessageType::Error);
-    const std::optional<QString> execMethod = nonEmptyString(arguments, kExecMethod);
-    if (!execMethod)
+    // Cleaned as the engine's definition has them: stored text may carry blanks and quotes.
+    const QString execMethod = MCPServerBridge::cleanToken(config.execMethod);
+    if (execMethod.isEmpty())
         return fail(QStringLiteral("Custom tool execMethod must not be empty"), MCPLogMessageType::Error);
+    const QString execHandler = MCPServerBridge::cleanToken(config.execHandler);
 
-    if (*toolType == QLatin1String("BuiltinTool"))
-        return callBuiltin(*name, *execMethod, arguments);
-    if (*toolType == QLatin1String("CustomTool")) {
-        if (!nonEmptyString(arguments, kExecHandler))
+    if (toolType == QLatin1String("BuiltinTool"))
+        return callBuiltin(name, execMethod, arguments);
+    if (toolType == QLatin1String("CustomTool")) {
+        if (execHandler.isEmpty())
             return fail(QStringLiteral("Custom tool handler name must not be empty"), MCPLogMessageType::Error);
-        return callPlugin(arguments);
+        return callPlugin(arguments, config, call);
     }
-    if (*toolType == QLatin1String("ScriptTool")) {
-        if (!nonEmptyString(arguments, kExecHandler))
+    if (toolType == QLatin1String("ScriptTool")) {
+        if (execHandler.isEmpty())
             return fail(QStringLiteral("Script tool handler name must not be empty"), MCPLogMessageType::Error);
-        return callScript(arguments);
+        return callScript(arguments, config, execHandler, call);
     }
-    return fail(QStringLiteral("No handler for '%1::%2' of type '%3' available.").arg(*name, *execMethod, *toolType),
+    return fail(QStringLiteral("No handler for '%1::%2' of type '%3' available.").arg(name, execMethod, toolType),
                 MCPLogMessageType::Error);
 }
 
-std::optional<QVariantMap> MCPServer::effectiveParameters(const QVariantMap &arguments)
+std::optional<QJsonObject> MCPServer::effectiveParameters(const QJsonObject &arguments)
 {
     const auto it = arguments.constFind(kArguments);
     if (it == arguments.constEnd())
         return arguments;
-    if (!isMap(it.value()))
+    if (!it.value().isObject())
         return std::nullopt;
-    return it.value().toMap();
+    return it.value().toObject();
 }
 
-JSONToolResult MCPServer::callBuiltin(const QString &name, const QString &execMethod, const QVariantMap &arguments)
+JSONToolResult MCPServer::callBuiltin(const QString &name, const QString &execMethod, const QJsonObject &arguments)
 {
-    std::optional<QVariantMap> parameters = effectiveParameters(arguments);
-    if (!parameters)
+    const std::optional<QJsonObject> effective = effectiveParameters(arguments);
+    if (!effective)
         return fail(QStringLiteral("Tool arguments missing or invalid data type."), MCPLogMessageType::Error);
 
     const BuiltinToolMethod *method = BuiltinToolTable::find(execMethod);
@@ -185,14 +188,15 @@ JSONToolResult MCPServer::callBuiltin(const QString &name, const QString &execMe
         return fail(QStringLiteral("Unknown built-in tool method '%1:%2'.").arg(name, execMethod),
                     MCPLogMessageType::Info);
 
+    QVariantMap parameters = effective->toVariantMap();
     if (method->precheck != BuiltinToolMethod::Precheck::None) {
-        const std::optional<QString> path = nonEmptyString(*parameters, kFilePath);
+        const std::optional<QString> path = nonEmptyString(parameters, kFilePath);
         if (!path)
             return fail(QStringLiteral("Tool parameter 'file_path' must not be empty."), MCPLogMessageType::Info);
         // Blanks count as present here and are cut to nothing; the handler then says so.
-        parameters->insert(kFilePath, path->trimmed());
+        parameters.insert(kFilePath, path->trimmed());
         if (method->precheck == BuiltinToolMethod::Precheck::FilePathAndContent &&
-            !nonEmptyString(*parameters, kContent))
+            !nonEmptyString(parameters, kContent))
             return fail(QStringLiteral("Tool parameter 'content' must not be empty."), MCPLogMessageType::Info);
     }
 
@@ -205,21 +209,15 @@ JSONToolResult MCPServer::callBuiltin(const QString &name, const QString &execMe
     if (method->thread == BuiltinToolMethod::Thread::Main) {
         // One at a time on the main thread; the worker waits for the answer.
         JSONToolResult result;
-        MainThread::runBlocking([&] { result = method->run(*parameters); });
+        MainThread::runBlocking([&] { result = method->run(parameters); });
         return result;
     }
-    return method->run(*parameters);
+    return method->run(parameters);
 }
 
-std::optional<QString> MCPServer::jsonText(const QVariantMap &value, JSONToolResult *failure)
+std::optional<QString> MCPServer::jsonText(const QJsonObject &value, JSONToolResult *failure)
 {
-    QString error;
-    const std::optional<AnyCodable> converted = AnyCodable::fromVariant(QVariant(value), &error);
-    if (!converted) {
-        *failure = fail(error, MCPLogMessageType::Info);
-        return std::nullopt;
-    }
-    const QByteArray data = QJsonDocument(converted->toJson().toObject()).toJson(QJsonDocument::Indented);
+    const QByteArray data = QJsonDocument(value).toJson(QJsonDocument::Indented);
     if (data.isEmpty()) {
         *failure = fail(QStringLiteral("Error converting data object to JSON"), MCPLogMessageType::Info);
         return std::nullopt;
@@ -227,17 +225,18 @@ std::optional<QString> MCPServer::jsonText(const QVariantMap &value, JSONToolRes
     return QString::fromUtf8(data);
 }
 
-JSONToolResult MCPServer::callPlugin(const QVariantMap &arguments)
+JSONToolResult MCPServer::callPlugin(const QJsonObject &arguments, const JSONToolConfig &config,
+                                     const ToolInvocation &call)
 {
-    const std::optional<QString> pluginName = nonEmptyString(arguments, kPluginName);
-    if (!pluginName)
+    if (config.pluginName.isEmpty())
         return fail(QStringLiteral("Pluing name missing in custom tool configuration"), MCPLogMessageType::Info);
-    // A plug-in gets the whole arguments, `arguments` member and enrichment alike.
+    // A plug-in gets the whole arguments, an `arguments` member included; the session id
+    // and the tool's name come as arguments of its entry function.
     JSONToolResult failure;
     const std::optional<QString> json = jsonText(arguments, &failure);
     if (!json)
         return failure;
-    return runPlugin(arguments.value(kSessionId).toString(), *pluginName, *json);
+    return runPlugin(call.sessionId, config.pluginName, *json);
 }
 
 JSONToolResult MCPServer::runPlugin(const QString &sessionId, const QString &pluginName, const QString &json)
@@ -246,19 +245,17 @@ JSONToolResult MCPServer::runPlugin(const QString &sessionId, const QString &plu
     return m_toolController->callPlugin(sessionId, pluginName, json);
 }
 
-JSONToolResult MCPServer::callScript(const QVariantMap &arguments)
+JSONToolResult MCPServer::callScript(const QJsonObject &arguments, const JSONToolConfig &config,
+                                     const QString &execHandler, const ToolInvocation &call)
 {
-    const std::optional<QString> scriptName = nonEmptyString(arguments, kScriptName);
-    if (!scriptName)
+    if (config.scriptName.isEmpty())
         return fail(QStringLiteral("Script file name missing in custom tool configuration"), MCPLogMessageType::Info);
-    // An `arguments` member that is no map does not stop a script: it gets everything.
-    const QVariantMap parameters = effectiveParameters(arguments).value_or(arguments);
+    // An `arguments` member that is no object does not stop a script: it gets everything.
     JSONToolResult failure;
-    const std::optional<QString> json = jsonText(parameters, &failure);
+    const std::optional<QString> json = jsonText(effectiveParameters(arguments).value_or(arguments), &failure);
     if (!json)
         return failure;
-    return m_toolController->callScript(arguments.value(kSessionId).toString(), *scriptName,
-                                        arguments.value(kExecHandler).toString(), *json);
+    return PluginScripting::callScript(call.sessionId, config.scriptName, execHandler, *json);
 }
 
 void MCPServer::applyOutputSchema(JSONToolResult &result, const JSONToolSchema &outputSchema)

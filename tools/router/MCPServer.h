@@ -4,7 +4,9 @@
 #include "tools/router/JSONToolConfig.h"
 #include "tools/results/JSONToolResult.h"
 #include "engine/bridge/ResourceReading.h"
+#include "engine/bridge/ToolInvocation.h"
 
+#include <QJsonObject>
 #include <QString>
 #include <QVariantMap>
 #include <atomic>
@@ -22,9 +24,9 @@ class PluginController;
 // arrived, picks the executor by the tool's `toolType` and `execMethod`, and shapes the
 // answer into a JSONToolResult. Not the engine's MCP::MCPServer.
 //
-// Any thread: it keeps no per-call state; everything a call needs comes with its arguments
-// and the tool's configuration record. Failures come back as error results (ToolError,
-// code -1), never as exceptions.
+// Any thread: it keeps no per-call state; everything a call needs comes with its arguments,
+// its context and the tool's configuration record. Failures come back as error results
+// (ToolError, code -1), never as exceptions.
 class MCPServer {
 public:
     // Made on first use, over the shared log, bridge and plug-in controller.
@@ -46,8 +48,9 @@ public:
     bool listenAtAll() const { return m_listenAtAll.load(); }
     void setListenAtAll(bool value) { m_listenAtAll.store(value); }
 
-    // A tool call: the enriched arguments of the engine and the tool's configuration.
-    JSONToolResult handleToolCall(const QVariantMap &arguments, const JSONToolConfig &config);
+    // A tool call: the client's arguments as they came, the tool's configuration (which says
+    // where the call goes) and the call's context (whose session id the executors get).
+    JSONToolResult handleToolCall(const QJsonObject &arguments, const JSONToolConfig &config, const ToolInvocation &call);
     // A resource read: the resource in its "resources/list" form; gives the content: the
     // file's text for a textual MIME type, its bytes for another, a link's body, or why
     // it could not be read (logged as well).
@@ -61,23 +64,23 @@ public:
     // with the neutral value of its type. Only adds; content is not touched.
     static void applyOutputSchema(JSONToolResult &result, const JSONToolSchema &outputSchema);
 
-    // What the built-in and script executors get: the map under `arguments` when there is
-    // one, else a copy of the whole arguments. Nothing when `arguments` is there but is no
-    // map.
-    static std::optional<QVariantMap> effectiveParameters(const QVariantMap &arguments);
+    // What the built-in and script executors get: the object under `arguments` when there is
+    // one, else the whole arguments. Nothing when `arguments` is there but is no object.
+    static std::optional<QJsonObject> effectiveParameters(const QJsonObject &arguments);
 
     static inline const QString promptNotImplementedText = QStringLiteral("Error: Prompt handler not implemented yet");
 
 private:
     ResourceReading readBytes(const QString &path);
-    JSONToolResult route(const QVariantMap &arguments);
-    JSONToolResult callBuiltin(const QString &name, const QString &execMethod, const QVariantMap &arguments);
-    JSONToolResult callPlugin(const QVariantMap &arguments);
-    JSONToolResult callScript(const QVariantMap &arguments);
+    JSONToolResult route(const QJsonObject &arguments, const JSONToolConfig &config, const ToolInvocation &call);
+    JSONToolResult callBuiltin(const QString &name, const QString &execMethod, const QJsonObject &arguments);
+    JSONToolResult callPlugin(const QJsonObject &arguments, const JSONToolConfig &config, const ToolInvocation &call);
+    JSONToolResult callScript(const QJsonObject &arguments, const JSONToolConfig &config, const QString &execHandler,
+                              const ToolInvocation &call);
     // Where plug-in tools reach the plug-in registry.
     JSONToolResult runPlugin(const QString &sessionId, const QString &pluginName, const QString &json);
-    // Pretty-printed JSON text of a parameter map, or the error result of the failure.
-    std::optional<QString> jsonText(const QVariantMap &value, JSONToolResult *failure);
+    // Pretty-printed JSON text of a parameter object, or the error result of the failure.
+    std::optional<QString> jsonText(const QJsonObject &value, JSONToolResult *failure);
     JSONToolResult fail(const QString &message, MCPLogMessageType level);
 
     LogController *m_logger;

@@ -3,7 +3,6 @@
 #include "base/AppPaths.h"
 #include "diagnostics/LogController.h"
 #include "tools/builtin/Utf8TextFile.h"
-#include "tools/plugins/PluginController.h"
 #include "tools/results/ToolError.h"
 #include "tools/scripting/ScriptBridge.h"
 #include "tools/scripting/ScriptBridgeExports.h"
@@ -44,16 +43,17 @@ QString PluginScripting::resolvedScriptPath(const QString &scriptPath)
     return QDir::cleanPath(AppPaths::dataDir() + QLatin1Char('/') + scriptPath);
 }
 
-std::optional<QString> PluginScripting::loadScriptText(const QString &path, QString *failure)
+std::optional<ScriptValue::String> PluginScripting::loadScriptText(const QString &path, QString *failure)
 {
     LogController *logger = LogController::shared();
     ScopedSecurityAccess access(BookmarkController::shared(), QUrl::fromLocalFile(path));
-    if (QFileInfo::exists(path)) {
-        QString description;
-        if (std::optional<QString> text = Utf8TextFile::read(path, &description)) {
-            logger->log(QStringLiteral("[Script] Loaded script from: ") + path, -1, MCPLogMessageType::Debug);
-            return text;
-        }
+    ScriptSourceCache::Failure why = ScriptSourceCache::Failure::None;
+    QString description;
+    if (std::optional<ScriptValue::String> source = ScriptSourceCache::shared().load(path, &why, &description)) {
+        logger->log(QStringLiteral("[Script] Loaded script from: ") + path, -1, MCPLogMessageType::Debug);
+        return source;
+    }
+    if (why == ScriptSourceCache::Failure::Unreadable) {
         logger->log(QStringLiteral("[Script] Error reading file at ") + path + QStringLiteral(": ") + description, 500,
                     MCPLogMessageType::Error);
         if (failure && Utf8TextFile::describesProcessLimit(description))
@@ -68,27 +68,31 @@ QString PluginScripting::preprocessorPath()
     return AppPaths::resourcesDir() + QStringLiteral("/ToolSDK/Scripts/bootstrap.js");
 }
 
-std::optional<QString> PluginScripting::loadPreprocessor()
+std::optional<ScriptValue::String> PluginScripting::loadPreprocessor()
 {
     LogController *logger = LogController::shared();
     const QString resources = AppPaths::resourcesDir();
-    if (resources.isEmpty() || !QFileInfo(resources).isDir()) {
+    ScriptSourceCache::Failure why = ScriptSourceCache::Failure::None;
+    QString description;
+    std::optional<ScriptValue::String> source =
+        resources.isEmpty() ? std::nullopt : ScriptSourceCache::shared().load(preprocessorPath(), &why, &description);
+    if (!source && (resources.isEmpty() || !QFileInfo(resources).isDir())) {
         logger->log(QStringLiteral("[Script] Bundle resource path not found"), 404, MCPLogMessageType::Error);
         return std::nullopt;
     }
-    QString description;
-    std::optional<QString> text = Utf8TextFile::read(preprocessorPath(), &description);
-    if (!text) {
+    if (!source) {
+        if (description.isEmpty())
+            Utf8TextFile::read(preprocessorPath(), &description);  // the reader's words for a missing file
         logger->log(QStringLiteral("[Script] Error reading bundle script ") + resources + QStringLiteral(": ") + description,
                     500, MCPLogMessageType::Error);
         return std::nullopt;
     }
     logger->log(QStringLiteral("[Script] Loaded bundle script: ") + resources, -1, MCPLogMessageType::Debug);
-    return text;
+    return source;
 }
 
-JSONToolResult PluginScripting::callScript(PluginController *controller, const QString &sid, const QString &scriptPath,
-                                           const QString &handlerName, const QString &jsonParams)
+JSONToolResult PluginScripting::callScript(const QString &sid, const QString &scriptPath, const QString &handlerName,
+                                           const QString &jsonParams)
 {
     LogController *logger = LogController::shared();
     ScriptContextManager *manager = ScriptContextManager::shared();
@@ -101,7 +105,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     // is whatever folder the last script call left, so it would name nothing reliable.
     const QString path = resolvedScriptPath(scriptPath);
     QString failure;
-    const std::optional<QString> scriptText = loadScriptText(path, &failure);
+    const std::optional<ScriptValue::String> scriptText = loadScriptText(path, &failure);
     if (!scriptText) {
         // A file that is there but could not be read because the process ran out of files or
         // memory says so: "not found" would send the user looking for the wrong fault.
@@ -120,7 +124,8 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     JSGlobalContextRef ctx = context->jsContext();
     // Everything the call runs in this context is under the limits, the tool's own
     // top-level code included.
-    ScriptWatchdog watchdog(context->group(), ScriptWatchdog::configuredTimeLimit(), ScriptWatchdog::configuredMemoryLimit());
+    const auto [timeLimit, memoryLimit] = ScriptWatchdog::configuredLimits();
+    ScriptWatchdog watchdog(context->group(), timeLimit, memoryLimit);
     auto stoppedResult = [&] {
         manager->clearContext(sid);
         // What the script took goes with its context, not with some later call's.
@@ -129,7 +134,7 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
         return ToolError::report(logger, watchdog.stopText(), -1, MCPLogMessageType::Error);
     };
 
-    auto bridge = std::make_shared<ScriptBridge>(sid, controller);
+    auto bridge = std::make_shared<ScriptBridge>(sid);
     context->setObjectForKeyedSubscript(QStringLiteral("Kelvara"), ScriptBridgeExports::makeHostObject(ctx, bridge));
     bridge->setJSContext(context);
 
@@ -139,14 +144,13 @@ JSONToolResult PluginScripting::callScript(PluginController *controller, const Q
     context->evaluateScript(consoleSource());
     context->evaluateScript(moduleDirDeclaration(moduleDir));
 
-    const std::optional<QString> preprocessor = loadPreprocessor();
+    const std::optional<ScriptValue::String> preprocessor = loadPreprocessor();
     if (!preprocessor) {
         return ToolError::report(logger, QStringLiteral("[Script] Failed to load pre-processor from bundle"), -1,
                                  MCPLogMessageType::Info);
     }
-    ScriptSourceCache &sources = ScriptSourceCache::shared();
-    context->evaluateScript(sources.source(preprocessorPath(), *preprocessor).get(), QStringLiteral("bootstrap.js"));
-    context->evaluateScript(sources.source(path, *scriptText).get(), QUrl::fromLocalFile(path).toString());
+    context->evaluateScript(preprocessor->get(), QStringLiteral("bootstrap.js"));
+    context->evaluateScript(scriptText->get(), QUrl::fromLocalFile(path).toString());
 
     JSValueRef toolEntry = context->objectForKeyedSubscript(QStringLiteral("toolEntry"));
     if (watchdog.fired())

@@ -1,11 +1,11 @@
 #include "tools/scripting/ScriptBridge.h"
 
 #include "base/AtomicFile.h"
+#include "base/SystemLog.h"
 #include "diagnostics/LogController.h"
 #include "tools/builtin/Utf8TextFile.h"
 #include "tools/http/Utf8Text.h"
-#include "tools/plugins/ExternToolBridge.h"
-#include "tools/plugins/PluginController.h"
+#include "tools/http/HttpClient.h"
 #include "tools/results/ToolError.h"
 #include "tools/scripting/ConfigurationLookup.h"
 #include "tools/scripting/ScriptContext.h"
@@ -69,8 +69,8 @@ QString configJSON(LogController *logger, const QString &kind, const QString &na
 
 }  // namespace
 
-ScriptBridge::ScriptBridge(const QString &sid, PluginController *controller)
-    : m_controller(controller), m_sid(sid), m_logger(LogController::shared()), m_security(BookmarkController::shared())
+ScriptBridge::ScriptBridge(const QString &sid)
+    : m_sid(sid), m_logger(LogController::shared()), m_security(BookmarkController::shared())
 {
 }
 
@@ -238,32 +238,33 @@ QString ScriptBridge::getTempPath() const
     return QDir::tempPath();
 }
 
-ExternToolBridge &ScriptBridge::httpBridge()
+HttpClient &ScriptBridge::httpClient()
 {
-    std::call_once(m_httpBridgeOnce, [this] {
-        m_httpBridge = std::make_unique<ExternToolBridge>();
-        m_httpBridge->httpClient().timeoutInterval = 30.0;
+    std::call_once(m_httpClientOnce, [this] {
+        m_httpClient = std::make_unique<HttpClient>(30.0);
+        m_httpClient->verboseLogging = false;
     });
-    return *m_httpBridge;
+    return *m_httpClient;
 }
 
+// The answers are the JSON text of HttpClientResult, which is what scripts read.
 QString ScriptBridge::httpGet(const QString &url, const QString &queryJSON)
 {
-    const QString text = httpBridge().httpGet(url, queryJSON);
-    return text.isNull() ? QStringLiteral("") : text;
+    SystemLog::write(QStringLiteral("[Script] httpGet url=%1").arg(url));
+    return httpClient().get(url, queryJSON).toJSONString();
 }
 
 QString ScriptBridge::httpRequest(const QString &method, const QString &url, const QString &body,
                                   const QString &paramsJSON)
 {
-    const QString text = httpBridge().httpRequest(method, url, body.isEmpty() ? QString() : body, paramsJSON, QString());
-    return text.isNull() ? QStringLiteral("") : text;
+    SystemLog::write(QStringLiteral("[Script] httpRequest method=%1 url=%2").arg(method, url));
+    return httpClient().request(method, url, body.isEmpty() ? QString() : body, paramsJSON, QString()).toJSONString();
 }
 
 QString ScriptBridge::httpPost(const QString &url, const QString &body, const QString &headersJSON)
 {
-    const QString text = httpBridge().httpPost(url, body, headersJSON);
-    return text.isNull() ? QStringLiteral("") : text;
+    SystemLog::write(QStringLiteral("[Script] httpPost url=%1").arg(url));
+    return httpClient().post(url, body, headersJSON).toJSONString();
 }
 
 bool ScriptBridge::downloadFile(const QString &url, const QString &destination)
@@ -279,7 +280,13 @@ bool ScriptBridge::downloadFile(const QString &url, const QString &destination)
         m_logger->log(QStringLiteral("[Script] Failed to download file: ") + refusal, 500, MCPLogMessageType::Error);
         return false;
     }
-    return httpBridge().downloadFile(url, destination);
+    SystemLog::write(QStringLiteral("[Script] downloadFile url=%1 dest=%2").arg(url, destination));
+    AppError error;
+    if (!httpClient().downloadFile(url, destination, &error)) {
+        SystemLog::write(QStringLiteral("[Script] downloadFile failed: %1").arg(error.description));
+        return false;
+    }
+    return true;
 }
 
 QString ScriptBridge::resourceConfig(const QString &name)
@@ -347,9 +354,6 @@ void ScriptBridge::injectOutputArrays(const QStringList &standardOutput, const Q
 
 void ScriptBridge::setToolResult(const QString &json)
 {
-    if (!m_controller)
-        return;
-
     auto store = [this](JSONToolResult result) {
         std::lock_guard lock(m_resultMutex);
         m_toolResult = std::move(result);

@@ -2,7 +2,6 @@
 
 #include "tools/results/JSONToolResult.h"
 
-#include <QPointer>
 #include <QString>
 #include <QStringList>
 #include <QVariantList>
@@ -11,15 +10,14 @@
 #include <optional>
 
 class BookmarkController;
-class ExternToolBridge;
+class HttpClient;
 class LogController;
-class PluginController;
 class ScriptContext;
 
 // The host object of one script call, seen by the script as the global `Kelvara`. Made
 // anew for each call; the JavaScript object holds it (ScriptBridgeExports binds the
-// methods), and the runtime keeps its own reference to read the result. Its references to
-// the context and to the controller are weak, so neither keeps the other alive.
+// methods), and the runtime keeps its own reference to read the result. Its reference to
+// the context is weak, so that the two do not keep each other alive.
 //
 // The methods run on the script's thread and block it, HTTP and child processes included.
 // Two calls of one session may share a context and so reach one bridge from two threads;
@@ -30,7 +28,7 @@ class ScriptContext;
 // the security controller's beginAccess/endAccess. A refusal is logged like any failure.
 class ScriptBridge {
 public:
-    ScriptBridge(const QString &sid, PluginController *controller);
+    explicit ScriptBridge(const QString &sid);
     ~ScriptBridge();
 
     QString sid() const { return m_sid; }
@@ -69,8 +67,8 @@ public:
     QString httpRequest(const QString &method, const QString &url, const QString &body, const QString &paramsJSON);
     QString httpPost(const QString &url, const QString &body, const QString &headersJSON);
     bool downloadFile(const QString &url, const QString &destination);
-    // Made on first use, with a 30-second client.
-    ExternToolBridge &httpBridge();
+    // Made on first use, with a 30-second time-out.
+    HttpClient &httpClient();
 
     // The first resource (by name) whose name contains name, as pretty JSON text with
     // sorted keys, or "" (logged). Reads the store on the main thread.
@@ -90,7 +88,6 @@ public:
                             const QString &stdoutName, const QString &stderrName);
 
 private:
-    QPointer<PluginController> m_controller;
     QString m_sid;
     std::weak_ptr<ScriptContext> m_jsContext;
     LogController *m_logger;
@@ -99,6 +96,6 @@ private:
     mutable std::mutex m_resultMutex;
     std::optional<JSONToolResult> m_toolResult;
 
-    std::once_flag m_httpBridgeOnce;
-    std::unique_ptr<ExternToolBridge> m_httpBridge;
+    std::once_flag m_httpClientOnce;
+    std::unique_ptr<HttpClient> m_httpClient;
 };

@@ -5,28 +5,48 @@
 #include <QHash>
 #include <QString>
 #include <mutex>
+#include <optional>
+#include <sys/types.h>
 
-// Engine strings of the sources read for script calls, by path. Every call still reads its
-// files; when the text is what it was last time, the engine string made then is used again
-// instead of copying the text into a new one. Engine strings are immutable and may be used
-// by any thread. Any thread.
+// The sources of script calls, kept by path as engine strings until their files change on
+// disk. A call looks at the file (one stat) and reads it again only when its device, inode,
+// size, modification or status-change time differ from the last read, so an edit is seen by
+// the next call while an unchanged file is neither read nor decoded nor copied. Engine
+// strings are immutable and may be used by any thread. Any thread.
 class ScriptSourceCache {
 public:
     static ScriptSourceCache &shared();
 
     static constexpr qsizetype maxEntries = 64;
 
-    // An engine string holding `text`, read from `path`.
-    ScriptValue::String source(const QString &path, const QString &text);
+    enum class Failure { None, Missing, Unreadable };
+    // The file's text as an engine string, or nothing: then `failure` says whether the file
+    // is missing or could not be read, and `description` why it could not (Utf8TextFile's
+    // words).
+    std::optional<ScriptValue::String> load(const QString &path, Failure *failure = nullptr,
+                                            QString *description = nullptr);
+    // Forgets every kept source.
+    void clear();
+    qsizetype size() const;
 
     ~ScriptSourceCache();
 
 private:
+    struct Stamp {
+        dev_t device = 0;
+        ino_t inode = 0;
+        off_t size = 0;
+        long long modifiedSeconds = 0;
+        long modifiedNanoseconds = 0;
+        long long changedSeconds = 0;
+        long changedNanoseconds = 0;
+        bool operator==(const Stamp &) const = default;
+    };
     struct Entry {
-        QString text;
+        Stamp stamp;
         JSStringRef string = nullptr;
     };
 
-    std::mutex m_mutex;
+    mutable std::mutex m_mutex;
     QHash<QString, Entry> m_entries;
 };

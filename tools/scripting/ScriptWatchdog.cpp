@@ -57,9 +57,9 @@ double checkInterval(double limit)
     return limit > 0 ? std::min(limit, kCheckInterval) : kCheckInterval;
 }
 
-double storedNumber(const QString &key, double fallback)
+double storedNumber(const QSettings &settings, const QString &key, double fallback)
 {
-    const QVariant value = UserDefaults::standard()->value(key);
+    const QVariant value = settings.value(key);
     bool ok = false;
     const double number = value.toDouble(&ok);
     return value.isValid() && ok ? number : fallback;
@@ -69,12 +69,19 @@ double storedNumber(const QString &key, double fallback)
 
 double ScriptWatchdog::configuredTimeLimit()
 {
-    return storedNumber(timeLimitKey, defaultTimeLimit);
+    return storedNumber(*UserDefaults::standard(), timeLimitKey, defaultTimeLimit);
 }
 
 double ScriptWatchdog::configuredMemoryLimit()
 {
-    return storedNumber(memoryLimitKey, defaultMemoryLimit);
+    return storedNumber(*UserDefaults::standard(), memoryLimitKey, defaultMemoryLimit);
+}
+
+std::pair<double, double> ScriptWatchdog::configuredLimits()
+{
+    const auto settings = UserDefaults::standard();
+    return {storedNumber(*settings, timeLimitKey, defaultTimeLimit),
+            storedNumber(*settings, memoryLimitKey, defaultMemoryLimit)};
 }
 
 QString ScriptWatchdog::exceededText(double seconds)

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace MCP {
 struct CancellationToken;
@@ -44,6 +45,8 @@ public:
     // The limits the settings give now.
     static double configuredTimeLimit();
     static double configuredMemoryLimit();
+    // Both, seconds and MiB, from one reading of the settings: what each call arms.
+    static std::pair<double, double> configuredLimits();
     // "Script exceeded its time limit of 30 s"
     static QString exceededText(double seconds);
     // "Script exceeded its memory limit of 512 MiB"

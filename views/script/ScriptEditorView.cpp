@@ -40,7 +40,7 @@ QPushButton *namedButton(QWidget *parent, const char *name, const QString &text)
 
 ScriptEditorView::ScriptEditorView(ScriptEditorController *controller, QWidget *parent)
     : DestinationScreen(parent),
-      m_controller(controller ? controller : new ScriptEditorController(nullptr, nullptr, this)),
+      m_controller(controller ? controller : new ScriptEditorController(nullptr, this)),
       m_panels(std::make_unique<QtScriptFilePanels>(this)),
       m_explorerPanels(std::make_unique<QtFileExplorerPanels>(this)),
       m_explorerModel(new FileExplorerModel(m_explorerPanels.get(), this))

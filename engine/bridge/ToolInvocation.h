@@ -1,0 +1,14 @@
+#pragma once
+
+#include "engine/CancellationToken.h"
+
+#include <QString>
+
+// The context of one tool call as the application's handlers get it, beside the client's
+// arguments: the connection it came on, the request's id, and its cancellation token (null
+// for a call that did not come through the server, such as the script editor's runs).
+struct ToolInvocation {
+    QString sessionId;
+    QString requestId;
+    const MCP::CancellationToken *token = nullptr;
+};
