@@ -195,3 +195,37 @@ TEST_F(ConfigScreensViewTest, TheListCopiesAndPastesFromTheKeyboard)
     view->button("revert")->click();
     ASSERT_TRUE(waitUntil([&] { return !view->controller()->hasUnsavedChanges(); }));
 }
+
+// Every keystroke is a pending change: typed into a field that still has the focus, the edit
+// lights Save up at once, closing the window asks, and Save keeps the text.
+TEST_F(ConfigScreensViewTest, ATypedEditIsPendingAtOnceAndSavedOnClose)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuResourceConfig);
+    auto *view = qobject_cast<ResourceConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    ResourceConfigController *controller = view->controller();
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return controller->selectedResourceConfig() != nullptr; }));
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+
+    QApplication::setActiveWindow(window);
+    view->nameField()->setFocus();
+    view->nameField()->selectAll();
+    QTest::keyClicks(view->nameField(), QStringLiteral("Typed"));
+    // In the middle of the word, as people correct a typo: the caret stays where it is.
+    view->nameField()->setCursorPosition(2);
+    QTest::keyClicks(view->nameField(), QStringLiteral("X"));
+    EXPECT_EQ(view->nameField()->text(), "TyXped");
+    EXPECT_EQ(view->nameField()->cursorPosition(), 3);
+    EXPECT_TRUE(view->nameField()->hasFocus());
+    EXPECT_TRUE(waitUntil([&] { return view->button("save")->isEnabled(); }));
+    EXPECT_EQ(controller->selectedResourceConfig()->name(), QStringLiteral("TyXped"));
+
+    window->close();
+    clickInBox(QStringLiteral("Save"));
+    ASSERT_TRUE(waitUntil([&] { return !window->isVisible(); }));
+    PersistenceController::shared()->viewContext()->rollback();
+    ASSERT_FALSE(controller->resourceConfigs().isEmpty());
+    EXPECT_EQ(controller->resourceConfigs().first()->name(), QStringLiteral("TyXped"));
+}

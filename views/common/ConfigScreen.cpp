@@ -214,3 +214,9 @@ void ConfigScreen::bindController(const Parts &parts)
     }
     AlertPresenter::bind(m_base, this);
 }
+
+void ConfigScreen::commitAsTyped(QLineEdit *field, std::function<void()> commit)
+{
+    connect(field, &QLineEdit::textEdited, this, [commit] { commit(); });
+    connect(field, &QLineEdit::editingFinished, this, [commit] { commit(); });
+}

@@ -42,6 +42,10 @@ public:
     bool openBox(const QString &name) const;
 
 protected:
+    // Writes a free-text field on every keystroke, so that an edit is pending at once (Save
+    // lights up, closing asks), and once more when the field is left.
+    void commitAsTyped(QLineEdit *field, std::function<void()> commit);
+
     // What one screen's construction varies in.
     struct Parts {
         QString objectName;

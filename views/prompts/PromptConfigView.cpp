@@ -46,9 +46,8 @@ PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *
            .deleteTitle = QStringLiteral("Delete Prompt"),
            .deleteText = [this] { return m_controller->deletePromptText(); }});
 
-    connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
-    connect(m_description, &QLineEdit::editingFinished, this,
-            [this] { m_controller->setPromptDescription(m_description->text()); });
+    commitAsTyped(m_name, [this] { m_controller->setName(m_name->text()); });
+    commitAsTyped(m_description, [this] { m_controller->setPromptDescription(m_description->text()); });
     connect(m_template, &QPlainTextEdit::textChanged, this, [this] {
         if (!m_showing)
             m_controller->setTemplateText(m_template->toPlainText());

@@ -42,12 +42,12 @@ ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWi
            .deleteTitle = QStringLiteral("Delete Resource"),
            .deleteText = [this] { return m_controller->deleteConfirmationText(); }});
 
-    // The form writes each field when the user finishes it; the controller keeps equal texts out.
-    connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
-    connect(m_description, &QLineEdit::editingFinished, this,
-            [this] { m_controller->setResourceDescription(m_description->text()); });
-    connect(m_type, &QLineEdit::editingFinished, this, [this] { m_controller->setType(m_type->text()); });
-    connect(m_mimeType, &QLineEdit::editingFinished, this, [this] { m_controller->setMimeType(m_mimeType->text()); });
+    // Each keystroke of a free text is a pending change (Save lights up, a quit asks); the URI
+    // and the priority are checked, so they are written when the user finishes them.
+    commitAsTyped(m_name, [this] { m_controller->setName(m_name->text()); });
+    commitAsTyped(m_description, [this] { m_controller->setResourceDescription(m_description->text()); });
+    commitAsTyped(m_type, [this] { m_controller->setType(m_type->text()); });
+    commitAsTyped(m_mimeType, [this] { m_controller->setMimeType(m_mimeType->text()); });
     connect(m_uri, &QLineEdit::editingFinished, this, [this] { m_controller->setUriText(m_uri->text()); });
     connect(m_priority, &QLineEdit::editingFinished, this, [this] { m_controller->setPriorityText(m_priority->text()); });
     connect(m_audience, &QComboBox::textActivated, this, [this](const QString &word) { m_controller->setAudience(word); });

@@ -48,9 +48,9 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
 
 void ToolsConfigView::bindForm()
 {
-    connect(m_name, &QLineEdit::editingFinished, this, [this] { m_controller->setName(m_name->text()); });
-    connect(m_description, &QLineEdit::editingFinished, this, [this] { m_controller->setToolDescription(m_description->text()); });
-    connect(m_handler, &QLineEdit::editingFinished, this, [this] { m_controller->setHandlerName(m_handler->text()); });
+    commitAsTyped(m_name, [this] { m_controller->setName(m_name->text()); });
+    commitAsTyped(m_description, [this] { m_controller->setToolDescription(m_description->text()); });
+    commitAsTyped(m_handler, [this] { m_controller->setHandlerName(m_handler->text()); });
     connect(m_type, &QComboBox::activated, this, [this](int index) {
         m_controller->setToolType(m_type->itemData(index).toString());
         showSelection();
