@@ -54,11 +54,16 @@ std::unique_ptr<QSettings> standard()
     return std::make_unique<QSettings>(file, QSettings::IniFormat);
 }
 
+QString groupSuitePath()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           QStringLiteral("/group.org.tamsel.apps.conf");
+}
+
 std::unique_ptr<QSettings> groupSuite()
 {
     // The shared folder is the user's configuration home itself; only the file is ours.
-    const QString dir = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
-    const QString file = dir + QStringLiteral("/group.org.tamsel.apps.conf");
+    const QString file = groupSuitePath();
     keepPrivate(file, false);
     return std::make_unique<QSettings>(file, QSettings::IniFormat);
 }

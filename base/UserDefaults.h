@@ -12,5 +12,7 @@ namespace UserDefaults {
 std::unique_ptr<QSettings> standard();
 // $XDG_CONFIG_HOME/group.org.tamsel.apps.conf, shared by the processes of the group.
 std::unique_ptr<QSettings> groupSuite();
+// Where groupSuite keeps its file, without opening it.
+QString groupSuitePath();
 
 }  // namespace UserDefaults

@@ -204,14 +204,30 @@ void ChatSession::sendSystemPromptBlocking(const QUuid &answer)
     request.message = m_connection.systemPrompt();
     request.model = m_connection.selectedModel();
     request.store = true;
+    chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const ChatClientError *error) {
+        m_status.setBusy(false);
+        if (reply) {
+            m_status.setText(QStringLiteral("Ready."));
+            return;
+        }
+        if (isQuotaFailure(error->description()))
+            m_status.setText(kQuotaWords);
+        else
+            m_status.setText(QStringLiteral("System prompt failed: ") + error->description());
+        finishMessage(answer, QStringLiteral("System prompt failed:\n") + error->description());
+    });
+}
+
+void ChatSession::chatInBackground(const LLMChatService::ChatRequest &request, const QUuid &answer,
+                                   std::function<void(const AIChatResponse *, const ChatClientError *)> then)
+{
     const AIProviderID provider = m_connection.selectedProvider();
     const QString url = m_connection.baseURL();
     const QString key = m_connection.token();
     m_blockingCall = std::make_unique<LLMBackgroundCall<AIChatResponse>>(
         this, [provider, url, key, request] { return LLMChatService::chat(provider, url, key, request); },
-        [this, answer](std::optional<AIChatResponse> reply, std::optional<ChatClientError> error) {
+        [this, answer, then = std::move(then)](std::optional<AIChatResponse> reply, std::optional<ChatClientError> error) {
             m_blockingCall.reset();
-            m_status.setBusy(false);
             if (reply) {
                 m_lastResponseID = reply->id;
                 updateMessage(answer, [&](TranscriptMessage &message) {
@@ -219,14 +235,8 @@ void ChatSession::sendSystemPromptBlocking(const QUuid &answer)
                     message.stats = reply->stats;
                     message.isComplete = true;
                 });
-                m_status.setText(QStringLiteral("Ready."));
-                return;
             }
-            if (isQuotaFailure(error->description()))
-                m_status.setText(kQuotaWords);
-            else
-                m_status.setText(QStringLiteral("System prompt failed: ") + error->description());
-            finishMessage(answer, QStringLiteral("System prompt failed:\n") + error->description());
+            then(reply ? &*reply : nullptr, error ? &*error : nullptr);
         });
 }
 
@@ -572,34 +582,22 @@ void ChatSession::blockingAnswer(const QUuid &answer, const QString &message)
     if (m_connection.maxOutputTokens() >= 1)
         request.maxOutputTokens = m_connection.maxOutputTokens();
     request.store = true;
-    const AIProviderID provider = m_connection.selectedProvider();
-    const QString url = m_connection.baseURL();
-    const QString key = m_connection.token();
-    m_blockingCall = std::make_unique<LLMBackgroundCall<AIChatResponse>>(
-        this, [provider, url, key, request] { return LLMChatService::chat(provider, url, key, request); },
-        [this, answer](std::optional<AIChatResponse> reply, std::optional<ChatClientError> error) {
-            m_blockingCall.reset();
-            if (reply) {
-                m_lastResponseID = reply->id;
-                updateMessage(answer, [&](TranscriptMessage &message) {
-                    message.isComplete = true;
-                    message.content = reply->messageText;
-                    message.stats = reply->stats;
-                });
-                XcodeBridgeService::writeResponse(reply->messageText);
-                m_status.setText(reply->stats ? QStringLiteral("%1 tokens").arg(reply->stats->totalOutputTokens)
-                                              : QStringLiteral("Ready."));
-                return endSend();
-            }
-            if (isQuotaFailure(error->description())) {
-                m_status.setText(kQuotaWords);
-                XcodeBridgeService::writeResponse(kQuotaWords);
-            } else {
-                m_status.setText(QStringLiteral("Error: ") + error->description());
-            }
-            finishMessage(answer, QStringLiteral("Request failed:\n") + error->description());
-            endSend();
-        });
+    chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const ChatClientError *error) {
+        if (reply) {
+            XcodeBridgeService::writeResponse(reply->messageText);
+            m_status.setText(reply->stats ? QStringLiteral("%1 tokens").arg(reply->stats->totalOutputTokens)
+                                          : QStringLiteral("Ready."));
+            return endSend();
+        }
+        if (isQuotaFailure(error->description())) {
+            m_status.setText(kQuotaWords);
+            XcodeBridgeService::writeResponse(kQuotaWords);
+        } else {
+            m_status.setText(QStringLiteral("Error: ") + error->description());
+        }
+        finishMessage(answer, QStringLiteral("Request failed:\n") + error->description());
+        endSend();
+    });
 }
 
 void ChatSession::abort()

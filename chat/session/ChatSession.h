@@ -2,8 +2,10 @@
 
 #include "chat/appearance/HistoryModel.h"
 #include "chat/clients/LMSStreamEvent.h"
+#include "chat/clients/ChatClientError.h"
 #include "chat/service/AIChatResponse.h"
 #include "chat/service/LLMBackgroundCall.h"
+#include "chat/service/LLMChatService.h"
 #include "chat/session/TranscriptMessage.h"
 
 #include <QJsonArray>
@@ -87,6 +89,10 @@ private:
     void blockingAnswer(const QUuid &answer, const QString &message);
     void sendSystemPromptStream(const QUuid &answer);
     void sendSystemPromptBlocking(const QUuid &answer);
+    // One non-streamed request on a worker. Back on this thread a reply completes the answer's
+    // bubble and is kept as the last response; `then` learns how it went (one of the two set).
+    void chatInBackground(const LLMChatService::ChatRequest &request, const QUuid &answer,
+                          std::function<void(const AIChatResponse *, const ChatClientError *)> then);
     bool isQuotaFailure(const QString &description) const;
     void applyToLiveServer();
     QJsonArray integrationPayloads() const;

@@ -188,7 +188,7 @@ QList<FileAccessPolicy::ProtectedLocation> FileAccessPolicy::protectedLocations(
 {
     return {
         {resolvedPath(AppPaths::configDir()), QStringLiteral("Kelvara's configuration"), true},
-        {resolvedPath(UserDefaults::groupSuite()->fileName()), QStringLiteral("Kelvara's shared configuration"), true},
+        {resolvedPath(UserDefaults::groupSuitePath()), QStringLiteral("Kelvara's shared configuration"), true},
         {resolvedPath(AppPaths::dataDir()), QStringLiteral("Kelvara's store and exported configuration"), false},
         {resolvedPath(AppPaths::resourcesDir()), QStringLiteral("Kelvara's resources"), false},
     };
