@@ -1,6 +1,9 @@
 #pragma once
 
+#include "engine/CallReporter.h"
 #include "engine/CancellationToken.h"
+
+#include <memory>
 
 #include <string>
 
@@ -13,6 +16,7 @@ struct ToolCallContext {
     std::string sessionId;  // the transport's connection id
     std::string requestId;  // the request's id as the client wrote it (digits or text)
     const CancellationToken *token = nullptr;  // null for a call made outside a request
+    std::shared_ptr<CallReporter> reporter;    // null for a call made outside a request
 };
 
 }  // namespace MCP

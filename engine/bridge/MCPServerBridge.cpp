@@ -443,7 +443,7 @@ void MCPServerBridge::registerTool(const QVariantMap &configuration, ToolHandler
         definition.handler = [handler](const MCP::JSONValue &arguments,
                                        const MCP::ToolCallContext &call) -> std::optional<MCP::JSONValue> {
             const ToolInvocation invocation{QString::fromStdString(call.sessionId), QString::fromStdString(call.requestId),
-                                            call.token};
+                                            call.token, call.reporter};
             const std::optional<QJsonValue> result = handler(VariantJSON::toJsonObject(arguments), invocation);
             if (!result)
                 return std::nullopt;

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "engine/CallReporter.h"
 #include "engine/CancellationToken.h"
+
+#include <memory>
 
 #include <QString>
 
@@ -11,4 +14,6 @@ struct ToolInvocation {
     QString sessionId;
     QString requestId;
     const MCP::CancellationToken *token = nullptr;
+    // Progress and log messages for the calling client; null outside a request.
+    std::shared_ptr<MCP::CallReporter> reporter;
 };

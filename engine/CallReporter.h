@@ -1,0 +1,35 @@
+#pragma once
+
+#include "engine/JSONValue.h"
+
+#include <optional>
+#include <string>
+
+namespace MCP {
+
+// What one tool call tells its client before the answer: progress and log messages (and,
+// later, requests to the client). The server makes one per request and hands it to the
+// handler in its ToolCallContext.
+//
+// Threads: any thread may call it while the handler runs (a script's worker, a plug-in's
+// thread); once the call has been answered or cancelled every method does nothing, so a
+// late report from a thread that outlived its call is harmless. Never blocks on the peer.
+class CallReporter {
+public:
+    virtual ~CallReporter() = default;
+
+    // notifications/progress for the request's _meta.progressToken; nothing when the
+    // request carried none. progress should grow from call to call; total is left out of
+    // the message when unknown, and so is an empty message.
+    virtual void progress(double progress, std::optional<double> total, const std::string &message) = 0;
+
+    // notifications/message when `level` (an RFC 5424 name the protocol uses: "debug",
+    // "info", "notice", "warning", "error", "critical", "alert", "emergency") is at or
+    // above the level the client's session set with logging/setLevel. logger may be empty.
+    virtual void log(const std::string &level, const JSONValue &data, const std::string &logger) = 0;
+
+    // True when progress() would send something (the request carried a token).
+    virtual bool wantsProgress() const = 0;
+};
+
+}  // namespace MCP
