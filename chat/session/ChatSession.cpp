@@ -204,29 +204,29 @@ void ChatSession::sendSystemPromptBlocking(const QUuid &answer)
     request.message = m_connection.systemPrompt();
     request.model = m_connection.selectedModel();
     request.store = true;
-    chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const ChatClientError *error) {
+    chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const AppError *error) {
         m_status.setBusy(false);
         if (reply) {
             m_status.setText(QStringLiteral("Ready."));
             return;
         }
-        if (isQuotaFailure(error->description()))
+        if (isQuotaFailure(error->description))
             m_status.setText(kQuotaWords);
         else
-            m_status.setText(QStringLiteral("System prompt failed: ") + error->description());
-        finishMessage(answer, QStringLiteral("System prompt failed:\n") + error->description());
+            m_status.setText(QStringLiteral("System prompt failed: ") + error->description);
+        finishMessage(answer, QStringLiteral("System prompt failed:\n") + error->description);
     });
 }
 
 void ChatSession::chatInBackground(const LLMChatService::ChatRequest &request, const QUuid &answer,
-                                   std::function<void(const AIChatResponse *, const ChatClientError *)> then)
+                                   std::function<void(const AIChatResponse *, const AppError *)> then)
 {
     const AIProviderID provider = m_connection.selectedProvider();
     const QString url = m_connection.baseURL();
     const QString key = m_connection.token();
     m_blockingCall = std::make_unique<LLMBackgroundCall<AIChatResponse>>(
         this, [provider, url, key, request] { return LLMChatService::chat(provider, url, key, request); },
-        [this, answer, then = std::move(then)](std::optional<AIChatResponse> reply, std::optional<ChatClientError> error) {
+        [this, answer, then = std::move(then)](Result<AIChatResponse> reply) {
             m_blockingCall.reset();
             if (reply) {
                 m_lastResponseID = reply->id;
@@ -236,7 +236,7 @@ void ChatSession::chatInBackground(const LLMChatService::ChatRequest &request, c
                     message.isComplete = true;
                 });
             }
-            then(reply ? &*reply : nullptr, error ? &*error : nullptr);
+            then(reply ? &*reply : nullptr, reply ? nullptr : &reply.error());
         });
 }
 
@@ -582,20 +582,20 @@ void ChatSession::blockingAnswer(const QUuid &answer, const QString &message)
     if (m_connection.maxOutputTokens() >= 1)
         request.maxOutputTokens = m_connection.maxOutputTokens();
     request.store = true;
-    chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const ChatClientError *error) {
+    chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const AppError *error) {
         if (reply) {
             XcodeBridgeService::writeResponse(reply->messageText);
             m_status.setText(reply->stats ? QStringLiteral("%1 tokens").arg(reply->stats->totalOutputTokens)
                                           : QStringLiteral("Ready."));
             return endSend();
         }
-        if (isQuotaFailure(error->description())) {
+        if (isQuotaFailure(error->description)) {
             m_status.setText(kQuotaWords);
             XcodeBridgeService::writeResponse(kQuotaWords);
         } else {
-            m_status.setText(QStringLiteral("Error: ") + error->description());
+            m_status.setText(QStringLiteral("Error: ") + error->description);
         }
-        finishMessage(answer, QStringLiteral("Request failed:\n") + error->description());
+        finishMessage(answer, QStringLiteral("Request failed:\n") + error->description);
         endSend();
     });
 }
