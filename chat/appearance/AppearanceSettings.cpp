@@ -2,6 +2,7 @@
 
 #include "base/UserDefaults.h"
 
+#include <QCoreApplication>
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QPalette>
@@ -101,6 +102,28 @@ AppearanceSettings::AppearanceSettings(std::unique_ptr<QSettings> store, QObject
 }
 
 AppearanceSettings::~AppearanceSettings() = default;
+
+AppearanceSettings *AppearanceSettings::shared()
+{
+    // Owned by the application object, so it goes before the settings store is torn down.
+    static AppearanceSettings *instance = new AppearanceSettings({}, QCoreApplication::instance());
+    return instance;
+}
+
+QFont AppearanceSettings::userFont() const
+{
+    return ChatFontFamily::font(m_values.chatFont, m_values.userFontSize);
+}
+
+QFont AppearanceSettings::assistantFont() const
+{
+    return ChatFontFamily::font(m_values.chatFont, m_values.assistantFontSize);
+}
+
+QFont AppearanceSettings::inputFont() const
+{
+    return ChatFontFamily::font(m_values.inputFont, m_values.inputFontSize);
+}
 
 AppearanceSettings::Payload AppearanceSettings::defaults()
 {

@@ -21,6 +21,7 @@ namespace {
 
 const QString kNotConnected = QStringLiteral("Not connected. Click Connect first.");
 const QString kQuotaWords = QStringLiteral("You must PAY for this service. You cannot test this API without Dollares $$ O.o $$");
+const QString kCutWords = QStringLiteral("The connection closed before the answer's end: it may be incomplete.");
 
 void logLine(const QString &text)
 {
@@ -363,6 +364,11 @@ void ChatSession::streamAnswer(const QUuid &answer, const QString &message)
         } else if (error) {
             m_status.setText(QStringLiteral("Error: ") + *error);
             finishMessage(answer, QStringLiteral("Request failed:\n") + *error);
+        } else if (const TranscriptMessage *message = find(answer); message && !message->isComplete) {
+            // The connection closed before chat.end: what came is the answer, and is shown as one.
+            updateMessage(answer, [](TranscriptMessage &cut) { cut.isComplete = true; });
+            m_status.setText(kCutWords);
+            logLine(QStringLiteral("[CVM] status=") + kCutWords);
         }
         endSend();
     });
@@ -562,7 +568,11 @@ void ChatSession::applyChatEnd(const QUuid &answer, const LMSChatResponse &reply
             message.content = response.messageText;
     });
     XcodeBridgeService::writeResponse(response.messageText);
-    const AIChatStats stats = response.stats.value_or(AIChatStats());
+    if (!response.stats) {
+        m_status.setText(QStringLiteral("Ready.")); // no figures rather than zeros
+        return;
+    }
+    const AIChatStats stats = *response.stats;
     // The C formatter, so that halves round as printf rounds them.
     char line[160];
     std::snprintf(line, sizeof line, "%.0f tok/s | %lld tokens | %.2fs to first token", stats.tokensPerSecond,
@@ -585,8 +595,10 @@ void ChatSession::blockingAnswer(const QUuid &answer, const QString &message)
     chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const AppError *error) {
         if (reply) {
             XcodeBridgeService::writeResponse(reply->messageText);
-            m_status.setText(reply->stats ? QStringLiteral("%1 tokens").arg(reply->stats->totalOutputTokens)
-                                          : QStringLiteral("Ready."));
+            // A provider that reports no usage gets no figure, not "0 tokens".
+            m_status.setText(reply->stats && reply->stats->totalOutputTokens > 0
+                                 ? QStringLiteral("%1 tokens").arg(reply->stats->totalOutputTokens)
+                                 : QStringLiteral("Ready."));
             return endSend();
         }
         if (isQuotaFailure(error->description)) {
