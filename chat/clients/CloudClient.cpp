@@ -49,10 +49,12 @@ Result<QByteArray> CloudClient::perform(const ChatHttpSession::Request &request)
     return reply.body;
 }
 
-Result<QByteArray> CloudClient::listModels() const
+Result<QByteArray> CloudClient::listModels(const QString &query) const
 {
-    return perform(makeRequest(m_flavor == Flavor::gemini ? QStringLiteral("/models") : QStringLiteral("/v1/models"),
-                               "GET"));
+    QString path = m_flavor == Flavor::gemini ? QStringLiteral("/models") : QStringLiteral("/v1/models");
+    if (!query.isEmpty())
+        path += QLatin1Char('?') + query;
+    return perform(makeRequest(path, "GET"));
 }
 
 Result<QByteArray> CloudClient::post(const QString &path, const QJsonObject &body) const

@@ -21,7 +21,8 @@ public:
     // "HTTP " and the status when the body isn't UTF-8).
     static Result<QByteArray> perform(const ChatHttpSession::Request &request);
 
-    Result<QByteArray> listModels() const;
+    // One page of the model list; query ("after_id=…") picks a later one.
+    Result<QByteArray> listModels(const QString &query = {}) const;
     Result<QByteArray> post(const QString &path, const QJsonObject &body) const;
     // The provider's chat path for a model.
     QString chatPath(const QString &model) const;

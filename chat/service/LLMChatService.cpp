@@ -7,6 +7,8 @@
 #include "chat/clients/OpenAIClient.h"
 #include "chat/service/LLMChatMapping.h"
 
+#include <QSet>
+
 namespace {
 
 // The record a decoder made of a reply, or the reply's own failure, or the decoder's.
@@ -26,16 +28,34 @@ Result<QList<AIModel>> cloudModels(AIProviderID provider, const QString &baseURL
 {
     if (!ChatHttpSession::isValidBaseURL(baseURL))
         return ChatClientError::badURL();
-    Result<QByteArray> body = [&]() -> Result<QByteArray> {
-        switch (provider) {
-        case AIProviderID::anthropic: return AnthropicClient(baseURL, token).listModels();
-        case AIProviderID::gemini: return GeminiClient(baseURL, token).listModels();
-        default: return OpenAIClient(baseURL, token).listModels();
-        }
-    }();
-    return decodedReply<QList<AIModel>>(body, [provider](const QByteArray &reply, QString *error) {
-        return LLMChatMapping::decodeModels(provider, reply, error);
-    });
+    // Anthropic and Gemini hand the list out in pages; each page names the next. A server that
+    // names the same page again, or pages on without end, is not followed further.
+    constexpr int kMostPages = 50;
+    QList<AIModel> models;
+    QString query;
+    QSet<QString> asked;
+    for (int page = 0; page < kMostPages; ++page) {
+        asked.insert(query);
+        Result<QByteArray> body = [&]() -> Result<QByteArray> {
+            switch (provider) {
+            case AIProviderID::anthropic: return AnthropicClient(baseURL, token).listModels(query);
+            case AIProviderID::gemini: return GeminiClient(baseURL, token).listModels(query);
+            default: return OpenAIClient(baseURL, token).listModels(query);
+            }
+        }();
+        Result<QList<AIModel>> decoded =
+            decodedReply<QList<AIModel>>(body, [provider](const QByteArray &reply, QString *error) {
+                return LLMChatMapping::decodeModels(provider, reply, error);
+            });
+        if (!decoded)
+            return decoded.error();
+        models += *decoded;
+        const std::optional<QString> next = LLMChatMapping::nextModelPage(provider, *body);
+        if (!next || asked.contains(*next))
+            break;
+        query = *next;
+    }
+    return models;
 }
 
 } // namespace
@@ -94,7 +114,9 @@ Result<AIChatResponse> LLMChatService::chat(AIProviderID provider, const QString
         return decodedReply<AIChatResponse>(
             client.post(client.chatPath(request.model),
                         LLMChatMapping::openAIRequest(request.model, request.message, request.systemPrompt,
-                                                      request.temperature, request.maxOutputTokens)),
+                                                      request.temperature, request.maxOutputTokens,
+                                                      provider == AIProviderID::openAI &&
+                                                          LLMChatMapping::isOpenAIReasoningModel(request.model))),
             &LLMChatMapping::decodeOpenAIReply);
     }
     case AIProviderID::anthropic: {

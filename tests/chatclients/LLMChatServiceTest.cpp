@@ -184,17 +184,23 @@ TEST(LLMChatServiceTest, ModelListsOfEveryProvider)
     // Sent even without a key (the blank after "Bearer" isn't part of a field's value on the wire).
     EXPECT_EQ(peer.lastRequest().header("Authorization"), "Bearer");
 
+    // Anthropic's pages are followed to the last one, in order.
     models = valueOf(LLMChatService::listModels(AIProviderID::anthropic, peer.baseURL(), "sk-ant"));
-    ASSERT_EQ(models.size(), 2);
+    ASSERT_EQ(models.size(), 3);
     EXPECT_EQ(models[0].name, "Claude A");
     EXPECT_EQ(models[1].name, "claude-b");
+    EXPECT_EQ(models[2].name, "Claude C");
+    EXPECT_EQ(peer.lastRequest().target, "/v1/models?after_id=claude-b");
     EXPECT_EQ(peer.lastRequest().header("x-api-key"), "sk-ant");
     EXPECT_EQ(peer.lastRequest().header("anthropic-version"), "2023-06-01");
 
+    // Gemini's too, leaving out what can't generateContent; a model that names no methods stays.
     models = valueOf(LLMChatService::listModels(AIProviderID::gemini, peer.geminiBaseURL(), "g-key"));
-    ASSERT_EQ(models.size(), 2);
+    ASSERT_EQ(models.size(), 3);
     EXPECT_EQ(models[0], (AIModel{"gemini-pro", "Gemini Pro", AIProviderID::gemini, false, {}, {}}));
-    EXPECT_EQ(peer.lastRequest().target, "/v1beta/models");
+    EXPECT_EQ(models[1].id, "flash");
+    EXPECT_EQ(models[2].id, "gemini-late");
+    EXPECT_EQ(peer.lastRequest().target, "/v1beta/models?pageToken=page-2");
     EXPECT_EQ(peer.lastRequest().header("x-goog-api-key"), "g-key");
 
     models = valueOf(LLMChatService::listModels(AIProviderID::huggingFace, peer.baseURL(), "hf"));
@@ -277,6 +283,53 @@ TEST(LLMChatServiceTest, BlockingChatOfEveryProvider)
     EXPECT_FALSE(reply.id.has_value());
     EXPECT_EQ(reply.messageText, "Hi from Gemini");
     EXPECT_EQ(reply.stats->inputTokens, 7);
+}
+
+// OpenAI's reasoning models get the limit under its newer name and no temperature; the others,
+// and the Hugging Face router whatever the model, keep the older form. The stand-in refuses a
+// reasoning model's older form as OpenAI does.
+TEST(LLMChatServiceTest, OpenAIReasoningModelsTakeTheirOwnLimit)
+{
+    ProviderPeer peer;
+    LLMChatService::ChatRequest request{"Hi", "o3-mini"};
+    request.temperature = 0.5;
+    request.maxOutputTokens = 512;
+    EXPECT_EQ(valueOf(LLMChatService::chat(AIProviderID::openAI, peer.baseURL(), "k", request)).messageText,
+              "Hi from OpenAI");
+    QJsonObject sent = sentJson(peer.lastRequest());
+    EXPECT_EQ(sent.value("max_completion_tokens"), 512);
+    EXPECT_FALSE(sent.contains("max_tokens"));
+    EXPECT_FALSE(sent.contains("temperature"));
+
+    request.model = "gpt-4o";
+    ASSERT_TRUE(LLMChatService::chat(AIProviderID::openAI, peer.baseURL(), "k", request).ok());
+    sent = sentJson(peer.lastRequest());
+    EXPECT_EQ(sent.value("max_tokens"), 512);
+    EXPECT_EQ(sent.value("temperature"), 0.5);
+    EXPECT_FALSE(sent.contains("max_completion_tokens"));
+
+    request.model = "o3-mini";
+    EXPECT_EQ(kindOf(failureOf(LLMChatService::chat(AIProviderID::huggingFace, peer.baseURL(), "k", request))),
+              ChatClientError::Kind::http); // the router is not OpenAI: its form goes out as it is
+    EXPECT_TRUE(sentJson(peer.lastRequest()).contains("max_tokens"));
+
+    for (const char *reasoning : {"o1", "o1-preview", "o3", "o4-mini", "gpt-5", "gpt-5-mini-2025-08-07", " O3-Mini "})
+        EXPECT_TRUE(LLMChatMapping::isOpenAIReasoningModel(reasoning)) << reasoning;
+    for (const char *plain : {"gpt-4o", "gpt-4.1-mini", "o10x", "gpt-50", "omni-moderation-latest", "gpt-3.5-turbo", ""})
+        EXPECT_FALSE(LLMChatMapping::isOpenAIReasoningModel(plain)) << plain;
+}
+
+// Pages are followed only as far as they lead somewhere new.
+TEST(LLMChatServiceTest, ModelPagesEndAtTheLastPage)
+{
+    EXPECT_EQ(LLMChatMapping::nextModelPage(AIProviderID::anthropic, R"({"data":[],"has_more":true,"last_id":"a b"})"),
+              std::optional<QString>("after_id=a%20b"));
+    EXPECT_EQ(LLMChatMapping::nextModelPage(AIProviderID::anthropic, R"({"data":[],"has_more":false,"last_id":"x"})"),
+              std::nullopt);
+    EXPECT_EQ(LLMChatMapping::nextModelPage(AIProviderID::anthropic, R"({"data":[],"has_more":true})"), std::nullopt);
+    EXPECT_EQ(LLMChatMapping::nextModelPage(AIProviderID::gemini, R"({"models":[],"nextPageToken":""})"), std::nullopt);
+    EXPECT_EQ(LLMChatMapping::nextModelPage(AIProviderID::openAI, R"({"data":[],"has_more":true,"last_id":"x"})"),
+              std::nullopt);
 }
 
 TEST(LLMChatServiceTest, ChatFailuresPassThrough)
