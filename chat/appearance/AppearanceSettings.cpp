@@ -131,7 +131,9 @@ AppearanceSettings::Payload AppearanceSettings::defaults()
     Payload p;
     const QColor secondaryLabel = pal.color(QPalette::PlaceholderText);
     p.colors[UserBubbleBackground] = pal.color(QPalette::Window);
-    p.colors[AssistantBubbleBackground] = withAlpha(QColor(Qt::darkGray), 0.86);
+    // The desktop's alternate row colour stands in for the "dark grey" of other platforms: a
+    // fixed grey behind the theme's text colour is hard to read in light themes and dark ones.
+    p.colors[AssistantBubbleBackground] = withAlpha(pal.color(QPalette::AlternateBase), 0.86);
     p.colors[UserBubbleText] = pal.color(QPalette::ButtonText);
     p.colors[AssistantTextPrimary] = pal.color(QPalette::ButtonText);
     p.colors[AssistantTextSecondary] = secondaryLabel;
