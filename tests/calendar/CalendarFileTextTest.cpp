@@ -230,3 +230,43 @@ TEST_F(CalendarFileTest, AFolderOfEventsAndToDosIsACalendarAndAReminderList)
         << after.toStdString();
     EXPECT_EQ(without(after, "VTODO", "todo-report"), without(original, "VTODO", "todo-report"));
 }
+
+TEST_F(CalendarFileTest, ItemsWithoutUIDKeepTheirIdsWhenOthersGo)
+{
+    const QString shared = dir.path() + "/home/old-export.ics";
+    QFile file(shared);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("BEGIN:VCALENDAR\nVERSION:2.0\nPRODID:-//Old//EN\n"
+               "BEGIN:VEVENT\nDTSTART:20260401T100000Z\nDTEND:20260401T110000Z\nSUMMARY:First\nEND:VEVENT\n"
+               "BEGIN:VEVENT\nDTSTART:20260402T100000Z\nDTEND:20260402T110000Z\nSUMMARY:Second\nEND:VEVENT\n"
+               "BEGIN:VEVENT\nDTSTART:20260403T100000Z\nDTEND:20260403T110000Z\nSUMMARY:Third\nEND:VEVENT\n"
+               "END:VCALENDAR\n");
+    file.close();
+    QHash<QString, QString> ids;
+    for (const QJsonValue &event : structured(handler.listEvents(params({{"start_date", "2026-04-01T00:00:00Z"},
+                                                                         {"end_date", "2026-04-05T00:00:00Z"}})))
+                                       .value("events").toArray())
+        ids.insert(event.toObject().value("title").toString(), event.toObject().value("event_id").toString());
+    EXPECT_EQ(ids.value("First"), "old-export");
+    EXPECT_EQ(ids.value("Third"), "old-export#2");
+
+    // The first goes; the others get their ids as UIDs, in the file's own line ends.
+    ASSERT_TRUE(succeeded(handler.deleteEvent(params({{"event_id", ids.value("First")}}))));
+    EXPECT_EQ(readFile(shared),
+              "BEGIN:VCALENDAR\nVERSION:2.0\nPRODID:-//Old//EN\n"
+              "BEGIN:VEVENT\nUID:old-export#1\nDTSTART:20260402T100000Z\nDTEND:20260402T110000Z\nSUMMARY:Second\nEND:VEVENT\n"
+              "BEGIN:VEVENT\nUID:old-export#2\nDTSTART:20260403T100000Z\nDTEND:20260403T110000Z\nSUMMARY:Third\nEND:VEVENT\n"
+              "END:VCALENDAR\n");
+    // The listed ids still name the same events; the gone one touches nothing.
+    ASSERT_TRUE(succeeded(handler.updateEvent(params({{"event_id", ids.value("Third")}, {"location", "Hall"}}))));
+    // The new lines (and the stamp the event lacked) follow its own, the other event stays.
+    const QByteArray updated = readFile(shared);
+    EXPECT_TRUE(updated.contains("SUMMARY:Third\nDTSTAMP:")) << updated.toStdString();
+    EXPECT_TRUE(updated.contains("Z\nLOCATION:Hall\nEND:VEVENT\nEND:VCALENDAR\n")) << updated.toStdString();
+    EXPECT_TRUE(updated.contains("UID:old-export#1\nDTSTART:20260402T100000Z\nDTEND:20260402T110000Z\nSUMMARY:Second\nEND:VEVENT\n"));
+    const QByteArray before = readFile(shared);
+    EXPECT_EQ(structured(handler.updateEvent(params({{"event_id", ids.value("First")}, {"title", "x"}})))
+                  .value("error").toString().toStdString(),
+              "Event not found for id 'old-export'.");
+    EXPECT_EQ(readFile(shared), before);
+}

@@ -483,6 +483,35 @@ QByteArray CalendarFileText::extracted(const QByteArray &original, icalcomponent
            "END:VCALENDAR" + eol;
 }
 
+QByteArray CalendarFileText::withUids(const QByteArray &original, const QString &name)
+{
+    // Most files name their items: no scan for them.
+    if (!original.contains("BEGIN:V") || original.count("\nUID:") >= original.count("BEGIN:V") - 1)
+        return original;
+    const FileText file = scan(original);
+    QByteArray out;
+    qsizetype copied = 0;
+    int missing = 0;
+    for (const Block &block : file.blocks) {
+        if (!isItem(block.kind) || !block.uid.isEmpty())
+            continue;
+        const QString uid = missing == 0 ? name : name + u'#' + QString::number(missing);
+        ++missing;
+        // After the BEGIN line, in the file's own line ends.
+        const qsizetype lineEnd = original.indexOf('\n', block.begin);
+        if (lineEnd < 0 || lineEnd >= block.end)
+            continue;
+        const bool crlf = lineEnd > 0 && original.at(lineEnd - 1) == '\r';
+        out += original.mid(copied, lineEnd + 1 - copied);
+        icalproperty *property = icalproperty_new_uid(uid.toUtf8().constData());
+        out += withLineEnds(takeString(icalproperty_as_ical_string_r(property)), crlf);
+        icalproperty_free(property);
+        copied = lineEnd + 1;
+    }
+    out += original.mid(copied);
+    return out;
+}
+
 bool CalendarFileText::holdsOthers(const QByteArray &original, const QString &uid)
 {
     const FileText file = scan(original);

@@ -24,6 +24,11 @@ public:
     // A new file holding only the components of uid as they are in root (their unchanged
     // lines as in original) and the VTIMEZONEs of original they name.
     static QByteArray extracted(const QByteArray &original, icalcomponent *root, const QString &uid);
+    // The file with a UID line written into each item that has none: "<name>" for the first
+    // such item of the file, "<name>#<n>" for the n-th after it, name being the file's name
+    // without its suffix. Read and written through this, an item's id never depends on its
+    // position after the first write. The original when every item has a UID.
+    static QByteArray withUids(const QByteArray &original, const QString &name);
     // Whether the file holds an item (event, to-do, journal) of another UID.
     static bool holdsOthers(const QByteArray &original, const QString &uid);
 };

@@ -242,6 +242,13 @@ QByteArray readBytes(const QString &path)
     return file.read(16 << 20);
 }
 
+// The file as the store reads it: an item without UID has its id as one (written with the
+// first change of the file).
+QByteArray readNamed(const QString &path)
+{
+    return CalendarFileText::withUids(readBytes(path), QFileInfo(path).completeBaseName());
+}
+
 icalcomponent *parse(const QByteArray &bytes)
 {
     if (bytes.isEmpty())
@@ -428,7 +435,7 @@ const CalendarStore::CachedFile &CalendarStore::cached(const QString &path, cons
     CachedFile entry;
     entry.size = size;
     entry.modified = modified;
-    Component parsed(parse(readBytes(path)));
+    Component parsed(parse(CalendarFileText::withUids(readBytes(path), QFileInfo(path).completeBaseName())));
     for (const icalcomponent_kind kind : {ICAL_VEVENT_COMPONENT, ICAL_VTODO_COMPONENT}) {
         QHash<QString, QList<icalcomponent *>> overrides;
         forEachComponent(parsed.root, kind, [&](icalcomponent *c) {
@@ -698,7 +705,7 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error, bool *st
     const icalcomponent_kind componentKind = kind == Kind::Events ? ICAL_VEVENT_COMPONENT : ICAL_VTODO_COMPONENT;
 
     // An existing item is rewritten in its own file, keeping what else the file holds.
-    const QByteArray original = item.filePath.isEmpty() ? QByteArray() : readBytes(item.filePath);
+    const QByteArray original = item.filePath.isEmpty() ? QByteArray() : readNamed(item.filePath);
     Component file(parse(original));
     icalcomponent *component = nullptr;
     forEachItem(file.root, componentKind, [&](icalcomponent *c) {
@@ -765,7 +772,7 @@ bool CalendarStore::remove(const CalendarItem &item, QString *error)
         return false;
     }
     // A file that holds other items too keeps them.
-    const QByteArray original = readBytes(item.filePath);
+    const QByteArray original = readNamed(item.filePath);
     Component file(parse(original));
     int others = 0;  // items of other UIDs; a series' overrides are its own
     icalcomponent *own = nullptr;
@@ -848,7 +855,7 @@ std::optional<QString> writeTree(const QString &path, const QByteArray &original
 
 bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
 {
-    const QByteArray original = readBytes(item.filePath);
+    const QByteArray original = readNamed(item.filePath);
     Component file(parse(original));
     const SeriesParts parts = seriesParts(file.root, item);
     if (!parts.master) {
@@ -894,7 +901,7 @@ bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
 
 bool CalendarStore::removeOccurrence(const CalendarItem &item, QString *error)
 {
-    const QByteArray original = readBytes(item.filePath);
+    const QByteArray original = readNamed(item.filePath);
     Component file(parse(original));
     const SeriesParts parts = seriesParts(file.root, item);
     if (!parts.master) {
