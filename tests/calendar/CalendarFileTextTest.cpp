@@ -130,6 +130,8 @@ TEST(CalendarFileText, FilesOfOtherProgramsGoBackByteForByteWhenNothingChanged)
         {"team-export.ics", "team-weekly-1"},
         {"team-export.ics", "todo-report"},
         {"team-export.ics", "launch-2026"},
+        {"rfc5545-examples.ics", "uid1@example.com"},
+        {"rfc5545-examples.ics", "uid4@example.com"},
     };
     for (const auto &[name, uid] : files) {
         const QByteArray bytes = fixture(name);
@@ -138,6 +140,29 @@ TEST(CalendarFileText, FilesOfOtherProgramsGoBackByteForByteWhenNothingChanged)
         EXPECT_EQ(CalendarFileText::spliced(bytes, root, QString::fromLatin1(uid)), bytes) << name;
         icalcomponent_free(root);
     }
+    // A file of two calendars: a changed title is that one line, the alarm's folded
+    // attachment and the other calendar stay.
+    const QByteArray examples = fixture("rfc5545-examples.ics");
+    icalcomponent *root = icalparser_parse_string(examples.constData());
+    icalcomponent *todo = nullptr;
+    for (icalcomponent *calendar = icalcomponent_get_first_component(root, ICAL_VCALENDAR_COMPONENT); calendar;
+         calendar = icalcomponent_get_next_component(root, ICAL_VCALENDAR_COMPONENT)) {
+        if (icalcomponent *found = icalcomponent_get_first_component(calendar, ICAL_VTODO_COMPONENT))
+            todo = found;
+    }
+    ASSERT_NE(todo, nullptr);
+    icalcomponent_set_summary(todo, "Submit Income Taxes, signed");
+    QByteArray expected = examples;
+    expected.replace("SUMMARY:Submit Income Taxes\r\n", "SUMMARY:Submit Income Taxes\\, signed\r\n");
+    EXPECT_EQ(CalendarFileText::spliced(examples, root, "uid4@example.com").toStdString(), expected.toStdString());
+    // Taken out alone, it carries no line of the other calendar.
+    const QByteArray alone = CalendarFileText::extracted(examples, root, "uid4@example.com");
+    EXPECT_FALSE(alone.contains("Networld"));
+    EXPECT_TRUE(alone.contains("ATTACH;FMTTYPE=audio/basic:http://example.com/pub/audios/\r\n doorbell.wav\r\n"));
+    EXPECT_FALSE(CalendarFileText::holdsOthers(alone, "uid4@example.com"));
+    EXPECT_TRUE(CalendarFileText::holdsOthers(examples, "uid4@example.com"));
+    icalcomponent_free(root);
+
     // An empty original is the tree's own text.
     icalcomponent *fresh = icalcomponent_new(ICAL_VCALENDAR_COMPONENT);
     EXPECT_TRUE(CalendarFileText::spliced({}, fresh, "x").startsWith("BEGIN:VCALENDAR\r\n"));

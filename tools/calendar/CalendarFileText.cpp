@@ -124,6 +124,7 @@ struct Block {
 struct FileText {
     QList<Block> blocks;
     qsizetype calendarEnd = -1;  // where the first VCALENDAR's END line begins
+    QList<qsizetype> calendarEnds;  // the same for each VCALENDAR of the file
 };
 
 FileText scan(const QByteArray &bytes)
@@ -147,8 +148,10 @@ FileText scan(const QByteArray &bytes)
             if (stack.size() == 1 && stack.first() == "VCALENDAR") {
                 current.end = line.end;
                 file.blocks.append(current);
-            } else if (stack.isEmpty() && file.calendarEnd < 0) {
-                file.calendarEnd = line.begin;
+            } else if (stack.isEmpty()) {
+                if (file.calendarEnd < 0)
+                    file.calendarEnd = line.begin;
+                file.calendarEnds.append(line.begin);
             }
             continue;
         }
@@ -437,6 +440,8 @@ QByteArray CalendarFileText::spliced(const QByteArray &original, icalcomponent *
     QByteArray out;
     qsizetype copied = 0;
     const auto copyTo = [&](qsizetype position) {
+        if (position <= copied)
+            return;
         out += original.mid(copied, position - copied);
         copied = position;
     };
@@ -454,7 +459,15 @@ QByteArray CalendarFileText::spliced(const QByteArray &original, icalcomponent *
             out += std::exchange(added, QByteArray());
         }
     }
-    copyTo(file.calendarEnd);
+    // What found no place yet goes at the end of the calendar the text has reached.
+    if (!newZones.isEmpty() || !added.isEmpty()) {
+        for (qsizetype end : file.calendarEnds) {
+            if (end >= copied) {
+                copyTo(end);
+                break;
+            }
+        }
+    }
     out += newZones;
     out += added;
     out += original.mid(copied);
