@@ -295,3 +295,25 @@ TEST_F(CalendarFileTest, ItemsWithoutUIDKeepTheirIdsWhenOthersGo)
               "Event not found for id 'old-export'.");
     EXPECT_EQ(readFile(shared), before);
 }
+
+TEST_F(CalendarFileTest, ANewEventIsWrittenInTheSystemsZoneWithItsDefinition)
+{
+    const QByteArray zone = qgetenv("TZ");
+    qputenv("TZ", "Europe/Berlin");
+    const JSONToolResult created = handler.createEvent(params({{"title", "Dentist"}, {"calendar_id", "home"},
+                                                               {"start_date", "2026-08-04T08:00:00Z"},
+                                                               {"end_date", "2026-08-04T08:45:00Z"}}));
+    if (zone.isNull())
+        qunsetenv("TZ");
+    else
+        qputenv("TZ", zone);
+    ASSERT_TRUE(succeeded(created));
+    const QString id = structured(created).value("event").toObject().value("event_id").toString();
+    const QByteArray file = readFile(dir.path() + "/home/" + id + ".ics");
+    // Summer time in Berlin: 10:00 local, and the zone's own definition in the file.
+    EXPECT_TRUE(file.contains("DTSTART;TZID=Europe/Berlin:20260804T100000\r\n")) << file.toStdString();
+    EXPECT_TRUE(file.contains("DTEND;TZID=Europe/Berlin:20260804T104500\r\n"));
+    EXPECT_TRUE(file.contains("BEGIN:VTIMEZONE\r\nTZID:Europe/Berlin\r\n"));
+    EXPECT_EQ(structured(created).value("event").toObject().value("start_date").toString().toStdString(),
+              "2026-08-04T08:00:00.000Z");
+}

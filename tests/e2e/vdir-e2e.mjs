@@ -23,7 +23,8 @@ if (!installed('khal') || !installed('khard')) {
 }
 
 const work = workDir('kelvara-vdir-e2e-');
-const env = sandbox(work, { LANG: 'C.UTF-8', LC_ALL: 'C.UTF-8', HOME: work });
+// Kelvara runs in Berlin time, as khal's configuration says the user does.
+const env = sandbox(work, { LANG: 'C.UTF-8', LC_ALL: 'C.UTF-8', HOME: work, TZ: 'Europe/Berlin' });
 const calendars = join(work, 'data', 'Kelvara', 'Calendars');
 const contacts = join(work, 'data', 'Kelvara', 'Contacts');
 const structured = (r) => r.result.structuredContent;
@@ -82,7 +83,7 @@ try {
     const ada = structured(people).contacts[0];
     const standupFile = join(calendars, 'work', `${standup}.ics`);
     const standupBefore = readFileSync(standupFile, 'utf8');
-    await scenario(url, [
+    const [, , newEvent] = await scenario(url, [
       { op: 'callTool', name: 'update_event', arguments: { event_id: standup, notes: 'Weekly sync notes' } },
       { op: 'callTool', name: 'update_event', arguments: { event_id: `${standup}@20260112T083000Z`,
         start_date: '2026-01-12T10:00:00Z', end_date: '2026-01-12T10:30:00Z' } },
@@ -112,6 +113,11 @@ try {
         if (!line.startsWith('DTSTAMP') && !line.startsWith('DESCRIPTION')) assert.ok(after.includes(`${line}\r\n`), line);
       }
       assert.deepEqual(readdirSync(join(calendars, 'work')).filter((f) => f.endsWith('.ics')).length, 3);
+    });
+    check("a new event is written in the user's zone, with its definition", () => {
+      const file = readFileSync(join(calendars, 'work', `${structured(newEvent).event.event_id}.ics`), 'utf8');
+      assert.match(file, /\r\nDTSTART;TZID=Europe\/Berlin:20260804T100000\r\n/);
+      assert.match(file, /\r\nBEGIN:VTIMEZONE\r\nTZID:Europe\/Berlin\r\n/);
     });
 
     const khardAfter = await program('khard', ['show', '--format', 'yaml', 'Lovelace']);

@@ -348,6 +348,27 @@ void shiftOccurrenceNames(icalcomponent *root, icalcomponent *master, const QDat
     }
 }
 
+// The form of a new item's times: the system's zone with its VTIMEZONE added to the
+// calendar, as calendar programs write them, so that they show the local time it was made
+// for; UTC when the system's zone is UTC or one libical does not know.
+CalendarRecurrence::TimeForm systemForm(icalcomponent *calendar)
+{
+    const CalendarRecurrence::TimeForm utc{false, true, nullptr, {}};
+    const QByteArray id = QTimeZone::systemTimeZoneId();
+    if (id.isEmpty() || id == "UTC" || id == "Etc/UTC" || id == "Etc/GMT" || id == "GMT")
+        return utc;
+    icaltimezone *zone = icaltimezone_get_builtin_timezone(id.constData());
+    icalcomponent *definition = zone ? icaltimezone_get_component(zone) : nullptr;
+    if (!definition)
+        return utc;
+    // Named as the system names it, without the library's prefix.
+    icalcomponent *copy = icalcomponent_new_clone(definition);
+    if (icalproperty *tzid = icalcomponent_get_first_property(copy, ICAL_TZID_PROPERTY))
+        icalproperty_set_tzid(tzid, id.constData());
+    icalcomponent_add_component(calendar, copy);
+    return {false, false, zone, id};
+}
+
 QString sanitisedFileName(const QString &uid)
 {
     QString name;
@@ -713,6 +734,7 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error, bool *st
             component = c;
     });
     std::optional<CalendarItem> before;
+    std::optional<CalendarRecurrence::TimeForm> newForm;
     if (component)
         before = readItem(component, item.collection, item.filePath);
     if (!component) {
@@ -723,11 +745,13 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error, bool *st
         file.root = icalcomponent_new(ICAL_VCALENDAR_COMPONENT);
         icalcomponent_add_property(file.root, icalproperty_new_version("2.0"));
         icalcomponent_add_property(file.root, icalproperty_new_prodid("-//Tamsel//Kelvara//EN"));
+        if (componentKind == ICAL_VEVENT_COMPONENT && !item.allDay)
+            newForm = systemForm(file.root);
         component = icalcomponent_new(componentKind);
         icalcomponent_set_uid(component, item.identifier.toUtf8().constData());
         icalcomponent_add_component(file.root, component);
     }
-    const CalendarRecurrence::TimeForm oldForm = CalendarRecurrence::formOf(component);
+    const CalendarRecurrence::TimeForm oldForm = newForm.value_or(CalendarRecurrence::formOf(component));
     writeItem(component, item, before ? &*before : nullptr, oldForm);
     if (before && CalendarRecurrence::isRecurring(component) && before->allDay == item.allDay &&
         before->start != item.start)
