@@ -234,10 +234,10 @@ QByteArray mergedComponent(const QByteArray &raw, icalcomponent *updated, bool c
 
     // Pair what is the same; the rest of the old units go, the rest of the new ones come.
     QList<bool> freshUsed(fresh.size(), false);
-    QList<int> kept;  // per old unit: 1 kept, 0 gone
+    QList<bool> kept;  // per old unit: whether its bytes stay
     for (const Unit &unit : old) {
         if (unit.canonical.isEmpty()) {
-            kept.append(1);
+            kept.append(true);
             continue;
         }
         // Kept when every property the line stands for is still there.
@@ -255,7 +255,7 @@ QByteArray mergedComponent(const QByteArray &raw, icalcomponent *updated, bool c
             for (int j : found)
                 freshUsed[j] = true;
         }
-        kept.append(same ? 1 : 0);
+        kept.append(same);
     }
     // A new unit takes the place of the first gone one of its name.
     QList<QByteArray> placed(old.size());
