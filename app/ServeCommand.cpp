@@ -354,9 +354,9 @@ int ServeCommand::main(int argc, char **argv)
 
     MCPServer &router = MCPServer::shared();
     ConfigurationController *configuration = ConfigurationController::shared();
-    auto report = [](const QString &source, const std::optional<ImportResult> &result, const ImportError &error) {
+    auto report = [](const QString &source, const Result<ImportResult> &result) {
         if (!result) {
-            printLine(stderr, QStringLiteral("kelvara serve: import of %1 failed: %2").arg(source, error.description()));
+            printLine(stderr, QStringLiteral("kelvara serve: import of %1 failed: %2").arg(source, result.error().description));
             return false;
         }
         printLine(g_report, ConfigurationController::importSummary(*result) + QStringLiteral(" (") + source +
@@ -375,17 +375,13 @@ int ServeCommand::main(int argc, char **argv)
         printLine(stderr, QStringLiteral("kelvara serve: the store holds no configuration yet: importing the built-in "
                                          "tools, resources and prompts (once)"));
     if (options->importBuiltin || firstStart) {
-        ImportError error;
         if (!report(configuration->builtinRoot(),
-                    configuration->importBuiltinConfiguration(nullptr, &error,
-                                                              ConfigurationController::ImportMode::onlyMissing),
-                    error))
+                    configuration->importBuiltinConfiguration(nullptr, ConfigurationController::ImportMode::onlyMissing)))
             return 1;
     }
     UserDefaults::standard()->setValue(firstStartDoneKey, true);
     for (const QString &folder : options->importFolders) {
-        ImportError error;
-        if (!report(folder, configuration->importConfiguration(folder, nullptr, &error), error))
+        if (!report(folder, configuration->importConfiguration(folder)))
             return 1;
     }
 

@@ -260,11 +260,10 @@ void ServerConfigController::start()
 void ServerConfigController::runStartPipeline()
 {
     setStatus(statusExporting);
-    ExportError exportError;
-    const std::optional<ExportResult> exported = m_exportService->exportConfiguration(&exportError);
+    const Result<ExportResult> exported = m_exportService->exportConfiguration();
     std::optional<QString> exportFailure;
     if (!exported)
-        exportFailure = exportError.description();
+        exportFailure = exported.error().description;
     else if (exported->hasErrors())
         exportFailure = QStringLiteral("Export completed with errors: ") + exported->allErrors().join(QStringLiteral(", "));
     // Any failure of a single record stops the start; the records are listed in the log,

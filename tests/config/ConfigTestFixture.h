@@ -135,10 +135,9 @@ protected:
 
     ExportResult exportOrFail()
     {
-        ExportError error;
-        const std::optional<ExportResult> result = controller->exportConfiguration(&error);
-        EXPECT_TRUE(result.has_value()) << error.description().toStdString();
-        return result.value_or(ExportResult());
+        const Result<ExportResult> result = controller->exportConfiguration();
+        EXPECT_TRUE(result.ok()) << (result ? QString() : result.error().description).toStdString();
+        return result.valueOr(ExportResult());
     }
 
     QString bundleFile(const QString &folder, const QString &file) const
