@@ -13,6 +13,10 @@
 #include <stdio.h>
 
 #include <memory>
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <vector>
 
 namespace {
 
@@ -184,40 +188,60 @@ QList<QJsonValue> StdioRelay::requestIds(const QByteArray &line)
     return ids;
 }
 
-int StdioRelay::run(qint64 holder, std::FILE *in, std::FILE *out, std::FILE *log)
-{
-    curl_global_init(CURL_GLOBAL_DEFAULT);
-    // The server to relay to: the one the holder of the store published, if it still runs.
-    auto currentPort = [holder]() -> int {
-        const std::optional<RunningServer::Record> record = RunningServer::read();
-        return record && (holder == 0 || record->pid == holder) ? record->port : 0;
-    };
-    int port = currentPort();
-    if (port)
-        note(log, QStringLiteral("the store is in use by Kelvara (process %1): relaying to its MCP server at "
-                                 "http://127.0.0.1:%2/mcp")
-                      .arg(holder)
-                      .arg(port));
-    else
-        note(log, stoppedText);
+namespace {
 
-    QByteArray sessionId;
-    QByteArray protocolVersion;
-    char *buffer = nullptr;
-    size_t capacity = 0;
-    ssize_t length = 0;
-    while ((length = ::getline(&buffer, &capacity, in)) >= 0) {
-        const QByteArray line = QByteArray(buffer, qsizetype(length)).trimmed();
-        if (line.isEmpty())
-            continue;
-        const QList<QJsonValue> ids = requestIds(line);
+// One relay's state, shared by the requests in flight.
+class Relay {
+public:
+    Relay(qint64 holder, std::FILE *out, std::FILE *log) : m_holder(holder), m_out(out), m_log(log) {}
+
+    // The server to relay to: the one the holder of the store published, if it still runs.
+    int currentPort() const
+    {
+        const std::optional<RunningServer::Record> record = RunningServer::read();
+        return record && (m_holder == 0 || record->pid == m_holder) ? record->port : 0;
+    }
+
+    void start()
+    {
+        m_port = currentPort();
+        if (m_port)
+            note(m_log, QStringLiteral("the store is in use by Kelvara (process %1): relaying to its MCP server at "
+                                       "http://127.0.0.1:%2/mcp")
+                            .arg(m_holder)
+                            .arg(m_port));
+        else
+            note(m_log, StdioRelay::stoppedText);
+    }
+
+    // Whether requests may go out side by side: once the session is set up, a long call
+    // must not hold back a cancellation or a ping behind it.
+    bool initialized() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_initialized;
+    }
+
+    void handle(const QByteArray &line)
+    {
+        const QList<QJsonValue> ids = StdioRelay::requestIds(line);
         auto failEach = [&](int code, const QString &message) {
+            const std::lock_guard lock(m_outMutex);
             for (const QJsonValue &id : ids)
-                writeMessage(out, errorFor(id, code, message));
+                writeMessage(m_out, StdioRelay::errorFor(id, code, message));
         };
-        // A window started or restarted its server meanwhile: find where it listens now.
-        if (!port)
-            port = currentPort();
+        int port = 0;
+        QByteArray sessionId;
+        QByteArray protocolVersion;
+        {
+            const std::lock_guard lock(m_mutex);
+            // A window started or restarted its server meanwhile: find where it listens now.
+            if (!m_port)
+                m_port = currentPort();
+            port = m_port;
+            sessionId = m_sessionId;
+            protocolVersion = m_protocolVersion;
+        }
         Answer answer;
         if (port)
             answer = exchange(port, "POST", line, sessionId, protocolVersion);
@@ -227,30 +251,87 @@ int StdioRelay::run(qint64 holder, std::FILE *in, std::FILE *out, std::FILE *log
                 answer = exchange(port, "POST", line, sessionId, protocolVersion);
         }
         if (!answer.reached) {
-            if (port)
-                note(log, QStringLiteral("Kelvara's MCP server at port %1 did not answer: %2").arg(port).arg(answer.failure));
-            port = 0;
-            failEach(stoppedCode, stoppedText);
-            continue;
+            {
+                const std::lock_guard lock(m_mutex);
+                m_port = 0;
+            }
+            if (port) {
+                const std::lock_guard lock(m_outMutex);
+                note(m_log, QStringLiteral("Kelvara's MCP server at port %1 did not answer: %2").arg(port).arg(answer.failure));
+            }
+            failEach(StdioRelay::stoppedCode, StdioRelay::stoppedText);
+            return;
         }
-        if (!answer.sessionId.isEmpty())
-            sessionId = answer.sessionId;
-        const QList<QByteArray> messages = messagesOf(answer.contentType, answer.body);
+        const QList<QByteArray> messages = StdioRelay::messagesOf(answer.contentType, answer.body);
+        {
+            const std::lock_guard lock(m_mutex);
+            m_port = port;
+            if (!answer.sessionId.isEmpty())
+                m_sessionId = answer.sessionId;
+            if (const QByteArray version = agreedVersion(messages); !version.isEmpty()) {
+                m_protocolVersion = version;
+                m_initialized = true;
+            }
+        }
         if (messages.isEmpty() && answer.status >= 400) {
-            failEach(stoppedCode, QStringLiteral("Kelvara's MCP server answered HTTP %1: %2")
-                                      .arg(answer.status)
-                                      .arg(QString::fromUtf8(answer.body.trimmed().left(500))));
-            continue;
+            failEach(StdioRelay::stoppedCode, QStringLiteral("Kelvara's MCP server answered HTTP %1: %2")
+                                                  .arg(answer.status)
+                                                  .arg(QString::fromUtf8(answer.body.trimmed().left(500))));
+            return;
         }
-        if (const QByteArray version = agreedVersion(messages); !version.isEmpty())
-            protocolVersion = version;
+        const std::lock_guard lock(m_outMutex);
         for (const QByteArray &message : messages)
-            writeMessage(out, message);
+            writeMessage(m_out, message);
+    }
+
+    // The session ends with the client, as a client of the server itself would end it.
+    void finish()
+    {
+        if (m_port && !m_sessionId.isEmpty())
+            exchange(m_port, "DELETE", {}, m_sessionId, m_protocolVersion);
+    }
+
+private:
+    const qint64 m_holder;
+    std::FILE *const m_out;
+    std::FILE *const m_log;
+    mutable std::mutex m_mutex;  // the fields below
+    int m_port = 0;
+    QByteArray m_sessionId;
+    QByteArray m_protocolVersion;
+    bool m_initialized = false;
+    std::mutex m_outMutex;  // whole lines on the output and the log
+};
+
+}  // namespace
+
+int StdioRelay::run(qint64 holder, std::FILE *in, std::FILE *out, std::FILE *log)
+{
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    Relay relay(holder, out, log);
+    relay.start();
+    std::vector<std::future<void>> inFlight;
+    char *buffer = nullptr;
+    size_t capacity = 0;
+    ssize_t length = 0;
+    while ((length = ::getline(&buffer, &capacity, in)) >= 0) {
+        const QByteArray line = QByteArray(buffer, qsizetype(length)).trimmed();
+        if (line.isEmpty())
+            continue;
+        // Notifications and the handshake go out in order, each before the next line is
+        // read; requests after the handshake run side by side.
+        std::erase_if(inFlight, [](const std::future<void> &request) {
+            return request.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+        });
+        if (relay.initialized() && !requestIds(line).isEmpty())
+            inFlight.push_back(std::async(std::launch::async, [&relay, line] { relay.handle(line); }));
+        else
+            relay.handle(line);
     }
     std::free(buffer);
-    // The session ends with the client, as a client of the server itself would end it.
-    if (port && !sessionId.isEmpty())
-        exchange(port, "DELETE", {}, sessionId, protocolVersion);
+    for (std::future<void> &request : inFlight)
+        request.wait();
+    relay.finish();
     curl_global_cleanup();
     return 0;
 }

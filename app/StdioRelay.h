@@ -10,8 +10,10 @@
 // `kelvara serve --stdio` while a running Kelvara holds the store: instead of failing, each
 // line the client writes is posted to that Kelvara's MCP server over loopback (with the
 // token, and the session the server gave at initialize), and every message of the answer,
-// a JSON body or the events of an event stream, is written back as one line. While that
-// server is stopped each request gets one JSON-RPC error saying what to do.
+// a JSON body or the events of an event stream, is written back as one line. The handshake
+// and notifications go out in order; requests after the handshake run side by side, so that
+// a cancellation or a ping is not held behind a long call. While that server is stopped each
+// request gets one JSON-RPC error saying what to do.
 class StdioRelay {
 public:
     static inline const QString stoppedText =

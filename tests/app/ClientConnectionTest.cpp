@@ -18,7 +18,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstdio>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -133,11 +137,19 @@ TEST(StdioRelayTest, OnlyRequestsHaveIdsToAnswer)
 
 namespace {
 
-// A stand-in for a running Kelvara's server: answers each connection with the next canned
-// response and keeps what it was sent.
+// A stand-in for a running Kelvara's server. Each connection is served on a thread of its
+// own with the first unused answer whose needle its request holds; an answer with a `after`
+// needle is held back until a request holding that has come in (or ten seconds have passed,
+// so that a relay that never sends it cannot hang the test).
 class CannedServer {
 public:
-    explicit CannedServer(std::vector<std::string> responses) : m_responses(std::move(responses))
+    struct Answer {
+        std::string needle;
+        std::string response;
+        std::string after;
+    };
+
+    explicit CannedServer(std::vector<Answer> answers) : m_answers(std::move(answers)), m_used(m_answers.size(), false)
     {
         m_socket = ::socket(AF_INET, SOCK_STREAM, 0);
         int yes = 1;
@@ -150,7 +162,7 @@ public:
         ::getsockname(m_socket, reinterpret_cast<sockaddr *>(&address), &length);
         m_port = ntohs(address.sin_port);
         ::listen(m_socket, 8);
-        m_thread = std::thread([this] { serve(); });
+        m_thread = std::thread([this] { acceptAll(); });
     }
     ~CannedServer()
     {
@@ -159,38 +171,71 @@ public:
         m_thread.join();
     }
     int port() const { return m_port; }
-    // The requests, head and body, in order; complete once the relay has returned.
-    std::vector<std::string> requests;
-
-private:
-    void serve()
+    // The requests, head and body, in the order they came in.
+    std::vector<std::string> requests() const
     {
-        for (const std::string &response : m_responses) {
-            const int client = ::accept(m_socket, nullptr, nullptr);
-            if (client < 0)
-                return;
-            std::string request;
-            char buffer[4096];
-            for (;;) {
-                const size_t end = request.find("\r\n\r\n");
-                if (end != std::string::npos) {
-                    const size_t at = request.find("Content-Length: ");
-                    const size_t body = at == std::string::npos ? 0 : std::stoul(request.substr(at + 16));
-                    if (request.size() >= end + 4 + body)
-                        break;
-                }
-                const ssize_t got = ::read(client, buffer, sizeof buffer);
-                if (got <= 0)
-                    break;
-                request.append(buffer, size_t(got));
-            }
-            requests.push_back(request);
-            [[maybe_unused]] const ssize_t sent = ::write(client, response.data(), response.size());
-            ::close(client);
-        }
+        const std::lock_guard lock(m_mutex);
+        return m_requests;
     }
 
-    std::vector<std::string> m_responses;
+private:
+    void acceptAll()
+    {
+        std::vector<std::thread> connections;
+        for (size_t served = 0; served < m_answers.size(); ++served) {
+            const int client = ::accept(m_socket, nullptr, nullptr);
+            if (client < 0)
+                break;
+            connections.emplace_back([this, client] { serve(client); });
+        }
+        for (std::thread &connection : connections)
+            connection.join();
+    }
+
+    void serve(int client)
+    {
+        std::string request;
+        char buffer[4096];
+        for (;;) {
+            const size_t end = request.find("\r\n\r\n");
+            if (end != std::string::npos) {
+                const size_t at = request.find("Content-Length: ");
+                const size_t body = at == std::string::npos ? 0 : std::stoul(request.substr(at + 16));
+                if (request.size() >= end + 4 + body)
+                    break;
+            }
+            const ssize_t got = ::read(client, buffer, sizeof buffer);
+            if (got <= 0)
+                break;
+            request.append(buffer, size_t(got));
+        }
+        std::string response = "HTTP/1.1 500 No Answer\r\nContent-Length: 0\r\n\r\n";
+        std::unique_lock lock(m_mutex);
+        m_requests.push_back(request);
+        m_arrived.notify_all();
+        for (size_t i = 0; i < m_answers.size(); ++i) {
+            if (!m_used[i] && request.find(m_answers[i].needle) != std::string::npos) {
+                m_used[i] = true;
+                const std::string &after = m_answers[i].after;
+                if (!after.empty())
+                    m_arrived.wait_for(lock, std::chrono::seconds(10), [&] {
+                        return std::any_of(m_requests.begin(), m_requests.end(),
+                                           [&](const std::string &seen) { return seen.find(after) != std::string::npos; });
+                    });
+                response = m_answers[i].response;
+                break;
+            }
+        }
+        lock.unlock();
+        [[maybe_unused]] const ssize_t sent = ::write(client, response.data(), response.size());
+        ::close(client);
+    }
+
+    const std::vector<Answer> m_answers;
+    std::vector<bool> m_used;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_arrived;
+    std::vector<std::string> m_requests;
     int m_socket = -1;
     int m_port = 0;
     std::thread m_thread;
@@ -233,12 +278,12 @@ TEST(StdioRelayTest, RelaysWithTheTokenAndTheSessionAndEndsTheSession)
     const std::string events = "event: message\r\ndata: {\"jsonrpc\":\"2.0\",\"method\":\"notifications/message\"}\r\n\r\n"
                                "event: message\r\ndata: {\"jsonrpc\":\"2.0\",\"id\":2,\"result\":{\"tools\":[]}}\r\n\r\n";
     CannedServer server({
-        http("200 OK", "Content-Type: application/json\r\nMcp-Session-Id: s-42\r\n",
-             R"({"jsonrpc":"2.0","id":1,"result":{"protocolVersion":"2025-06-18","serverInfo":{"name":"K"},"capabilities":{}}})"),
-        http("202 Accepted", "", ""),
-        http("200 OK", "Content-Type: text/event-stream\r\n", events),
-        http("401 Unauthorized", "Content-Type: text/plain\r\n", "Unauthorized"),
-        http("200 OK", "", ""),  // the DELETE at the end
+        {"\"initialize\"", http("200 OK", "Content-Type: application/json\r\nMcp-Session-Id: s-42\r\n",
+                                R"({"jsonrpc":"2.0","id":1,"result":{"protocolVersion":"2025-06-18","serverInfo":{"name":"K"},"capabilities":{}}})")},
+        {"notifications/initialized", http("202 Accepted", "", "")},
+        {"tools/list", http("200 OK", "Content-Type: text/event-stream\r\n", events)},
+        {"ping", http("401 Unauthorized", "Content-Type: text/plain\r\n", "Unauthorized")},
+        {"DELETE /mcp ", http("200 OK", "", "")},
     });
     RunningServer::publish(server.port());
     const Relayed relayed = relay(QCoreApplication::applicationPid(),
@@ -249,33 +294,56 @@ TEST(StdioRelayTest, RelaysWithTheTokenAndTheSessionAndEndsTheSession)
                                   "{\"jsonrpc\":\"2.0\",\"id\":3,\"method\":\"ping\"}");
     RunningServer::withdraw();
 
-    EXPECT_EQ(relayed.out,
-              R"({"id":1,"jsonrpc":"2.0","result":{"capabilities":{},"protocolVersion":"2025-06-18","serverInfo":{"name":"K"}}})"
-              "\n"
-              R"({"jsonrpc":"2.0","method":"notifications/message"})"
-              "\n"
-              R"({"id":2,"jsonrpc":"2.0","result":{"tools":[]}})"
-              "\n"
-              R"({"error":{"code":-32000,"message":"Kelvara's MCP server answered HTTP 401: Unauthorized"},"id":3,"jsonrpc":"2.0"})"
-              "\n");
+    // The handshake first; the two requests after it may answer in either order, each
+    // answer's messages together.
+    const std::string init =
+        R"({"id":1,"jsonrpc":"2.0","result":{"capabilities":{},"protocolVersion":"2025-06-18","serverInfo":{"name":"K"}}})" "\n";
+    const std::string listed = R"({"jsonrpc":"2.0","method":"notifications/message"})" "\n"
+                               R"({"id":2,"jsonrpc":"2.0","result":{"tools":[]}})" "\n";
+    const std::string refused =
+        R"({"error":{"code":-32000,"message":"Kelvara's MCP server answered HTTP 401: Unauthorized"},"id":3,"jsonrpc":"2.0"})" "\n";
+    EXPECT_TRUE(relayed.out == init + listed + refused || relayed.out == init + refused + listed) << relayed.out;
     EXPECT_NE(relayed.log.find("relaying to its MCP server at http://127.0.0.1:" + std::to_string(server.port()) + "/mcp"),
               std::string::npos)
         << relayed.log;
 
-    ASSERT_EQ(server.requests.size(), 5u);
+    const std::vector<std::string> requests = server.requests();
+    ASSERT_EQ(requests.size(), 5u);
     const std::string token = "Authorization: Bearer " + ServerAccessSettings::token().toStdString();
-    for (const std::string &request : server.requests)
+    for (const std::string &request : requests)
         EXPECT_NE(request.find(token), std::string::npos) << request;
-    EXPECT_EQ(server.requests[0].rfind("POST /mcp ", 0), 0u);
-    EXPECT_EQ(server.requests[0].find("Mcp-Session-Id"), std::string::npos);
+    EXPECT_EQ(requests[0].rfind("POST /mcp ", 0), 0u);
+    EXPECT_EQ(requests[0].find("Mcp-Session-Id"), std::string::npos);
+    EXPECT_NE(requests[1].find("\"notifications/initialized\""), std::string::npos);
     // Once initialize gave a session, every later request names it and the agreed version.
-    for (size_t i = 1; i < server.requests.size(); ++i) {
-        EXPECT_NE(server.requests[i].find("Mcp-Session-Id: s-42\r\n"), std::string::npos) << server.requests[i];
-        EXPECT_NE(server.requests[i].find("MCP-Protocol-Version: 2025-06-18\r\n"), std::string::npos) << server.requests[i];
+    for (size_t i = 1; i < requests.size(); ++i) {
+        EXPECT_NE(requests[i].find("Mcp-Session-Id: s-42\r\n"), std::string::npos) << requests[i];
+        EXPECT_NE(requests[i].find("MCP-Protocol-Version: 2025-06-18\r\n"), std::string::npos) << requests[i];
     }
-    EXPECT_NE(server.requests[1].find("\"notifications/initialized\""), std::string::npos);
-    EXPECT_NE(server.requests[2].find("\"tools/list\""), std::string::npos);
-    EXPECT_EQ(server.requests[4].rfind("DELETE /mcp ", 0), 0u) << server.requests[4];
+    EXPECT_EQ(requests[4].rfind("DELETE /mcp ", 0), 0u) << requests[4];
+}
+
+TEST(StdioRelayTest, ALongCallDoesNotHoldBackTheRequestsAfterIt)
+{
+    // The call's answer waits until the server has seen the ping: a relay that sent the ping
+    // only after the call's answer would show the call answered first.
+    CannedServer server({
+        {"\"initialize\"", http("200 OK", "Content-Type: application/json\r\n",
+                                R"({"jsonrpc":"2.0","id":1,"result":{"protocolVersion":"2025-06-18","serverInfo":{"name":"K"}}})")},
+        {"tools/call", http("200 OK", "Content-Type: application/json\r\n", R"({"jsonrpc":"2.0","id":2,"result":{"slow":true}})"),
+         "\"ping\""},
+        {"\"ping\"", http("200 OK", "Content-Type: application/json\r\n", R"({"jsonrpc":"2.0","id":3,"result":{}})")},
+    });
+    RunningServer::publish(server.port());
+    const Relayed relayed = relay(QCoreApplication::applicationPid(),
+                                  "{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"initialize\"}\n"
+                                  "{\"jsonrpc\":\"2.0\",\"id\":2,\"method\":\"tools/call\"}\n"
+                                  "{\"jsonrpc\":\"2.0\",\"id\":3,\"method\":\"ping\"}\n");
+    RunningServer::withdraw();
+    const std::string expected = R"({"id":1,"jsonrpc":"2.0","result":{"protocolVersion":"2025-06-18","serverInfo":{"name":"K"}}})" "\n"
+                                 R"({"id":3,"jsonrpc":"2.0","result":{}})" "\n"
+                                 R"({"id":2,"jsonrpc":"2.0","result":{"slow":true}})" "\n";
+    EXPECT_EQ(relayed.out, expected);
 }
 
 TEST(StdioRelayTest, WithoutAServerEachRequestGetsTheStoppedError)
