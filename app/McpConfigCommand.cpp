@@ -30,10 +30,14 @@ int serverPort()
         running && ::kill(pid_t(running->pid), 0) == 0)
         return running->port;
     PersistenceController *store = PersistenceController::shared();
-    if (!store->loadError()) {
-        if (const ServerConfig *config = ServerQueryService::fetchServerConfig(store->viewContext()))
-            return quint16(config->port());
+    if (const std::optional<QString> failure = store->loadError()) {
+        printError(QStringLiteral("the store could not be opened (%1), so its port is not known: naming 8888 "
+                                  "(--port names another)")
+                       .arg(*failure));
+        return 8888;
     }
+    if (const ServerConfig *config = ServerQueryService::fetchServerConfig(store->viewContext()))
+        return quint16(config->port());
     return 8888;
 }
 

@@ -88,6 +88,12 @@ const stoppedText = 'Kelvara is running and its MCP server is stopped: press Sta
   const { results } = await runScenario(target, [{ op: 'initialize' }]);
   check('the SDK client shows the error instead of a closed connection', () =>
     assert.match(results[0].error ?? '', new RegExp(`-32000.*${stoppedText}`)));
+  const named = await run(kelvara, ['mcp-config', '--http', '--entry'], env);
+  check('mcp-config on a held store without a server says the port is a guess', () => {
+    assert.equal(named.code, 0, named.stderr);
+    assert.equal(JSON.parse(named.stdout).url, 'http://127.0.0.1:8888/mcp');
+    assert.match(named.stderr, /the store could not be opened \(it is in use by process \S+\), so its port is not known/);
+  });
   holder.kill('SIGTERM');
 }
 
