@@ -1,7 +1,7 @@
 #include "app/McpConfigCommand.h"
 
-#include "app/ClientConfiguration.h"
-#include "app/RunningServer.h"
+#include "app/config/ClientConfiguration.h"
+#include "app/config/RunningServer.h"
 #include "app/config/ServerConfigController.h"
 #include "base/UserDefaults.h"
 #include "store/PersistenceController.h"

@@ -1,7 +1,7 @@
 #include "app/ServeCommand.h"
 
 #include "app/ChildProcessPluginInspector.h"
-#include "app/ClientConfiguration.h"
+#include "app/config/ClientConfiguration.h"
 #include "app/PluginCommand.h"
 #include "app/StdioRelay.h"
 

@@ -1,6 +1,6 @@
 #include "app/StdioRelay.h"
 
-#include "app/RunningServer.h"
+#include "app/config/RunningServer.h"
 #include "store/ServerAccessSettings.h"
 
 #include <QJsonArray>

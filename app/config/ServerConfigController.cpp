@@ -1,6 +1,6 @@
 #include "app/config/ServerConfigController.h"
-#include "app/ClientConfiguration.h"
-#include "app/RunningServer.h"
+#include "app/config/ClientConfiguration.h"
+#include "app/config/RunningServer.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -1,8 +1,8 @@
 // What connects an MCP client to Kelvara: the configuration printed for it, the record of a
 // running server, and the stdio relay to that server (against a stand-in HTTP server).
-#include "app/ClientConfiguration.h"
+#include "app/config/ClientConfiguration.h"
 #include "app/McpConfigCommand.h"
-#include "app/RunningServer.h"
+#include "app/config/RunningServer.h"
 #include "app/StdioRelay.h"
 #include "base/UserDefaults.h"
 #include "store/ServerAccessSettings.h"

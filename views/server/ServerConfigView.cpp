@@ -1,6 +1,6 @@
 #include "views/server/ServerConfigView.h"
 
-#include "app/ClientConfiguration.h"
+#include "app/config/ClientConfiguration.h"
 #include "app/SettingsManager.h"
 #include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"

@@ -1,4 +1,4 @@
-#include "app/RunningServer.h"
+#include "app/config/RunningServer.h"
 
 #include "base/UserDefaults.h"
 

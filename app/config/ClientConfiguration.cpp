@@ -1,4 +1,4 @@
-#include "app/ClientConfiguration.h"
+#include "app/config/ClientConfiguration.h"
 
 #include <QJsonArray>
 
