@@ -567,10 +567,9 @@ Result<void> ConfigurationController::importKind(Directory directory, const QStr
                 fileError = TransferError::decodingFailed(reason);
             } else {
                 // Each file is saved by itself; a failed save leaves its records pending.
-                AppError saveError;
-                if (!m_context->save(&saveError)) {
+                if (const Result<void> saved = m_context->save(); !saved) {
                     ok = false;
-                    fileError = TransferError::saveFailed(saveError.description);
+                    fileError = TransferError::saveFailed(saved.error().description);
                 }
             }
         }

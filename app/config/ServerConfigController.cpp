@@ -179,7 +179,7 @@ void ServerConfigController::sync()
     // start does not wait for a Save of values the user never touched. Pending edits of
     // anybody else's are left for their owner to save or revert.
     if (config && config->isInserted() && contextWasClean)
-        m_context->save();
+        (void)m_context->save();  // a failure shows on the next explicit save
     setServerConfig(config);
     setServerRunning(m_router->bridge()->isRunning());
     if (m_isServerRunning)
@@ -192,8 +192,7 @@ void ServerConfigController::sync()
 
 bool ServerConfigController::save()
 {
-    AppError error;
-    if (!m_context->save(&error)) {
+    if (!m_context->save()) {
         showAlert(QStringLiteral("Error"), saveFailedText);
         return false;
     }

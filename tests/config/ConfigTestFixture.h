@@ -129,8 +129,8 @@ protected:
 
     void save()
     {
-        AppError error;
-        ASSERT_TRUE(context->save(&error)) << error.description.toStdString();
+        const Result<void> saved = context->save();
+        ASSERT_TRUE(saved.ok()) << saved.error().description.toStdString();
     }
 
     ExportResult exportOrFail()
