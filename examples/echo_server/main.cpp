@@ -23,6 +23,7 @@
 #include <mutex>
 #include <pthread.h>
 #include <string>
+#include <thread>
 #include <unistd.h>
 
 using namespace MCP;
@@ -121,16 +122,23 @@ std::optional<JSONValue> textResult(const std::string &text)
 
 void registerReporting(IMCPServer &server)
 {
-    ToolDefinition count = plainTool("count", "Counts to 'steps' (3), reporting each step, and logs at several levels.");
+    ToolDefinition count = plainTool("count", "Counts to 'steps' (3), reporting each step, and logs at several levels; "
+                                              "'pause_ms' is the work each step takes (0).");
     count.handler = [](const JSONValue &arguments, const ToolCallContext &call) {
         int steps = 3;
         if (arguments.contains("steps") && arguments.at("steps").isNumber())
             steps = std::clamp(static_cast<int>(arguments.at("steps").asNumber()), 0, 100);
+        int pause = 0;
+        if (arguments.contains("pause_ms") && arguments.at("pause_ms").isNumber())
+            pause = std::clamp(static_cast<int>(arguments.at("pause_ms").asNumber()), 0, 1000);
         if (call.reporter) {
             for (const char *level : {"debug", "info", "warning", "error"})
                 call.reporter->log(level, JSONValue(std::string("count says ") + level), "count");
-            for (int i = 1; i <= steps; ++i)
+            for (int i = 1; i <= steps; ++i) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(pause));
                 call.reporter->progress(i, steps, "step " + std::to_string(i));
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(pause));
         }
         return textResult("counted to " + std::to_string(steps));
     };

@@ -31,9 +31,12 @@ async function exercise(label, transport) {
     assert.equal(capabilities.tools.listChanged, true);
   });
 
+  // Each step takes a moment of work, as a real tool's does: the SDK client handles a
+  // notification a turn after it reads it but an answer at once, so progress lines read in
+  // one chunk with the answer would find their handler gone.
   const progress = [];
   const counted = await withTimeout(
-    client.callTool({ name: 'count', arguments: { steps: 3 } }, undefined, { onprogress: (p) => progress.push(p) }),
+    client.callTool({ name: 'count', arguments: { steps: 3, pause_ms: 30 } }, undefined, { onprogress: (p) => progress.push(p) }),
     15000, `${label}: count`);
   check(`${label}: callTool's onprogress hears every step before the answer`, () => {
     assert.deepEqual(counted.content, [{ type: 'text', text: 'counted to 3' }]);
