@@ -1053,7 +1053,8 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
             pending.issued = true;
         }
     }
-    message->clientListens = pending.acceptsStream || !pending.sessionId.empty();
+    message->inSession = !pending.sessionId.empty();
+    message->clientListens = pending.acceptsStream || message->inSession;
     {
         std::lock_guard lock(shared.connectionsMutex);
         if (!shared.running.load()) {

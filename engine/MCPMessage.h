@@ -31,6 +31,9 @@ public:
     // reach the client before the answer (through IMCPTransport::notify). False for a
     // stateless HTTP request whose client takes only one JSON body.
     bool clientListens = false;
+    // Set by the transport: the request belongs to a session (IMCPTransport::session finds
+    // it). A stateless request costs no look-up.
+    bool inSession = false;
 
     MCPMessage() = default;
     virtual ~MCPMessage() = default;

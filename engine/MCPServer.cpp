@@ -314,8 +314,10 @@ std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &contex
         requested = context.params.at("protocolVersion").asString();
     const std::string version(ProtocolVersion::negotiate(requested));
     log(LogMessageType::Info, LogCode::Info, "Initialize request received (protocol: " + version + ")");
-    if (const auto session = m_transport->session(context.sessionId))
-        session->setProtocolVersion(version);
+    if (context.message->inSession) {
+        if (const auto session = m_transport->session(context.sessionId))
+            session->setProtocolVersion(version);
+    }
     JSONValue result;
     result["protocolVersion"] = JSONValue(version);
     JSONValue &info = result["serverInfo"];
@@ -365,8 +367,10 @@ std::shared_ptr<MCPMessage> MCPServer::handleSetLevel(const MCPContext &context)
                                              RPCCode::InvalidParams);
     }
     // A request without a session has nothing to remember it in; it is answered all the same.
-    if (const auto session = m_transport->session(context.sessionId))
-        session->setLogLevel(index);
+    if (context.message->inSession) {
+        if (const auto session = m_transport->session(context.sessionId))
+            session->setLogLevel(index);
+    }
     log(LogMessageType::Info, LogCode::Info, "Log level for the client set to " + level->asString());
     return MCPServerMessage::createResponse(*context.message, JSONValue(JSONValue::ObjectType{}));
 }
@@ -496,8 +500,9 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
             if (value.isString() || value.isNumber())
                 progressToken = value;
         }
-        reporter = std::make_shared<RequestReporter>(*m_transport, context.sessionId, std::move(progressToken),
-                                                     m_transport->session(context.sessionId), token);
+        reporter = std::make_shared<RequestReporter>(
+            *m_transport, context.sessionId, std::move(progressToken),
+            context.message->inSession ? m_transport->session(context.sessionId) : nullptr, token);
     }
     struct Guard {
         MCPServer *server;

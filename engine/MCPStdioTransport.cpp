@@ -225,6 +225,7 @@ void MCPStdioTransport::handleLine(std::string line)
     }
     // Whatever the server says before the answer goes out as lines of its own.
     message->clientListens = true;
+    message->inSession = true;
     std::string connectionId;
     {
         std::lock_guard lock(m_workersMutex);
