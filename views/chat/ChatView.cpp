@@ -1,5 +1,6 @@
 #include "views/chat/ChatView.h"
 
+#include "views/common/LayoutMetrics.h"
 #include "base/UserDefaults.h"
 #include "chat/appearance/AppearanceSettings.h"
 #include "chat/integrations/MCPIntegrationManager.h"
@@ -14,6 +15,7 @@
 #include "views/chat/MessageBubble.h"
 #include "views/chat/ModelSettingsWindow.h"
 #include "views/chat/PromptPickerSheet.h"
+#include "views/common/OverflowRow.h"
 #include "views/chat/ResourcePickerSheet.h"
 
 #include <QComboBox>
@@ -95,16 +97,17 @@ QLayout *ChatView::buildConnectionRow()
     m_chatSettings = namedButton("chatSettings", QStringLiteral("Chat Settings…"), this);
     QPushButton *integrations = namedButton("mcpIntegrations", QStringLiteral("MCP Integrations…"), this);
     integrations->setVisible(m_integrations != nullptr);
-    auto *row = new QHBoxLayout;
-    row->addWidget(m_provider);
-    row->addWidget(m_connect);
-    row->addWidget(new QLabel(QStringLiteral("Model:"), this));
-    row->addWidget(m_models, 1);
-    row->addWidget(m_loadModel);
-    row->addWidget(refreshModels);
-    row->addWidget(modelSettings);
-    row->addWidget(integrations);
-    row->addWidget(settings);
+    // The settings fold into "⋯" where the row is short of room.
+    auto *row = new OverflowRow(this);
+    row->addFixed(m_provider);
+    row->addFixed(m_connect);
+    row->addFixed(new QLabel(QStringLiteral("Model:"), this));
+    row->addFixed(m_models, 1);
+    row->addFixed(m_loadModel);
+    row->addFoldable(refreshModels);
+    row->addFoldable(modelSettings);
+    row->addFoldable(integrations);
+    row->addFoldable(settings);
 
     ProviderConnection *link = &m_model->connection();
     connect(m_provider, &QComboBox::activated, this,
@@ -154,17 +157,16 @@ QLayout *ChatView::buildTranscriptToolbar()
     QPushButton *importButton = namedButton("importChat", QStringLiteral("Import chat"), this);
     QPushButton *clear = namedButton("clearChat", QStringLiteral("Clear"), this);
     clear->setToolTip(QStringLiteral("Clar current chat"));
-    auto *toolbar = new QHBoxLayout;
-    toolbar->addWidget(m_search, 1);
-    toolbar->addWidget(m_searchPosition);
-    toolbar->addWidget(previous);
-    toolbar->addWidget(next);
-    toolbar->addStretch();
-    toolbar->addWidget(m_server);
-    toolbar->addWidget(exportButton);
-    toolbar->addWidget(importButton);
-    toolbar->addWidget(clear);
-    toolbar->addWidget(m_chatSettings);
+    auto *toolbar = new OverflowRow(this);
+    toolbar->addFixed(m_search, 1);
+    toolbar->addFixed(m_searchPosition);
+    toolbar->addFixed(previous);
+    toolbar->addFixed(next);
+    toolbar->addFixed(m_server);
+    toolbar->addFoldable(clear);
+    toolbar->addFoldable(m_chatSettings);
+    toolbar->addFoldable(exportButton);
+    toolbar->addFoldable(importButton);
 
     connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) {
         m_results = m_model->session().searchTranscript(text);
@@ -303,6 +305,7 @@ void ChatView::layOut(QLayout *connection, QLayout *toolbar, QLayout *attachment
     m_status = new QLabel(this);
     m_status->setObjectName(QStringLiteral("chatStatus"));
     auto *layout = new QVBoxLayout(this);
+    LayoutMetrics::applyToScreen(layout);
     layout->addLayout(connection);
     layout->addLayout(toolbar);
     layout->addWidget(m_scroll, 1);
