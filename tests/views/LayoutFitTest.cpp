@@ -10,6 +10,7 @@
 #include "views/common/ColorScheme.h"
 #include "views/common/OverflowRow.h"
 #include "views/common/ReadOnlyTextView.h"
+#include "views/common/RecordRowDelegate.h"
 #include "views/monitor/SystemMonitorWindow.h"
 #include "views/script/EditorSettingsDialog.h"
 #include "views/settings/AppSettingsWindow.h"
@@ -321,6 +322,33 @@ TEST(ColorSchemeTest, PalettesAndReadableTextColours)
     const QColor navy(0, 0, 128);
     EXPECT_EQ(ColorScheme::readableOn(navy, white), navy);
     EXPECT_GE(contrast(ColorScheme::readableOn(navy, editorDark), editorDark), 60);
+}
+
+// A list row's three lines: the name, the description (several lines read as one) and the
+// counts, from the model's text or from the style option's, whose breaks are separators.
+TEST(RecordRowDelegateTest, SplitsARowIntoNameDescriptionAndCounts)
+{
+    const auto lines = RecordRowDelegate::split(QStringLiteral("create_contact\nCreates a contact;\nat least a name\nInput 1"));
+    EXPECT_EQ(lines.name, "create_contact");
+    EXPECT_EQ(lines.description, "Creates a contact; at least a name");
+    EXPECT_EQ(lines.counts, "Input 1");
+    const auto separated = RecordRowDelegate::split(QStringLiteral("a") + QChar::LineSeparator + QStringLiteral("b") +
+                                                    QChar::LineSeparator + QStringLiteral("c"));
+    EXPECT_EQ((QStringList{separated.name, separated.description, separated.counts}), (QStringList{"a", "b", "c"}));
+    const auto nameOnly = RecordRowDelegate::split(QStringLiteral("lonely"));
+    EXPECT_EQ((QStringList{nameOnly.name, nameOnly.description, nameOnly.counts}), (QStringList{"lonely", "", ""}));
+
+    // Rows as wide as the list, tall enough for the three lines.
+    QListWidget list;
+    list.setItemDelegate(new RecordRowDelegate(&list));
+    list.setResizeMode(QListView::Adjust);
+    list.addItem(QStringLiteral("create_contact\nCreates a contact\nInput 1"));
+    list.resize(300, 200);
+    list.show();
+    TestSupport::spin(30);
+    const QRect row = list.visualItemRect(list.item(0));
+    EXPECT_GE(row.width(), list.viewport()->width() - 1);
+    EXPECT_GE(row.height(), 3 * list.fontMetrics().height());
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ ScreenshotTour::ScreenshotTour(const QString &directory, AppMainWindow *window, 
                 tour->after(300, done);
                 return;
             }
-            tour->grab(w, QStringLiteral("00-question-%1").arg(count + 1));
+            tour->grab(box, QStringLiteral("00-question-%1").arg(count + 1));
             if (QAbstractButton *decline = box->escapeButton())
                 decline->click();
             else

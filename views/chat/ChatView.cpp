@@ -145,6 +145,7 @@ QLayout *ChatView::buildTranscriptToolbar()
     m_search->setObjectName(QStringLiteral("transcriptSearch"));
     m_search->setPlaceholderText(QStringLiteral("Search in complete chat transcript"));
     m_search->setClearButtonEnabled(true);
+    m_search->setMinimumWidth(220);  // room for its placeholder before the commands fold
     m_searchPosition = new QLabel(this);
     auto *previous = new QToolButton(this);
     previous->setArrowType(Qt::UpArrow);

@@ -94,6 +94,7 @@ void ConfigScreen::build(const Parts &parts)
     m_list->setObjectName(parts.listName);
     m_list->setMinimumWidth(parts.listWidth);
     m_list->setItemDelegate(new RecordRowDelegate(m_list));
+    m_list->setResizeMode(QListView::Adjust);  // the rows follow the list's width
     auto *left = new QVBoxLayout;
     left->addWidget(m_filter);
     left->addWidget(m_list, 1);

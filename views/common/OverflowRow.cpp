@@ -15,6 +15,9 @@ OverflowRow::OverflowRow(QWidget *owner) : m_owner(owner)
     m_more->setText(QStringLiteral("⋯"));
     m_more->setToolTip(QStringLiteral("More commands"));
     m_more->setPopupMode(QToolButton::InstantPopup);
+    m_more->setAutoRaise(true);
+    // The "⋯" says menu already; the style's arrow beside it would say it twice.
+    m_more->setStyleSheet(QStringLiteral("QToolButton::menu-indicator { image: none; width: 0px; }"));
     m_more->setMenu(m_menu);
     m_more->setVisible(false);
     QHBoxLayout::addWidget(m_more);

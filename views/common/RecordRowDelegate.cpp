@@ -7,12 +7,16 @@
 #include <QHelpEvent>
 #include <QPainter>
 #include <QToolTip>
+#include <algorithm>
 
 namespace {
 
 QFont smaller(QFont font)
 {
-    font.setPointSizeF(font.pointSizeF() * 0.9);
+    if (font.pointSizeF() > 0)
+        font.setPointSizeF(font.pointSizeF() * 0.9);
+    else if (font.pixelSize() > 0)
+        font.setPixelSize(std::max(1, font.pixelSize() * 9 / 10));
     return font;
 }
 
@@ -28,7 +32,9 @@ RecordRowDelegate::RecordRowDelegate(QObject *parent) : QStyledItemDelegate(pare
 
 RecordRowDelegate::Lines RecordRowDelegate::split(const QString &text)
 {
-    QStringList lines = text.split(QLatin1Char('\n'));
+    QString plain = text;
+    plain.replace(QChar::LineSeparator, QLatin1Char('\n'));
+    QStringList lines = plain.split(QLatin1Char('\n'));
     Lines result;
     result.name = lines.takeFirst();
     if (lines.size() >= 2)
@@ -47,14 +53,19 @@ QSize RecordRowDelegate::sizeHint(const QStyleOptionViewItem &option, const QMod
     const QFontMetrics body(option.font);
     const QFontMetrics small(smaller(option.font));
     const int height = 2 * LayoutMetrics::rowPadding + name.height() + body.height() + small.height() + 2;
-    return QSize(160, height);
+    // As wide as the list shows: the lines elide at its edge, not at a fixed width.
+    int width = 160;
+    if (const auto *view = qobject_cast<const QAbstractItemView *>(option.widget))
+        width = std::max(width, view->viewport()->width());
+    return QSize(width, height);
 }
 
 void RecordRowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
     QStyleOptionViewItem opt = option;
     initStyleOption(&opt, index);
-    const Lines lines = split(opt.text);
+    // The model's text: the style option's has its line breaks made into separators.
+    const Lines lines = split(index.data(Qt::DisplayRole).toString());
     opt.text.clear();
     const QWidget *widget = option.widget;
     QStyle *style = widget ? widget->style() : QApplication::style();
@@ -71,12 +82,12 @@ void RecordRowDelegate::paint(QPainter *painter, const QStyleOptionViewItem &opt
     const QRect area = option.rect.adjusted(LayoutMetrics::rowPadding + 2, LayoutMetrics::rowPadding,
                                             -LayoutMetrics::rowPadding - 2, -LayoutMetrics::rowPadding);
     int y = area.top();
+    painter->setClipRect(option.rect);
     auto line = [&](const QFont &font, const QColor &color, const QString &content) {
-        const QFontMetrics metrics(font);
+        const QFontMetrics metrics(font, painter->device());
         painter->setFont(font);
         painter->setPen(color);
-        const QRect box(area.left(), y, area.width(), metrics.height());
-        painter->drawText(box, Qt::AlignLeft | Qt::AlignVCenter, metrics.elidedText(content, Qt::ElideRight, box.width()));
+        painter->drawText(QPoint(area.left(), y + metrics.ascent()), metrics.elidedText(content, Qt::ElideRight, area.width()));
         y += metrics.height() + 1;
     };
     line(bold(option.font), text, lines.name);
