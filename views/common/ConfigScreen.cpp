@@ -95,6 +95,7 @@ void ConfigScreen::build(const Parts &parts)
     m_list->setMinimumWidth(parts.listWidth);
     m_list->setItemDelegate(new RecordRowDelegate(m_list));
     m_list->setResizeMode(QListView::Adjust);  // the rows follow the list's width
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);  // and elide at its edge
     auto *left = new QVBoxLayout;
     left->addWidget(m_filter);
     left->addWidget(m_list, 1);
