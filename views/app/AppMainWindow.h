@@ -55,6 +55,8 @@ public:
     SplashScreenView *splash() const { return m_splash; }
     AppLaunchViewModel *launchModel() const { return m_launch; }
     bool isShowingSplashScreen() const { return m_showingSplash; }
+    // In the status bar while the running server serves an older configuration.
+    QWidget *outdatedServerNotice() const { return m_outdatedNotice; }
 
     // Shows the destination; store writes it under "menuSelection" as the user's choice.
     void navigate(MenuDestination destination, bool store = false);
@@ -80,6 +82,7 @@ private:
     void becameFront();
     void watchActiveController();
     void takeOnboardingRequest();
+    void addOutdatedServerNotice();
 
     int m_windowNumber;
     std::optional<MenuDestination> m_initialDestination;
@@ -98,4 +101,5 @@ private:
     OnBoardingBubble *m_bubble;
     QHash<MenuDestination, OnBoardingController *> m_tours;
     bool m_closeAnswered = false;
+    QWidget *m_outdatedNotice = nullptr;
 };
