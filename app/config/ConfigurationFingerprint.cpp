@@ -34,7 +34,7 @@ QByteArray ConfigurationFingerprint::ofStore(StoreContext *context)
     // export alike serve alike.
     QJsonArray tools;
     for (const ToolsConfig *tool : ToolsQueryService::fetchTools(context)) {
-        if (const std::optional<JSONToolConfig> config = ConfigurationController::toolConfig(tool))
+        if (const auto config = ConfigurationController::toolConfig(tool))
             tools.append(withoutTimestamp(config->toJson()));
         else
             tools.append(QStringLiteral("unexportable: %1").arg(tool->name().value_or(QString())));

@@ -153,12 +153,11 @@ void StoreBackedController::saveTapped()
 {
     if (!m_hasUnsavedChanges)
         return;
-    AppError error;
-    if (m_context->save(&error)) {
+    if (const Result<void> saved = m_context->save()) {
         setHasUnsavedChanges(false);
         setAdding(false);
     } else {
-        showAlert(QStringLiteral("Error"), error.description);
+        showAlert(QStringLiteral("Error"), saved.error().description);
     }
 }
 
@@ -238,9 +237,8 @@ void StoreBackedController::confirmDelete()
     if (!record || record->isDetached() || record->isDeleted())
         return;
     m_context->deleteObject(record);
-    AppError error;
-    if (!m_context->save(&error)) {
-        showAlert(QStringLiteral("Error"), error.description);
+    if (const Result<void> saved = m_context->save(); !saved) {
+        showAlert(QStringLiteral("Error"), saved.error().description);
         return;
     }
     // The save wrote every pending change, the record being added among them (or deleted it).

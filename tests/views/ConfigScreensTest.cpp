@@ -247,7 +247,7 @@ void removeAllResources(ResourceConfigController *controller)
     context->rollback();
     for (ResourceConfig *resource : controller->resourceConfigs())
         context->deleteObject(resource);
-    ASSERT_TRUE(context->save(nullptr));
+    ASSERT_TRUE(context->save());
     controller->reload();
     ASSERT_TRUE(waitUntil([&] { return controller->resourceConfigs().isEmpty() && !controller->isAdding(); }));
 }

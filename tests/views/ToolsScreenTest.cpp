@@ -269,8 +269,8 @@ TEST(ToolsScreen, TheSchemaEditorsFieldsAndTheToolsRow)
     EXPECT_EQ(view->inputCountLabel()->text(), "Input Schema contains 2 entries");
 
     // Served as written: the array's items reach the exported schema.
-    const std::optional<JSONToolConfig> exported = ConfigurationController::toolConfig(tool);
-    ASSERT_TRUE(exported.has_value());
+    const auto exported = ConfigurationController::toolConfig(tool);
+    ASSERT_TRUE(exported.ok());
     const QJsonObject properties = exported->toJson().value("inputSchema").toObject().value("properties").toObject();
     EXPECT_EQ(properties.value("tags").toObject().value("items").toObject().value("type").toString(), "string")
         << QJsonDocument(exported->toJson()).toJson().toStdString();
