@@ -129,8 +129,10 @@ void ResourceConfigView::showSelection()
         return;
     // A field being edited keeps what the user typed.
     auto show = [](QLineEdit *edit, const QString &text) {
-        if (!edit->hasFocus() && edit->text() != text)
+        if (!edit->hasFocus() && edit->text() != text) {
             edit->setText(text);
+            edit->setCursorPosition(0);
+        }
     };
     show(m_name, resource->name().value_or(QString()));
     show(m_description, resource->resourceDescription().value_or(QString()));

@@ -225,12 +225,15 @@ void ToolsConfigView::showSelection()
     if (!tool)
         return;
     m_showing = true;
-    if (!m_name->hasFocus())
-        m_name->setText(tool->name().value_or(QString()));
-    if (!m_description->hasFocus())
-        m_description->setText(tool->toolDescription().value_or(QString()));
-    if (!m_handler->hasFocus())
-        m_handler->setText(tool->handlerName().value_or(QString()));
+    // A field not being edited shows the start of its text.
+    for (const auto &[field, text] : {std::pair{m_name, tool->name().value_or(QString())},
+                                      {m_description, tool->toolDescription().value_or(QString())},
+                                      {m_handler, tool->handlerName().value_or(QString())}}) {
+        if (!field->hasFocus() && field->text() != text) {
+            field->setText(text);
+            field->setCursorPosition(0);
+        }
+    }
     const QString type = ToolsConfigController::shownType(tool);
     m_type->setCurrentIndex(m_type->findData(type));
     m_method->clear();
