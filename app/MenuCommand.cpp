@@ -53,6 +53,8 @@ QList<MenuCommandInfo> makeTable()
         t.insert(at + i, row(shows[i], G::View, MenuDestinations::menuItemTitle(destination),
                              QStringLiteral("Alt+%1").arg(i + 1), false, destination));
     }
+    t.insert(at + 7, row(C::ToggleLogPane, G::View, QStringLiteral("Show or Hide Log"), QStringLiteral("Ctrl+Alt+L"), true));
+    t.insert(at + 8, row(C::ToggleFileBrowser, G::View, QStringLiteral("Show or Hide File Browser"), QStringLiteral("Ctrl+Alt+B")));
     return t;
 }
 

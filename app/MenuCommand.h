@@ -41,6 +41,9 @@ enum class MenuCommand : int {
     HelpGetStarted,
     ShowOnboarding,
     About,
+    // View, on the script screen: its two side panes.
+    ToggleLogPane,
+    ToggleFileBrowser,
 };
 
 enum class MenuGroup { File, Edit, View, Script, Help };

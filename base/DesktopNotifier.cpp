@@ -3,6 +3,7 @@
 #include "base/AppPaths.h"
 
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -10,6 +11,7 @@
 #include <QVariantMap>
 
 #include <atomic>
+#include <cstdio>
 
 namespace {
 
@@ -17,6 +19,14 @@ const QString kService = QStringLiteral("org.freedesktop.Notifications");
 const QString kPath = QStringLiteral("/org/freedesktop/Notifications");
 
 std::atomic<DesktopNotifier *> g_override{nullptr};
+
+// A notification that could not be handed to the desktop leaves one line behind.
+void reportFailure(const QString &error)
+{
+    const QByteArray line = (QStringLiteral("[AppDelegete] Failed to schedule main notification: ") + error).toLocal8Bit();
+    std::fprintf(stderr, "%s\n", line.constData());
+    std::fflush(stderr);
+}
 
 }  // namespace
 
@@ -38,8 +48,10 @@ void DesktopNotifier::setShared(DesktopNotifier *notifier)
 void DesktopNotifier::notify(const QString &title, const QString &body, const QString &actionLabel)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected())
+    if (!bus.isConnected()) {
+        reportFailure(bus.lastError().isValid() ? bus.lastError().message() : QStringLiteral("no session bus"));
         return;
+    }
     QDBusMessage message = QDBusMessage::createMethodCall(kService, kPath, kService, QStringLiteral("Notify"));
     QStringList actions;
     if (!actionLabel.isEmpty())
@@ -48,12 +60,14 @@ void DesktopNotifier::notify(const QString &title, const QString &body, const QS
     message << AppPaths::displayName() << m_lastId.load() << QStringLiteral("kelvara") << title << body
             << actions << QVariantMap() << int(-1);
     // Sent without waiting. The reply names the notification, which the next one replaces;
-    // the error reply of a bus without a notification service is dropped.
+    // an error reply (a bus without a notification service) is reported.
     auto *watcher = new QDBusPendingCallWatcher(bus.asyncCall(message));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [this](QDBusPendingCallWatcher *call) {
         const QDBusPendingReply<uint> reply = *call;
         if (reply.isValid())
             m_lastId.store(reply.value());
+        else
+            reportFailure(reply.error().message());
         call->deleteLater();
     });
 }

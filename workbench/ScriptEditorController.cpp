@@ -74,6 +74,7 @@ ScriptEditorController::ScriptEditorController(LogController *log, QObject *pare
       m_run(new RunScriptManager(this))
 {
     m_isLogViewVisible = UserDefaults::standard()->value(showLogViewKey, true).toBool();
+    m_isFileBrowserVisible = UserDefaults::standard()->value(showFileBrowserKey, true).toBool();
     m_fileContent = newScriptTemplate;
 }
 
@@ -83,6 +84,13 @@ void ScriptEditorController::setLogViewVisible(bool visible)
 {
     m_isLogViewVisible = visible;
     UserDefaults::standard()->setValue(showLogViewKey, visible);
+    notifyChange();
+}
+
+void ScriptEditorController::setFileBrowserVisible(bool visible)
+{
+    m_isFileBrowserVisible = visible;
+    UserDefaults::standard()->setValue(showFileBrowserKey, visible);
     notifyChange();
 }
 

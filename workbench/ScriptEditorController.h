@@ -22,6 +22,7 @@ public:
     static const QString newScriptTemplate;
     static inline const QString selectedFileKey = QStringLiteral("scriptEditorSelectedFile");
     static inline const QString showLogViewKey = QStringLiteral("scriptEditorShowLogView");
+    static inline const QString showFileBrowserKey = QStringLiteral("scriptEditorShowFileBrowserView");
 
     explicit ScriptEditorController(LogController *log = nullptr, QObject *parent = nullptr);
     ~ScriptEditorController() override;
@@ -35,6 +36,9 @@ public:
     QString currentFilePath() const { return m_currentFilePath; }
     bool isLogViewVisible() const { return m_isLogViewVisible; }
     void setLogViewVisible(bool visible);
+    // The folder tree beside the editor; stored like the log pane's flag, shown when unset.
+    bool isFileBrowserVisible() const { return m_isFileBrowserVisible; }
+    void setFileBrowserVisible(bool visible);
     SearchReplaceManager *searchManager() const { return m_search; }
     RunScriptManager *runManager() const { return m_run; }
 
@@ -72,4 +76,5 @@ private:
     bool m_contentIsDirty = false;
     QString m_currentFilePath;
     bool m_isLogViewVisible = true;
+    bool m_isFileBrowserVisible = true;
 };

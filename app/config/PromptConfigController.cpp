@@ -126,6 +126,26 @@ void PromptConfigController::saveNewArgument(const ArgumentForm &form)
     emit argumentStateChanged();
 }
 
+void PromptConfigController::newArgumentTapped()
+{
+    PromptConfig *prompt = selectedPrompt();
+    if (!prompt)
+        return;
+    PromptArguments *argument = PromptQueryService::createArgument(context(), prompt);
+    setSelectedArgument(argument);
+    updateUnsaved(true);
+    emit argumentStateChanged();
+}
+
+void PromptConfigController::duplicateSelectedPrompt()
+{
+    // The row's prompt, wherever the focus stands in the form.
+    PromptConfig *prompt = selectedPrompt();
+    if (!prompt || !copyToClipboard(PromptConfigSnapshot::fromRecord(*prompt), ConfigClipboard::promptConfigType))
+        return;
+    pasteItem();
+}
+
 void PromptConfigController::cancelAddArgument()
 {
     m_showingAddArgument = false;

@@ -46,6 +46,11 @@ public:
 
     void addPromptTapped() { addTapped(); }
     void addArgumentTapped();
+    // "New Argument": with a selected prompt, an argument with its creation defaults, selected
+    // and pending at once (no sheet).
+    void newArgumentTapped();
+    // A row's "Duplicate": copy, then paste, of the selected prompt.
+    void duplicateSelectedPrompt();
     void editButtonTapped();
     void deleteButtonTapped() { deleteTapped(); }
     void saveButtonTapped() { saveTapped(); }

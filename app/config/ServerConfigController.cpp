@@ -2,6 +2,8 @@
 #include "app/config/ClientConfiguration.h"
 #include "app/config/RunningServer.h"
 
+#include "app/config/ConfigurationFingerprint.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -18,11 +20,13 @@
 #include "store/StoreContext.h"
 #include "tools/router/MCPError.h"
 #include "tools/router/MCPServer.h"
+#include "tools/plugins/PluginController.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMetaObject>
+#include <QPointer>
 #include <QRegularExpression>
 #include <QThreadPool>
 
@@ -69,6 +73,15 @@ ServerConfigController::ServerConfigController(StoreContext *context, Configurat
     });
     connect(this, &ServerConfigController::startButtonTapped, this, &ServerConfigController::start);
     connect(this, &ServerConfigController::stopButtonTapped, this, &ServerConfigController::stop);
+    // A save anywhere (a screen, an import) and a plug-in change may leave the running
+    // server behind what is saved.
+    connect(m_context, &StoreContext::didSave, this, [this] {
+        if (!m_isServerRunning)
+            return;
+        refreshSavedFingerprint();
+        compareServed();
+    });
+    connect(PluginController::shared(), &PluginController::pluginsChanged, this, &ServerConfigController::compareServed);
 
     queueSync();
 }
@@ -107,6 +120,50 @@ void ServerConfigController::setServerRunning(bool value)
         RunningServer::withdraw();
     emit isServerRunningChanged();
     emit changed();
+    compareServed();
+}
+
+void ServerConfigController::refreshSavedFingerprint()
+{
+    if (!m_context->hasChanges())
+        m_savedStore = ConfigurationFingerprint::ofStore(m_context);
+}
+
+QByteArray ServerConfigController::pluginFingerprint() const
+{
+    return Plugin::encodeList(PluginController::shared()->plugins());
+}
+
+void ServerConfigController::compareServed()
+{
+    const bool outdated = m_isServerRunning &&
+                          (m_savedStore != m_servedStore || storedListenAtAll() != m_servedListenAtAll ||
+                           pluginFingerprint() != m_servedPlugins);
+    if (outdated == m_outdated)
+        return;
+    m_outdated = outdated;
+    emit servedConfigurationChanged();
+    emit changed();
+}
+
+QString ServerConfigController::importHint() const
+{
+    if (m_isServerRunning)
+        return QStringLiteral("The running server does not serve them yet: choose \u201cApply and restart\u201d on the "
+                              "Server screen or in the status bar.");
+    return QStringLiteral("Clients get them once the server is started on the Server screen.");
+}
+
+QString ServerConfigController::startDisabledReason() const
+{
+    if (m_isStarting || m_restarting)
+        return QStringLiteral("The server is starting.");
+    if (m_isServerRunning)
+        return m_outdated ? QStringLiteral("The server is running an older configuration: use \u201cApply and restart\u201d.")
+                          : QStringLiteral("The server is running.");
+    if (m_hasUnsavedChanges)
+        return QStringLiteral("Save or revert your changes first: the server starts from the saved configuration.");
+    return QString();
 }
 
 void ServerConfigController::setStatus(const QString &text)
@@ -156,7 +213,7 @@ bool ServerConfigController::canSave() const
 
 bool ServerConfigController::canStart() const
 {
-    return !m_isServerRunning && !m_isStarting && !m_hasUnsavedChanges;
+    return !m_isServerRunning && !m_isStarting && !m_restarting && !m_hasUnsavedChanges;
 }
 
 void ServerConfigController::updateUnsaved(bool force)
@@ -198,6 +255,7 @@ bool ServerConfigController::save()
     }
     UserDefaults::standard()->setValue(listenAllDefaultsKey, m_listenAtAll);
     updateUnsaved(false);
+    compareServed();
     return true;
 }
 
@@ -275,6 +333,12 @@ void ServerConfigController::runStartPipeline()
         return;
     }
 
+    // What this start serves; the saved configuration is compared with it from now on.
+    refreshSavedFingerprint();
+    m_servedStore = ConfigurationFingerprint::ofStore(m_context);
+    m_servedPlugins = pluginFingerprint();
+    m_servedListenAtAll = m_listenAtAll;
+
     setStatus(statusCreating);
     if (!m_serverConfig) {
         failStart(MCPError::unableToFindServerConfiguration().localizedDescription());
@@ -293,6 +357,14 @@ void ServerConfigController::runStartPipeline()
     configuration.serverInfo.setVersion(m_serverConfig->serverVersion().value_or(QString()));
     configuration.instructions = m_serverConfig->instructions();
     bridge->configureWithConfiguration(configuration);
+    // The row's name and version are what clients see in serverInfo; empty ones keep the
+    // bridge's defaults.
+    static const QString defaultName = bridge->serverName();
+    static const QString defaultVersion = bridge->serverVersion();
+    const QString name = m_serverConfig->serverName().value_or(QString()).trimmed();
+    const QString version = m_serverConfig->serverVersion().value_or(QString()).trimmed();
+    bridge->setServerName(name.isEmpty() ? defaultName : name);
+    bridge->setServerVersion(version.isEmpty() ? defaultVersion : version);
 
     BridgeError startError;
     const bool listenAtAll = m_listenAtAll;
@@ -342,6 +414,36 @@ void ServerConfigController::stop()
             postNotification();
         },
         Qt::QueuedConnection);
+}
+
+void ServerConfigController::applyAndRestart()
+{
+    if (m_restarting || m_isStarting)
+        return;
+    if (!m_isServerRunning) {
+        start();
+        return;
+    }
+    m_restarting = true;
+    setStatus(statusStopping);
+    emit changed();
+    MCPServerBridge *bridge = m_router->bridge();
+    QPointer<ServerConfigController> self(this);
+    // The same port again: the old listener must be closed before the new one opens.
+    QThreadPool::globalInstance()->start([bridge, self] {
+        bridge->stop();
+        QMetaObject::invokeMethod(
+            qApp,
+            [self] {
+                if (!self)
+                    return;
+                self->m_restarting = false;
+                self->setServerRunning(false);
+                self->setStatus(statusStopped);
+                self->start();
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 void ServerConfigController::postNotification()

@@ -32,6 +32,7 @@ class ServerConfigController : public AbstractController {
     Q_PROPERTY(bool tokenOnLoopback READ tokenOnLoopback WRITE setTokenOnLoopback NOTIFY accessChanged)
     Q_PROPERTY(bool tokenRequired READ tokenRequired NOTIFY accessChanged)
     Q_PROPERTY(QStringList allowedOrigins READ allowedOrigins NOTIFY accessChanged)
+    Q_PROPERTY(bool servesOutdatedConfiguration READ servesOutdatedConfiguration NOTIFY servedConfigurationChanged)
 
 public:
     // The user default behind the bind flag; absent reads as false.
@@ -45,6 +46,11 @@ public:
     static inline const QString statusRunning = QStringLiteral("MCP Server running");
     static inline const QString statusStopping = QStringLiteral("Stopping MCP Server...");
     static inline const QString statusFailedPrefix = QStringLiteral("Failed to start MCP Server: ");
+
+    // While the running server serves something else than the saved configuration.
+    static inline const QString outdatedText =
+        QStringLiteral("The running server does not serve your saved changes yet.");
+    static inline const QString applyAndRestartText = QStringLiteral("Apply and restart");
 
     static inline const QString saveFailedText = QStringLiteral("Failed to save configuration. Please check your settings.");
     static inline const QString invalidPortText = QStringLiteral("Invalid port number.");
@@ -90,6 +96,17 @@ public:
     void start();
     // The stop sequence; nothing unless running.
     void stop();
+    // "Apply and restart": stops the running server, waits for its listener to close and
+    // starts it again from the saved configuration; a start when it is not running.
+    void applyAndRestart();
+    // Running, and what it serves (tools, resources, prompts, the server row, the bind
+    // flag, the plug-ins) differs from what is saved: after a save, an import, a plug-in
+    // change or a port change.
+    bool servesOutdatedConfiguration() const { return m_outdated; }
+    // Why Start is disabled, for its tooltip; empty while it is enabled.
+    QString startDisabledReason() const;
+    // What to do after an import so that clients get what was imported.
+    QString importHint() const;
     // Validates and stores the port. Anything but a decimal signed 16-bit integer (with an
     // optional sign) raises the alert "Invalid port number." and keeps the stored port.
     void setPort(const QString &text);
@@ -149,6 +166,7 @@ signals:
     void isStartingChanged();
     void listenAtAllChanged();
     void accessChanged();
+    void servedConfigurationChanged();
 
 private:
     void runStartPipeline();
@@ -161,6 +179,10 @@ private:
     void setStarting(bool value);
     void applyListenAtAll(bool value);
     static bool storedListenAtAll();
+    // What is saved now; the store's part is read again only while nothing is pending.
+    void refreshSavedFingerprint();
+    QByteArray pluginFingerprint() const;
+    void compareServed();
 
     StoreContext *m_context;
     ConfigurationController *m_exportService;
@@ -178,4 +200,10 @@ private:
     std::optional<bool> m_runTokenRequired;
     QStringList m_startFailureDetails;
     std::optional<bool> m_runKeepAlive;
+    QByteArray m_savedStore;
+    QByteArray m_servedStore;
+    QByteArray m_servedPlugins;
+    bool m_servedListenAtAll = false;
+    bool m_outdated = false;
+    bool m_restarting = false;
 };

@@ -25,7 +25,14 @@ void StoreBackedController::contextDidChange()
         this,
         [this] {
             m_unsavedStepQueued = false;
-            setHasUnsavedChanges(m_context->hasChanges());
+            const bool changes = m_context->hasChanges();
+            setHasUnsavedChanges(changes);
+            // Saved or rolled back elsewhere (another screen, a window's close question): a
+            // record being added is no longer new, or is gone.
+            if (!changes && m_isAdding && !m_creationQueued) {
+                pruneRecords();
+                setAdding(false);
+            }
         },
         Qt::QueuedConnection);
 }
@@ -126,9 +133,11 @@ void StoreBackedController::addTapped()
         return;
     }
     setAdding(true);
+    m_creationQueued = true;
     QMetaObject::invokeMethod(
         this,
         [this] {
+            m_creationQueued = false;
             StoreRecord *record = createRecord();
             if (!record)
                 return;
@@ -232,7 +241,9 @@ void StoreBackedController::confirmDelete()
         showAlert(QStringLiteral("Error"), saved.error().description);
         return;
     }
+    // The save wrote every pending change, the record being added among them (or deleted it).
     setHasUnsavedChanges(false);
+    setAdding(false);
     pruneRecords();
     didDeleteTopRecord();
     reload();

@@ -202,5 +202,6 @@ private:
     StoreRecord *m_recordToDelete = nullptr;
     std::optional<int> m_focusedField;
     bool m_unsavedStepQueued = false;
+    bool m_creationQueued = false;
     std::vector<PasteHandler> m_pasteHandlers;
 };

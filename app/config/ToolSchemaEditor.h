@@ -30,9 +30,18 @@ public:
     Schema *schema() const { return m_schema; }
     bool isNewSchema() const { return m_isNewSchema; }
     QString schemaType() const { return m_schemaType; }
-    void setSchemaType(const QString &type) { m_schemaType = type; }
+    // The schema's own fields are written as typed, like the parameter's: a pending change at once.
+    void setSchemaType(const QString &type)
+    {
+        m_schemaType = type;
+        writeSchemaFields();
+    }
     QString requiredParams() const { return m_requiredParams; }
-    void setRequiredParams(const QString &text) { m_requiredParams = text; }
+    void setRequiredParams(const QString &text)
+    {
+        m_requiredParams = text;
+        writeSchemaFields();
+    }
     Params *selectedProperty() const { return m_selected; }
     Params *lastSelection() const { return m_lastSelection; }
     const PropertyData &editedProperty() const { return m_edited; }
@@ -117,10 +126,7 @@ public:
     void save()
     {
         writeForm();
-        if (m_schema->type().value_or(QString()) != m_schemaType)
-            m_schema->setType(m_schemaType);
-        if (m_schema->requiredParams().value_or(QString()) != m_requiredParams)
-            m_schema->setRequiredParams(m_requiredParams);
+        writeSchemaFields();
         m_controller->updateUnsaved(true);
         m_controller->saveTapped();
         m_controller->closeSchemaEditors();
@@ -165,6 +171,14 @@ public:
             p->setItemType(m_edited.itemType);
         if (p->items().value_or(QString()) != items)
             p->setItems(items);
+    }
+
+    void writeSchemaFields()
+    {
+        if (m_schema->type().value_or(QString()) != m_schemaType)
+            m_schema->setType(m_schemaType);
+        if (m_schema->requiredParams().value_or(QString()) != m_requiredParams)
+            m_schema->setRequiredParams(m_requiredParams);
     }
 
     static PropertyData formOf(const Params *p)

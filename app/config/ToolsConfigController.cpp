@@ -223,6 +223,11 @@ void ToolsConfigController::editButtonTapped()
         m_isNewSchema = false;
         m_showingEditOutput = true;
         emit schemaStateChanged();
+    } else if (focus == inputSchemeButton) {
+        // A tool without a schema gets its first one to edit.
+        addInputSchemaTapped();
+    } else if (focus == outputSchemeButton) {
+        addOutputSchemaTapped();
     }
 }
 

@@ -67,6 +67,7 @@ public:
     void addInputSchemaTapped();
     void addOutputSchemaTapped();
     bool isNewSchema() const { return m_isNewSchema; }
+    // With the focus on a schema button: edits the selected schema, or makes the tool's first.
     void editButtonTapped();
     void deleteButtonTapped() { deleteTapped(); }
     void deleteTapped() override;

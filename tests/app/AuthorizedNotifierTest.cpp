@@ -44,4 +44,16 @@ TEST(AuthorizedNotifierTest, NoSessionBusAnswersNoWithTheReason)
     EXPECT_FALSE(state.notificationsAllowed());
 }
 
+// A notification the desktop cannot take leaves the failure line on standard error.
+TEST(AuthorizedNotifierTest, AFailedNotificationSaysSo)
+{
+    // The test runner points the session bus at a socket that does not exist.
+    DesktopNotifier desktop;
+    testing::internal::CaptureStderr();
+    desktop.notify(QStringLiteral("Kelvara"), QStringLiteral("MCP Server running"));
+    TestSupport::spin(50);
+    const std::string printed = testing::internal::GetCapturedStderr();
+    EXPECT_NE(printed.find("[AppDelegete] Failed to schedule main notification: "), std::string::npos) << printed;
+}
+
 }  // namespace

@@ -49,12 +49,17 @@ TEST(MenuCommandTableTest, ShortcutsFollowLinuxHabits)
     EXPECT_EQ(keys(MenuCommand::Replace), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_F));
     EXPECT_EQ(keys(MenuCommand::RunScript), QKeySequence(Qt::CTRL | Qt::Key_R));
 
+    // The seven destinations, then the script screen's two pane toggles.
     const QList<MenuCommandInfo> view = MenuCommands::group(MenuGroup::View);
-    ASSERT_EQ(view.size(), 7);
+    ASSERT_EQ(view.size(), 9);
     for (int i = 0; i < 7; ++i) {
         EXPECT_EQ(view.at(i).destination, static_cast<MenuDestination>(i));
         EXPECT_EQ(QKeySequence::fromString(view.at(i).shortcut), QKeySequence(Qt::ALT | (Qt::Key_1 + i)));
     }
+    EXPECT_EQ(view.at(7).command, MenuCommand::ToggleLogPane);
+    EXPECT_EQ(view.at(8).command, MenuCommand::ToggleFileBrowser);
+    EXPECT_FALSE(view.at(7).destination.has_value());
+    EXPECT_FALSE(view.at(8).destination.has_value());
     EXPECT_EQ(view.at(1).title, "Prompts");
     EXPECT_EQ(MenuCommands::info(MenuCommand::HelpOverview).title, "Kelvara - Overview");
     EXPECT_EQ(MenuCommands::info(MenuCommand::HelpGetStarted).title, "Kelvara - Get started");

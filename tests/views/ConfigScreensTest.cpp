@@ -1,3 +1,7 @@
+#include "app/MenuCommandDispatcher.h"
+#include "app/config/RelatedResourceItem.h"
+#include "app/security/AccessPanel.h"
+#include "base/UserDefaults.h"
 #include "store/PersistenceController.h"
 #include "store/PromptArguments.h"
 #include "store/StoreContext.h"
@@ -15,6 +19,10 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QComboBox>
+#include <QMenu>
+#include <QSplitter>
+#include <QTableWidget>
 #include <QDialog>
 #include <QLineEdit>
 #include <QListWidget>
@@ -228,4 +236,239 @@ TEST_F(ConfigScreensViewTest, ATypedEditIsPendingAtOnceAndSavedOnClose)
     PersistenceController::shared()->viewContext()->rollback();
     ASSERT_FALSE(controller->resourceConfigs().isEmpty());
     EXPECT_EQ(controller->resourceConfigs().first()->name(), QStringLiteral("TyXped"));
+}
+
+namespace {
+
+// Leaves the shared store without resources for the tests that follow.
+void removeAllResources(ResourceConfigController *controller)
+{
+    StoreContext *context = PersistenceController::shared()->viewContext();
+    context->rollback();
+    for (ResourceConfig *resource : controller->resourceConfigs())
+        context->deleteObject(resource);
+    ASSERT_TRUE(context->save());
+    controller->reload();
+    ASSERT_TRUE(waitUntil([&] { return controller->resourceConfigs().isEmpty() && !controller->isAdding(); }));
+}
+
+}  // namespace
+
+// Quitting with the caret still in a checked field (URI, priority) asks, and Save stores
+// what was typed; Cancel gives the field its focus back.
+TEST_F(ConfigScreensViewTest, QuittingWhileTypingInACheckedFieldAsksAndSaveStoresIt)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuResourceConfig);
+    auto *view = qobject_cast<ResourceConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    ResourceConfigController *controller = view->controller();
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return controller->selectedResourceConfig() != nullptr; }));
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+
+    QApplication::setActiveWindow(window);
+    view->priorityField()->setFocus();
+    view->priorityField()->selectAll();
+    QTest::keyClicks(view->priorityField(), QStringLiteral("0.25"));
+    view->uriField()->setFocus();
+    view->uriField()->selectAll();
+    QTest::keyClicks(view->uriField(), QStringLiteral("file:///srv/notes.md"));
+    ASSERT_TRUE(view->uriField()->hasFocus());
+    EXPECT_TRUE(waitUntil([&] { return view->button("save")->isEnabled(); }));
+
+    MenuCommandDispatcher::shared()->perform(MenuCommand::Quit, window->commandContext());
+    clickInBox(QStringLiteral("Cancel"));
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(waitUntil([&] { return view->uriField()->hasFocus(); }));
+
+    MenuCommandDispatcher::shared()->perform(MenuCommand::Quit, window->commandContext());
+    clickInBox(QStringLiteral("Save"));
+    ASSERT_TRUE(waitUntil([&] { return !window->isVisible(); }));
+    PersistenceController::shared()->viewContext()->rollback();
+    ASSERT_EQ(controller->resourceConfigs().size(), 1);
+    EXPECT_EQ(ResourceConfigController::uriText(controller->resourceConfigs().first()), "file:///srv/notes.md");
+    EXPECT_EQ(controller->resourceConfigs().first()->annPriority(), 0.25);
+    removeAllResources(controller);
+}
+
+// Del on the list while a new record is being added is refused like the button; a delete
+// confirmed some other way ends the adding, so Add, Save and Revert work again.
+TEST_F(ConfigScreensViewTest, DeleteWhileAddingIsRefusedAndAConfirmedOneEndsTheAdding)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuResourceConfig);
+    auto *view = qobject_cast<ResourceConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    ResourceConfigController *controller = view->controller();
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return controller->selectedResourceConfig() != nullptr && controller->isAdding(); }));
+
+    QApplication::setActiveWindow(window);
+    view->list()->setFocus();
+    QTest::keySequence(view->list(), QKeySequence::Delete);
+    TestSupport::spin(50);
+    EXPECT_EQ(openMessageBox(), nullptr);
+    EXPECT_FALSE(controller->showingDeleteConfirmation());
+    EXPECT_EQ(controller->resourceConfigs().size(), 1);
+
+    controller->setFocus(ResourceConfigController::resourceListView);
+    ASSERT_TRUE(waitUntil([&] { return controller->focusedField() == ResourceConfigController::resourceListView; }));
+    controller->deleteButtonTapped();
+    clickInBox(QStringLiteral("Delete"));
+    ASSERT_TRUE(waitUntil([&] { return controller->resourceConfigs().isEmpty(); }));
+    EXPECT_FALSE(controller->isAdding());
+    EXPECT_FALSE(controller->hasUnsavedChanges());
+    EXPECT_FALSE(PersistenceController::shared()->viewContext()->hasChanges());
+
+    // Adding works again, and its revert leaves nothing behind.
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return controller->resourceConfigs().size() == 1 && controller->hasUnsavedChanges(); }));
+    EXPECT_EQ(openMessageBox(), nullptr);
+    view->button("revert")->click();
+    ASSERT_TRUE(waitUntil([&] { return controller->resourceConfigs().isEmpty() && !controller->isAdding(); }));
+    EXPECT_FALSE(view->button("save")->isEnabled());
+}
+
+// Windows share the application's controllers: a record being added in one window is the
+// one being added in the other, and a close that discards it ends the adding everywhere.
+TEST_F(ConfigScreensViewTest, TwoWindowsShareOneAddingState)
+{
+    AppMainWindow *first = launchedWindow(MenuDestination::menuResourceConfig);
+    AppMainWindow *second = launchedWindow(MenuDestination::menuResourceConfig);
+    auto *one = qobject_cast<ResourceConfigView *>(first->currentScreen());
+    auto *two = qobject_cast<ResourceConfigView *>(second->currentScreen());
+    ASSERT_TRUE(one && two);
+    ASSERT_EQ(one->controller(), two->controller());
+
+    one->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return two->list()->count() == 1 && two->controller()->isAdding(); }));
+    EXPECT_FALSE(two->button("add")->isEnabled());
+    EXPECT_TRUE(two->button("save")->isEnabled());
+    // The delete question comes once, in one window.
+    two->controller()->setFocus(ResourceConfigController::resourceListView);
+    ASSERT_TRUE(waitUntil([&] { return two->controller()->focusedField() == ResourceConfigController::resourceListView; }));
+    two->controller()->deleteButtonTapped();
+    ASSERT_TRUE(waitUntil([] { return openMessageBox() != nullptr; }));
+    int questions = 0;
+    for (QWidget *widget : QApplication::topLevelWidgets())
+        questions += qobject_cast<QMessageBox *>(widget) && widget->isVisible() ? 1 : 0;
+    EXPECT_EQ(questions, 1);
+    clickInBox(QStringLiteral("Cancel"));
+    ASSERT_TRUE(waitUntil([] { return openMessageBox() == nullptr; }));
+
+    first->close();
+    ASSERT_TRUE(waitUntil([&] { return !first->isVisible(); }));
+    second->close();
+    clickInBox(QStringLiteral("Don't Save"));
+    ASSERT_TRUE(waitUntil([&] { return !second->isVisible(); }));
+
+    AppMainWindow *third = launchedWindow(MenuDestination::menuResourceConfig);
+    auto *three = qobject_cast<ResourceConfigView *>(third->currentScreen());
+    ASSERT_NE(three, nullptr);
+    EXPECT_TRUE(waitUntil([&] { return !three->controller()->isAdding() && three->list()->count() == 0; }));
+    EXPECT_TRUE(three->button("add")->isEnabled());
+}
+
+// A related resource may be a folder: the open panel is asked for a file or a folder with
+// the sheet's words, and the chosen folder's path fills the row. An imported audience the
+// picker does not offer is shown as it is. The divider beside the list is kept.
+TEST_F(ConfigScreensViewTest, AFolderAsRelatedResourceAnyAudienceAndTheKeptDivider)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuResourceConfig);
+    auto *view = qobject_cast<ResourceConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    ResourceConfigController *controller = view->controller();
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return controller->selectedResourceConfig() != nullptr; }));
+
+    const QString folder = TestSupport::makeTempDir(QStringLiteral("related"));
+    FakeOpenPanel panel;
+    panel.answer = QUrl::fromLocalFile(folder);
+    AccessPanel::setPresenter(&panel);
+    answerDialog(QStringLiteral("relatedResourcesSheet"), [](QDialog *sheet) {
+        sheet->findChild<QPushButton *>(QStringLiteral("addRelated"))->click();
+        auto *table = sheet->findChild<QTableWidget *>(QStringLiteral("relatedTable"));
+        table->setCurrentCell(table->rowCount() - 1, 2);
+        sheet->findChild<QPushButton *>(QStringLiteral("chooseRelated"))->click();
+    });
+    view->editRelatedResources();
+    AccessPanel::setPresenter(nullptr);
+    ASSERT_EQ(panel.requests.size(), 1);
+    EXPECT_EQ(panel.requests.first().message, "Select a file or folder for this related resource");
+    EXPECT_EQ(panel.requests.first().prompt, "Select");
+    EXPECT_TRUE(panel.requests.first().canChooseFiles && panel.requests.first().canChooseDirectories);
+    const QList<RelatedResourceItem> related =
+        ResourceConfigController::readRelated(controller->selectedResourceConfig()->relatedResources().value_or(QString()));
+    ASSERT_FALSE(related.isEmpty());
+    EXPECT_EQ(related.last().url, folder);
+
+    controller->selectedResourceConfig()->setAnnAudience(QStringLiteral("user, assistant"));
+    emit controller->changed();
+    auto *audience = view->findChild<QComboBox *>(QStringLiteral("resourceAnnAudience"));
+    EXPECT_EQ(audience->currentText(), "user, assistant");
+
+    // The user's drag of the divider is what a new screen starts with.
+    emit view->splitter()->splitterMoved(340, 1);
+    EXPECT_EQ(UserDefaults::standard()->value(QStringLiteral("spResourceConfigView")).toDouble(), 340.0);
+    view->button("revert")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->isAdding(); }));
+    closeAllWindows();
+    window = launchedWindow(MenuDestination::menuResourceConfig);
+    view = qobject_cast<ResourceConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    EXPECT_TRUE(waitUntil([&] { return view->splitter()->sizes().value(0) == 340; })) << view->splitter()->sizes().value(0);
+    UserDefaults::standard()->remove(QStringLiteral("spResourceConfigView"));
+}
+
+// A prompt row's menu: Duplicate copies the prompt, Paste pastes the copied one, Remove asks
+// first. "New Argument" adds one with its defaults at once, pending.
+TEST_F(ConfigScreensViewTest, ThePromptRowMenuAndNewArgument)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuPromptConfig);
+    auto *view = qobject_cast<PromptConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    PromptConfigController *controller = view->controller();
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return controller->selectedPrompt() != nullptr; }));
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges() && !controller->isAdding(); }));
+    const qsizetype before = controller->prompts().size();
+    const QString name = controller->selectedPrompt()->name().value_or(QString());
+
+    const qsizetype arguments = controller->selectedPrompt()->arguments().size();
+    view->button("newArgument")->click();
+    ASSERT_EQ(controller->selectedPrompt()->arguments().size(), arguments + 1);
+    EXPECT_EQ(controller->selectedArgument()->name(), QStringLiteral("New Argument %1").arg(arguments + 1));
+    EXPECT_TRUE(waitUntil([&] { return view->button("save")->isEnabled(); }));
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+
+    QMenu *menu = view->makeRowMenu();
+    QStringList titles;
+    for (QAction *action : menu->actions())
+        titles.append(action->text());
+    EXPECT_EQ(titles, QStringList({"Paste", "Duplicate", "Remove"}));
+    menu->findChild<QAction *>(QStringLiteral("duplicatePrompt"))->trigger();
+    ASSERT_TRUE(waitUntil([&] { return controller->prompts().size() == before + 1; }));
+    EXPECT_EQ(controller->selectedPrompt()->name(), name + QStringLiteral(" Copy"));
+    EXPECT_EQ(controller->selectedPrompt()->arguments().size(), arguments + 1);
+    delete menu;
+
+    menu = view->makeRowMenu();
+    ASSERT_TRUE(menu->findChild<QAction *>(QStringLiteral("pastePrompt"))->isEnabled());
+    menu->findChild<QAction *>(QStringLiteral("pastePrompt"))->trigger();
+    ASSERT_TRUE(waitUntil([&] { return controller->prompts().size() == before + 2; }));
+    delete menu;
+    view->button("revert")->click();
+    ASSERT_TRUE(waitUntil([&] { return controller->prompts().size() == before && !controller->hasUnsavedChanges(); }));
+
+    // Remove asks; Delete removes the saved prompt.
+    controller->setFocus(PromptConfigController::promptListView);
+    ASSERT_TRUE(waitUntil([&] { return controller->focusedField() == PromptConfigController::promptListView; }));
+    menu = view->makeRowMenu();
+    ASSERT_TRUE(menu->findChild<QAction *>(QStringLiteral("removePrompt"))->isEnabled());
+    menu->findChild<QAction *>(QStringLiteral("removePrompt"))->trigger();
+    clickInBox(QStringLiteral("Delete"));
+    EXPECT_TRUE(waitUntil([&] { return controller->prompts().size() == before - 1; }));
+    delete menu;
 }

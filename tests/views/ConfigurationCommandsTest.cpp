@@ -1,5 +1,6 @@
 #include "base/DesktopNotifier.h"
 #include "app/MenuCommandDispatcher.h"
+#include "app/config/ServerConfigController.h"
 #include "store/ConfigurationController.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
@@ -96,6 +97,9 @@ TEST_F(ConfigurationCommandsTest, ImportAsksFirstAndCancelDoesNothing)
     QMessageBox *done = waitForBox();
     ASSERT_NE(done, nullptr);
     EXPECT_EQ(done->text(), "Import complete");
+    // The counts and how clients get what was imported.
+    EXPECT_TRUE(done->informativeText().contains(QStringLiteral(" tools, ")));
+    EXPECT_TRUE(done->informativeText().endsWith(ServerConfigController::shared()->importHint()));
     EXPECT_EQ(notifier.shown, QStringList{QStringLiteral("Import / Import complete / Got it")});
 }
 
@@ -123,6 +127,7 @@ TEST_F(ConfigurationCommandsTest, ImportFromFolderCountsWhatItRead)
     ASSERT_NE(done, nullptr);
     EXPECT_EQ(dialogs.folderRequests.size(), 1);
     EXPECT_EQ(done->text(), QStringLiteral("Import complete \u2014 0 tools, 0 resources, 1 prompts imported."));
+    EXPECT_EQ(done->informativeText(), ServerConfigController::shared()->importHint());
 }
 
 }  // namespace

@@ -3,6 +3,9 @@
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "views/app/AppMainWindow.h"
+#include "views/app/AppMenuBar.h"
+#include "views/common/PanePosition.h"
+#include "views/log/LogPaneView.h"
 #include "views/app/BuiltinFeatures.h"
 #include "views/common/ColorScheme.h"
 #include "views/script/EditorSettingsDialog.h"
@@ -30,6 +33,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QSplitter>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextLayout>
@@ -392,5 +396,59 @@ TEST(ScriptScreen, TheTreeShowsTheSizeOfTheSavedFile)
     view->controller()->saveScript();
     ASSERT_EQ(QFileInfo(path).size(), 408);
     EXPECT_EQ(explorer->rowForPath(path)->text(1), "408 B");
+    closeAllWindows();
+}
+
+// The View menu's toggles hide and show the log and the file browser; the choice is stored,
+// a new screen starts with it, and a stored "hidden" is undone by the same command. The two
+// dividers come back where the user left them.
+TEST(ScriptScreen, TheViewTogglesAndTheDividersAreKept)
+{
+    UserDefaults::standard()->remove(ScriptEditorController::showLogViewKey);
+    UserDefaults::standard()->remove(ScriptEditorController::showFileBrowserKey);
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
+    auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    ASSERT_TRUE(view->logPane()->isVisible() && view->explorer()->isVisible());
+    QAction *toggleLog = window->appMenuBar()->action(MenuCommand::ToggleLogPane);
+    QAction *toggleTree = window->appMenuBar()->action(MenuCommand::ToggleFileBrowser);
+    window->appMenuBar()->refresh();
+    ASSERT_TRUE(toggleLog->isVisible() && toggleLog->isEnabled());
+    ASSERT_TRUE(toggleTree->isVisible() && toggleTree->isEnabled());
+
+    // The stored divider is in place once the screen has been laid out.
+    auto *sides = view->findChild<QSplitter *>(QStringLiteral("explorerSplit"));
+    ASSERT_NE(sides, nullptr);
+    ASSERT_TRUE(waitUntil([&] { return sides->findChild<PanePosition *>()->applied(); }));
+    toggleLog->trigger();
+    toggleTree->trigger();
+    EXPECT_FALSE(view->logPane()->isVisible());
+    EXPECT_FALSE(view->explorer()->isVisible());
+    EXPECT_EQ(UserDefaults::standard()->value(ScriptEditorController::showLogViewKey), false);
+    EXPECT_EQ(UserDefaults::standard()->value(ScriptEditorController::showFileBrowserKey), false);
+
+    // The divider between tree and editor, as a user's drag reports it.
+    emit sides->splitterMoved(260, 1);
+    EXPECT_EQ(UserDefaults::standard()->value(QStringLiteral("spScriptEditorView")).toDouble(), 260.0);
+    closeAllWindows();
+
+    window = launchedWindow(MenuDestination::menuScriptEditor);
+    window->resize(1400, 900);  // room beside the editor's toolbar for a wider tree
+    view = qobject_cast<ScriptEditorView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    EXPECT_FALSE(view->logPane()->isVisible());
+    EXPECT_FALSE(view->explorer()->isVisible());
+    window->appMenuBar()->action(MenuCommand::ToggleLogPane)->trigger();
+    window->appMenuBar()->action(MenuCommand::ToggleFileBrowser)->trigger();
+    EXPECT_TRUE(view->logPane()->isVisible());
+    EXPECT_TRUE(view->explorer()->isVisible());
+    EXPECT_EQ(UserDefaults::standard()->value(ScriptEditorController::showLogViewKey), true);
+    sides = view->findChild<QSplitter *>(QStringLiteral("explorerSplit"));
+    EXPECT_TRUE(waitUntil([&] { return sides->sizes().value(0) == 260; }))
+        << sides->sizes().value(0) << " applied " << sides->findChild<PanePosition *>()->applied();
+    // Elsewhere the toggles are not offered.
+    window->navigate(MenuDestination::menuServerConfig);
+    EXPECT_FALSE(window->appMenuBar()->action(MenuCommand::ToggleLogPane)->isVisible());
     closeAllWindows();
 }

@@ -1,6 +1,12 @@
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
+#include "store/ConfigurationController.h"
+#include "store/PromptConfig.h"
+#include "store/PromptQueryService.h"
 #include "store/ServerAccessSettings.h"
+#include "store/StoreContext.h"
+#include "store/ToolsConfig.h"
+#include "store/ToolsQueryService.h"
 #include "store/ServerConfig.h"
 #include "app/config/ServerConfigController.h"
 #include "tests/support/TestSupport.h"
@@ -15,6 +21,11 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QClipboard>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -129,9 +140,12 @@ TEST_F(ServerScreenTest, RefusedPortAndTheBindToggleAndRevert)
     EXPECT_EQ(view->addressLabel()->text(), "http://" + ServerConfigView::reachableHost() + ":" + stored);
     EXPECT_FALSE(view->addressLabel()->text().contains(QStringLiteral("0.0.0.0")));
     EXPECT_FALSE(view->startButton()->isEnabled());
+    // A disabled Start says why.
+    EXPECT_TRUE(view->startButton()->toolTip().startsWith("Save or revert your changes first"));
     view->revertButton()->click();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return !view->revertButton()->isEnabled(); }));
     EXPECT_FALSE(view->listenAllToggle()->isChecked());
+    EXPECT_FALSE(view->startButton()->toolTip().startsWith("Save or revert"));
     EXPECT_EQ(view->addressLabel()->text(), "http://127.0.0.1:" + stored);
 
     // Field edits reach the row and are dropped again by Revert.
@@ -255,4 +269,111 @@ TEST_F(ServerScreenTest, TheCommandsStayInSightAtTheDefaultSize)
         EXPECT_EQ(window->childAt(button->mapTo(window, button->rect().center())), button)
             << button->objectName().toStdString();
     }
+}
+
+namespace {
+
+// What the MCP SDK's own client gets from the server for these steps.
+QJsonArray askWithTheSdkClient(int port, const QString &token, const QString &steps)
+{
+    const QString node = QStandardPaths::findExecutable(QStringLiteral("node"));
+    const QString client = QStringLiteral(KELVARA_SOURCE_DIR "/tests/interop/mcp-client.mjs");
+    EXPECT_FALSE(node.isEmpty()) << "node is needed (scripts/setup installs it)";
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("MCP_BEARER_TOKEN"), token);
+    process.setProcessEnvironment(environment);
+    process.start(node, {client, QStringLiteral("http://127.0.0.1:%1/mcp").arg(port), steps});
+    EXPECT_TRUE(process.waitForStarted());
+    // The server answers from this thread's event loop: wait without blocking it.
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return process.state() == QProcess::NotRunning; }, 60000));
+    const QByteArray output = process.readAllStandardOutput();
+    return QJsonDocument::fromJson(output).object().value(QStringLiteral("results")).toArray();
+}
+
+}  // namespace
+
+// The running server is compared with what is saved: a saved new tool and an import show
+// the notice on the screen and in the status bar, Start says why it is disabled, and
+// "Apply and restart" serves the new tool, with the row's name in serverInfo.
+TEST_F(ServerScreenTest, ASavedChangeShowsTheOutdatedServerUntilApplyAndRestart)
+{
+    StoreContext *context = controller->context();
+    const int port = TestSupport::freeLowPort();
+    ASSERT_GT(port, 0);
+    typePort(QString::number(port));
+    controller->serverConfig()->setServerName(QStringLiteral("Notes Server"));
+    controller->serverConfig()->setServerVersion(QStringLiteral("2.4.0"));
+    ASSERT_TRUE(controller->save());
+    EXPECT_TRUE(controller->startDisabledReason().isEmpty());
+    controller->start();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return controller->isServerRunning(); }, 15000));
+    EXPECT_FALSE(view->outdatedBanner()->isVisible());
+    EXPECT_FALSE(window->outdatedServerNotice()->isVisible());
+    EXPECT_FALSE(view->startButton()->toolTip().isEmpty());
+
+    // A script tool saved while the server runs.
+    const QString scripts = TestSupport::makeTempDir(QStringLiteral("scripts"));
+    QFile script(scripts + QStringLiteral("/late.js"));
+    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+    script.write("function toolEntry(sid, handlerName, jsonParams) {\n"
+                 "  return Tool.dispatch({ late: function () { return { text: 'here now' }; } }, sid, handlerName, jsonParams);\n"
+                 "}\n");
+    script.close();
+    ToolsConfig *tool = ToolsQueryService::createTool(context, 0);
+    tool->setName(QStringLiteral("late_tool"));
+    tool->setToolType(QStringLiteral("ScriptTool"));
+    tool->setMethodName(QStringLiteral("toolEntry"));
+    tool->setScriptFileName(script.fileName());
+    tool->setHandlerName(QStringLiteral("late"));
+    ASSERT_TRUE(context->save());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view->outdatedBanner()->isVisible(); }));
+    EXPECT_TRUE(window->outdatedServerNotice()->isVisible());
+    EXPECT_EQ(view->applyAndRestartButton()->text(), "Apply and restart");
+    EXPECT_EQ(view->startButton()->toolTip(), controller->startDisabledReason());
+    EXPECT_TRUE(view->startButton()->toolTip().contains("Apply and restart"));
+
+    const QString call = QStringLiteral(R"([{"op":"initialize"},{"op":"callTool","name":"late_tool","arguments":{}}])");
+    QJsonArray results = askWithTheSdkClient(port, controller->accessToken(), call);
+    ASSERT_EQ(results.size(), 2);
+    EXPECT_EQ(results.at(0).toObject().value("result").toObject().value("serverInfo").toObject().value("name"), "Notes Server");
+    EXPECT_EQ(results.at(0).toObject().value("result").toObject().value("serverInfo").toObject().value("version"), "2.4.0");
+    EXPECT_FALSE(QJsonDocument(results.at(1).toObject()).toJson().contains("here now"));
+
+    view->applyAndRestartButton()->click();
+    ASSERT_TRUE(TestSupport::waitUntil(
+        [&] { return controller->isServerRunning() && !view->outdatedBanner()->isVisible(); }, 15000));
+    EXPECT_FALSE(window->outdatedServerNotice()->isVisible());
+    results = askWithTheSdkClient(port, controller->accessToken(), call);
+    ASSERT_EQ(results.size(), 2);
+    EXPECT_TRUE(QJsonDocument(results.at(1).toObject()).toJson().contains("here now"))
+        << QJsonDocument(results).toJson().toStdString();
+
+    // An import is a save too; undoing a change by hand brings the notice back down.
+    const QString bundle = TestSupport::makeTempDir(QStringLiteral("bundle"));
+    QDir().mkpath(bundle + QStringLiteral("/Prompts"));
+    QFile prompt(bundle + QStringLiteral("/Prompts/later.json"));
+    ASSERT_TRUE(prompt.open(QIODevice::WriteOnly));
+    prompt.write(R"({"arguments":[],"description":"Imported later","name":"later","template":"Later"})");
+    prompt.close();
+    ASSERT_TRUE(ConfigurationController::shared()->importConfiguration(bundle));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return view->outdatedBanner()->isVisible(); }));
+    EXPECT_TRUE(controller->importHint().contains("Apply and restart"));
+    for (PromptConfig *imported : PromptQueryService::fetchPrompts(context))
+        if (imported->name() == QStringLiteral("later"))
+            context->deleteObject(imported);
+    ASSERT_TRUE(context->save());
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return !view->outdatedBanner()->isVisible(); }));
+
+    context->deleteObject(tool);
+    controller->serverConfig()->setServerName(QString());
+    controller->serverConfig()->setServerVersion(QString());
+    ASSERT_TRUE(context->save());
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return view->outdatedBanner()->isVisible(); }));
+    // Stopped, nothing is outdated, and Start says nothing against itself.
+    view->stopButton()->click();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !controller->isServerRunning(); }));
+    EXPECT_FALSE(view->outdatedBanner()->isVisible());
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return view->startButton()->isEnabled(); }));
+    EXPECT_TRUE(controller->importHint().contains("started"));
 }

@@ -1,5 +1,10 @@
 #include "app/config/ServerConfigController.h"
+#include "store/ConfigurationController.h"
+#include "store/PersistenceController.h"
+#include "store/StoreContext.h"
+#include "store/ToolInSchemaParams.h"
 #include "store/ToolInputSchema.h"
+#include "store/ToolsQueryService.h"
 #include "store/ToolOutputSchema.h"
 #include "store/ToolsConfig.h"
 #include "app/config/ToolsConfigController.h"
@@ -29,6 +34,8 @@
 #include <QTest>
 #include <QTimer>
 
+#include <memory>
+
 using namespace ViewsTestSupport;
 using TestSupport::waitUntil;
 
@@ -48,6 +55,31 @@ void fillNextSchemaEditor(const QString &name, std::function<void(ToolSchemaEdit
         }
         ADD_FAILURE() << "no schema editor " << name.toStdString();
     });
+}
+
+// Runs fill on the schema editor once the screen has opened it (it opens as a later step).
+void whenSchemaEditorOpens(std::function<void(ToolSchemaEditorDialog *)> fill)
+{
+    auto *poll = new QTimer;
+    poll->setInterval(20);
+    auto tries = std::make_shared<int>(0);
+    QObject::connect(poll, &QTimer::timeout, [poll, fill, tries] {
+        for (QWidget *widget : QApplication::topLevelWidgets()) {
+            auto *dialog = qobject_cast<ToolSchemaEditorDialog *>(widget);
+            if (dialog && dialog->isVisible()) {
+                poll->stop();
+                poll->deleteLater();
+                fill(dialog);
+                return;
+            }
+        }
+        if (++*tries > 500) {
+            poll->stop();
+            poll->deleteLater();
+            ADD_FAILURE() << "no schema editor";
+        }
+    });
+    poll->start();
 }
 
 void type(QLineEdit *field, const QString &text)
@@ -179,5 +211,82 @@ TEST(ToolsScreen, AScriptToolMadeOnTheScreenIsServedWithItsSchemas)
 
     control->stop();
     ASSERT_TRUE(waitUntil([&] { return !control->isServerRunning(); }, 15000));
+    closeAllWindows();
+}
+
+// "Edit…" on a tool without a schema makes its first one. The editor writes each keystroke
+// (the schema's own fields too), has an items field for a parameter that is not an object,
+// and shows a stored type its picker does not offer. The form counts parameters, and the
+// list's row follows the name as it is typed.
+TEST(ToolsScreen, TheSchemaEditorsFieldsAndTheToolsRow)
+{
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = launchedWindow(MenuDestination::menuToolConfig);
+    auto *view = qobject_cast<ToolsConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    ToolsConfigController *tools = view->controller();
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return tools->selectedTool() && tools->isAddingTool(); }));
+    ToolsConfig *tool = tools->selectedTool();
+    QApplication::setActiveWindow(window);
+    view->nameField()->setFocus();
+    type(view->nameField(), QStringLiteral("row_follows"));
+    QListWidgetItem *row = view->list()->currentItem();
+    ASSERT_NE(row, nullptr);
+    EXPECT_TRUE(row->text().startsWith(QStringLiteral("row_follows\n"))) << row->text().toStdString();
+
+    ToolInSchemaParams *written = nullptr;
+    whenSchemaEditorOpens([&](ToolSchemaEditorDialog *dialog) {
+        ToolInputSchema *schema = tools->selectedInputScheme();
+        type(dialog->findChild<QLineEdit *>(QStringLiteral("requiredParams")), QStringLiteral("tags"));
+        EXPECT_EQ(schema->requiredParams(), QStringLiteral("tags"));  // pending at once
+        parameter(dialog, QStringLiteral("tags"), QStringLiteral("array"));
+        ASSERT_TRUE(dialog->itemsField()->isEnabled());
+        type(dialog->itemsField(), QStringLiteral("{\"type\":\"string\"}"));
+        written = ToolsQueryService::sortedProperties(schema).value(0);  // the only one so far
+        // A stored type the picker does not list (as an import brings) shows as it is.
+        dialog->addParameter();
+        ToolInSchemaParams *second = nullptr;
+        for (ToolInSchemaParams *param : ToolsQueryService::sortedProperties(schema))
+            second = param != written ? param : second;
+        ASSERT_NE(second, nullptr);
+        const auto rowOf = [&](ToolInSchemaParams *param) {
+            return int(ToolsQueryService::sortedProperties(schema).indexOf(param));
+        };
+        dialog->parameterList()->setCurrentRow(rowOf(written));
+        second->setParameterType(QStringLiteral("integer"));
+        dialog->parameterList()->setCurrentRow(rowOf(second));
+        EXPECT_EQ(dialog->typeChoice()->currentText(), "integer");
+        type(dialog->nameField(), QStringLiteral("count"));
+        dialog->saveAndClose();
+    });
+    view->button("editInput")->click();
+    ASSERT_TRUE(waitUntil([&] { return written != nullptr && !tools->showingEditInputSchema(); }, 10000));
+    ASSERT_EQ(tool->inputSchemas().size(), 1);
+    EXPECT_EQ(written->parameterType(), QStringLiteral("array"));
+    EXPECT_EQ(written->items(), QStringLiteral("{\"type\":\"string\"}"));
+    ASSERT_TRUE(waitUntil([&] { return !tools->hasUnsavedChanges(); }));
+    EXPECT_EQ(view->inputCountLabel()->text(), "Input Schema contains 2 entries");
+
+    // Served as written: the array's items reach the exported schema.
+    const auto exported = ConfigurationController::toolConfig(tool);
+    ASSERT_TRUE(exported.ok());
+    const QJsonObject properties = exported->toJson().value("inputSchema").toObject().value("properties").toObject();
+    EXPECT_EQ(properties.value("tags").toObject().value("items").toObject().value("type").toString(), "string")
+        << QJsonDocument(exported->toJson()).toJson().toStdString();
+    EXPECT_EQ(properties.value("count").toObject().value("type").toString(), "integer");
+
+    // A screen shown for the first time highlights the row its controller selects.
+    {
+        ToolsConfigView fresh;
+        fresh.show();
+        ASSERT_TRUE(waitUntil([&] { return fresh.controller()->selectedTool() != nullptr; }));
+        ASSERT_NE(fresh.list()->currentItem(), nullptr);
+        EXPECT_TRUE(fresh.list()->currentItem()->text().startsWith(
+            ToolsConfigController::rowName(fresh.controller()->selectedTool()) + u'\n'));
+    }
+
+    PersistenceController::shared()->viewContext()->deleteObject(tool);
+    ASSERT_TRUE(PersistenceController::shared()->viewContext()->save());
     closeAllWindows();
 }

@@ -7,6 +7,7 @@
 #include "app/MenuVisibility.h"
 #include "app/OnBoardingController.h"
 #include "app/SettingsManager.h"
+#include "app/config/ServerConfigController.h"
 #include "base/AppPaths.h"
 #include "base/AbstractController.h"
 #include "store/PersistenceController.h"
@@ -19,7 +20,11 @@
 #include "views/app/OnBoardingBubble.h"
 #include "views/app/SplashScreenView.h"
 
+#include <QApplication>
 #include <QCloseEvent>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPointer>
 #include <QEvent>
 #include <QMessageBox>
 #include <QListWidget>
@@ -113,6 +118,7 @@ AppMainWindow::AppMainWindow(std::optional<MenuDestination> destination, QWidget
     // The machine's load, refreshed each second while the window shows it.
     statusBar()->addPermanentWidget(new SystemStatsToolbarView(this));
     statusBar()->setSizeGripEnabled(false);
+    addOutdatedServerNotice();
 
     m_menuBar = new AppMenuBar([this] { return commandContext(); }, this);
     setMenuBar(m_menuBar);
@@ -129,6 +135,28 @@ AppMainWindow::AppMainWindow(std::optional<MenuDestination> destination, QWidget
     connect(MenuVisibility::shared(), &MenuVisibility::startOnboardingChanged, this, &AppMainWindow::takeOnboardingRequest);
 
     openWindows().prepend(this);
+}
+
+void AppMainWindow::addOutdatedServerNotice()
+{
+    // Whatever screen is in front, the status bar tells when the running server is behind
+    // the saved configuration, with the action that brings it up to date.
+    ServerConfigController *server = ServerConfigController::shared();
+    auto *notice = new QWidget(this);
+    notice->setObjectName(QStringLiteral("outdatedServerNotice"));
+    auto *text = new QLabel(ServerConfigController::outdatedText, notice);
+    auto *apply = new QPushButton(ServerConfigController::applyAndRestartText, notice);
+    apply->setObjectName(QStringLiteral("applyAndRestartButton"));
+    auto *row = new QHBoxLayout(notice);
+    row->setContentsMargins(6, 0, 0, 0);
+    row->addWidget(text);
+    row->addWidget(apply);
+    statusBar()->addWidget(notice);
+    notice->setVisible(server->servesOutdatedConfiguration());
+    connect(apply, &QPushButton::clicked, server, &ServerConfigController::applyAndRestart);
+    connect(server, &ServerConfigController::servedConfigurationChanged, notice,
+            [notice, server] { notice->setVisible(server->servesOutdatedConfiguration()); });
+    m_outdatedNotice = notice;
 }
 
 OnBoardingController *AppMainWindow::currentTour() const
@@ -348,6 +376,13 @@ void AppMainWindow::closeEvent(QCloseEvent *event)
 {
     // Pending edits live in the one store context that every window shares: only the last
     // window asks, and it stays open until the user has answered.
+    // The field being edited is written first (leaving it commits it), so that what was
+    // typed counts as a pending change; Cancel gives the focus back.
+    QPointer<QWidget> editing = QApplication::focusWidget();
+    if (editing && isAncestorOf(editing))
+        editing->clearFocus();
+    else
+        editing = nullptr;
     int open = 0;
     for (AppMainWindow *window : windows())
         open += window->isVisible() ? 1 : 0;
@@ -370,7 +405,7 @@ void AppMainWindow::closeEvent(QCloseEvent *event)
     QPushButton *discard = box->addButton(QStringLiteral("Don't Save"), QMessageBox::DestructiveRole);
     box->addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole);
     box->setDefaultButton(save);
-    connect(box, &QMessageBox::finished, this, [this, box, save, discard, context] {
+    connect(box, &QMessageBox::finished, this, [this, box, save, discard, context, editing] {
         if (box->clickedButton() == save) {
             if (const Result<void> saved = context->save(); !saved) {
                 QMessageBox::warning(this, QStringLiteral("Error"), saved.error().description);
@@ -379,6 +414,8 @@ void AppMainWindow::closeEvent(QCloseEvent *event)
         } else if (box->clickedButton() == discard) {
             context->rollback();
         } else {
+            if (editing)
+                editing->setFocus();
             return;
         }
         m_closeAnswered = true;

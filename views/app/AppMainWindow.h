@@ -55,6 +55,8 @@ public:
     SplashScreenView *splash() const { return m_splash; }
     AppLaunchViewModel *launchModel() const { return m_launch; }
     bool isShowingSplashScreen() const { return m_showingSplash; }
+    // In the status bar while the running server serves an older configuration.
+    QWidget *outdatedServerNotice() const { return m_outdatedNotice; }
 
     // Shows the destination; store writes it under "menuSelection" as the user's choice.
     void navigate(MenuDestination destination, bool store = false);
@@ -85,6 +87,7 @@ private:
     void becameFront();
     void watchActiveController();
     void takeOnboardingRequest();
+    void addOutdatedServerNotice();
 
     int m_windowNumber;
     std::optional<MenuDestination> m_initialDestination;
@@ -104,4 +107,5 @@ private:
     QHash<MenuDestination, OnBoardingController *> m_tours;
     int m_tourHolds = 0;
     bool m_closeAnswered = false;
+    QWidget *m_outdatedNotice = nullptr;
 };

@@ -16,6 +16,7 @@
 #include "views/settings/BookmarkSetupView.h"
 #include "views/settings/PrivacyAccessView.h"
 #include "app/PrivacyAccessController.h"
+#include "app/config/ConfigControllers.h"
 #include "views/server/ServerConfigView.h"
 #include "views/resources/ResourceConfigView.h"
 #include "views/prompts/PromptConfigView.h"
@@ -73,17 +74,18 @@ void registerAll()
         return new ServerConfigView(nullptr, parent);
     });
 
+    // The configuration screens of every window work on the application's one set of controllers.
     DestinationScreenRegistry::registerScreen(MenuDestination::menuResourceConfig, [](QWidget *parent) -> DestinationScreen * {
-        return new ResourceConfigView(nullptr, parent);
+        return new ResourceConfigView(ConfigControllers::shared()->resources(), parent);
     });
     DestinationScreenRegistry::registerScreen(MenuDestination::menuScriptEditor, [](QWidget *parent) -> DestinationScreen * {
         return new ScriptEditorView(nullptr, parent);
     });
     DestinationScreenRegistry::registerScreen(MenuDestination::menuToolConfig, [](QWidget *parent) -> DestinationScreen * {
-        return new ToolsConfigView(nullptr, parent);
+        return new ToolsConfigView(ConfigControllers::shared()->tools(), parent);
     });
     DestinationScreenRegistry::registerScreen(MenuDestination::menuPromptConfig, [](QWidget *parent) -> DestinationScreen * {
-        return new PromptConfigView(nullptr, parent);
+        return new PromptConfigView(ConfigControllers::shared()->prompts(), parent);
     });
 
     DestinationScreenRegistry::registerScreen(MenuDestination::menuAIChat, [](QWidget *parent) -> DestinationScreen * {

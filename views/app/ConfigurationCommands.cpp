@@ -2,6 +2,7 @@
 
 #include "base/DesktopNotifier.h"
 #include "app/MenuCommandDispatcher.h"
+#include "app/config/ServerConfigController.h"
 #include "base/AbstractController.h"
 #include "store/ConfigurationController.h"
 #include "views/common/FileDialogs.h"
@@ -36,11 +37,25 @@ QMessageBox *makeBox(QWidget *parent, QMessageBox::Icon icon, const QString &tit
     return box;
 }
 
-void inform(QWidget *parent, const QString &title, const QString &text)
+void inform(QWidget *parent, const QString &title, const QString &text, const QString &details = QString())
 {
     QMessageBox *box = makeBox(parent, QMessageBox::Information, title, text);
+    box->setInformativeText(details);
     box->setStandardButtons(QMessageBox::Ok);
     box->open();
+}
+
+// Under an import's message: the counts (when the message has none) and how the server gets them.
+QString importDetails(const ImportResult &result, bool withCounts)
+{
+    const QString hint = ServerConfigController::shared()->importHint();
+    if (!withCounts)
+        return hint;
+    return QStringLiteral("%1 tools, %2 resources, %3 prompts imported.\n\n%4")
+        .arg(result.importedTools)
+        .arg(result.importedResources)
+        .arg(result.importedPrompts)
+        .arg(hint);
 }
 
 void fail(QWidget *parent, const QString &text)
@@ -101,13 +116,14 @@ void importConfiguration(const MenuCommandContext &context)
     QPointer<QWidget> parent = parentOf(context);
     QPointer<AbstractController> controller = context.controller;
     ask(parent, QStringLiteral("Import Configuration"), importQuestion(), QStringLiteral("Import"), [parent, controller] {
-        if (const auto imported = ConfigurationController::shared()->importBuiltinConfiguration(controller); !imported) {
+        const auto imported = ConfigurationController::shared()->importBuiltinConfiguration(controller);
+        if (!imported) {
             fail(parent, importErrorText(imported.error()));
             return;
         }
         const QString done = ConfigurationController::importCompleteText;
         DesktopNotifier::shared()->notify(QStringLiteral("Import"), done, QStringLiteral("Got it"));
-        inform(parent, QStringLiteral("Import"), done);
+        inform(parent, QStringLiteral("Import"), done, importDetails(*imported, true));
     });
 }
 
@@ -131,7 +147,7 @@ void importConfigurationFromFolder(const MenuCommandContext &context)
                 }
                 const QString summary = ConfigurationController::importSummary(*result);
                 DesktopNotifier::shared()->notify(QStringLiteral("Import"), summary, QStringLiteral("Got it"));
-                inform(parent, QStringLiteral("Import"), summary);
+                inform(parent, QStringLiteral("Import"), summary, importDetails(*result, false));
             });
         });
 }

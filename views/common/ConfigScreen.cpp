@@ -6,23 +6,62 @@
 #include "app/config/StoreBackedController.h"
 #include "store/StoreRecord.h"
 #include "views/common/AlertPresenter.h"
+#include "views/common/PanePosition.h"
 #include "views/common/ReadOnlyTextView.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSplitter>
 #include <QStackedWidget>
 #include <QVBoxLayout>
+
+namespace {
+QList<ConfigScreen *> &allScreens()
+{
+    static QList<ConfigScreen *> screens;
+    return screens;
+}
+}  // namespace
 
 ConfigScreen::ConfigScreen(StoreBackedController *controller, QWidget *parent)
     : DestinationScreen(parent), m_base(controller)
 {
     if (!m_base->parent())
         m_base->setParent(this);
+    allScreens().append(this);
+}
+
+ConfigScreen::~ConfigScreen()
+{
+    allScreens().removeAll(this);
+}
+
+bool ConfigScreen::presentsForController() const
+{
+    const ConfigScreen *firstVisible = nullptr;
+    for (const ConfigScreen *screen : allScreens()) {
+        if (screen->m_base != m_base || !screen->isVisible())
+            continue;
+        if (screen->window() == QApplication::activeWindow())
+            return screen == this;
+        if (!firstVisible)
+            firstVisible = screen;
+    }
+    // A screen not on screen presents only when no other one does (a test's bare screen).
+    return firstVisible ? firstVisible == this : true;
+}
+
+void ConfigScreen::deleteIfAllowed(const std::function<void()> &command)
+{
+    // The list's own rule, whatever field had the focus before: a listed record, none being added.
+    if (m_base->selectedRecord() && !m_base->isAdding())
+        command();
 }
 
 AbstractController *ConfigScreen::activeController() const
@@ -116,10 +155,17 @@ void ConfigScreen::build(const Parts &parts)
     m_detail->addWidget(empty);
     m_detail->addWidget(formPage);
 
-    auto *body = new QHBoxLayout;
-    body->setSpacing(LayoutMetrics::sectionSpacing);
-    body->addLayout(left);
-    body->addWidget(m_detail, 1);
+    auto *listSide = new QWidget(this);
+    left->setContentsMargins(0, 0, 0, 0);
+    listSide->setLayout(left);
+    m_split = new QSplitter(Qt::Horizontal, this);
+    m_split->setObjectName(QStringLiteral("listSplit"));
+    m_split->addWidget(listSide);
+    m_split->addWidget(m_detail);
+    m_split->setStretchFactor(0, 0);
+    m_split->setStretchFactor(1, 1);
+    m_split->setChildrenCollapsible(false);
+    PanePosition::keep(m_split, parts.paneKey);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(LayoutMetrics::screenMargin, LayoutMetrics::screenMargin, LayoutMetrics::screenMargin,
                                LayoutMetrics::screenMargin);
@@ -127,7 +173,7 @@ void ConfigScreen::build(const Parts &parts)
     layout->addLayout(header);
     if (toolbar)
         layout->addLayout(toolbar);
-    layout->addLayout(body, 1);
+    layout->addWidget(m_split, 1);
 
     connect(m_filter, &QLineEdit::textChanged, this, &ConfigScreen::applyFilter);
     connect(m_list, &QListWidget::currentItemChanged, this, [this, focus = parts.listFocus](QListWidgetItem *item) {
@@ -160,6 +206,21 @@ void ConfigScreen::addRow(const QString &text, StoreRecord *record)
     item->setData(Qt::UserRole, QVariant::fromValue(record));
     if (record == m_base->selectedRecord())
         m_list->setCurrentItem(item);
+}
+
+void ConfigScreen::showCurrentRow()
+{
+    // A selection made by the controller (the first record after the list is fetched) is
+    // highlighted like one the user made.
+    for (int row = 0; row < m_list->count(); ++row) {
+        QListWidgetItem *item = m_list->item(row);
+        if (recordOf(item) == m_base->selectedRecord() && m_list->currentItem() != item) {
+            const bool showing = std::exchange(m_showing, true);
+            m_list->setCurrentItem(item);
+            m_showing = showing;
+            return;
+        }
+    }
 }
 
 StoreRecord *ConfigScreen::recordOf(const QListWidgetItem *item)
@@ -196,7 +257,10 @@ QLayout *ConfigScreen::makeHeader(const Parts &parts)
 void ConfigScreen::bindController(const Parts &parts)
 {
     connect(m_base, &StoreBackedController::recordsChanged, this, &ConfigScreen::rebuildList);
-    connect(m_base, &StoreBackedController::selectedRecordChanged, this, &ConfigScreen::showSelection);
+    connect(m_base, &StoreBackedController::selectedRecordChanged, this, [this] {
+        showCurrentRow();
+        showSelection();
+    });
     connect(m_base, &AbstractController::changed, this, [this] {
         showSelection();
         emit commandStateChanged();
@@ -207,7 +271,7 @@ void ConfigScreen::bindController(const Parts &parts)
     });
     connect(m_base, &StoreBackedController::showingDeleteConfirmationChanged, this,
             [this, title = parts.deleteTitle, text = parts.deleteText] {
-                if (m_base->showingDeleteConfirmation())
+                if (m_base->showingDeleteConfirmation() && presentsForController())
                     confirm(this, QStringLiteral("deleteConfirmation"), title, text(), [this] { m_base->confirmDelete(); },
                             [this] { m_base->cancelDelete(); });
             });
@@ -215,7 +279,7 @@ void ConfigScreen::bindController(const Parts &parts)
     for (const auto &[keys, run] : std::initializer_list<std::pair<QKeySequence, std::function<void()>>>{
              {QKeySequence::Copy, [this] { m_base->copySelectedItem(); }},
              {QKeySequence::Paste, [this] { m_base->pasteItem(); }},
-             {QKeySequence::Delete, parts.deleteCommand}}) {
+             {QKeySequence::Delete, [this, command = parts.deleteCommand] { deleteIfAllowed(command); }}}) {
         auto *action = new QAction(m_list);
         action->setShortcut(keys);
         action->setShortcutContext(Qt::WidgetShortcut);

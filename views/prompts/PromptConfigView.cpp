@@ -16,6 +16,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -42,6 +43,7 @@ PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *
            .listName = QStringLiteral("promptList"),
            .listFocus = PromptConfigController::promptListView,
            .listButtons = {{"add", "New Prompt"}, {"delete", "Remove"}, {"copy", "Copy"}, {"paste", "Paste"}},
+           .paneKey = UserDefaultsKeys::spPromptConfigView,
            .form = [this] { return makeForm(); },
            .emptyText = QStringLiteral("Select a prompt to view details or click 'New Prompt'."),
            .deleteCommand = deletePrompt,
@@ -55,6 +57,14 @@ PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *
             m_controller->setTemplateText(m_template->toPlainText());
     });
     connect(button(QStringLiteral("addArgument")), &QPushButton::clicked, m_controller, &PromptConfigController::addArgumentTapped);
+    connect(button(QStringLiteral("newArgument")), &QPushButton::clicked, m_controller, &PromptConfigController::newArgumentTapped);
+    list()->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(list(), &QListWidget::customContextMenuRequested, this, [this](const QPoint &at) {
+        // The row under the pointer is the one the menu acts on.
+        if (QListWidgetItem *item = list()->itemAt(at))
+            list()->setCurrentItem(item);
+        makeRowMenu()->popup(list()->viewport()->mapToGlobal(at));
+    });
     connect(button(QStringLiteral("editArgument")), &QPushButton::clicked, this, [this] {
         m_controller->setFocus(PromptConfigController::promptArgList);
         QMetaObject::invokeMethod(this, [this] { m_controller->editButtonTapped(); }, Qt::QueuedConnection);
@@ -71,6 +81,8 @@ PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *
     });
     connect(m_controller, &PromptConfigController::argumentStateChanged, this, [this] {
         showSelection();
+        if (!presentsForController())
+            return;
         if (m_controller->showingAddArgument())
             showArgumentSheet(false);
         else if (m_controller->showingEditArgument())
@@ -93,8 +105,8 @@ QLayout *PromptConfigView::makeForm()
     m_arguments = new QListWidget(this);
     m_arguments->setObjectName(QStringLiteral("promptArgList"));
     auto *argumentButtons = new QHBoxLayout;
-    for (const auto &[name, text] : {std::pair{"addArgument", "Add Argument"}, {"editArgument", "Edit Argument"},
-                                     {"deleteArgument", "Remove Argument"}})
+    for (const auto &[name, text] : {std::pair{"newArgument", "New Argument"}, {"addArgument", "Add Argument"},
+                                     {"editArgument", "Edit Argument"}, {"deleteArgument", "Remove Argument"}})
         argumentButtons->addWidget(makeButton(this, QString::fromLatin1(name), QString::fromUtf8(text)));
     const QKeySequence addKeys(QStringLiteral("Ctrl+T"));
     button(QStringLiteral("addArgument"))->setText(CommandButton::label(QStringLiteral("Add Argument"), addKeys));
@@ -112,6 +124,24 @@ QLayout *PromptConfigView::makeForm()
     page->addLayout(argumentButtons);
     page->addLayout(saveRow());
     return page;
+}
+
+QMenu *PromptConfigView::makeRowMenu()
+{
+    auto *menu = new QMenu(this);
+    menu->setObjectName(QStringLiteral("promptRowMenu"));
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    QAction *paste = menu->addAction(QStringLiteral("Paste"), m_controller, &PromptConfigController::pasteItem);
+    paste->setObjectName(QStringLiteral("pastePrompt"));
+    paste->setEnabled(m_controller->canPaste());
+    QAction *duplicate =
+        menu->addAction(QStringLiteral("Duplicate"), m_controller, &PromptConfigController::duplicateSelectedPrompt);
+    duplicate->setObjectName(QStringLiteral("duplicatePrompt"));
+    duplicate->setEnabled(m_controller->selectedPrompt() != nullptr);
+    QAction *remove = menu->addAction(QStringLiteral("Remove"), this, [this] { button(QStringLiteral("delete"))->click(); });
+    remove->setObjectName(QStringLiteral("removePrompt"));
+    remove->setEnabled(button(QStringLiteral("delete"))->isEnabled());
+    return menu;
 }
 
 void PromptConfigView::rebuildList()

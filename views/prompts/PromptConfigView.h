@@ -7,6 +7,7 @@ class PromptConfigController;
 class QLabel;
 class QLineEdit;
 class QListWidget;
+class QMenu;
 class QPlainTextEdit;
 
 // The Prompts destination: the filtered list of prompts beside the form of the selected one
@@ -22,6 +23,8 @@ public:
     QListWidget *argumentList() const { return m_arguments; }
     QLineEdit *nameField() const { return m_name; }
     QPlainTextEdit *templateField() const { return m_template; }
+    // A list row's menu: "Paste", "Duplicate" and "Remove" for the row's prompt.
+    QMenu *makeRowMenu();
 
 private:
     QLayout *makeForm();

@@ -5,11 +5,15 @@
 #include "store/PersistenceController.h"
 #include "store/ResourceConfig.h"
 #include "app/config/ResourceConfigController.h"
+#include "app/security/AccessPanel.h"
+#include "app/security/OpenPanelPresenter.h"
+#include "views/common/QtFileDialogs.h"
 
 #include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QPointer>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -37,6 +41,7 @@ ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWi
            .listName = QStringLiteral("resourceList"),
            .listFocus = ResourceConfigController::resourceListView,
            .listButtons = {{"add", "+"}, {"delete", "−"}, {"copy", "Copy"}, {"paste", "Paste"}},
+           .paneKey = UserDefaultsKeys::spResourceConfigView,
            .form = [this] { return makeForm(); },
            .emptyText = ResourceConfigController::emptySelectionText,
            .emptyTextWraps = true,
@@ -44,14 +49,14 @@ ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWi
            .deleteTitle = QStringLiteral("Delete Resource"),
            .deleteText = [this] { return m_controller->deleteConfirmationText(); }});
 
-    // Each keystroke of a free text is a pending change (Save lights up, a quit asks); the URI
-    // and the priority are checked, so they are written when the user finishes them.
+    // Each keystroke is a pending change (Save lights up, a quit asks). A URI or priority
+    // that does not read yet keeps its typed text in the field while it has the focus.
     commitAsTyped(m_name, [this] { m_controller->setName(m_name->text()); });
     commitAsTyped(m_description, [this] { m_controller->setResourceDescription(m_description->text()); });
     commitAsTyped(m_type, [this] { m_controller->setType(m_type->text()); });
     commitAsTyped(m_mimeType, [this] { m_controller->setMimeType(m_mimeType->text()); });
-    connect(m_uri, &QLineEdit::editingFinished, this, [this] { m_controller->setUriText(m_uri->text()); });
-    connect(m_priority, &QLineEdit::editingFinished, this, [this] { m_controller->setPriorityText(m_priority->text()); });
+    commitAsTyped(m_uri, [this] { m_controller->setUriText(m_uri->text()); });
+    commitAsTyped(m_priority, [this] { m_controller->setPriorityText(m_priority->text()); });
     connect(m_audience, &QComboBox::textActivated, this, [this](const QString &word) { m_controller->setAudience(word); });
     connect(button(QStringLiteral("editTags")), &QPushButton::clicked, this, &ResourceConfigView::editTags);
     connect(button(QStringLiteral("editRelated")), &QPushButton::clicked, this, &ResourceConfigView::editRelatedResources);
@@ -126,8 +131,10 @@ void ResourceConfigView::showSelection()
         return;
     // A field being edited keeps what the user typed.
     auto show = [](QLineEdit *edit, const QString &text) {
-        if (!edit->hasFocus() && edit->text() != text)
+        if (!edit->hasFocus() && edit->text() != text) {
             edit->setText(text);
+            edit->setCursorPosition(0);
+        }
     };
     show(m_name, resource->name().value_or(QString()));
     show(m_description, resource->resourceDescription().value_or(QString()));
@@ -135,7 +142,11 @@ void ResourceConfigView::showSelection()
     show(m_mimeType, resource->mimeType().value_or(QString()));
     show(m_uri, ResourceConfigController::uriText(resource));
     show(m_priority, ResourceConfigController::priorityText(resource));
-    m_audience->setCurrentText(resource->annAudience().value_or(QString()));
+    // A stored audience the picker does not offer (an imported "user, assistant") shows as it is.
+    const QString audience = resource->annAudience().value_or(QString());
+    if (!audience.isEmpty() && m_audience->findText(audience) < 0)
+        m_audience->addItem(audience);
+    m_audience->setCurrentIndex(m_audience->findText(audience));
     const QStringList tags = ResourceConfigController::readTags(resource->contextTags().value_or(QString()));
     m_tagsLabel->setText(tags.isEmpty() ? QStringLiteral("None") : tags.join(QStringLiteral(", ")));
     const qsizetype related = ResourceConfigController::readRelated(resource->relatedResources().value_or(QString())).size();
@@ -231,19 +242,24 @@ void ResourceConfigView::editRelatedResources()
         if (table->currentRow() >= 0)
             table->removeRow(table->currentRow());
     });
-    connect(choose, &QPushButton::clicked, &sheet, [table, &sheet] {
+    connect(choose, &QPushButton::clicked, &sheet, [table] {
         const int row = table->currentRow();
         if (row < 0)
             return;
-        QFileDialog panel(&sheet, QStringLiteral("Choose file or folder..."));
-        panel.setLabelText(QFileDialog::Accept, QStringLiteral("Select"));
-        panel.setFileMode(QFileDialog::AnyFile);
-        panel.setOption(QFileDialog::DontConfirmOverwrite);
-        if (panel.exec() != QDialog::Accepted || panel.selectedUrls().isEmpty())
-            return;
-        const QUrl chosen = panel.selectedUrls().first();
-        table->item(row, 2)->setText(chosen.toLocalFile());
-        table->item(row, 1)->setText(ResourceConfigController::guessMimeType(chosen.toString()));
+        // The open panel takes a file or a folder alike.
+        OpenPanelRequest request;
+        request.message = QStringLiteral("Select a file or folder for this related resource");
+        request.prompt = QStringLiteral("Select");
+        request.canChooseFiles = true;
+        request.canChooseDirectories = true;
+        OpenPanelPresenter *panel = AccessPanel::presenter() ? AccessPanel::presenter() : QtFileDialogs::instance();
+        QPointer<QTableWidget> rows(table);
+        panel->present(request, [rows, row](const QUrl &chosen) {
+            if (!rows || chosen.isEmpty() || row >= rows->rowCount())
+                return;
+            rows->item(row, 2)->setText(chosen.toLocalFile());
+            rows->item(row, 1)->setText(ResourceConfigController::guessMimeType(chosen.toString()));
+        });
     });
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Cancel, &sheet);
     connect(buttons, &QDialogButtonBox::accepted, &sheet, &QDialog::accept);

@@ -4,6 +4,7 @@
 #include "diagnostics/LogController.h"
 #include "views/common/AlertPresenter.h"
 #include "views/common/OverflowRow.h"
+#include "views/common/PanePosition.h"
 #include "views/log/LogPaneView.h"
 #include "views/script/EditorSettingsDialog.h"
 #include "views/script/QtFileExplorerPanels.h"
@@ -150,8 +151,10 @@ QSplitter *ScriptEditorView::buildEditorAndLog()
     topLayout->addWidget(m_editor, 1);
     split->addWidget(top);
     split->addWidget(m_log);
+    split->setObjectName(QStringLiteral("editorLogSplit"));
     split->setStretchFactor(0, 3);
     split->setStretchFactor(1, 1);
+    PanePosition::keep(split, UserDefaultsKeys::spScriptEditorLogView);
     m_log->setVisible(m_controller->isLogViewVisible());
     return split;
 }
@@ -172,6 +175,7 @@ void ScriptEditorView::buildExplorer()
         if (!m_controller->contentIsDirty())
             m_explorer->refreshSize(m_controller->currentFilePath());
     });
+    m_explorer->setVisible(m_controller->isFileBrowserVisible());
 }
 
 void ScriptEditorView::layOut(QLayout *toolbar, QSplitter *editorAndLog)
@@ -195,6 +199,7 @@ void ScriptEditorView::layOut(QLayout *toolbar, QSplitter *editorAndLog)
     sides->setStretchFactor(0, 1);
     sides->setStretchFactor(1, 4);
     sides->setSizes({200, 1000});
+    PanePosition::keep(sides, UserDefaultsKeys::spScriptEditorView);
 
     auto *layout = new QVBoxLayout(this);
     LayoutMetrics::applyToScreen(layout);
@@ -262,6 +267,8 @@ bool ScriptEditorView::handlesCommand(MenuCommand command) const
     case MenuCommand::FindPrevious:
     case MenuCommand::Replace:
     case MenuCommand::EditorSettings:
+    case MenuCommand::ToggleLogPane:
+    case MenuCommand::ToggleFileBrowser:
         return true;
     default:
         return false;
@@ -274,6 +281,15 @@ void ScriptEditorView::performCommand(MenuCommand command)
     switch (command) {
     case MenuCommand::NewItem:
         m_controller->newScript();
+        break;
+    // The panes' flags are stored; a hidden pane comes back with the same command.
+    case MenuCommand::ToggleLogPane:
+        m_controller->setLogViewVisible(!m_controller->isLogViewVisible());
+        m_log->setVisible(m_controller->isLogViewVisible());
+        break;
+    case MenuCommand::ToggleFileBrowser:
+        m_controller->setFileBrowserVisible(!m_controller->isFileBrowserVisible());
+        m_explorer->setVisible(m_controller->isFileBrowserVisible());
         break;
     case MenuCommand::Save:
         m_controller->saveScript();

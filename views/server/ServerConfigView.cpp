@@ -15,6 +15,7 @@
 #include <QTimer>
 #include <QFontDatabase>
 #include <QFormLayout>
+#include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -213,6 +214,21 @@ QLayout *ServerConfigView::buildButtons()
                                QKeySequence(Qt::CTRL | Qt::Key_S), this);
     m_revert = new CommandButton(QStringLiteral("revertChangesButton"), QStringLiteral("Revert changes"),
                                  QKeySequence(Qt::CTRL | Qt::Key_U), this);
+    // The running server's configuration is older than the saved one: one action brings it up to date.
+    m_outdated = new QFrame(this);
+    m_outdated->setObjectName(QStringLiteral("outdatedBanner"));
+    m_outdated->setStyleSheet(QStringLiteral("QFrame#outdatedBanner { background: #fff4d6; border: 1px solid #e0b64a; border-radius: 4px; }"
+                                             "QFrame#outdatedBanner QLabel { color: #5c4200; }"));
+    auto *outdatedText = new QLabel(ServerConfigController::outdatedText, m_outdated);
+    outdatedText->setWordWrap(true);
+    m_applyAndRestart = new QPushButton(ServerConfigController::applyAndRestartText, m_outdated);
+    m_applyAndRestart->setObjectName(QStringLiteral("applyAndRestartButton"));
+    auto *outdatedRow = new QHBoxLayout(m_outdated);
+    outdatedRow->setContentsMargins(10, 4, 6, 4);
+    outdatedRow->addWidget(outdatedText, 1);
+    outdatedRow->addWidget(m_applyAndRestart);
+    m_outdated->setVisible(false);
+
     auto *buttons = new QHBoxLayout;
     buttons->setSpacing(8);
     buttons->addWidget(m_start);
@@ -246,6 +262,7 @@ void ServerConfigView::layOut(QLayout *form, QLayout *statusRow, QLayout *addres
     commands->setObjectName(QStringLiteral("serverCommands"));
     auto *commandsLayout = new QVBoxLayout(commands);
     commandsLayout->setContentsMargins(20, 6, 20, 8);
+    commandsLayout->addWidget(m_outdated);
     commandsLayout->addLayout(buttons);
     auto *upper = new QWidget(this);
     auto *upperLayout = new QVBoxLayout(upper);
@@ -325,6 +342,7 @@ void ServerConfigView::bindButtons()
         emit m_controller->saveButtonTapped();
     });
     connect(m_revert, &QPushButton::clicked, m_controller, &ServerConfigController::revertButtonTapped);
+    connect(m_applyAndRestart, &QPushButton::clicked, m_controller, &ServerConfigController::applyAndRestart);
 }
 
 AbstractController *ServerConfigView::activeController() const { return m_controller; }
@@ -472,6 +490,12 @@ void ServerConfigView::refresh()
     m_address->setText(clientAddress());
 
     m_start->setEnabled(m_controller->canStart());
+    // A disabled Start says why; an enabled one keeps its own tooltip.
+    if (m_startToolTip.isNull())
+        m_startToolTip = m_start->toolTip().isNull() ? QStringLiteral("") : m_start->toolTip();
+    const QString reason = m_controller->startDisabledReason();
+    m_start->setToolTip(reason.isEmpty() ? m_startToolTip : reason);
+    m_outdated->setVisible(m_controller->servesOutdatedConfiguration());
     m_stop->setEnabled(running);
     m_save->setEnabled(m_controller->canSave());
     m_revert->setEnabled(m_controller->hasUnsavedChanges());

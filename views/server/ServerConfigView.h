@@ -38,6 +38,9 @@ public:
     QPushButton *stopButton() const { return m_stop; }
     QPushButton *saveButton() const { return m_save; }
     QPushButton *revertButton() const { return m_revert; }
+    // Shown while the running server serves an older configuration, with "Apply and restart".
+    QWidget *outdatedBanner() const { return m_outdated; }
+    QPushButton *applyAndRestartButton() const { return m_applyAndRestart; }
     QLineEdit *portField() const { return m_port; }
     QCheckBox *listenAllToggle() const { return m_listenAll; }
     QLabel *statusLabel() const { return m_status; }
@@ -107,8 +110,11 @@ private:
     QPushButton *m_stop;
     QPushButton *m_save;
     QPushButton *m_revert;
+    QWidget *m_outdated;
+    QPushButton *m_applyAndRestart;
     QSplitter *m_split;
     LogPaneView *m_log;
+    QString m_startToolTip;
     bool m_filling = false;
     bool m_splitApplied = false;
 };

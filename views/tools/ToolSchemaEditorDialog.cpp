@@ -1,6 +1,7 @@
 #include "views/tools/ToolSchemaEditorDialog.h"
 
 #include "views/common/CommandButton.h"
+#include "views/common/PanePosition.h"
 
 #include <QComboBox>
 #include <QFormLayout>
@@ -11,6 +12,7 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSplitter>
 #include <QTableWidget>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -34,7 +36,12 @@ ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidge
     m_description = new QLineEdit(this);
     m_default = new QLineEdit(this);
     m_itemType = new QComboBox(this);
+    m_itemType->setObjectName(QStringLiteral("parameterItemType"));
     m_itemType->addItems(PropertyData::propTypes);
+    // The items of a parameter that is not an object, as JSON (an array's element schema).
+    m_items = new QLineEdit(this);
+    m_items->setObjectName(QStringLiteral("parameterItems"));
+    m_items->setPlaceholderText(QStringLiteral("{\"type\": \"string\"}"));
     m_members = new QTableWidget(0, 3, this);
     m_members->setObjectName(QStringLiteral("objectMembers"));
     m_members->setHorizontalHeaderLabels({QStringLiteral("Name"), QStringLiteral("Type"), QStringLiteral("Description")});
@@ -68,6 +75,7 @@ ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidge
     form->addRow(QStringLiteral("Description:"), m_description);
     form->addRow(QStringLiteral("Default:"), m_default);
     form->addRow(QStringLiteral("Item type:"), m_itemType);
+    form->addRow(QStringLiteral("Items:"), m_items);
     form->addRow(QStringLiteral("Members:"), m_members);
     auto *memberButtons = new QHBoxLayout;
     memberButtons->addWidget(addMember);
@@ -77,9 +85,19 @@ ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidge
     left->addWidget(m_parameters, 1);
     left->addWidget(addParam);
     left->addWidget(deleteParam);
-    auto *middle = new QHBoxLayout;
-    middle->addLayout(left);
-    middle->addLayout(form, 1);
+    auto *listSide = new QWidget(this);
+    left->setContentsMargins(0, 0, 0, 0);
+    listSide->setLayout(left);
+    auto *formSide = new QWidget(this);
+    form->setContentsMargins(0, 0, 0, 0);
+    formSide->setLayout(form);
+    auto *middle = new QSplitter(Qt::Horizontal, this);
+    middle->setObjectName(QStringLiteral("parameterSplit"));
+    middle->addWidget(listSide);
+    middle->addWidget(formSide);
+    middle->setStretchFactor(1, 1);
+    middle->setChildrenCollapsible(false);
+    PanePosition::keep(middle, input ? UserDefaultsKeys::spToolInputSchemeView : UserDefaultsKeys::spToolOutputSchemeView);
     auto *bottom = new QHBoxLayout;
     bottom->addWidget(revert);
     bottom->addStretch();
@@ -87,7 +105,7 @@ ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidge
     bottom->addWidget(save);
     auto *layout = new QVBoxLayout(this);
     layout->addLayout(top);
-    layout->addLayout(middle, 1);
+    layout->addWidget(middle, 1);
     layout->addLayout(bottom);
     resize(760, 460);
 
@@ -101,6 +119,7 @@ ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidge
     connect(m_description, &QLineEdit::textEdited, this,
             [this](const QString &t) { withEditor([&](auto &e) { e.setParameterDescription(t); }); });
     connect(m_default, &QLineEdit::textEdited, this, [this](const QString &t) { withEditor([&](auto &e) { e.setDefaultValue(t); }); });
+    connect(m_items, &QLineEdit::textEdited, this, [this](const QString &t) { withEditor([&](auto &e) { e.setItems(t); }); });
     connect(m_type, &QComboBox::textActivated, this, [this](const QString &t) {
         withEditor([&](auto &e) { e.setParameterType(t); });
         showForm();
@@ -171,6 +190,14 @@ void ToolSchemaEditorDialog::revertChanges()
     showForm();
 }
 
+void ToolSchemaEditorDialog::showChoice(QComboBox *choice, const QString &value)
+{
+    // A stored value the picker does not offer (an imported "integer") is shown as it is.
+    if (choice->findText(value) < 0)
+        choice->addItem(value);
+    choice->setCurrentText(value);
+}
+
 void ToolSchemaEditorDialog::showForm()
 {
     m_loading = true;
@@ -188,12 +215,15 @@ void ToolSchemaEditorDialog::showForm()
         m_parameters->setCurrentRow(current);
         const PropertyData &form = e.editedProperty();
         m_name->setText(form.parameterName);
-        m_type->setCurrentText(form.parameterType);
+        showChoice(m_type, form.parameterType);
         m_description->setText(form.parameterDescription);
         m_description->setCursorPosition(0);
         m_default->setText(form.defaultValue);
-        m_itemType->setCurrentText(form.itemType);
+        showChoice(m_itemType, form.itemType);
         const bool object = form.parameterType == QLatin1String("object");
+        // An object's items are its members below; any other type's are written as text.
+        m_items->setEnabled(!object && e.selectedProperty());
+        m_items->setText(object ? QString() : form.items);
         m_members->setEnabled(object);
         m_members->setRowCount(0);
         for (const ObjectProperty &member : form.objectProperties) {

@@ -27,6 +27,7 @@ public:
     QLineEdit *nameField() const { return m_name; }
     QComboBox *typeChoice() const { return m_type; }
     QTableWidget *membersTable() const { return m_members; }
+    QLineEdit *itemsField() const { return m_items; }
     void addParameter();
     void saveAndClose();
     void revertChanges();
@@ -38,6 +39,7 @@ private:
         return std::visit([&](auto &editor) { return fn(*editor); }, m_editor);
     }
     void showForm();
+    static void showChoice(QComboBox *choice, const QString &value);
 
     Editor m_editor;
     bool m_loading = false;
@@ -49,5 +51,6 @@ private:
     QLineEdit *m_description;
     QLineEdit *m_default;
     QComboBox *m_itemType;
+    QLineEdit *m_items;
     QTableWidget *m_members;
 };

@@ -4,7 +4,10 @@
 #include "views/common/OverflowRow.h"
 
 #include "store/PersistenceController.h"
+#include "store/ToolInputSchema.h"
+#include "store/ToolOutputSchema.h"
 #include "store/ToolsConfig.h"
+#include "store/ToolsQueryService.h"
 #include "app/config/ToolsConfigController.h"
 #include "tools/plugins/PluginController.h"
 #include "views/tools/ToolSchemaEditorDialog.h"
@@ -38,6 +41,7 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
            .listWidth = 230,
            .listFocus = ToolsConfigController::toolsListView,
            .toolbar = [this] { return makeToolbar(); },
+           .paneKey = UserDefaultsKeys::spToolConfigView,
            .form = [this] { return makeForm(); },
            .emptyText = QStringLiteral("Select a tool to view details or click 'New Tool'."),
            .deleteCommand = [this] { m_controller->deleteButtonTapped(); },
@@ -51,8 +55,15 @@ ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *par
 
 void ToolsConfigView::bindForm()
 {
-    commitAsTyped(m_name, [this] { m_controller->setName(m_name->text()); });
-    commitAsTyped(m_description, [this] { m_controller->setToolDescription(m_description->text()); });
+    // The list's row follows the name and description as they are typed.
+    commitAsTyped(m_name, [this] {
+        m_controller->setName(m_name->text());
+        refreshSelectedRow();
+    });
+    commitAsTyped(m_description, [this] {
+        m_controller->setToolDescription(m_description->text());
+        refreshSelectedRow();
+    });
     commitAsTyped(m_handler, [this] { m_controller->setHandlerName(m_handler->text()); });
     connect(m_type, &QComboBox::activated, this, [this](int index) {
         m_controller->setToolType(m_type->itemData(index).toString());
@@ -83,6 +94,8 @@ void ToolsConfigView::bindSchemaCommands()
     }
     connect(m_controller, &ToolsConfigController::schemaStateChanged, this, [this] {
         showSelection();
+        if (!presentsForController())
+            return;
         confirmDeletes();
         QMetaObject::invokeMethod(this, &ToolsConfigView::openSchemaEditors, Qt::QueuedConnection);
     });
@@ -177,15 +190,30 @@ void ToolsConfigView::applyFilter()
     list()->setUpdatesEnabled(true);
 }
 
+QString ToolsConfigView::rowText(const ToolsConfig *tool)
+{
+    return ToolsConfigController::rowName(tool) + u'\n' + ToolsConfigController::rowDescription(tool) + u'\n' +
+           ToolsConfigController::rowSchemas(tool);
+}
+
+void ToolsConfigView::refreshSelectedRow()
+{
+    for (int row = 0; row < list()->count(); ++row) {
+        QListWidgetItem *item = list()->item(row);
+        if (recordOf(item) == m_controller->selectedTool()) {
+            item->setText(rowText(m_controller->selectedTool()));
+            return;
+        }
+    }
+}
+
 void ToolsConfigView::rebuildList()
 {
     m_showing = true;
     list()->setUpdatesEnabled(false);
     list()->clear();
     for (ToolsConfig *tool : m_controller->tools())
-        addRow(ToolsConfigController::rowName(tool) + u'\n' + ToolsConfigController::rowDescription(tool) + u'\n' +
-                   ToolsConfigController::rowSchemas(tool),
-               tool);
+        addRow(rowText(tool), tool);
     list()->setUpdatesEnabled(true);
     applyFilter();
     m_showing = false;
@@ -201,14 +229,15 @@ void ToolsConfigView::showSelection()
     if (!tool)
         return;
     m_showing = true;
-    if (!m_name->hasFocus())
-        m_name->setText(tool->name().value_or(QString()));
-    if (!m_description->hasFocus()) {
-        m_description->setText(tool->toolDescription().value_or(QString()));
-        m_description->setCursorPosition(0);  // a long description shows its beginning
+    // A field not being edited shows the start of its text.
+    for (const auto &[field, text] : {std::pair{m_name, tool->name().value_or(QString())},
+                                      {m_description, tool->toolDescription().value_or(QString())},
+                                      {m_handler, tool->handlerName().value_or(QString())}}) {
+        if (!field->hasFocus() && field->text() != text) {
+            field->setText(text);
+            field->setCursorPosition(0);
+        }
     }
-    if (!m_handler->hasFocus())
-        m_handler->setText(tool->handlerName().value_or(QString()));
     const QString type = ToolsConfigController::shownType(tool);
     m_type->setCurrentIndex(m_type->findData(type));
     m_method->clear();
@@ -231,8 +260,15 @@ void ToolsConfigView::showSelection()
         m_plugin->addItem(plugin.displayName());
     const QString pluginName = tool->pluginName().value_or(QString());
     m_plugin->setCurrentIndex(pluginName.isEmpty() ? 0 : std::max(0, m_plugin->findText(pluginName)));
-    m_inputCount->setText(QStringLiteral("Input Schema contains %1 entries").arg(tool->inputSchemas().size()));
-    m_outputCount->setText(QStringLiteral("Output Schema contains %1 entries").arg(tool->outputSchmas().size()));
+    // The count is of parameters, what a client sees, not of the schema records holding them.
+    qsizetype inputs = 0;
+    for (const ToolInputSchema *schema : tool->inputSchemas())
+        inputs += ToolsQueryService::sortedProperties(schema).size();
+    qsizetype outputs = 0;
+    for (const ToolOutputSchema *schema : tool->outputSchmas())
+        outputs += ToolsQueryService::sortedProperties(schema).size();
+    m_inputCount->setText(QStringLiteral("Input Schema contains %1 entries").arg(inputs));
+    m_outputCount->setText(QStringLiteral("Output Schema contains %1 entries").arg(outputs));
     m_showing = false;
 }
 

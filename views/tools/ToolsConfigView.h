@@ -23,6 +23,7 @@ public:
     QComboBox *methodChoice() const { return m_method; }
     QComboBox *pluginChoice() const { return m_plugin; }
     QLabel *scriptLabel() const { return m_script; }
+    QLabel *inputCountLabel() const { return m_inputCount; }
 
 private:
     QLayout *makeToolbar();
@@ -30,6 +31,8 @@ private:
     // What the list, the form's fields and the schema commands do.
     void bindForm();
     void bindSchemaCommands();
+    static QString rowText(const ToolsConfig *tool);
+    void refreshSelectedRow();
     void rebuildList() override;
     void applyFilter() override;
     void showSelection() override;
