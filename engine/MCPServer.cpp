@@ -6,6 +6,7 @@
 #include "engine/MCPHttpTransport.h"
 #include "engine/MCPPromptService.h"
 #include "engine/MCPResourceService.h"
+#include "engine/JSONSchemaValidator.h"
 #include "engine/MCPServerMessage.h"
 #include "engine/MCPToolService.h"
 #include "engine/PromptTemplate.h"
@@ -394,6 +395,9 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
     const JSONValue &arguments =
         params.contains("arguments") && params.at("arguments").isObject() ? params.at("arguments") : noArguments;
 
+    if (auto invalid = invalidArguments(*tool, arguments))
+        return fail(RPCCode::InvalidParams, *invalid);
+
     const std::string key = id.key();
     const auto token = registerRequest(key);
     struct Guard {
@@ -416,6 +420,19 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
     }
     markFailure(result);
     return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+std::optional<std::string> MCPServer::invalidArguments(const ToolDefinition &tool, const JSONValue &arguments)
+{
+    // Only a schema kept as written is held to the letter; the older property list was
+    // never checked and its types ("bool") are no JSON Schema names.
+    if (!tool.inputSchema.document)
+        return std::nullopt;
+    const auto failure = JSONSchemaValidator(*tool.inputSchema.document).validate(arguments);
+    if (!failure)
+        return std::nullopt;
+    return "Invalid arguments for tool '" + tool.name + "' at " +
+           (failure->path.empty() ? std::string("the top level") : failure->path) + ": " + failure->message;
 }
 
 void MCPServer::markFailure(JSONValue &result)
@@ -473,8 +490,13 @@ std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &con
     const std::string &uri = uriValue.asString();
     log(LogMessageType::Info, LogCode::Info, "Reading resource: " + uri);
     const auto found = m_resourceService->findResource(uri);
-    if (!found)
-        return fail(RPCCode::ResourceNotFound, "Resource object for '" + uri + "' not found");
+    if (!found) {
+        const std::string text = "Resource object for '" + uri + "' not found";
+        log(LogMessageType::Error, LogCode::ResourceReadFailed, text);
+        JSONValue data;
+        data["uri"] = JSONValue(uri);
+        return MCPServerMessage::createError(id, text, RPCCode::ResourceUnknown, std::move(data));
+    }
     const ResourceDefinition resource = m_resourceService->readResource(*found);
     if (!resource.data.error.empty())
         return fail(RPCCode::InternalError, "Failed to read resource '" + uri + "': " + resource.data.error);
@@ -541,14 +563,19 @@ std::shared_ptr<MCPMessage> MCPServer::handlePromptsGet(const MCPContext &contex
     const std::optional<PromptDefinition> prompt = m_promptService->findPrompt(name);
     const JSONValue noValues;
     const JSONValue &values = params.contains("arguments") ? params.at("arguments") : noValues;
-    if (prompt) {
+    if (!prompt) {
+        const std::string message = "Prompt not found: " + name;
+        log(LogMessageType::Error, LogCode::PromptGetFailed, message);
+        return MCPServerMessage::createError(id, message, RPCCode::InvalidParams);
+    }
+    {
         if (const std::optional<std::string> missing = PromptTemplate::missingRequired(prompt->arguments, values)) {
             const std::string message = "Missing required argument '" + *missing + "' for prompt '" + name + "'";
             log(LogMessageType::Error, LogCode::PromptGetFailed, message);
             return MCPServerMessage::createError(id, message, RPCCode::InvalidParams);
         }
     }
-    if (prompt && !prompt->template_.empty())
+    if (!prompt->template_.empty())
         text = PromptTemplate::render(prompt->template_, prompt->arguments, values);
     else
         text = m_promptService->renderPrompt(name, params);

@@ -86,6 +86,8 @@ private:
     // A failed tool result (structured success false, or an executor's {"error": text})
     // gets "isError": true, and the error's text as content when it has none.
     static void markFailure(JSONValue &result);
+    // Why the arguments do not meet the tool's input schema (the first failing path), or nothing.
+    static std::optional<std::string> invalidArguments(const ToolDefinition &tool, const JSONValue &arguments);
 
     // A list reply in its serial form, kept until its registry's revision changes.
     struct ListCache {

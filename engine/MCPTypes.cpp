@@ -60,6 +60,15 @@ JSONValue ToolAnnotations::toJSON() const
     json["priority"] = JSONValue(priority);
     if (!lastModified.empty())
         json["lastModified"] = JSONValue(lastModified);
+    if (title)
+        json["title"] = JSONValue(*title);
+    const std::pair<const char *, const std::optional<bool> *> hints[] = {{"readOnlyHint", &readOnlyHint},
+                                                                          {"destructiveHint", &destructiveHint},
+                                                                          {"idempotentHint", &idempotentHint},
+                                                                          {"openWorldHint", &openWorldHint}};
+    for (const auto &[key, hint] : hints)
+        if (*hint)
+            json[key] = JSONValue(**hint);
     return json;
 }
 
@@ -108,6 +117,8 @@ JSONValue ToolSchemaProperty::toJSON() const
 
 JSONValue ToolSchema::toJSON() const
 {
+    if (document)
+        return *document;
     JSONValue json;
     json["type"] = JSONValue(type);
     if (!properties.empty()) {

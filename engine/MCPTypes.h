@@ -18,6 +18,13 @@ struct ToolAnnotations {
     std::vector<std::string> audience;
     double priority = 0.0;
     std::string lastModified;
+    // What clients use to decide whether to ask before a call; each is sent only when set
+    // (a resource sets none of them).
+    std::optional<std::string> title;
+    std::optional<bool> readOnlyHint;
+    std::optional<bool> destructiveHint;
+    std::optional<bool> idempotentHint;
+    std::optional<bool> openWorldHint;
 
     JSONValue toJSON() const;
 };
@@ -43,6 +50,9 @@ struct ToolSchema {
     std::string type = "object";
     std::map<std::string, ToolSchemaProperty> properties;
     std::optional<std::vector<std::string>> required;
+    // The whole JSON Schema as its author wrote it; when set it is what clients see and
+    // what a call's arguments are checked against, and the fields above are not used.
+    std::optional<JSONValue> document;
 
     JSONValue toJSON() const;
 };

@@ -218,6 +218,21 @@ QString ConfigurationController::importSummary(const ImportResult &result)
 
 // ---- conversions ----
 
+QString ConfigurationController::compactText(const QJsonObject &object)
+{
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+std::optional<QJsonObject> ConfigurationController::storedObject(const std::optional<QString> &text)
+{
+    if (!text || text->isEmpty())
+        return std::nullopt;
+    const QJsonDocument document = QJsonDocument::fromJson(text->toUtf8());
+    if (!document.isObject())
+        return std::nullopt;
+    return document.object();
+}
+
 std::optional<JSONToolConfig> ConfigurationController::toolConfig(const ToolsConfig *tool, ExportError *error)
 {
     JSONToolConfig config;
@@ -230,6 +245,7 @@ std::optional<JSONToolConfig> ConfigurationController::toolConfig(const ToolsCon
     config.toolType = tool->toolType().value_or(QString());
     config.scriptName = tool->scriptFileName().value_or(QString());
     config.annotations = JSONAnnotations::exportDefaults();
+    config.annotations.setHints(storedObject(tool->annotationHints()).value_or(QJsonObject()));
     auto input = mergeSchemas(ToolsQueryService::sortedInputSchemas(tool),
                               QStringLiteral("Parameter input schema name missing."), error);
     if (!input)
@@ -240,6 +256,8 @@ std::optional<JSONToolConfig> ConfigurationController::toolConfig(const ToolsCon
         return std::nullopt;
     config.inputSchema = *input;
     config.outputSchema = *output;
+    config.inputSchema.document = storedObject(tool->inputSchemaJson());
+    config.outputSchema.document = storedObject(tool->outputSchemaJson());
     return config;
 }
 
@@ -579,6 +597,12 @@ void ConfigurationController::insertTool(const JSONToolConfig &config, const QSt
         scriptName = QDir::cleanPath(QDir(root).absoluteFilePath(scriptName));
     tool->setScriptFileName(scriptName);
     tool->setTitle(config.title);
+    if (const QJsonObject hints = config.annotations.hintsJson(); !hints.isEmpty())
+        tool->setAnnotationHints(compactText(hints));
+    if (config.inputSchema.document)
+        tool->setInputSchemaJson(compactText(*config.inputSchema.document));
+    if (config.outputSchema.document)
+        tool->setOutputSchemaJson(compactText(*config.outputSchema.document));
     insertSchema<ToolInputSchema, ToolInSchemaParams>(m_context, tool, config.inputSchema,
                                                       &ToolsConfig::addInputSchemasObject);
     insertSchema<ToolOutputSchema, ToolOutSchemeParams>(m_context, tool, config.outputSchema,

@@ -168,6 +168,45 @@ TEST_F(RoutesTest, ToolCallValidation)
     EXPECT_EQ(log.count(3004), 8);  // the error lines above, none more
 }
 
+TEST_F(RoutesTest, ArgumentsAreCheckedAgainstAWrittenSchemaBeforeTheToolRuns)
+{
+    int runs = 0;
+    ToolDefinition tool = makeTextTool("weather", [&](const JSONValue &) {
+        ++runs;
+        return std::string(R"({"content":[]})");
+    });
+    tool.inputSchema.document = JSONParser::parseDocument(R"({"type": "object",
+        "$defs": {"place": {"type": "object", "properties": {"zip": {"type": "string", "pattern": "^[0-9]{5}$"}}}},
+        "properties": {"unit": {"enum": ["C", "F"]}, "where": {"$ref": "#/$defs/place"}}, "required": ["unit"]})");
+    server.getToolService()->registerTool(tool);
+    // The property list of a tool without a written schema is not held to the letter.
+    ToolDefinition plain = makeTextTool("plain", [](const JSONValue &) { return std::string("{}"); });
+    plain.inputSchema.properties["n"].type = "bool";
+    plain.inputSchema.required = std::vector<std::string>{"n"};
+    server.getToolService()->registerTool(plain);
+
+    const std::string head = R"({"id":1,"method":"tools/call","params":{"name":"weather","arguments":)";
+    expectError(head + "{}}}", -32602, "Invalid arguments for tool 'weather' at the top level: the member 'unit' is required", 3004);
+    expectError(head + R"({"unit":"K"}}})", -32602, R"(Invalid arguments for tool 'weather' at /unit: must be one of ["C","F"])", 3004);
+    expectError(head + R"({"unit":"C","where":{"zip":"1"}}}})", -32602,
+                R"(Invalid arguments for tool 'weather' at /where/zip: must match the pattern "^[0-9]{5}$")", 3004);
+    // Arguments left out count as an empty Object, which the schema refuses too.
+    expectError(R"({"id":1,"method":"tools/call","params":{"name":"weather"}})", -32602,
+                "Invalid arguments for tool 'weather' at the top level: the member 'unit' is required");
+    EXPECT_EQ(runs, 0);
+    EXPECT_EQ(call(head + R"({"unit":"F","where":{"zip":"12345"}}}})")->type, MCPMessage::MessageType::Response);
+    EXPECT_EQ(runs, 1);
+    EXPECT_EQ(call(R"({"id":2,"method":"tools/call","params":{"name":"plain","arguments":{"n":"x"}}})")->type,
+              MCPMessage::MessageType::Response);
+    // tools/list shows the written schema as it stands.
+    const JSONValue listed = resultOf(call(R"({"id":3,"method":"tools/list"})"));
+    for (const JSONValue &entry : listed.at("tools").asArray()) {
+        if (entry.at("name").asString() == "weather") {
+            EXPECT_EQ(entry.at("inputSchema"), *tool.inputSchema.document);
+        }
+    }
+}
+
 TEST_F(RoutesTest, ToolCallHandsTheArgumentsOverAsTheyCame)
 {
     JSONValue seen;
@@ -282,7 +321,12 @@ TEST_F(RoutesTest, ResourceRoutes)
     expectError(head + "{}}", -32731, "Resource read missing 'uri' parameter", 3010);
     expectError(head + R"({"uri":""}})", -32732, "Resource URL must not be empty", 3010);
     expectError(head + R"({"uri":7}})", -32732, "Resource URL must not be empty", 3010);
-    expectError(head + R"({"uri":"file:///zz"}})", -32732, "Resource object for 'file:///zz' not found", 3010);
+    expectError(head + R"({"uri":"file:///zz"}})", -32002, "Resource object for 'file:///zz' not found", 3010);
+    // The URI that named nothing is in the error's data, where clients look for it.
+    EXPECT_EQ(call(head + R"({"uri":"file:///zz"}})")->toString(),
+              "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 1,\n  \"error\": {\n    \"code\": -32002,\n"
+              "    \"message\": \"Resource object for 'file:///zz' not found\",\n    \"data\": {\n"
+              "      \"uri\": \"file:///zz\"\n    }\n  }\n}");
 
     auto read = call(head + R"({"uri":"file:///a.txt"}})", "S1");
     const JSONValue &content = read->result.at("contents").asArray().at(0);
@@ -307,7 +351,7 @@ TEST_F(RoutesTest, ResourceRoutes)
         EXPECT_EQ(item.at("blob").asString(), "iVBORw0=") << uri;
         EXPECT_FALSE(item.contains("text"));
     }
-    expectError(head + R"({"uri":"https://example.com/x"}})", -32732, "Resource object for 'https://example.com/x' not found", 3010);
+    expectError(head + R"({"uri":"https://example.com/x"}})", -32002, "Resource object for 'https://example.com/x' not found", 3010);
 
     auto list = call(R"({"id":2,"method":"resources/list"})");
     EXPECT_EQ(resultOf(list).at("resources").asArray().size(), 4u);
@@ -336,7 +380,7 @@ TEST_F(RoutesTest, PromptRoutes)
     auto message = [&](const std::string &body) {
         return call(body)->result.at("messages").asArray().at(0).at("content").at("text").asString();
     };
-    EXPECT_EQ(message(head + R"({"name":"nope"}})"), "Prompt not found: nope");
+    expectError(head + R"({"name":"nope"}})", -32602, "Prompt not found: nope", 3011);
     // A required argument without a value is the client's error, named.
     for (const char *arguments : {"", R"(,"arguments":{})", R"(,"arguments":{"who":""})", R"(,"arguments":{"who":null})"})
         expectError(head + R"({"name":"greet")" + arguments + "}}", -32602, "Missing required argument 'who' for prompt 'greet'", 3011);
