@@ -187,6 +187,26 @@ JSONValue ResourceDefinition::toJSON() const
     content["created_at"] = JSONValue(data.createdAt);
     content["updated_at"] = JSONValue(data.updatedAt);
     json["data"] = std::move(content);
+    if (!variables.empty()) {
+        JSONValue values{JSONValue::ObjectType{}};
+        for (const auto &[name, value] : variables)
+            values[name] = JSONValue(value);
+        json["variables"] = std::move(values);
+        json["uriTemplate"] = JSONValue(uriTemplate);
+    }
+    return json;
+}
+
+JSONValue ResourceDefinition::templateJSON() const
+{
+    JSONValue json;
+    json["uriTemplate"] = JSONValue(uri);
+    json["name"] = JSONValue(name);
+    if (!description.empty())
+        json["description"] = JSONValue(description);
+    if (!mimeType.empty())
+        json["mimeType"] = JSONValue(mimeType);
+    json["annotations"] = annotations.toJSON();
     return json;
 }
 

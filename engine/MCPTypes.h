@@ -111,7 +111,13 @@ struct ResourceDefinition {
     std::string name;
     std::string description;
     std::string mimeType;
-    std::string type;  // "template" changes the shape of "resources/read"
+    std::string type;  // "template": `uri` is a URI template, listed by resources/templates/list
+    // A read through a template: the template the URI matched (`uri` is then the URI read)
+    // and the values of its variables.
+    std::string uriTemplate;
+    std::map<std::string, std::string> variables;
+    // Values offered by completion/complete, per template variable.
+    std::map<std::string, std::vector<std::string>> completions;
     ResourceMetadata metadata;
     std::vector<std::string> contextTags;
     std::vector<RelatedResource> relatedResources;
@@ -120,12 +126,15 @@ struct ResourceDefinition {
     ResourceData data;
 
     JSONValue toJSON() const;
+    // The entry of resources/templates/list.
+    JSONValue templateJSON() const;
 };
 
 struct PromptArgument {
     std::string name;
     std::string description;
     bool required = false;
+    std::vector<std::string> values;  // offered by completion/complete
 };
 
 // Renders a prompt from the request's params.

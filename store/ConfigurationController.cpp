@@ -29,6 +29,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QMetaObject>
 #include <QStandardPaths>
@@ -262,6 +263,10 @@ JSONResourceConfig ConfigurationController::resourceConfig(const ResourceConfig 
     JSONResourceConfig config;
     const std::optional<QUrl> uri = resource->uri();
     config.uri = uri ? uri->toString(QUrl::FullyEncoded) : QString();
+    // A template keeps its braces and operators as written, which a URL would escape.
+    if (resource->type() == QLatin1String("template"))
+        config.uri = QUrl::fromPercentEncoding(config.uri.toUtf8());
+    config.values = storedObject(resource->completionValues());
     config.name = resource->name().value_or(QString());
     config.resourceDescription = resource->resourceDescription().value_or(QString());
     config.mimeType = resource->mimeType().value_or(QString());
@@ -282,9 +287,17 @@ JSONPromptConfig ConfigurationController::promptConfig(const PromptConfig *promp
     config.name = prompt->name().value_or(QString());
     config.promptDescription = prompt->promptDescription().value_or(QString());
     config.templateText = prompt->templateText().value_or(QString());
-    for (const PromptArguments *argument : PromptQueryService::sortedArguments(prompt))
-        config.arguments.append(JSONPromptArgument{argument->name().value_or(QString()),
-                                                   argument->info().value_or(QString()), argument->required()});
+    for (const PromptArguments *argument : PromptQueryService::sortedArguments(prompt)) {
+        JSONPromptArgument entry{argument->name().value_or(QString()), argument->info().value_or(QString()),
+                                 argument->required(), std::nullopt};
+        if (const std::optional<QString> values = argument->completionValues()) {
+            QStringList list;
+            for (const QJsonValue &value : QJsonDocument::fromJson(values->toUtf8()).array())
+                list.append(value.toString());
+            entry.values = list;
+        }
+        config.arguments.append(entry);
+    }
     return config;
 }
 
@@ -593,9 +606,12 @@ void ConfigurationController::insertResource(const JSONResourceConfig &config)
     resource->setId(QUuid::createUuid());
     resource->setName(config.name);
     resource->setResourceDescription(config.resourceDescription);
-    const QUrl uri(config.uri, QUrl::StrictMode);
+    // A template's braces are no URL characters: kept escaped, given back as written.
+    const QUrl uri(config.uri, config.type == QLatin1String("template") ? QUrl::TolerantMode : QUrl::StrictMode);
     if (!config.uri.isEmpty() && uri.isValid())
         resource->setUri(uri);
+    if (config.values)
+        resource->setCompletionValues(compactText(*config.values));
     resource->setMimeType(config.mimeType);
     resource->setType(config.type);
     resource->setContextTags(config.contextTags);
@@ -617,6 +633,9 @@ void ConfigurationController::insertPrompt(const JSONPromptConfig &config)
         record->setName(argument.name);
         record->setInfo(argument.argumentDescription);
         record->setRequired(argument.required);
+        if (argument.values)
+            record->setCompletionValues(QString::fromUtf8(
+                QJsonDocument(QJsonArray::fromStringList(*argument.values)).toJson(QJsonDocument::Compact)));
         prompt->addArgumentsObject(record);
     }
 }

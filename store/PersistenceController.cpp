@@ -52,11 +52,14 @@ const char *const schemaV1[] = {
     R"(CREATE INDEX "PromptArguments_owner" ON "PromptArguments" ("promptConfig", "position"))",
 };
 
-// Version 2: a tool keeps its hints for clients and its schemas as written.
+// Version 2: a tool keeps its hints for clients and its schemas as written; template
+// variables and prompt arguments keep the values offered for completion.
 const char *const schemaV2[] = {
     R"(ALTER TABLE "ToolsConfig" ADD COLUMN "annotationHints" TEXT)",
     R"(ALTER TABLE "ToolsConfig" ADD COLUMN "inputSchemaJson" TEXT)",
     R"(ALTER TABLE "ToolsConfig" ADD COLUMN "outputSchemaJson" TEXT)",
+    R"(ALTER TABLE "ResourceConfig" ADD COLUMN "completionValues" TEXT)",
+    R"(ALTER TABLE "PromptArguments" ADD COLUMN "completionValues" TEXT)",
 };
 
 QString failureText(const QSqlError &error)

@@ -508,6 +508,9 @@ void MCPServerBridge::registerResource(const QVariantMap &configuration, Resourc
         definition.relatedResources = convertRelatedResources(
             QString::fromStdString(VariantJSON::fromVariant(related).toString(0)));
     definition.annotations = convertAnnotations(configuration.value(QStringLiteral("annotations")).toMap());
+    const QVariantMap values = configuration.value(QStringLiteral("values")).toMap();
+    for (auto it = values.begin(); it != values.end(); ++it)
+        definition.completions[utf8(it.key())] = variantStrings(it.value());
 
     const std::string now = utf8(currentTimestamp());
     definition.metadata.created = now;
@@ -525,7 +528,9 @@ MCP::ResourceDefinition MCPServerBridge::provideResource(const MCP::ResourceDefi
     ResourceProvider provider;
     {
         std::lock_guard lock(m_blocksMutex);
-        provider = m_resourceProviders.value(QString::fromStdString(definition.uri));
+        // A read through a template runs the template's provider.
+        provider = m_resourceProviders.value(
+            QString::fromStdString(definition.uriTemplate.empty() ? definition.uri : definition.uriTemplate));
     }
     if (provider) {
         const ResourceReading reading = provider(VariantJSON::toVariantMap(definition.toJSON()));
@@ -571,6 +576,7 @@ void MCPServerBridge::registerPrompt(const QVariantMap &configuration, PromptRen
         converted.name = utf8(argument.value(QStringLiteral("name")).toString());
         converted.description = utf8(argument.value(QStringLiteral("description")).toString());
         converted.required = argument.value(QStringLiteral("required")).toBool();
+        converted.values = variantStrings(argument.value(QStringLiteral("values")));
         definition.arguments.push_back(std::move(converted));
     }
     const std::string key = definition.name;

@@ -2,6 +2,7 @@
 
 #include "base/UserDefaults.h"
 #include "engine/IMCPResourceService.h"
+#include "engine/IMCPPromptService.h"
 #include "engine/MCPServer.h"
 #include "store/PromptQueryService.h"
 #include "store/ResourceQueryService.h"
@@ -358,9 +359,8 @@ TEST_F(ConfigTestFixture, AWrittenSchemaAndToolHintsRoundTripThroughTheStore)
                            {"outputSchema", QJsonObject{{"type", "object"}, {"properties", QJsonObject()}}}};
     const QString in = root + u"/In"_s;
     writeFile(in + u"/Tools/weather.json"_s, QJsonDocument(tool).toJson());
-    ImportError error;
-    const auto imported = controller->importConfiguration(in, nullptr, &error);
-    ASSERT_TRUE(imported.has_value()) << error.description();
+    const auto imported = controller->importConfiguration(in);
+    ASSERT_TRUE(imported.ok()) << (imported ? QString() : imported.error().description).toStdString();
     ASSERT_EQ(imported->importedTools, 1) << imported->allErrors().join(u'\n');
 
     // A later session: the store opened afresh, the description edited and saved.
@@ -393,8 +393,7 @@ TEST_F(ConfigTestFixture, AWrittenSchemaAndToolHintsRoundTripThroughTheStore)
 
 TEST_F(ConfigTestFixture, EveryBuiltInToolSaysWhetherItChangesAnything)
 {
-    ImportError error;
-    ASSERT_TRUE(controller->importBuiltinConfiguration(nullptr, &error).has_value()) << error.description();
+    ASSERT_TRUE(controller->importBuiltinConfiguration().ok());
     exportOrFail();
     for (const MCP::ToolDefinition &tool : bridge.server().getToolService()->listTools()) {
         ASSERT_TRUE(tool.annotations.readOnlyHint.has_value()) << tool.name;
@@ -417,4 +416,36 @@ TEST_F(ConfigTestFixture, EveryBuiltInToolSaysWhetherItChangesAnything)
         std::set<std::string> names(tool.annotations.audience.begin(), tool.annotations.audience.end());
         EXPECT_EQ(names.size(), tool.annotations.audience.size()) << tool.name;
     }
+}
+
+TEST_F(ConfigTestFixture, TemplatesKeepTheirUriAndCompletionValuesThroughTheStore)
+{
+    const QJsonObject annotations{{"audience", QJsonArray{"user"}}, {"priority", 0.5}, {"lastModified", ""}};
+    const QJsonObject resource{{"uri", "test://template/{id}/data{+rest}"}, {"name", "item"}, {"description", ""},
+                               {"mimeType", "application/json"}, {"type", "template"}, {"contextTags", ""},
+                               {"relatedResources", ""}, {"annotations", annotations},
+                               {"values", QJsonObject{{"id", QJsonArray{"123", "124"}}}}};
+    const QJsonObject prompt{{"name", "city"}, {"description", ""}, {"template", "{{name}}"},
+                             {"arguments", QJsonArray{QJsonObject{{"name", "name"}, {"description", ""}, {"required", true},
+                                                                  {"values", QJsonArray{"Paris", "Parma"}}}}}};
+    const QString in = root + u"/In"_s;
+    writeFile(in + u"/Resources/item.json"_s, QJsonDocument(resource).toJson());
+    writeFile(in + u"/Prompts/city.json"_s, QJsonDocument(prompt).toJson());
+    const auto imported = controller->importConfiguration(in);
+    ASSERT_TRUE(imported.ok()) << (imported ? QString() : imported.error().description).toStdString();
+    ASSERT_EQ(imported->importedResources + imported->importedPrompts, 2) << imported->allErrors().join(u'\n');
+    exportOrFail();
+
+    const QJsonObject exported = readJson(bundleFile(u"Resources"_s, u"item.json"_s));
+    EXPECT_EQ(exported["uri"].toString(), "test://template/{id}/data{+rest}");
+    EXPECT_EQ(exported["values"].toObject(), resource["values"].toObject());
+    EXPECT_EQ(readJson(bundleFile(u"Prompts"_s, u"city.json"_s))["arguments"][0]["values"].toArray(),
+              (QJsonArray{"Paris", "Parma"}));
+    // The engine lists it as a template and offers the values.
+    const auto registered = bridge.server().getResourceService()->findResource("test://template/{id}/data{+rest}");
+    ASSERT_TRUE(registered.has_value());
+    EXPECT_EQ(registered->completions.at("id"), (std::vector<std::string>{"123", "124"}));
+    const auto promptDefinition = bridge.server().getPromptService()->findPrompt("city");
+    ASSERT_TRUE(promptDefinition.has_value());
+    EXPECT_EQ(promptDefinition->arguments.at(0).values, (std::vector<std::string>{"Paris", "Parma"}));
 }

@@ -252,3 +252,32 @@ TEST(ConfigRecords, ToolHintsTravelWithTheAnnotations)
     EXPECT_FALSE(JSONToolConfig::fromJson(tool, &error).has_value());
     EXPECT_EQ(error, QStringLiteral("The value of 'annotations.idempotentHint' is not a boolean."));
 }
+
+TEST(ConfigRecords, CompletionValuesAreOptionalAndTyped)
+{
+    const QJsonObject templated = parse(R"({"uri": "test://t/{id}", "name": "t", "description": "", "mimeType": "text/plain",
+        "type": "template", "contextTags": "", "relatedResources": "",
+        "annotations": {"audience": [], "priority": 1, "lastModified": ""}, "values": {"id": ["1", "2"]}})");
+    QString error;
+    const auto resource = JSONResourceConfig::fromJson(templated, &error);
+    ASSERT_TRUE(resource.has_value()) << error.toStdString();
+    EXPECT_EQ(resource->toJson(), templated);
+    EXPECT_EQ(resource->toVariant().value(QStringLiteral("values")).toMap().value(QStringLiteral("id")).toStringList(),
+              (QStringList{"1", "2"}));
+    QJsonObject bad = templated;
+    bad.insert(QStringLiteral("values"), QJsonObject{{"id", QJsonArray{1}}});
+    EXPECT_FALSE(JSONResourceConfig::fromJson(bad, &error).has_value());
+    EXPECT_EQ(error, QStringLiteral("The value of 'values.id' is not an array of strings."));
+    QJsonObject without = templated;
+    without.remove(QStringLiteral("values"));
+    EXPECT_FALSE(JSONResourceConfig::fromJson(without)->toJson().contains(QStringLiteral("values")));
+
+    const QJsonObject prompt = parse(R"({"name": "p", "description": "", "template": "{{a}}",
+        "arguments": [{"name": "a", "description": "", "required": false, "values": ["x", "y"]},
+                      {"name": "b", "description": "", "required": false}]})");
+    const auto config = JSONPromptConfig::fromJson(prompt, &error);
+    ASSERT_TRUE(config.has_value()) << error.toStdString();
+    EXPECT_EQ(config->toJson(), prompt);
+    EXPECT_EQ(config->arguments[0].values, (QStringList{"x", "y"}));
+    EXPECT_FALSE(config->arguments[1].values.has_value());
+}
