@@ -25,6 +25,9 @@ public:
     virtual void clearResources() = 0;
     virtual std::optional<ResourceDefinition> findResource(const std::string &uri) = 0;
     virtual std::optional<ResourceDefinition> findResourceByName(const std::string &name) = 0;
+    // The first template resource (in URI order) whose template matches the URI: a copy
+    // with `uri` the URI, `uriTemplate` the template and the variables filled in.
+    virtual std::optional<ResourceDefinition> matchTemplate(const std::string &uri) = 0;
 
     // Scheme and host in lower case, a default port dropped, and for the schemes of the web
     // (http, https, ws, wss, ftp, file) an empty path as "/". Other URIs keep all but the

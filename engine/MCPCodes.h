@@ -26,6 +26,8 @@ constexpr int32_t ToolMissingMethod = -32629;
 constexpr int32_t ResourceInvalidParams = -32730;
 constexpr int32_t ResourceMissingUri = -32731;
 constexpr int32_t ResourceNotFound = -32732;
+// What clients look for when a URI names nothing: the protocol's own code, the URI in `data`.
+constexpr int32_t ResourceUnknown = -32002;
 
 constexpr int32_t PromptMissingName = -32613;
 constexpr int32_t PromptEmptyName = -32614;

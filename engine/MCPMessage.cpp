@@ -77,7 +77,12 @@ std::string MCPMessage::toString() const
         out += std::to_string(errorCode);
         out += ",\n    \"message\": \"";
         JSONValue::appendEscaped(out, *errorMessage);
-        out += "\"\n  }";
+        out += '"';
+        if (!errorData.isNull()) {
+            out += ",\n    \"data\": ";
+            errorData.appendTo(out, 2);
+        }
+        out += "\n  }";
     }
     out += "\n}";
     return out;

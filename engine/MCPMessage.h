@@ -24,6 +24,8 @@ public:
     JSONValue result;
     std::optional<std::string> errorMessage;
     int32_t errorCode = 0;
+    // An error's `data` member; left out while Null.
+    JSONValue errorData;
     // A response's result already in its serial form (as result.appendTo at level 2 writes
     // it), shared between responses: toString writes it in place of `result`.
     std::shared_ptr<const std::string> resultText;

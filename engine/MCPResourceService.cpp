@@ -1,6 +1,7 @@
 #include "engine/MCPResourceService.h"
 
 #include "engine/AsciiText.h"
+#include "engine/UriTemplate.h"
 
 #include <algorithm>
 
@@ -64,6 +65,24 @@ std::optional<ResourceDefinition> MCPResourceService::findResourceByName(const s
         for (const auto &[uri, definition] : resources)
             if (definition.name == name)
                 return definition;
+        return std::nullopt;
+    });
+}
+
+std::optional<ResourceDefinition> MCPResourceService::matchTemplate(const std::string &uri)
+{
+    return m_resources.withLock([&](const auto &resources) -> std::optional<ResourceDefinition> {
+        for (const auto &[key, definition] : resources) {
+            if (definition.type != "template")
+                continue;
+            if (auto values = UriTemplate::match(key, uri)) {
+                ResourceDefinition found = definition;
+                found.uriTemplate = key;
+                found.uri = uri;
+                found.variables = std::move(*values);
+                return found;
+            }
+        }
         return std::nullopt;
     });
 }

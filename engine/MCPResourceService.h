@@ -14,6 +14,7 @@ public:
     // The lookups take the lock as well (see MCPToolService::findTool).
     std::optional<ResourceDefinition> findResource(const std::string &uri) override;
     std::optional<ResourceDefinition> findResourceByName(const std::string &name) override;
+    std::optional<ResourceDefinition> matchTemplate(const std::string &uri) override;
     ResourceDefinition readResource(const ResourceDefinition &definition) override;
     std::vector<ResourceDefinition> listResources() override { return m_resources.list(); }
     void setListChangedCallback(std::function<void()> callback) override

@@ -6,6 +6,7 @@
 #include "engine/MCPHttpTransport.h"
 #include "engine/MCPPromptService.h"
 #include "engine/MCPResourceService.h"
+#include "engine/JSONSchemaValidator.h"
 #include "engine/MCPServerMessage.h"
 #include "engine/MCPToolService.h"
 #include "engine/PromptTemplate.h"
@@ -302,6 +303,14 @@ void MCPServer::setupRoutes()
     m_router.addRoute("resources/read", bind(&MCPServer::handleResourcesRead));
     m_router.addRoute("prompts/list", bind(&MCPServer::handlePromptsList));
     m_router.addRoute("prompts/get", bind(&MCPServer::handlePromptsGet));
+    addContentRoutes();
+}
+
+void MCPServer::addContentRoutes()
+{
+    m_router.addRoute("resources/templates/list",
+                      [this](const MCPContext &context) { return handleResourceTemplatesList(context); });
+    m_router.addRoute("completion/complete", [this](const MCPContext &context) { return handleCompletion(context); });
 }
 
 // ---- session routes ----
@@ -336,6 +345,9 @@ std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &contex
         capabilities["resources"]["listChanged"] = JSONValue(true);
     if (m_promptService->count() > 0)
         capabilities["prompts"]["listChanged"] = JSONValue(true);
+    // Values for prompt arguments and template variables, where the records give some.
+    if (m_promptService->count() > 0 || m_resourceService->count() > 0)
+        capabilities["completions"] = JSONValue(JSONValue::ObjectType{});
     result["capabilities"] = std::move(capabilities);
     if (m_config.instructions)
         result["instructions"] = JSONValue(*m_config.instructions);
@@ -488,6 +500,9 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
     const JSONValue &arguments =
         params.contains("arguments") && params.at("arguments").isObject() ? params.at("arguments") : noArguments;
 
+    if (auto invalid = invalidArguments(*tool, arguments))
+        return fail(RPCCode::InvalidParams, *invalid);
+
     const std::string key = id.key();
     const auto token = registerRequest(key);
     // A client that can hear nothing before the answer gets no reporter: nothing is built
@@ -543,6 +558,19 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
     return MCPServerMessage::createResponse(*context.message, std::move(result));
 }
 
+std::optional<std::string> MCPServer::invalidArguments(const ToolDefinition &tool, const JSONValue &arguments)
+{
+    // Only a schema kept as written is held to the letter; the older property list was
+    // never checked and its types ("bool") are no JSON Schema names.
+    if (!tool.inputSchema.document)
+        return std::nullopt;
+    const auto failure = JSONSchemaValidator(*tool.inputSchema.document).validate(arguments);
+    if (!failure)
+        return std::nullopt;
+    return "Invalid arguments for tool '" + tool.name + "' at " +
+           (failure->path.empty() ? std::string("the top level") : failure->path) + ": " + failure->message;
+}
+
 void MCPServer::markFailure(JSONValue &result)
 {
     if (!result.isObject() || result.contains("isError"))
@@ -571,8 +599,12 @@ void MCPServer::markFailure(JSONValue &result)
 
 std::shared_ptr<MCPMessage> MCPServer::handleResourcesList(const MCPContext &context)
 {
-    const auto [text, count] = cachedList(m_resourceList, m_resourceService->revision(),
-                                          [this] { return listReply("resources", m_resourceService->listResources()); });
+    // Templates are listed by resources/templates/list only.
+    const auto [text, count] = cachedList(m_resourceList, m_resourceService->revision(), [this] {
+        std::vector<ResourceDefinition> plain = m_resourceService->listResources();
+        std::erase_if(plain, [](const ResourceDefinition &resource) { return resource.type == "template"; });
+        return listReply("resources", plain);
+    });
     if (logs(LogMessageType::Info))
         log(LogMessageType::Info, LogCode::Info, "Resources list requested - count: " + std::to_string(count));
     auto response = MCPServerMessage::createResponse(*context.message, JSONValue());
@@ -597,9 +629,16 @@ std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &con
         return fail(RPCCode::ResourceNotFound, "Resource URL must not be empty");
     const std::string &uri = uriValue.asString();
     log(LogMessageType::Info, LogCode::Info, "Reading resource: " + uri);
-    const auto found = m_resourceService->findResource(uri);
+    auto found = m_resourceService->findResource(uri);
     if (!found)
-        return fail(RPCCode::ResourceNotFound, "Resource object for '" + uri + "' not found");
+        found = m_resourceService->matchTemplate(uri);
+    if (!found) {
+        const std::string text = "Resource object for '" + uri + "' not found";
+        log(LogMessageType::Error, LogCode::ResourceReadFailed, text);
+        JSONValue data;
+        data["uri"] = JSONValue(uri);
+        return MCPServerMessage::createError(id, text, RPCCode::ResourceUnknown, std::move(data));
+    }
     const ResourceDefinition resource = m_resourceService->readResource(*found);
     if (!resource.data.error.empty())
         return fail(RPCCode::InternalError, "Failed to read resource '" + uri + "': " + resource.data.error);
@@ -614,7 +653,7 @@ std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &con
     content["content"] = JSONValue(resource.data.content);
 
     JSONValue result;
-    if (resource.type == "template") {
+    if (resource.type == "template" && resource.variables.empty()) {
         result["resourceTemplates"] = JSONValue(JSONValue::ArrayType{std::move(content)});
     } else {
         // The resource's own text (or its bytes) where every client looks for it.
@@ -626,6 +665,85 @@ std::shared_ptr<MCPMessage> MCPServer::handleResourcesRead(const MCPContext &con
     }
     result["status"] = JSONValue("success");
     return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+std::shared_ptr<MCPMessage> MCPServer::handleResourceTemplatesList(const MCPContext &context)
+{
+    JSONValue::ArrayType list;
+    for (const ResourceDefinition &resource : m_resourceService->listResources())
+        if (resource.type == "template")
+            list.push_back(resource.templateJSON());
+    if (logs(LogMessageType::Info))
+        log(LogMessageType::Info, LogCode::Info, "Resource templates list requested - count: " + std::to_string(list.size()));
+    JSONValue result;
+    result["resourceTemplates"] = JSONValue(std::move(list));
+    return MCPServerMessage::createResponse(*context.message, std::move(result));
+}
+
+std::shared_ptr<MCPMessage> MCPServer::handleCompletion(const MCPContext &context)
+{
+    auto fail = [&](const std::string &text) {
+        log(LogMessageType::Error, LogCode::Info, text);
+        return MCPServerMessage::createError(context.message->id, text, RPCCode::InvalidParams);
+    };
+    const JSONValue &params = context.params;
+    auto text = [](const JSONValue &object, const char *key) -> std::string {
+        return object.isObject() && object.contains(key) && object.at(key).isString() ? object.at(key).asString() : std::string();
+    };
+    if (!params.isObject() || !params.contains("ref") || !params.contains("argument"))
+        return fail("Completion needs 'ref' and 'argument'");
+    const JSONValue &ref = params.at("ref");
+    const JSONValue &argument = params.at("argument");
+    const std::string name = text(argument, "name");
+    const std::string typed = text(argument, "value");
+    if (name.empty())
+        return fail("Completion argument has no name");
+
+    std::vector<std::string> offered;
+    const std::string kind = text(ref, "type");
+    if (kind == "ref/prompt") {
+        const auto prompt = m_promptService->findPrompt(text(ref, "name"));
+        if (!prompt)
+            return fail("Prompt not found: " + text(ref, "name"));
+        for (const PromptArgument &entry : prompt->arguments)
+            if (entry.name == name)
+                offered = entry.values;
+    } else if (kind == "ref/resource") {
+        const std::string uri = text(ref, "uri");
+        const auto resource = m_resourceService->findResource(uri);
+        if (!resource || resource->type != "template")
+            return fail("Resource template not found: " + uri);
+        if (auto it = resource->completions.find(name); it != resource->completions.end())
+            offered = it->second;
+    } else {
+        return fail("Unknown completion reference type: " + kind);
+    }
+    return MCPServerMessage::createResponse(*context.message, completionResult(offered, typed));
+}
+
+JSONValue MCPServer::completionResult(const std::vector<std::string> &offered, const std::string &typed)
+{
+    // What starts with what was typed, ignoring ASCII case; at most 100, as the protocol allows.
+    auto lowered = [](std::string value) {
+        for (char &c : value)
+            if (c >= 'A' && c <= 'Z')
+                c = static_cast<char>(c - 'A' + 'a');
+        return value;
+    };
+    const std::string prefix = lowered(typed);
+    JSONValue::ArrayType values;
+    size_t total = 0;
+    for (const std::string &value : offered) {
+        if (!lowered(value).starts_with(prefix))
+            continue;
+        if (++total <= 100)
+            values.emplace_back(value);
+    }
+    JSONValue result;
+    result["completion"]["values"] = JSONValue(std::move(values));
+    result["completion"]["total"] = JSONValue(static_cast<double>(total));
+    result["completion"]["hasMore"] = JSONValue(total > 100);
+    return result;
 }
 
 // ---- prompts ----
@@ -666,14 +784,19 @@ std::shared_ptr<MCPMessage> MCPServer::handlePromptsGet(const MCPContext &contex
     const std::optional<PromptDefinition> prompt = m_promptService->findPrompt(name);
     const JSONValue noValues;
     const JSONValue &values = params.contains("arguments") ? params.at("arguments") : noValues;
-    if (prompt) {
+    if (!prompt) {
+        const std::string message = "Prompt not found: " + name;
+        log(LogMessageType::Error, LogCode::PromptGetFailed, message);
+        return MCPServerMessage::createError(id, message, RPCCode::InvalidParams);
+    }
+    {
         if (const std::optional<std::string> missing = PromptTemplate::missingRequired(prompt->arguments, values)) {
             const std::string message = "Missing required argument '" + *missing + "' for prompt '" + name + "'";
             log(LogMessageType::Error, LogCode::PromptGetFailed, message);
             return MCPServerMessage::createError(id, message, RPCCode::InvalidParams);
         }
     }
-    if (prompt && !prompt->template_.empty())
+    if (!prompt->template_.empty())
         text = PromptTemplate::render(prompt->template_, prompt->arguments, values);
     else
         text = m_promptService->renderPrompt(name, params);

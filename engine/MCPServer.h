@@ -91,6 +91,14 @@ private:
     // A failed tool result (structured success false, or an executor's {"error": text})
     // gets "isError": true, and the error's text as content when it has none.
     static void markFailure(JSONValue &result);
+    // Resource templates and completions, beside the routes above.
+    void addContentRoutes();
+    std::shared_ptr<MCPMessage> handleResourceTemplatesList(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handleCompletion(const MCPContext &context);
+    // The completion/complete result: the offered values that start with what was typed.
+    static JSONValue completionResult(const std::vector<std::string> &offered, const std::string &typed);
+    // Why the arguments do not meet the tool's input schema (the first failing path), or nothing.
+    static std::optional<std::string> invalidArguments(const ToolDefinition &tool, const JSONValue &arguments);
 
     // A list reply in its serial form, kept until its registry's revision changes.
     struct ListCache {

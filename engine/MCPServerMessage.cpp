@@ -12,13 +12,14 @@ std::shared_ptr<MCPServerMessage> MCPServerMessage::createResponse(const MCPMess
     return message;
 }
 
-std::shared_ptr<MCPServerMessage> MCPServerMessage::createError(RequestId id, std::string text, int32_t code)
+std::shared_ptr<MCPServerMessage> MCPServerMessage::createError(RequestId id, std::string text, int32_t code, JSONValue data)
 {
     auto message = std::make_shared<MCPServerMessage>();
     message->type = MessageType::Error;
     message->id = std::move(id);
     message->errorMessage = std::move(text);
     message->errorCode = code;
+    message->errorData = std::move(data);
     return message;
 }
 

@@ -60,6 +60,15 @@ JSONValue ToolAnnotations::toJSON() const
     json["priority"] = JSONValue(priority);
     if (!lastModified.empty())
         json["lastModified"] = JSONValue(lastModified);
+    if (title)
+        json["title"] = JSONValue(*title);
+    const std::pair<const char *, const std::optional<bool> *> hints[] = {{"readOnlyHint", &readOnlyHint},
+                                                                          {"destructiveHint", &destructiveHint},
+                                                                          {"idempotentHint", &idempotentHint},
+                                                                          {"openWorldHint", &openWorldHint}};
+    for (const auto &[key, hint] : hints)
+        if (*hint)
+            json[key] = JSONValue(**hint);
     return json;
 }
 
@@ -108,6 +117,8 @@ JSONValue ToolSchemaProperty::toJSON() const
 
 JSONValue ToolSchema::toJSON() const
 {
+    if (document)
+        return *document;
     JSONValue json;
     json["type"] = JSONValue(type);
     if (!properties.empty()) {
@@ -176,6 +187,26 @@ JSONValue ResourceDefinition::toJSON() const
     content["created_at"] = JSONValue(data.createdAt);
     content["updated_at"] = JSONValue(data.updatedAt);
     json["data"] = std::move(content);
+    if (!variables.empty()) {
+        JSONValue values{JSONValue::ObjectType{}};
+        for (const auto &[name, value] : variables)
+            values[name] = JSONValue(value);
+        json["variables"] = std::move(values);
+        json["uriTemplate"] = JSONValue(uriTemplate);
+    }
+    return json;
+}
+
+JSONValue ResourceDefinition::templateJSON() const
+{
+    JSONValue json;
+    json["uriTemplate"] = JSONValue(uri);
+    json["name"] = JSONValue(name);
+    if (!description.empty())
+        json["description"] = JSONValue(description);
+    if (!mimeType.empty())
+        json["mimeType"] = JSONValue(mimeType);
+    json["annotations"] = annotations.toJSON();
     return json;
 }
 

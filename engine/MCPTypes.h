@@ -18,6 +18,13 @@ struct ToolAnnotations {
     std::vector<std::string> audience;
     double priority = 0.0;
     std::string lastModified;
+    // What clients use to decide whether to ask before a call; each is sent only when set
+    // (a resource sets none of them).
+    std::optional<std::string> title;
+    std::optional<bool> readOnlyHint;
+    std::optional<bool> destructiveHint;
+    std::optional<bool> idempotentHint;
+    std::optional<bool> openWorldHint;
 
     JSONValue toJSON() const;
 };
@@ -43,6 +50,9 @@ struct ToolSchema {
     std::string type = "object";
     std::map<std::string, ToolSchemaProperty> properties;
     std::optional<std::vector<std::string>> required;
+    // The whole JSON Schema as its author wrote it; when set it is what clients see and
+    // what a call's arguments are checked against, and the fields above are not used.
+    std::optional<JSONValue> document;
 
     JSONValue toJSON() const;
 };
@@ -101,7 +111,13 @@ struct ResourceDefinition {
     std::string name;
     std::string description;
     std::string mimeType;
-    std::string type;  // "template" changes the shape of "resources/read"
+    std::string type;  // "template": `uri` is a URI template, listed by resources/templates/list
+    // A read through a template: the template the URI matched (`uri` is then the URI read)
+    // and the values of its variables.
+    std::string uriTemplate;
+    std::map<std::string, std::string> variables;
+    // Values offered by completion/complete, per template variable.
+    std::map<std::string, std::vector<std::string>> completions;
     ResourceMetadata metadata;
     std::vector<std::string> contextTags;
     std::vector<RelatedResource> relatedResources;
@@ -110,12 +126,15 @@ struct ResourceDefinition {
     ResourceData data;
 
     JSONValue toJSON() const;
+    // The entry of resources/templates/list.
+    JSONValue templateJSON() const;
 };
 
 struct PromptArgument {
     std::string name;
     std::string description;
     bool required = false;
+    std::vector<std::string> values;  // offered by completion/complete
 };
 
 // Renders a prompt from the request's params.

@@ -29,6 +29,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QMetaObject>
 #include <QStandardPaths>
@@ -215,6 +216,21 @@ QString ConfigurationController::importSummary(const ImportResult &result)
 
 // ---- conversions ----
 
+QString ConfigurationController::compactText(const QJsonObject &object)
+{
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+std::optional<QJsonObject> ConfigurationController::storedObject(const std::optional<QString> &text)
+{
+    if (!text || text->isEmpty())
+        return std::nullopt;
+    const QJsonDocument document = QJsonDocument::fromJson(text->toUtf8());
+    if (!document.isObject())
+        return std::nullopt;
+    return document.object();
+}
+
 Result<JSONToolConfig> ConfigurationController::toolConfig(const ToolsConfig *tool)
 {
     JSONToolConfig config;
@@ -227,6 +243,7 @@ Result<JSONToolConfig> ConfigurationController::toolConfig(const ToolsConfig *to
     config.toolType = tool->toolType().value_or(QString());
     config.scriptName = tool->scriptFileName().value_or(QString());
     config.annotations = JSONAnnotations::exportDefaults();
+    config.annotations.setHints(storedObject(tool->annotationHints()).value_or(QJsonObject()));
     auto input = mergeSchemas(ToolsQueryService::sortedInputSchemas(tool),
                               QStringLiteral("Parameter input schema name missing."));
     if (!input)
@@ -237,6 +254,8 @@ Result<JSONToolConfig> ConfigurationController::toolConfig(const ToolsConfig *to
         return output.error();
     config.inputSchema = *input;
     config.outputSchema = *output;
+    config.inputSchema.document = storedObject(tool->inputSchemaJson());
+    config.outputSchema.document = storedObject(tool->outputSchemaJson());
     return config;
 }
 
@@ -245,6 +264,10 @@ JSONResourceConfig ConfigurationController::resourceConfig(const ResourceConfig 
     JSONResourceConfig config;
     const std::optional<QUrl> uri = resource->uri();
     config.uri = uri ? uri->toString(QUrl::FullyEncoded) : QString();
+    // A template keeps its braces and operators as written, which a URL would escape.
+    if (resource->type() == QLatin1String("template"))
+        config.uri = QUrl::fromPercentEncoding(config.uri.toUtf8());
+    config.values = storedObject(resource->completionValues());
     config.name = resource->name().value_or(QString());
     config.resourceDescription = resource->resourceDescription().value_or(QString());
     config.mimeType = resource->mimeType().value_or(QString());
@@ -265,9 +288,17 @@ JSONPromptConfig ConfigurationController::promptConfig(const PromptConfig *promp
     config.name = prompt->name().value_or(QString());
     config.promptDescription = prompt->promptDescription().value_or(QString());
     config.templateText = prompt->templateText().value_or(QString());
-    for (const PromptArguments *argument : PromptQueryService::sortedArguments(prompt))
-        config.arguments.append(JSONPromptArgument{argument->name().value_or(QString()),
-                                                   argument->info().value_or(QString()), argument->required()});
+    for (const PromptArguments *argument : PromptQueryService::sortedArguments(prompt)) {
+        JSONPromptArgument entry{argument->name().value_or(QString()), argument->info().value_or(QString()),
+                                 argument->required(), std::nullopt};
+        if (const std::optional<QString> values = argument->completionValues()) {
+            QStringList list;
+            for (const QJsonValue &value : QJsonDocument::fromJson(values->toUtf8()).array())
+                list.append(value.toString());
+            entry.values = list;
+        }
+        config.arguments.append(entry);
+    }
     return config;
 }
 
@@ -598,6 +629,12 @@ void ConfigurationController::insertTool(const JSONToolConfig &config, const QSt
         scriptName = QDir::cleanPath(QDir(root).absoluteFilePath(scriptName));
     tool->setScriptFileName(scriptName);
     tool->setTitle(config.title);
+    if (const QJsonObject hints = config.annotations.hintsJson(); !hints.isEmpty())
+        tool->setAnnotationHints(compactText(hints));
+    if (config.inputSchema.document)
+        tool->setInputSchemaJson(compactText(*config.inputSchema.document));
+    if (config.outputSchema.document)
+        tool->setOutputSchemaJson(compactText(*config.outputSchema.document));
     insertSchema<ToolInputSchema, ToolInSchemaParams>(m_context, tool, config.inputSchema,
                                                       &ToolsConfig::addInputSchemasObject);
     insertSchema<ToolOutputSchema, ToolOutSchemeParams>(m_context, tool, config.outputSchema,
@@ -610,9 +647,12 @@ void ConfigurationController::insertResource(const JSONResourceConfig &config)
     resource->setId(QUuid::createUuid());
     resource->setName(config.name);
     resource->setResourceDescription(config.resourceDescription);
-    const QUrl uri(config.uri, QUrl::StrictMode);
+    // A template's braces are no URL characters: kept escaped, given back as written.
+    const QUrl uri(config.uri, config.type == QLatin1String("template") ? QUrl::TolerantMode : QUrl::StrictMode);
     if (!config.uri.isEmpty() && uri.isValid())
         resource->setUri(uri);
+    if (config.values)
+        resource->setCompletionValues(compactText(*config.values));
     resource->setMimeType(config.mimeType);
     resource->setType(config.type);
     resource->setContextTags(config.contextTags);
@@ -634,6 +674,9 @@ void ConfigurationController::insertPrompt(const JSONPromptConfig &config)
         record->setName(argument.name);
         record->setInfo(argument.argumentDescription);
         record->setRequired(argument.required);
+        if (argument.values)
+            record->setCompletionValues(QString::fromUtf8(
+                QJsonDocument(QJsonArray::fromStringList(*argument.values)).toJson(QJsonDocument::Compact)));
         prompt->addArgumentsObject(record);
     }
 }

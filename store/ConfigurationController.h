@@ -89,6 +89,9 @@ public:
     static JSONPromptConfig promptConfig(const PromptConfig *prompt);
     // A comma list as exported: "a, b ,,c" gives a, b, c; "a, ,c" keeps its blank part as "".
     static QStringList splitList(const QString &text);
+    // A JSON Object kept in a text column, and back; text that holds no Object reads as none.
+    static QString compactText(const QJsonObject &object);
+    static std::optional<QJsonObject> storedObject(const std::optional<QString> &text);
 
     // The texts the menus show.
     static inline const QString exportCompletedText = QStringLiteral(

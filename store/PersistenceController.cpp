@@ -52,6 +52,16 @@ const char *const schemaV1[] = {
     R"(CREATE INDEX "PromptArguments_owner" ON "PromptArguments" ("promptConfig", "position"))",
 };
 
+// Version 2: a tool keeps its hints for clients and its schemas as written; template
+// variables and prompt arguments keep the values offered for completion.
+const char *const schemaV2[] = {
+    R"(ALTER TABLE "ToolsConfig" ADD COLUMN "annotationHints" TEXT)",
+    R"(ALTER TABLE "ToolsConfig" ADD COLUMN "inputSchemaJson" TEXT)",
+    R"(ALTER TABLE "ToolsConfig" ADD COLUMN "outputSchemaJson" TEXT)",
+    R"(ALTER TABLE "ResourceConfig" ADD COLUMN "completionValues" TEXT)",
+    R"(ALTER TABLE "PromptArguments" ADD COLUMN "completionValues" TEXT)",
+};
+
 QString failureText(const QSqlError &error)
 {
     const QString text = error.text().trimmed();
@@ -170,6 +180,12 @@ std::optional<QString> PersistenceController::open()
         };
         if (version < 1) {
             for (const char *statement : schemaV1) {
+                if (!query.exec(QString::fromUtf8(statement)))
+                    return fail(query.lastError());
+            }
+        }
+        if (version < 2) {
+            for (const char *statement : schemaV2) {
                 if (!query.exec(QString::fromUtf8(statement)))
                     return fail(query.lastError());
             }

@@ -15,7 +15,8 @@ const StoreColumns<PromptArguments::Values> &PromptArguments::columns()
     static const auto columns = StoreColumns<Values>().add("id", &Values::id)
                                                   .add("name", &Values::name)
                                                   .add("info", &Values::info)
-                                                  .addInteger("required", &Values::required);
+                                                  .addInteger("required", &Values::required)
+                                                  .add("completionValues", &Values::completionValues);
     return columns;
 }
 

@@ -21,6 +21,9 @@ public:
     void setName(std::optional<QString> value) { assign(m_v, &Values::name, std::move(value)); }
     std::optional<QString> info() const { return m_v.info; }
     void setInfo(std::optional<QString> value) { assign(m_v, &Values::info, std::move(value)); }
+    // The values offered for completion, as a compact JSON array text.
+    std::optional<QString> completionValues() const { return m_v.completionValues; }
+    void setCompletionValues(std::optional<QString> value) { assign(m_v, &Values::completionValues, std::move(value)); }
     bool required() const { return m_v.required; }
     void setRequired(bool value) { assign(m_v, &Values::required, value); }
 
@@ -40,6 +43,7 @@ private:
         std::optional<QString> name;
         std::optional<QString> info;
         bool required = false;
+        std::optional<QString> completionValues;
         PromptConfig *promptConfig = nullptr;
     };
     Values m_v;

@@ -20,7 +20,8 @@ const StoreColumns<ResourceConfig::Values> &ResourceConfig::columns()
                                                   .add("relatedResources", &Values::relatedResources)
                                                   .add("annAudience", &Values::annAudience)
                                                   .add("annPriority", &Values::annPriority)
-                                                  .add("annLastModified", &Values::annLastModified);
+                                                  .add("annLastModified", &Values::annLastModified)
+                                                  .add("completionValues", &Values::completionValues);
     return columns;
 }
 

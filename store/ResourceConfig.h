@@ -32,6 +32,9 @@ public:
     void setContextTags(std::optional<QString> value) { assign(m_v, &Values::contextTags, std::move(value)); }
     std::optional<QString> relatedResources() const { return m_v.relatedResources; }
     void setRelatedResources(std::optional<QString> value) { assign(m_v, &Values::relatedResources, std::move(value)); }
+    // A template's values offered for completion, per variable, as compact JSON object text.
+    std::optional<QString> completionValues() const { return m_v.completionValues; }
+    void setCompletionValues(std::optional<QString> value) { assign(m_v, &Values::completionValues, std::move(value)); }
     std::optional<QString> annAudience() const { return m_v.annAudience; }
     void setAnnAudience(std::optional<QString> value) { assign(m_v, &Values::annAudience, std::move(value)); }
     std::optional<double> annPriority() const { return m_v.annPriority; }
@@ -55,6 +58,7 @@ private:
         std::optional<QString> annAudience;
         std::optional<double> annPriority;
         std::optional<QDateTime> annLastModified;
+        std::optional<QString> completionValues;
     };
     Values m_v;
     std::unique_ptr<Values> m_stored;

@@ -21,7 +21,10 @@ const StoreColumns<ToolsConfig::Values> &ToolsConfig::columns()
                                                   .add("methodName", &Values::methodName)
                                                   .add("handlerName", &Values::handlerName)
                                                   .add("pluginName", &Values::pluginName)
-                                                  .add("scriptFileName", &Values::scriptFileName);
+                                                  .add("scriptFileName", &Values::scriptFileName)
+                                                  .add("annotationHints", &Values::annotationHints)
+                                                  .add("inputSchemaJson", &Values::inputSchemaJson)
+                                                  .add("outputSchemaJson", &Values::outputSchemaJson);
     return columns;
 }
 

@@ -37,6 +37,15 @@ public:
     void setPluginName(std::optional<QString> value) { assign(m_v, &Values::pluginName, std::move(value)); }
     std::optional<QString> scriptFileName() const { return m_v.scriptFileName; }
     void setScriptFileName(std::optional<QString> value) { assign(m_v, &Values::scriptFileName, std::move(value)); }
+    // The tool's standard hints and title for clients, as compact JSON object text.
+    std::optional<QString> annotationHints() const { return m_v.annotationHints; }
+    void setAnnotationHints(std::optional<QString> value) { assign(m_v, &Values::annotationHints, std::move(value)); }
+    // The input and output schemas as their author wrote them (compact JSON text): what the
+    // schema records above do not hold (enum, bounds, $defs, ...) is kept here.
+    std::optional<QString> inputSchemaJson() const { return m_v.inputSchemaJson; }
+    void setInputSchemaJson(std::optional<QString> value) { assign(m_v, &Values::inputSchemaJson, std::move(value)); }
+    std::optional<QString> outputSchemaJson() const { return m_v.outputSchemaJson; }
+    void setOutputSchemaJson(std::optional<QString> value) { assign(m_v, &Values::outputSchemaJson, std::move(value)); }
 
     QList<ToolInputSchema *> inputSchemas() const;
     // Also sets the child's `toolConfig`; a child that belonged to another record leaves it.
@@ -69,6 +78,9 @@ private:
         std::optional<QString> handlerName;
         std::optional<QString> pluginName;
         std::optional<QString> scriptFileName;
+        std::optional<QString> annotationHints;
+        std::optional<QString> inputSchemaJson;
+        std::optional<QString> outputSchemaJson;
         QList<ToolInputSchema *> inputSchemas;
         QList<ToolOutputSchema *> outputSchmas;
     };

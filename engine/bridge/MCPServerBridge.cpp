@@ -11,6 +11,7 @@
 #include <QLoggingCategory>
 #include <QMetaObject>
 #include <QStringList>
+#include <algorithm>
 #include <exception>
 
 // The system log of the application (see app/SystemLog): silent unless enabled with
@@ -291,9 +292,20 @@ MCP::ToolAnnotations MCPServerBridge::convertAnnotations(const QVariantMap &anno
         result.priority = annotations.value(QStringLiteral("priority")).toDouble();
     if (annotations.contains(QStringLiteral("lastModified")))
         result.lastModified = utf8(annotations.value(QStringLiteral("lastModified")).toString());
-    // Configured entries are added after the default audience, as they stand.
+    // Configured entries follow the default audience; each name is sent once.
     for (const std::string &entry : variantStrings(annotations.value(QStringLiteral("audience"))))
-        result.audience.push_back(entry);
+        if (std::find(result.audience.begin(), result.audience.end(), entry) == result.audience.end())
+            result.audience.push_back(entry);
+    if (annotations.contains(QStringLiteral("title")))
+        result.title = utf8(annotations.value(QStringLiteral("title")).toString());
+    const std::pair<QString, std::optional<bool> MCP::ToolAnnotations::*> hints[] = {
+        {QStringLiteral("readOnlyHint"), &MCP::ToolAnnotations::readOnlyHint},
+        {QStringLiteral("destructiveHint"), &MCP::ToolAnnotations::destructiveHint},
+        {QStringLiteral("idempotentHint"), &MCP::ToolAnnotations::idempotentHint},
+        {QStringLiteral("openWorldHint"), &MCP::ToolAnnotations::openWorldHint}};
+    for (const auto &[key, member] : hints)
+        if (const QVariant value = annotations.value(key); value.typeId() == QMetaType::Bool)
+            result.*member = value.toBool();
     return result;
 }
 
@@ -339,6 +351,17 @@ MCP::ToolSchemaProperty MCPServerBridge::convertToolSchemaProperty(const QVarian
 MCP::ToolSchema MCPServerBridge::convertToolSchema(const QVariantMap &schema)
 {
     MCP::ToolSchema result;
+    if (const QVariant document = schema.value(QStringLiteral("document")); document.typeId() == QMetaType::QString) {
+        // A schema as its author wrote it goes out unchanged; text that is no JSON Object
+        // leaves the property list below to describe the tool.
+        try {
+            MCP::JSONValue parsed = VariantJSON::parseJSONText(document.toString());
+            if (parsed.isObject())
+                result.document = std::move(parsed);
+        } catch (const std::exception &e) {
+            systemLog(QStringLiteral("[MCP-SB] Ignoring a schema document: %1").arg(QString::fromUtf8(e.what())));
+        }
+    }
     result.type = "object";
     if (schema.contains(QStringLiteral("type")))
         result.type = utf8(schema.value(QStringLiteral("type")).toString());
@@ -489,6 +512,9 @@ void MCPServerBridge::registerResource(const QVariantMap &configuration, Resourc
         definition.relatedResources = convertRelatedResources(
             QString::fromStdString(VariantJSON::fromVariant(related).toString(0)));
     definition.annotations = convertAnnotations(configuration.value(QStringLiteral("annotations")).toMap());
+    const QVariantMap values = configuration.value(QStringLiteral("values")).toMap();
+    for (auto it = values.begin(); it != values.end(); ++it)
+        definition.completions[utf8(it.key())] = variantStrings(it.value());
 
     const std::string now = utf8(currentTimestamp());
     definition.metadata.created = now;
@@ -506,7 +532,9 @@ MCP::ResourceDefinition MCPServerBridge::provideResource(const MCP::ResourceDefi
     ResourceProvider provider;
     {
         std::lock_guard lock(m_blocksMutex);
-        provider = m_resourceProviders.value(QString::fromStdString(definition.uri));
+        // A read through a template runs the template's provider.
+        provider = m_resourceProviders.value(
+            QString::fromStdString(definition.uriTemplate.empty() ? definition.uri : definition.uriTemplate));
     }
     if (provider) {
         const ResourceReading reading = provider(VariantJSON::toVariantMap(definition.toJSON()));
@@ -552,6 +580,7 @@ void MCPServerBridge::registerPrompt(const QVariantMap &configuration, PromptRen
         converted.name = utf8(argument.value(QStringLiteral("name")).toString());
         converted.description = utf8(argument.value(QStringLiteral("description")).toString());
         converted.required = argument.value(QStringLiteral("required")).toBool();
+        converted.values = variantStrings(argument.value(QStringLiteral("values")));
         definition.arguments.push_back(std::move(converted));
     }
     const std::string key = definition.name;

@@ -58,11 +58,31 @@ TEST(MCPServerBridgeConversions, Annotations)
 {
     EXPECT_EQ(MCPServerBridge::convertAnnotations({}).toJSON(),
               *MCP::JSONParser::parseDocument(R"({"audience": ["user", "assistant"], "priority": 0.9})"));
-    // Configured audience entries come after the default ones, as they stand.
+    // Configured audience entries come after the default ones, each name once.
     const MCP::ToolAnnotations configured = MCPServerBridge::convertAnnotations(
-        {{"priority", "0.25"}, {"lastModified", "2025-01-01"}, {"audience", QStringList{"assistant", "robot"}}});
-    EXPECT_EQ(configured.toJSON(), *MCP::JSONParser::parseDocument(R"({"audience": ["user", "assistant", "assistant", "robot"],
+        {{"priority", "0.25"}, {"lastModified", "2025-01-01"}, {"audience", QStringList{"assistant", "robot", "user", "robot"}}});
+    EXPECT_EQ(configured.toJSON(), *MCP::JSONParser::parseDocument(R"({"audience": ["user", "assistant", "robot"],
                                                                        "priority": 0.25, "lastModified": "2025-01-01"})"));
+    // The standard hints pass as booleans only; a hint given as text is no hint.
+    const MCP::ToolAnnotations hinted = MCPServerBridge::convertAnnotations(
+        {{"title", "Delete it"}, {"destructiveHint", true}, {"readOnlyHint", false}, {"idempotentHint", "true"},
+         {"openWorldHint", QVariant()}});
+    EXPECT_EQ(hinted.toJSON(), *MCP::JSONParser::parseDocument(R"({"audience": ["user", "assistant"], "priority": 0.9,
+        "title": "Delete it", "destructiveHint": true, "readOnlyHint": false})"));
+}
+
+TEST(MCPServerBridgeConversions, AWrittenSchemaGoesOutAsItStands)
+{
+    const QString written = QStringLiteral(R"({"$defs":{"n":{"type":"number"}},"properties":{"x":{"$ref":"#/$defs/n"}},"type":"object"})");
+    const MCP::ToolSchema schema = MCPServerBridge::convertToolSchema(
+        {{"type", "object"}, {"properties", QVariantMap{{"x", QVariantMap{{"type", ""}}}}}, {"document", written}});
+    EXPECT_EQ(schema.toJSON(), *MCP::JSONParser::parseDocument(written.toStdString()));
+    // Document text that is no Object leaves the property list to describe the tool.
+    for (const QString &bad : {QStringLiteral("[1]"), QStringLiteral("{broken")}) {
+        const MCP::ToolSchema fallback = MCPServerBridge::convertToolSchema({{"required", QStringList{"x"}}, {"document", bad}});
+        EXPECT_FALSE(fallback.document.has_value());
+        EXPECT_EQ(fallback.toJSON(), *MCP::JSONParser::parseDocument(R"({"type": "object", "required": ["x"]})"));
+    }
 }
 
 TEST(MCPServerBridgeConversions, StoredTagAndRelationTextNeverBringsTheProcessDown)

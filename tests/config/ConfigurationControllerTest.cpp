@@ -2,6 +2,7 @@
 
 #include "base/UserDefaults.h"
 #include "engine/IMCPResourceService.h"
+#include "engine/IMCPPromptService.h"
 #include "engine/MCPServer.h"
 #include "store/PromptQueryService.h"
 #include "store/ResourceQueryService.h"
@@ -10,6 +11,7 @@
 #include <QJsonArray>
 
 #include <cstdio>
+#include <set>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -384,4 +386,115 @@ TEST_F(ConfigTestFixture, LongNamesAndNamesThatDifferInCaseEachKeepAFileAndComeB
     QStringList expected{longName, wide, u"Dup_Name"_s, u"dup_name"_s};
     expected.sort();
     EXPECT_EQ(names, expected);
+}
+
+TEST_F(ConfigTestFixture, AWrittenSchemaAndToolHintsRoundTripThroughTheStore)
+{
+    const QByteArray schemaText = R"({
+        "$schema": "https://json-schema.org/draft/2020-12/schema", "type": "object",
+        "$defs": {"place": {"type": "object", "properties": {"zip": {"type": "string", "pattern": "^[0-9]{5}$"}}}},
+        "properties": {"unit": {"type": "string", "enum": ["C", "F"], "description": "Unit"},
+                       "where": {"$ref": "#/$defs/place"}, "days": {"type": "integer", "minimum": 1}},
+        "required": ["unit"], "additionalProperties": false})";
+    const QJsonObject schema = QJsonDocument::fromJson(schemaText).object();
+    ASSERT_FALSE(schema.isEmpty());
+    const QJsonObject hints{{"title", "Weather"}, {"readOnlyHint", true}, {"openWorldHint", true}};
+    QJsonObject annotations{{"audience", QJsonArray{"user"}}, {"priority", 0.5}, {"lastModified", "2025-01-01T00:00:00.000Z"}};
+    for (auto it = hints.begin(); it != hints.end(); ++it)
+        annotations.insert(it.key(), it.value());
+    const QJsonObject tool{{"name", "weather"}, {"description", "Forecast"}, {"execHandler", "FileAccessHandler"},
+                           {"execMethod", "readFile"}, {"pluginName", ""}, {"scriptName", ""}, {"toolType", "BuiltinTool"},
+                           {"annotations", annotations}, {"inputSchema", schema},
+                           {"outputSchema", QJsonObject{{"type", "object"}, {"properties", QJsonObject()}}}};
+    const QString in = root + u"/In"_s;
+    writeFile(in + u"/Tools/weather.json"_s, QJsonDocument(tool).toJson());
+    const auto imported = controller->importConfiguration(in);
+    ASSERT_TRUE(imported.ok()) << (imported ? QString() : imported.error().description).toStdString();
+    ASSERT_EQ(imported->importedTools, 1) << imported->allErrors().join(u'\n');
+
+    // A later session: the store opened afresh, the description edited and saved.
+    controller.reset();
+    store.reset();
+    store = std::make_unique<PersistenceController>(root + u"/Kelvara.sqlite"_s);
+    context = store->viewContext();
+    controller = std::make_unique<ConfigurationController>(context, router.get(), exportRoot, QString());
+    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(context);
+    ASSERT_EQ(tools.size(), 1);
+    tools.first()->setToolDescription(u"Forecast for a place"_s);
+    save();
+    exportOrFail();
+
+    const QJsonObject exported = readJson(bundleFile(u"Tools"_s, u"weather.json"_s));
+    EXPECT_EQ(exported["description"].toString(), "Forecast for a place");
+    EXPECT_EQ(QJsonDocument(exported["inputSchema"].toObject()).toJson(), QJsonDocument(schema).toJson());
+    for (auto it = hints.begin(); it != hints.end(); ++it)
+        EXPECT_EQ(exported["annotations"][it.key()], it.value()) << it.key().toStdString();
+    EXPECT_FALSE(exported["annotations"].toObject().contains(u"destructiveHint"_s));
+
+    // Clients see the schema as written and the hints beside it.
+    const auto registered = bridge.server().getToolService()->findTool("weather");
+    ASSERT_TRUE(registered.has_value());
+    EXPECT_EQ(QJsonDocument::fromJson(QByteArray::fromStdString(registered->inputSchema.toJSON().toString(0))).object(), schema);
+    EXPECT_EQ(registered->annotations.title, "Weather");
+    EXPECT_EQ(registered->annotations.readOnlyHint, true);
+    EXPECT_FALSE(registered->annotations.destructiveHint.has_value());
+}
+
+TEST_F(ConfigTestFixture, EveryBuiltInToolSaysWhetherItChangesAnything)
+{
+    ASSERT_TRUE(controller->importBuiltinConfiguration().ok());
+    exportOrFail();
+    for (const MCP::ToolDefinition &tool : bridge.server().getToolService()->listTools()) {
+        ASSERT_TRUE(tool.annotations.readOnlyHint.has_value()) << tool.name;
+        EXPECT_TRUE(tool.annotations.title.has_value()) << tool.name;
+        EXPECT_TRUE(tool.annotations.openWorldHint.has_value()) << tool.name;
+        if (!*tool.annotations.readOnlyHint) {
+            EXPECT_TRUE(tool.annotations.destructiveHint.has_value()) << tool.name;
+        }
+        const bool deletes = tool.name.starts_with("delete_") || tool.name == "write_file";
+        if (deletes) {
+            EXPECT_EQ(tool.annotations.destructiveHint, true) << tool.name;
+        }
+        if (tool.name == "read_file") {
+            EXPECT_EQ(tool.annotations.readOnlyHint, true);
+        }
+        if (tool.name == "fetch_json") {
+            EXPECT_EQ(tool.annotations.openWorldHint, true);
+        }
+        // Each audience name once.
+        std::set<std::string> names(tool.annotations.audience.begin(), tool.annotations.audience.end());
+        EXPECT_EQ(names.size(), tool.annotations.audience.size()) << tool.name;
+    }
+}
+
+TEST_F(ConfigTestFixture, TemplatesKeepTheirUriAndCompletionValuesThroughTheStore)
+{
+    const QJsonObject annotations{{"audience", QJsonArray{"user"}}, {"priority", 0.5}, {"lastModified", ""}};
+    const QJsonObject resource{{"uri", "test://template/{id}/data{+rest}"}, {"name", "item"}, {"description", ""},
+                               {"mimeType", "application/json"}, {"type", "template"}, {"contextTags", ""},
+                               {"relatedResources", ""}, {"annotations", annotations},
+                               {"values", QJsonObject{{"id", QJsonArray{"123", "124"}}}}};
+    const QJsonObject prompt{{"name", "city"}, {"description", ""}, {"template", "{{name}}"},
+                             {"arguments", QJsonArray{QJsonObject{{"name", "name"}, {"description", ""}, {"required", true},
+                                                                  {"values", QJsonArray{"Paris", "Parma"}}}}}};
+    const QString in = root + u"/In"_s;
+    writeFile(in + u"/Resources/item.json"_s, QJsonDocument(resource).toJson());
+    writeFile(in + u"/Prompts/city.json"_s, QJsonDocument(prompt).toJson());
+    const auto imported = controller->importConfiguration(in);
+    ASSERT_TRUE(imported.ok()) << (imported ? QString() : imported.error().description).toStdString();
+    ASSERT_EQ(imported->importedResources + imported->importedPrompts, 2) << imported->allErrors().join(u'\n');
+    exportOrFail();
+
+    const QJsonObject exported = readJson(bundleFile(u"Resources"_s, u"item.json"_s));
+    EXPECT_EQ(exported["uri"].toString(), "test://template/{id}/data{+rest}");
+    EXPECT_EQ(exported["values"].toObject(), resource["values"].toObject());
+    EXPECT_EQ(readJson(bundleFile(u"Prompts"_s, u"city.json"_s))["arguments"][0]["values"].toArray(),
+              (QJsonArray{"Paris", "Parma"}));
+    // The engine lists it as a template and offers the values.
+    const auto registered = bridge.server().getResourceService()->findResource("test://template/{id}/data{+rest}");
+    ASSERT_TRUE(registered.has_value());
+    EXPECT_EQ(registered->completions.at("id"), (std::vector<std::string>{"123", "124"}));
+    const auto promptDefinition = bridge.server().getPromptService()->findPrompt("city");
+    ASSERT_TRUE(promptDefinition.has_value());
+    EXPECT_EQ(promptDefinition->arguments.at(0).values, (std::vector<std::string>{"Paris", "Parma"}));
 }

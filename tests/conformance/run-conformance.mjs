@@ -4,14 +4,16 @@
 //
 //   node run-conformance.mjs PATH/TO/kelvara [SCENARIO...]
 //
-// Every server scenario the suite lists runs against a fresh `kelvara serve` on 127.0.0.1,
-// in a fresh temporary XDG home: a scenario's script calls move the process's current
-// directory (a script runs in its own folder), and the resource fixtures are read from it.
-// A scenario in unsupported.json is skipped with its reason; every other one must pass, new
-// scenarios of the suite included. Exits 0 when they all pass.
+// One `kelvara serve` on 127.0.0.1, in a fresh temporary XDG home, answers every server
+// scenario the suite lists, one after the other, as a server in use would. The bundle is
+// copied into the home and the server runs in its Scripts folder: a script call runs in
+// its script's folder, so that is where the file resources (test://static-text is read as
+// the path test:/static-text) are found before and after any script call. A scenario in
+// unsupported.json is skipped with its reason; every other one must pass, new scenarios of
+// the suite included. Exits 0 when they all pass.
 
 import { spawn, spawnSync } from 'node:child_process';
-import { mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { cpSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { dirname, join } from 'node:path';
 import { fileURLToPath } from 'node:url';
@@ -45,45 +47,43 @@ function runScenario(url, scenario, cwd) {
 
 const work = mkdtempSync(join(tmpdir(), 'kelvara-conformance-'));
 let failed = 0;
+let server;
 try {
   const scenarios = chosen.length > 0 ? chosen : listScenarios();
+  const bundle = join(work, 'bundle');
+  cpSync(join(here, 'bundle'), bundle, { recursive: true });
+  const folder = join(bundle, 'Scripts');
+  mkdirSync(join(folder, 'test:', 'template', '123'), { recursive: true });
+  writeFileSync(join(folder, 'test:', 'static-text'), 'This is the content of the static text resource.');
+  writeFileSync(join(folder, 'test:', 'static-binary'), Buffer.from(
+    'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8DwHwAFBQIAX8jx0gAAAABJRU5ErkJggg==', 'base64'));
+  writeFileSync(join(folder, 'test:', 'template', '123', 'data'), JSON.stringify({ id: '123', templateTest: true, data: 'Data for ID: 123' }));
+  writeFileSync(join(folder, 'test:', 'watched-resource'), 'The watched resource.');
+  const port = await freeLowPort();
+  // The file resources read below the home, which is granted for them.
+  const granted = await run(kelvara, ['access', 'grant', 'folder', work], sandbox(work));
+  if (granted.code !== 0) throw new Error(`kelvara access grant folder failed\n${granted.stderr}`);
+  // The suite's client sends no credentials; the token has tests of its own (serve-e2e).
+  server = serve(kelvara, ['--import', bundle, '--port', String(port), '--no-token'], { ...sandbox(work) }, folder);
+  const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');
+  if (state !== 'running') throw new Error(`kelvara serve did not start\n${server.stderr}`);
   for (const scenario of scenarios) {
     if (Object.hasOwn(unsupported, scenario)) {
       console.log(`skip    ${scenario}: ${unsupported[scenario]}`);
       continue;
     }
-    // The resource fixtures: file resources whose URIs (test://static-text) are read as
-    // paths from the server's current directory, a folder named "test:" in it.
-    const home = join(work, scenario);
-    mkdirSync(join(home, 'test:'), { recursive: true });
-    writeFileSync(join(home, 'test:', 'static-text'), 'This is the content of the static text resource.');
-    writeFileSync(join(home, 'test:', 'static-binary'), Buffer.from(
-      'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8DwHwAFBQIAX8jx0gAAAABJRU5ErkJggg==', 'base64'));
-    const port = await freeLowPort();
-    // The file resources read below the scenario's folder, which is granted for them.
-    const granted = await run(kelvara, ['access', 'grant', 'folder', home], sandbox(home));
-    if (granted.code !== 0) {
-      ++failed;
-      console.log(`FAIL    ${scenario}: kelvara access grant folder failed\n${granted.stderr}`);
-      continue;
-    }
-    // The suite's client sends no credentials; the token has tests of its own (serve-e2e).
-    const server = serve(kelvara, ['--import', join(here, 'bundle'), '--port', String(port), '--no-token'], { ...sandbox(home) }, home);
-    const state = await withTimeout(server.ready, 30000, 'kelvara serve to start');
-    if (state !== 'running') {
-      ++failed;
-      console.log(`FAIL    ${scenario}: kelvara serve did not start\n${server.stderr}`);
-      continue;
-    }
-    const { code, output } = await runScenario(`http://localhost:${port}/mcp`, scenario, home);
-    await stop(server);
+    const { code, output } = await runScenario(`http://localhost:${port}/mcp`, scenario, work);
     const summary = /Passed: (\d+)\/(\d+), (\d+) failed/.exec(output);
     const passed = code === 0 && summary && summary[3] === '0' && Number(summary[2]) > 0;
     if (!passed) ++failed;
     console.log(`${passed ? 'pass' : 'FAIL'}    ${scenario}${summary ? ` (${summary[1]}/${summary[2]})` : ''}`);
     if (!passed) console.log(output.split('\n').map((line) => `        ${line}`).join('\n'));
   }
+} catch (error) {
+  ++failed;
+  console.log(`FAIL    ${error.message}`);
 } finally {
+  if (server) await stop(server);
   rmSync(work, { recursive: true, force: true });
 }
 console.log(failed === 0 ? 'every supported scenario passes' : `${failed} scenario(s) failed`);

@@ -81,7 +81,7 @@ TEST_F(RoutesTest, InitializeReflectsRegistrationsAndConfiguration)
     EXPECT_EQ(again.at("serverInfo").at("title").asString(), "n");
     EXPECT_FALSE(again.contains("instructions"));
     EXPECT_EQ(again.at("capabilities").toString(0),
-              "{\n  \"logging\": {},\n  \"prompts\": {\n    \"listChanged\": true\n  },\n"
+              "{\n  \"completions\": {},\n  \"logging\": {},\n  \"prompts\": {\n    \"listChanged\": true\n  },\n"
               "  \"resources\": {\n    \"listChanged\": true\n  },\n"
               "  \"tools\": {\n    \"listChanged\": true\n  }\n}");
 }
@@ -98,7 +98,7 @@ TEST_F(RoutesTest, SessionRoutesAndUnknownMethods)
     EXPECT_EQ(pong->method, "ping");  // a response carries its request's method
     EXPECT_TRUE(log.contains(0, "Ping received"));
 
-    expectError(R"({"id":8,"method":"resources/templates/list"})", -32601, "Method not found: resources/templates/list");
+    expectError(R"({"id":8,"method":"resources/subscribe"})", -32601, "Method not found: resources/subscribe");
     expectError(R"({"id":9,"params":{}})", -32601, "Method not found: ");
 
     // Ids come back as they were sent; one that is neither a string nor an integer is refused.
@@ -166,6 +166,45 @@ TEST_F(RoutesTest, ToolCallValidation)
     auto bare = call(head + R"({"name":"ok"}})");
     EXPECT_EQ(bare->type, MCPMessage::MessageType::Response);
     EXPECT_EQ(log.count(3004), 8);  // the error lines above, none more
+}
+
+TEST_F(RoutesTest, ArgumentsAreCheckedAgainstAWrittenSchemaBeforeTheToolRuns)
+{
+    int runs = 0;
+    ToolDefinition tool = makeTextTool("weather", [&](const JSONValue &) {
+        ++runs;
+        return std::string(R"({"content":[]})");
+    });
+    tool.inputSchema.document = JSONParser::parseDocument(R"({"type": "object",
+        "$defs": {"place": {"type": "object", "properties": {"zip": {"type": "string", "pattern": "^[0-9]{5}$"}}}},
+        "properties": {"unit": {"enum": ["C", "F"]}, "where": {"$ref": "#/$defs/place"}}, "required": ["unit"]})");
+    server.getToolService()->registerTool(tool);
+    // The property list of a tool without a written schema is not held to the letter.
+    ToolDefinition plain = makeTextTool("plain", [](const JSONValue &) { return std::string("{}"); });
+    plain.inputSchema.properties["n"].type = "bool";
+    plain.inputSchema.required = std::vector<std::string>{"n"};
+    server.getToolService()->registerTool(plain);
+
+    const std::string head = R"({"id":1,"method":"tools/call","params":{"name":"weather","arguments":)";
+    expectError(head + "{}}}", -32602, "Invalid arguments for tool 'weather' at the top level: the member 'unit' is required", 3004);
+    expectError(head + R"({"unit":"K"}}})", -32602, R"(Invalid arguments for tool 'weather' at /unit: must be one of ["C","F"])", 3004);
+    expectError(head + R"({"unit":"C","where":{"zip":"1"}}}})", -32602,
+                R"(Invalid arguments for tool 'weather' at /where/zip: must match the pattern "^[0-9]{5}$")", 3004);
+    // Arguments left out count as an empty Object, which the schema refuses too.
+    expectError(R"({"id":1,"method":"tools/call","params":{"name":"weather"}})", -32602,
+                "Invalid arguments for tool 'weather' at the top level: the member 'unit' is required");
+    EXPECT_EQ(runs, 0);
+    EXPECT_EQ(call(head + R"({"unit":"F","where":{"zip":"12345"}}}})")->type, MCPMessage::MessageType::Response);
+    EXPECT_EQ(runs, 1);
+    EXPECT_EQ(call(R"({"id":2,"method":"tools/call","params":{"name":"plain","arguments":{"n":"x"}}})")->type,
+              MCPMessage::MessageType::Response);
+    // tools/list shows the written schema as it stands.
+    const JSONValue listed = resultOf(call(R"({"id":3,"method":"tools/list"})"));
+    for (const JSONValue &entry : listed.at("tools").asArray()) {
+        if (entry.at("name").asString() == "weather") {
+            EXPECT_EQ(entry.at("inputSchema"), *tool.inputSchema.document);
+        }
+    }
 }
 
 TEST_F(RoutesTest, ToolCallHandsTheArgumentsOverAsTheyCame)
@@ -261,7 +300,7 @@ TEST_F(RoutesTest, ResourceRoutes)
                                  return filled;
                              }};
     ResourceDefinition templated = plain;
-    templated.uri = "file:///{name}";
+    templated.uri = "file:///templates/{name}";
     templated.type = "template";
     ResourceDefinition failing = plain;
     failing.uri = "file:///bad";
@@ -282,7 +321,12 @@ TEST_F(RoutesTest, ResourceRoutes)
     expectError(head + "{}}", -32731, "Resource read missing 'uri' parameter", 3010);
     expectError(head + R"({"uri":""}})", -32732, "Resource URL must not be empty", 3010);
     expectError(head + R"({"uri":7}})", -32732, "Resource URL must not be empty", 3010);
-    expectError(head + R"({"uri":"file:///zz"}})", -32732, "Resource object for 'file:///zz' not found", 3010);
+    expectError(head + R"({"uri":"file:///zz"}})", -32002, "Resource object for 'file:///zz' not found", 3010);
+    // The URI that named nothing is in the error's data, where clients look for it.
+    EXPECT_EQ(call(head + R"({"uri":"file:///zz"}})")->toString(),
+              "{\n  \"jsonrpc\": \"2.0\",\n  \"id\": 1,\n  \"error\": {\n    \"code\": -32002,\n"
+              "    \"message\": \"Resource object for 'file:///zz' not found\",\n    \"data\": {\n"
+              "      \"uri\": \"file:///zz\"\n    }\n  }\n}");
 
     auto read = call(head + R"({"uri":"file:///a.txt"}})", "S1");
     const JSONValue &content = read->result.at("contents").asArray().at(0);
@@ -293,7 +337,8 @@ TEST_F(RoutesTest, ResourceRoutes)
               "  \"uri\": \"file:///a.txt\"\n}");
     EXPECT_TRUE(log.contains(0, "Reading resource: file:///a.txt"));
 
-    auto templ = call(head + R"({"uri":"file:///{name}"}})");
+    // The template's own text names the template, not a resource read through it.
+    auto templ = call(head + R"({"uri":"file:///templates/{name}"}})");
     EXPECT_FALSE(templ->result.contains("contents"));
     EXPECT_FALSE(templ->result.at("resourceTemplates").asArray().at(0).contains("text"));
 
@@ -307,11 +352,80 @@ TEST_F(RoutesTest, ResourceRoutes)
         EXPECT_EQ(item.at("blob").asString(), "iVBORw0=") << uri;
         EXPECT_FALSE(item.contains("text"));
     }
-    expectError(head + R"({"uri":"https://example.com/x"}})", -32732, "Resource object for 'https://example.com/x' not found", 3010);
+    expectError(head + R"({"uri":"https://example.com/x"}})", -32002, "Resource object for 'https://example.com/x' not found", 3010);
 
     auto list = call(R"({"id":2,"method":"resources/list"})");
-    EXPECT_EQ(resultOf(list).at("resources").asArray().size(), 4u);
-    EXPECT_TRUE(log.contains(0, "Resources list requested - count: 4"));
+    // The template is listed by resources/templates/list instead.
+    EXPECT_EQ(resultOf(list).at("resources").asArray().size(), 3u);
+    EXPECT_TRUE(log.contains(0, "Resources list requested - count: 3"));
+}
+
+TEST_F(RoutesTest, TemplatesAreListedApartAndReadWithTheirVariables)
+{
+    std::vector<ResourceDefinition> seen;
+    ResourceDefinition item{.uri = "test://template/{id}/data", .name = "item", .description = "One item",
+                            .mimeType = "application/json", .type = "template"};
+    item.completions["id"] = {"123", "124", "200", "Abc"};
+    item.provider = [&](const ResourceDefinition &definition) {
+        seen.push_back(definition);
+        ResourceDefinition filled = definition;
+        filled.data.content = "item " + definition.variables.begin()->second;
+        return filled;
+    };
+    ResourceDefinition path{.uri = "file:///srv/{+path}", .name = "path", .type = "template"};
+    path.provider = item.provider;
+    ResourceDefinition plain{.uri = "test://plain", .name = "plain", .type = "file"};
+    for (const auto &resource : {item, path, plain})
+        server.getResourceService()->registerResource(resource);
+
+    const JSONValue listed = resultOf(call(R"({"id":1,"method":"resources/list"})"));
+    ASSERT_EQ(listed.at("resources").asArray().size(), 1u);
+    EXPECT_EQ(listed.at("resources").asArray()[0].at("uri").asString(), "test://plain");
+    const JSONValue templates = resultOf(call(R"({"id":2,"method":"resources/templates/list"})"));
+    ASSERT_EQ(templates.at("resourceTemplates").asArray().size(), 2u);
+    EXPECT_EQ(templates.at("resourceTemplates").asArray()[1],
+              *JSONParser::parseDocument(R"({"uriTemplate": "test://template/{id}/data", "name": "item",
+                  "description": "One item", "mimeType": "application/json", "annotations": {"audience": [], "priority": 0}})"));
+
+    // The provider runs with the URI read and the variables, percent-decoded for {var}.
+    auto read = call(R"({"id":3,"method":"resources/read","params":{"uri":"test://template/a%20b/data"}})");
+    ASSERT_EQ(read->type, MCPMessage::MessageType::Response);
+    const JSONValue &content = read->result.at("contents").asArray().at(0);
+    EXPECT_EQ(content.at("uri").asString(), "test://template/a%20b/data");
+    EXPECT_EQ(content.at("text").asString(), "item a b");
+    ASSERT_EQ(seen.size(), 1u);
+    EXPECT_EQ(seen[0].uriTemplate, "test://template/{id}/data");
+    // {+var} takes slashes; {var} never does.
+    EXPECT_EQ(call(R"({"id":4,"method":"resources/read","params":{"uri":"file:///srv/a/b.txt"}})")->type,
+              MCPMessage::MessageType::Response);
+    EXPECT_EQ(seen.back().variables.at("path"), "a/b.txt");
+    for (const char *uri : {"test://template/1/2/data", "test://template//data", "test://template/1/datax"})
+        expectError(std::string(R"({"id":5,"method":"resources/read","params":{"uri":")") + uri + R"("}})", -32002,
+                    std::string("Resource object for '") + uri + "' not found");
+
+    // Completion offers the record's values that start with what was typed, in any case.
+    const std::string complete = R"({"id":6,"method":"completion/complete","params":{"ref":{"type":"ref/resource","uri":"test://template/{id}/data"},"argument":{"name":)";
+    EXPECT_EQ(resultOf(call(complete + R"("id","value":"12"}}})")),
+              *JSONParser::parseDocument(R"({"completion": {"values": ["123", "124"], "total": 2, "hasMore": false}})"));
+    EXPECT_EQ(resultOf(call(complete + R"("id","value":"a"}}})")).at("completion").at("values"), *JSONParser::parseDocument(R"(["Abc"])"));
+    EXPECT_EQ(resultOf(call(complete + R"("other","value":""}}})")).at("completion").at("total").asNumber(), 0);
+    expectError(R"({"id":7,"method":"completion/complete","params":{"ref":{"type":"ref/resource","uri":"test://plain"},"argument":{"name":"id"}}})",
+                -32602, "Resource template not found: test://plain");
+    expectError(R"({"id":8,"method":"completion/complete","params":{"ref":{"type":"ref/prompt","name":"nope"},"argument":{"name":"a"}}})",
+                -32602, "Prompt not found: nope");
+    expectError(R"({"id":9,"method":"completion/complete","params":{"ref":{"type":"ref/tool"},"argument":{"name":"a"}}})",
+                -32602, "Unknown completion reference type: ref/tool");
+    expectError(R"({"id":10,"method":"completion/complete","params":{"ref":{}}})", -32602, "Completion needs 'ref' and 'argument'");
+
+    PromptDefinition prompt{.name = "city", .arguments = {{"name", "", false, {}}}};
+    for (int i = 0; i < 150; ++i)
+        prompt.arguments[0].values.push_back("p" + std::to_string(i));
+    server.getPromptService()->registerPrompt(prompt);
+    const JSONValue many = resultOf(call(
+        R"({"id":11,"method":"completion/complete","params":{"ref":{"type":"ref/prompt","name":"city"},"argument":{"name":"name","value":"P"}}})"));
+    EXPECT_EQ(many.at("completion").at("values").asArray().size(), 100u);
+    EXPECT_EQ(many.at("completion").at("total").asNumber(), 150);
+    EXPECT_TRUE(many.at("completion").at("hasMore").asBool());
 }
 
 TEST_F(RoutesTest, PromptRoutes)
@@ -336,7 +450,7 @@ TEST_F(RoutesTest, PromptRoutes)
     auto message = [&](const std::string &body) {
         return call(body)->result.at("messages").asArray().at(0).at("content").at("text").asString();
     };
-    EXPECT_EQ(message(head + R"({"name":"nope"}})"), "Prompt not found: nope");
+    expectError(head + R"({"name":"nope"}})", -32602, "Prompt not found: nope", 3011);
     // A required argument without a value is the client's error, named.
     for (const char *arguments : {"", R"(,"arguments":{})", R"(,"arguments":{"who":""})", R"(,"arguments":{"who":null})"})
         expectError(head + R"({"name":"greet")" + arguments + "}}", -32602, "Missing required argument 'who' for prompt 'greet'", 3011);

@@ -73,6 +73,12 @@ TEST(MCPTypesTest, SchemaAndAnnotationsOmitEmptyParts)
     annotations.lastModified = "2025-01-02T03:04:05.678Z";
     EXPECT_EQ(annotations.toJSON(), *JSONParser::parseDocument(
                                         R"({"audience": [], "priority": 0.9, "lastModified": "2025-01-02T03:04:05.678Z"})"));
+    // A hint set to false is sent: clients take a missing destructiveHint as true.
+    annotations.title = "Delete file";
+    annotations.destructiveHint = false;
+    annotations.openWorldHint = true;
+    EXPECT_EQ(annotations.toJSON(), *JSONParser::parseDocument(R"({"audience": [], "priority": 0.9,
+        "lastModified": "2025-01-02T03:04:05.678Z", "title": "Delete file", "destructiveHint": false, "openWorldHint": true})"));
 }
 
 TEST(MCPTypesTest, ToolObjectListsExecutionFieldsEvenWhenEmpty)

@@ -14,6 +14,7 @@
 //   {"op": "callToolWithoutArguments", "name": "..."}    params without an "arguments" member
 //   {"op": "readResource", "uri": "..."}
 //   {"op": "getPrompt", "name": "...", "arguments": {...}}
+//   {"op": "listResourceTemplates"} | {"op": "complete", "ref": {...}, "argument": {...}}
 // A step other than "initialize" connects first when not yet connected.
 //
 // Prints one JSON document: {"results": [{"op", "result"} or {"op", "error"}, ...]}.
@@ -55,6 +56,8 @@ export async function runScenario(target, steps) {
     callToolWithoutArguments: (step) => client.callTool({ name: step.name }),
     readResource: (step) => client.readResource({ uri: step.uri }),
     getPrompt: (step) => client.getPrompt({ name: step.name, arguments: step.arguments ?? {} }),
+    listResourceTemplates: () => client.listResourceTemplates(),
+    complete: (step) => client.complete({ ref: step.ref, argument: step.argument }),
   };
   let connected = false;
   const results = [];

@@ -72,6 +72,15 @@ TEST_F(PluginCalls, ASuccessfulCallCarriesTheContentInOrderAndTheStructuredConte
     EXPECT_TRUE(logged("[PlugIn] Calling: reply_echo, sid:session-7 json: " + json));
 }
 
+TEST_F(PluginCalls, ContentItemsOfOtherKindsPassThrough)
+{
+    enable(u"reply_image"_s);
+    const JSONToolResult result = call(u"reply_image"_s);
+    ASSERT_EQ(result.content.size(), 1);
+    EXPECT_EQ(result.content.first().toJson(),
+              (QJsonObject{{"type", "image"}, {"data", "iVBORw0="}, {"mimeType", "image/png"}}));
+}
+
 TEST_F(PluginCalls, EachShapeOfAnswerGivesItsResult)
 {
     struct Case {

@@ -137,3 +137,147 @@ TEST(ConfigRecords, BridgeKeysUseTheFileNames)
                            {QStringLiteral("description"), QStringLiteral("Whom to greet")},
                            {QStringLiteral("required"), true}}));
 }
+
+namespace {
+
+const char *kWrittenSchema = R"({
+  "$schema": "https://json-schema.org/draft/2020-12/schema",
+  "type": "object",
+  "$defs": {"address": {"type": "object", "properties": {"street": {"type": "string"}}, "required": ["street"]}},
+  "properties": {
+    "unit": {"type": "string", "enum": ["celsius", "fahrenheit"], "description": "Unit"},
+    "count": {"type": "integer", "minimum": 1, "maximum": 10},
+    "home": {"$ref": "#/$defs/address"},
+    "tags": {"type": "array", "items": {"type": "string", "minLength": 1}, "minItems": 1}
+  },
+  "required": ["unit"],
+  "additionalProperties": false
+})";
+
+QJsonObject toolWithSchema(const QJsonObject &schema)
+{
+    QJsonObject tool = parse(kTool);
+    tool.insert(QStringLiteral("inputSchema"), schema);
+    return tool;
+}
+
+}  // namespace
+
+TEST(ConfigRecords, AWrittenSchemaIsKeptWholeAndEditedInPlace)
+{
+    const QJsonObject written = parse(kWrittenSchema);
+    QString error;
+    auto config = JSONToolConfig::fromJson(toolWithSchema(written), &error);
+    ASSERT_TRUE(config.has_value()) << error.toStdString();
+    ASSERT_TRUE(config->inputSchema.document.has_value());
+    EXPECT_EQ(config->toJson().value(QStringLiteral("inputSchema")).toObject(), written);
+    // What the editor shows of it: a property without type or description reads as empty.
+    const auto &props = config->inputSchema.properties;
+    EXPECT_EQ(props.keys(), (QStringList{"count", "home", "tags", "unit"}));
+    EXPECT_EQ(props.value(QStringLiteral("unit")).schemaDescription, QStringLiteral("Unit"));
+    EXPECT_EQ(props.value(QStringLiteral("home")).type, QString());
+    EXPECT_EQ(props.value(QStringLiteral("tags")).items->type, QStringLiteral("string"));
+    // The engine gets the schema as written.
+    const QString sent = config->toVariant().value(QStringLiteral("inputSchema")).toMap().value(QStringLiteral("document")).toString();
+    EXPECT_EQ(QJsonDocument::fromJson(sent.toUtf8()).object(), written);
+
+    // Edits change only what they touch: a description, a removed and an added property.
+    config->inputSchema.properties[QStringLiteral("unit")].schemaDescription = QStringLiteral("Temperature unit");
+    config->inputSchema.properties.remove(QStringLiteral("count"));
+    config->inputSchema.properties.insert(QStringLiteral("city"), JSONToolSchemaProperty{QStringLiteral("string"), QStringLiteral("City"), {}, {}, {}});
+    config->inputSchema.required = QStringList{QStringLiteral("unit"), QStringLiteral("city")};
+    QJsonObject expected = written;
+    QJsonObject expectedProps = expected.value(QStringLiteral("properties")).toObject();
+    QJsonObject unit = expectedProps.value(QStringLiteral("unit")).toObject();
+    unit.insert(QStringLiteral("description"), QStringLiteral("Temperature unit"));
+    expectedProps.insert(QStringLiteral("unit"), unit);
+    expectedProps.remove(QStringLiteral("count"));
+    expectedProps.insert(QStringLiteral("city"), QJsonObject{{"type", "string"}, {"description", "City"}});
+    expected.insert(QStringLiteral("properties"), expectedProps);
+    expected.insert(QStringLiteral("required"), QJsonArray{"unit", "city"});
+    EXPECT_EQ(config->inputSchema.toJson(), expected);
+
+    // The record as a store gives it back (names filled in, empty defaults and item content)
+    // reads as unedited.
+    auto stored = JSONToolConfig::fromJson(toolWithSchema(written));
+    for (auto &property : stored->inputSchema.properties) {
+        property.name = QStringLiteral("x");
+        property.defaultValue = QString();
+        if (property.items)
+            property.items->content = QString();
+    }
+    EXPECT_EQ(stored->inputSchema.toJson(), written);
+}
+
+TEST(ConfigRecords, SchemasInTheEditorsFormStayInIt)
+{
+    // Only the keys the editor writes: read as before, no document kept, and a property may
+    // now go without a description.
+    QJsonObject schema = parse(R"({"type": "object", "properties": {"a": {"type": "string"}}})");
+    QString error;
+    auto config = JSONToolConfig::fromJson(toolWithSchema(schema), &error);
+    ASSERT_TRUE(config.has_value()) << error.toStdString();
+    EXPECT_FALSE(config->inputSchema.document.has_value());
+    EXPECT_FALSE(config->toVariant().value(QStringLiteral("inputSchema")).toMap().contains(QStringLiteral("document")));
+    // What would make a written schema no schema is still refused, with its path.
+    QJsonObject broken = parse(kWrittenSchema);
+    broken.insert(QStringLiteral("required"), QJsonArray{1});
+    EXPECT_FALSE(JSONToolConfig::fromJson(toolWithSchema(broken), &error).has_value());
+    EXPECT_EQ(error, QStringLiteral("The value of 'inputSchema.required' is not an array of strings."));
+}
+
+TEST(ConfigRecords, ToolHintsTravelWithTheAnnotations)
+{
+    QJsonObject tool = parse(kTool);
+    QJsonObject annotations = tool.value(QStringLiteral("annotations")).toObject();
+    annotations.insert(QStringLiteral("title"), QStringLiteral("Read file"));
+    annotations.insert(QStringLiteral("readOnlyHint"), true);
+    annotations.insert(QStringLiteral("destructiveHint"), false);
+    tool.insert(QStringLiteral("annotations"), annotations);
+    QString error;
+    const auto config = JSONToolConfig::fromJson(tool, &error);
+    ASSERT_TRUE(config.has_value()) << error.toStdString();
+    EXPECT_EQ(config->annotations.readOnlyHint, true);
+    EXPECT_EQ(config->annotations.destructiveHint, false);
+    EXPECT_FALSE(config->annotations.openWorldHint.has_value());
+    EXPECT_EQ(config->toJson().value(QStringLiteral("annotations")).toObject(), annotations);
+    EXPECT_EQ(config->annotations.hintsJson(),
+              (QJsonObject{{"title", "Read file"}, {"readOnlyHint", true}, {"destructiveHint", false}}));
+    JSONAnnotations copy;
+    copy.setHints(config->annotations.hintsJson());
+    EXPECT_EQ(copy.hintsJson(), config->annotations.hintsJson());
+
+    annotations.insert(QStringLiteral("idempotentHint"), QStringLiteral("yes"));
+    tool.insert(QStringLiteral("annotations"), annotations);
+    EXPECT_FALSE(JSONToolConfig::fromJson(tool, &error).has_value());
+    EXPECT_EQ(error, QStringLiteral("The value of 'annotations.idempotentHint' is not a boolean."));
+}
+
+TEST(ConfigRecords, CompletionValuesAreOptionalAndTyped)
+{
+    const QJsonObject templated = parse(R"({"uri": "test://t/{id}", "name": "t", "description": "", "mimeType": "text/plain",
+        "type": "template", "contextTags": "", "relatedResources": "",
+        "annotations": {"audience": [], "priority": 1, "lastModified": ""}, "values": {"id": ["1", "2"]}})");
+    QString error;
+    const auto resource = JSONResourceConfig::fromJson(templated, &error);
+    ASSERT_TRUE(resource.has_value()) << error.toStdString();
+    EXPECT_EQ(resource->toJson(), templated);
+    EXPECT_EQ(resource->toVariant().value(QStringLiteral("values")).toMap().value(QStringLiteral("id")).toStringList(),
+              (QStringList{"1", "2"}));
+    QJsonObject bad = templated;
+    bad.insert(QStringLiteral("values"), QJsonObject{{"id", QJsonArray{1}}});
+    EXPECT_FALSE(JSONResourceConfig::fromJson(bad, &error).has_value());
+    EXPECT_EQ(error, QStringLiteral("The value of 'values.id' is not an array of strings."));
+    QJsonObject without = templated;
+    without.remove(QStringLiteral("values"));
+    EXPECT_FALSE(JSONResourceConfig::fromJson(without)->toJson().contains(QStringLiteral("values")));
+
+    const QJsonObject prompt = parse(R"({"name": "p", "description": "", "template": "{{a}}",
+        "arguments": [{"name": "a", "description": "", "required": false, "values": ["x", "y"]},
+                      {"name": "b", "description": "", "required": false}]})");
+    const auto config = JSONPromptConfig::fromJson(prompt, &error);
+    ASSERT_TRUE(config.has_value()) << error.toStdString();
+    EXPECT_EQ(config->toJson(), prompt);
+    EXPECT_EQ(config->arguments[0].values, (QStringList{"x", "y"}));
+    EXPECT_FALSE(config->arguments[1].values.has_value());
+}

@@ -1,5 +1,7 @@
 #include "tests/scripting/ScriptTestFixture.h"
 
+#include <QJsonArray>
+
 namespace {
 
 using BootstrapTest = ScriptTestFixture;
@@ -63,6 +65,44 @@ TEST_F(BootstrapTest, DispatchRoutesByHandlerNameAndTurnsAnswersIntoResults)
     EXPECT_EQ(text(failed), "no luck");
     EXPECT_FALSE(field(failed, "success").toBool(true));
     EXPECT_EQ(text(callHandler("other", "not json")), "Unknown handler 'other'");
+}
+
+TEST_F(BootstrapTest, ContentItemsBecomeTheResultsContent)
+{
+    const QString path = writeScript(R"JS(
+        var handlers = {
+            one: function () { return Tool.image('AAAA', 'image/png'); },
+            mixed: function () {
+                return [Tool.text('Look:'), Tool.audio('UklG', 'audio/wav'), Tool.resource('test://r', 'body', 'text/plain'),
+                        Tool.resource('test://b', { blob: 'AQID' }), Tool.resourceLink('file:///a.txt', 'a', 'The file')];
+            },
+            list: function () { return [{ type: 'picture' }]; }
+        };
+        function toolEntry(sid, handlerName, jsonParams) {
+            if (handlerName === 'bad') {
+                return Tool.content([{ type: 'text' }]);
+            }
+            return Tool.dispatch(handlers, sid, handlerName, jsonParams);
+        })JS");
+    auto items = [&](const QString &handler) {
+        QJsonArray array;
+        for (const JSONToolContent &item : PluginScripting::callScript("dispatch", path, handler, "{}").content)
+            array.append(item.toJson());
+        return array;
+    };
+    EXPECT_EQ(items("one"), (QJsonArray{QJsonObject{{"type", "image"}, {"data", "AAAA"}, {"mimeType", "image/png"}}}));
+    EXPECT_EQ(items("mixed"),
+              (QJsonArray{QJsonObject{{"type", "text"}, {"text", "Look:"}},
+                          QJsonObject{{"type", "audio"}, {"data", "UklG"}, {"mimeType", "audio/wav"}},
+                          QJsonObject{{"type", "resource"},
+                                      {"resource", QJsonObject{{"uri", "test://r"}, {"text", "body"}, {"mimeType", "text/plain"}}}},
+                          QJsonObject{{"type", "resource"}, {"resource", QJsonObject{{"uri", "test://b"}, {"blob", "AQID"}}}},
+                          QJsonObject{{"type", "resource_link"}, {"uri", "file:///a.txt"}, {"name", "a"}, {"description", "The file"}}}));
+    // A text item without text is the script's fault, said as such.
+    const JSONToolResult bad = PluginScripting::callScript("dispatch", path, "bad", "{}");
+    EXPECT_EQ(text(bad), "Error 1402 [Script] A content item of the result has no type (or a text item no text)");
+    // Objects of unknown kinds are no content items: shown as JSON, as before.
+    EXPECT_EQ(items("list").at(0).toObject().value("type").toString(), "text");
 }
 
 TEST_F(BootstrapTest, PathHelpersResolveAgainstTheModuleFolder)

@@ -1,5 +1,6 @@
 #include "tools/results/JSONToolResult.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QSize>
 #include <gtest/gtest.h>
@@ -36,6 +37,26 @@ TEST(JSONToolResult, FromJsonRefusesWrongShapes)
     EXPECT_FALSE(JSONToolResult::fromJson(QJsonObject{{"content", QJsonArray{}}}).has_value());
     EXPECT_FALSE(JSONToolResult::fromJson(QJsonObject{{"content", QJsonArray{1}}, {"structuredContent", QJsonObject{}}}).has_value());
     EXPECT_FALSE(JSONToolResult::fromJson(QJsonObject{{"content", QJsonArray{QJsonObject{{"type", "text"}}}}, {"structuredContent", QJsonObject{}}}).has_value());
+}
+
+TEST(JSONToolResult, ItemsOfOtherKindsPassThroughAsWritten)
+{
+    const QJsonArray items{QJsonObject{{"type", "image"}, {"data", "iVBORw0="}, {"mimeType", "image/png"}},
+                           QJsonObject{{"type", "resource"}, {"resource", QJsonObject{{"uri", "test://r"}, {"text", "t"}}}},
+                           QJsonObject{{"type", "resource_link"}, {"uri", "file:///a"}, {"name", "a"}, {"text", "also"}},
+                           QJsonObject{{"type", "text"}, {"text", "x"}, {"annotations", QJsonObject{{"priority", 1}}}}};
+    const auto parsed = JSONToolResult::fromJson(QJsonObject{{"content", items}, {"structuredContent", QJsonObject{}}});
+    ASSERT_TRUE(parsed.has_value());
+    ASSERT_EQ(parsed->content.size(), 4);
+    EXPECT_EQ(parsed->content[0].type, QStringLiteral("image"));
+    EXPECT_EQ(parsed->content[0].members.value(QStringLiteral("mimeType")).toString(), QStringLiteral("image/png"));
+    // An image carries no text member, a text item always does.
+    EXPECT_EQ(parsed->toJsonObject().value(QStringLiteral("content")).toArray(), items);
+    EXPECT_EQ((JSONToolContent{QStringLiteral("text"), QString(), {}}).toJson(),
+              (QJsonObject{{"type", "text"}, {"text", ""}}));
+    // A text that is there must be a string, whatever the kind.
+    EXPECT_FALSE(JSONToolContent::fromJson(QJsonObject{{"type", "image"}, {"text", 3}}).has_value());
+    EXPECT_FALSE(JSONToolContent::fromJson(QJsonObject{{"data", "x"}}).has_value());
 }
 
 TEST(AnyCodable, VariantConversionRefusesUnsupportedKinds)

@@ -434,13 +434,18 @@ JSONToolResult PluginController::callPlugin(const QString &sid, const QString &p
             if (!element.isObject())
                 return fail(QStringLiteral("Invalid content object in custom tool return."));
             const QJsonObject item = element.toObject();
-            const QJsonValue itemText = item.value(QLatin1String("text"));
-            if (!itemText.isString())
-                return fail(QStringLiteral("Missing 'text' in custom tool result object."));
             const QJsonValue itemType = item.value(QLatin1String("type"));
+            // Items of other kinds (image, audio, resource, resource_link) pass through as
+            // they are; a text item needs its text.
+            const QJsonValue itemText = item.value(QLatin1String("text"));
+            if (!itemText.isString() && (!itemType.isString() || itemType.toString() == QLatin1String("text")))
+                return fail(QStringLiteral("Missing 'text' in custom tool result object."));
             if (!itemType.isString())
                 return fail(QStringLiteral("Missing 'type' in custom tool result object."));
-            result.content.append(JSONToolContent{itemType.toString(), itemText.toString()});
+            const std::optional<JSONToolContent> parsed = JSONToolContent::fromJson(item);
+            if (!parsed)
+                return fail(QStringLiteral("Invalid content object in custom tool return."));
+            result.content.append(*parsed);
         }
         return result;
     }

@@ -14,6 +14,12 @@ struct JSONAnnotations {
     QStringList audience;
     double priority = 0.0;
     QString lastModified;
+    // A tool's standard hints for clients: each optional, written only when set.
+    std::optional<QString> title;
+    std::optional<bool> readOnlyHint;
+    std::optional<bool> destructiveHint;
+    std::optional<bool> idempotentHint;
+    std::optional<bool> openWorldHint;
 
     // The audience, priority and time every export writes for a tool.
     static JSONAnnotations exportDefaults();
@@ -22,7 +28,11 @@ struct JSONAnnotations {
 
     QJsonObject toJson() const;
     QVariantMap toVariant() const;
-    // All three keys are required.
+    // The hints and title alone as an Object (empty when none is set), and back: how a
+    // tool record keeps them.
+    QJsonObject hintsJson() const;
+    void setHints(const QJsonObject &hints);
+    // Audience, priority and lastModified are required; the hints and title are not.
     static std::optional<JSONAnnotations> fromJson(const QJsonObject &object, JSONFieldReader &parent, const QString &key);
 
     bool operator==(const JSONAnnotations &) const = default;

@@ -2,20 +2,29 @@
 
 #include "tools/router/JSONFieldReader.h"
 
+#include <QJsonArray>
+
 namespace {
 const QString kName = QStringLiteral("name");
 const QString kDescription = QStringLiteral("description");
 const QString kRequired = QStringLiteral("required");
+const QString kValues = QStringLiteral("values");
 }  // namespace
 
 QJsonObject JSONPromptArgument::toJson() const
 {
-    return QJsonObject{{kName, name}, {kDescription, argumentDescription}, {kRequired, required}};
+    QJsonObject object{{kName, name}, {kDescription, argumentDescription}, {kRequired, required}};
+    if (values)
+        object.insert(kValues, QJsonArray::fromStringList(*values));
+    return object;
 }
 
 QVariantMap JSONPromptArgument::toVariant() const
 {
-    return QVariantMap{{kName, name}, {kDescription, argumentDescription}, {kRequired, required}};
+    QVariantMap map{{kName, name}, {kDescription, argumentDescription}, {kRequired, required}};
+    if (values)
+        map.insert(kValues, *values);
+    return map;
 }
 
 std::optional<JSONPromptArgument> JSONPromptArgument::fromJson(const QJsonObject &object, JSONFieldReader &parent,
@@ -26,6 +35,7 @@ std::optional<JSONPromptArgument> JSONPromptArgument::fromJson(const QJsonObject
     argument.name = reader.string(kName, true).value_or(QString());
     argument.argumentDescription = reader.string(kDescription, true).value_or(QString());
     argument.required = reader.boolean(kRequired, true).value_or(false);
+    argument.values = reader.stringArray(kValues, false);
     parent.adopt(reader);
     if (!reader.ok())
         return std::nullopt;

@@ -12,10 +12,12 @@ struct JSONPromptArgument {
     QString name;
     QString argumentDescription;
     bool required = false;
+    // Offered by completion/complete; written only when set.
+    std::optional<QStringList> values;
 
     QJsonObject toJson() const;
     QVariantMap toVariant() const;
-    // All three keys are required.
+    // Name, description and required are required; values is not.
     static std::optional<JSONPromptArgument> fromJson(const QJsonObject &object, JSONFieldReader &parent,
                                                       const QString &key);
 

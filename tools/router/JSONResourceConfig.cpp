@@ -11,11 +11,12 @@ const QString kType = QStringLiteral("type");
 const QString kContextTags = QStringLiteral("contextTags");
 const QString kRelatedResources = QStringLiteral("relatedResources");
 const QString kAnnotations = QStringLiteral("annotations");
+const QString kValues = QStringLiteral("values");
 }  // namespace
 
 QJsonObject JSONResourceConfig::toJson() const
 {
-    return QJsonObject{{kUri, uri},
+    QJsonObject object{{kUri, uri},
                        {kName, name},
                        {kDescription, resourceDescription},
                        {kMimeType, mimeType},
@@ -23,11 +24,14 @@ QJsonObject JSONResourceConfig::toJson() const
                        {kContextTags, contextTags},
                        {kRelatedResources, relatedResources},
                        {kAnnotations, annotations.toJson()}};
+    if (values)
+        object.insert(kValues, *values);
+    return object;
 }
 
 QVariantMap JSONResourceConfig::toVariant() const
 {
-    return QVariantMap{{kUri, uri},
+    QVariantMap map{{kUri, uri},
                        {kName, name},
                        {kDescription, resourceDescription},
                        {kMimeType, mimeType},
@@ -35,6 +39,9 @@ QVariantMap JSONResourceConfig::toVariant() const
                        {kContextTags, contextTags},
                        {kRelatedResources, relatedResources},
                        {kAnnotations, annotations.toVariant()}};
+    if (values)
+        map.insert(kValues, values->toVariantMap());
+    return map;
 }
 
 QVariant JSONResourceConfig::value(const QString &key) const
@@ -56,6 +63,13 @@ std::optional<JSONResourceConfig> JSONResourceConfig::fromJson(const QJsonObject
     if (const auto annotations = reader.object(kAnnotations, true)) {
         if (auto decoded = JSONAnnotations::fromJson(*annotations, reader, kAnnotations))
             config.annotations = *decoded;
+    }
+    if (const auto values = reader.object(kValues, false)) {
+        JSONFieldReader valuesReader(*values, reader.pathOf(kValues));
+        for (auto it = values->begin(); it != values->end() && valuesReader.ok(); ++it)
+            valuesReader.stringArray(it.key(), true);
+        reader.adopt(valuesReader);
+        config.values = *values;
     }
     if (!reader.ok()) {
         if (error)

@@ -20,12 +20,15 @@ struct JSONResourceConfig {
     QString contextTags;
     QString relatedResources;
     JSONAnnotations annotations;
+    // A template's values offered for completion: variable name to a list of strings.
+    // Written only when set.
+    std::optional<QJsonObject> values;
 
     QJsonObject toJson() const;
     QVariantMap toVariant() const;
     QVariant value(const QString &key) const;
 
-    // Every key is required.
+    // Every key but values is required.
     static std::optional<JSONResourceConfig> fromJson(const QJsonObject &object, QString *error = nullptr);
     static std::optional<JSONResourceConfig> fromJsonData(const QByteArray &data, QString *error = nullptr);
 

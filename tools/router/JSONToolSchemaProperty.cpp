@@ -40,7 +40,8 @@ std::optional<JSONToolSchemaProperty> JSONToolSchemaProperty::fromJson(const QJs
     JSONFieldReader reader(object, parent.pathOf(key));
     JSONToolSchemaProperty property;
     property.type = reader.string(kType, true).value_or(QString());
-    property.schemaDescription = reader.string(kDescription, true).value_or(QString());
+    // A property may go without a description; it is then sent without one.
+    property.schemaDescription = reader.string(kDescription, false).value_or(QString());
     property.defaultValue = reader.string(kDefaultValue, false);
     if (const auto items = reader.object(kItems, false))
         property.items = JSONToolSchemaPropertyItems::fromJson(*items, reader, kItems);

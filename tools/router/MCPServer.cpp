@@ -334,7 +334,8 @@ ResourceReading MCPServer::handleResource(const QVariantMap &resource)
 
     const QString cannotHandle = QStringLiteral("Error: Failed to handle: '%1' '%2'").arg(*type, *uri);
 
-    if (*type == QLatin1String("file")) {
+    // A template is read as the file its filled-in URI names.
+    if (*type == QLatin1String("file") || *type == QLatin1String("template")) {
         // A file: URI names a local path; anything else is taken as a path as it stands.
         const QUrl url(*uri);
         const QString path = url.isLocalFile() ? url.toLocalFile() : *uri;

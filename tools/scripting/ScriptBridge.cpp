@@ -399,8 +399,21 @@ void ScriptBridge::setToolResult(const QString &json)
         }
     }
 
+    // Content items besides the text (images, audio, resources) come as they were made; an
+    // empty text then adds no item of its own.
     JSONToolResult result;
-    result.content.append(JSONToolContent{QStringLiteral("text"), text.toString()});
+    const QJsonValue items = source.value(QStringLiteral("content"));
+    if (!items.isArray() || !text.toString().isEmpty())
+        result.content.append(JSONToolContent{QStringLiteral("text"), text.toString(), {}});
+    for (const QJsonValue &item : items.toArray()) {
+        const std::optional<JSONToolContent> parsed = JSONToolContent::fromJson(item.toObject());
+        if (!parsed) {
+            store(ToolError::report(m_logger, QStringLiteral("[Script] A content item of the result has no type (or a text item no text)"),
+                                    1402, MCPLogMessageType::Error));
+            return;
+        }
+        result.content.append(*parsed);
+    }
     result.structuredContent = structured;
     store(std::move(result));
 }

@@ -214,6 +214,14 @@
             return value !== null && typeof value === 'object' && !Array.isArray(value);
         }
 
+        // What Tool.text, Tool.image, ... make: an object with a string type and, for a text
+        // item, a string text.
+        function isContentItem(value) {
+            return isPlainObject(value) && typeof value.type === 'string' &&
+                (value.type !== 'text' || typeof value.text === 'string') &&
+                ['text', 'image', 'audio', 'resource', 'resource_link'].indexOf(value.type) >= 0;
+        }
+
         function messageOf(error) {
             if (error && typeof error === 'object' && 'message' in error) {
                 return String(error.message);
@@ -260,9 +268,59 @@
                 return JSON.stringify(result);
             },
 
+            // A result of content items (made by Tool.text, Tool.image, Tool.audio,
+            // Tool.resource, Tool.resourceLink), in order, with metadata as for Tool.result.
+            content: function (items, metadata) {
+                var result = { text: '', success: true, error: '', content: items };
+                if (isPlainObject(metadata)) {
+                    result.metadata = metadata;
+                }
+                return JSON.stringify(result);
+            },
+
+            text: function (text) {
+                return { type: 'text', text: String(text) };
+            },
+
+            // base64 data, e.g. from Kelvara.readFile of an image.
+            image: function (base64, mimeType) {
+                return { type: 'image', data: String(base64), mimeType: String(mimeType) };
+            },
+
+            audio: function (base64, mimeType) {
+                return { type: 'audio', data: String(base64), mimeType: String(mimeType) };
+            },
+
+            // An embedded resource: its text, or {blob: base64} for bytes.
+            resource: function (uri, content, mimeType) {
+                var resource = { uri: String(uri) };
+                if (mimeType !== undefined) {
+                    resource.mimeType = String(mimeType);
+                }
+                if (isPlainObject(content) && typeof content.blob === 'string') {
+                    resource.blob = content.blob;
+                } else {
+                    resource.text = String(content);
+                }
+                return { type: 'resource', resource: resource };
+            },
+
+            // A link to a resource the client may read itself.
+            resourceLink: function (uri, name, description, mimeType) {
+                var link = { type: 'resource_link', uri: String(uri), name: String(name) };
+                if (description !== undefined) {
+                    link.description = String(description);
+                }
+                if (mimeType !== undefined) {
+                    link.mimeType = String(mimeType);
+                }
+                return link;
+            },
+
             // Runs handlers[handlerName](params, sid) and makes its answer a result: a string
-            // becomes the text, an object with a string `text` is taken as the result object,
-            // anything else is shown as JSON. An unknown handler or a thrown error gives a
+            // becomes the text, a content item or a list of them the result's content, an
+            // object with a string `text` is taken as the result object, anything else is
+            // shown as JSON. An unknown handler or a thrown error gives a
             // failure result (the error is also logged with its stack).
             dispatch: function (handlers, sid, handlerName, jsonParams) {
                 var handler = handlers ? handlers[handlerName] : undefined;
@@ -273,6 +331,12 @@
                     var value = handler(Tool.params(jsonParams), sid);
                     if (typeof value === 'string') {
                         return Tool.result(value);
+                    }
+                    if (isContentItem(value)) {
+                        return Tool.content([value]);
+                    }
+                    if (Array.isArray(value) && value.length > 0 && value.every(isContentItem)) {
+                        return Tool.content(value);
                     }
                     if (isPlainObject(value) && typeof value.text === 'string') {
                         return JSON.stringify(value);
