@@ -255,7 +255,7 @@ JSONToolResult MCPServer::callScript(const QJsonObject &arguments, const JSONToo
     const std::optional<QString> json = jsonText(effectiveParameters(arguments).value_or(arguments), &failure);
     if (!json)
         return failure;
-    return PluginScripting::callScript(call.sessionId, config.scriptName, execHandler, *json);
+    return PluginScripting::callScript(call.sessionId, config.scriptName, execHandler, *json, call.reporter, config.name);
 }
 
 void MCPServer::applyOutputSchema(JSONToolResult &result, const JSONToolSchema &outputSchema)

@@ -30,6 +30,10 @@ public:
     JSContextGroupRef acquire();
     void release(JSContextGroupRef group);
 
+    // Releases the calling thread's own group, if it keeps one: for a thread about to end,
+    // which must not leave it to its thread-local teardown.
+    void releaseThreadGroup();
+
     // Groups in the shared stock (not those kept by a thread).
     size_t idleCount() const;
 
