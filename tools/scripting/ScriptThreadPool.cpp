@@ -7,6 +7,7 @@
 #include "tools/scripting/ScriptContext.h"
 #include "tools/scripting/ScriptContextGroupPool.h"
 #include "tools/scripting/ScriptSourceCache.h"
+#include "tools/scripting/ScriptWatchdog.h"
 
 #include <algorithm>
 
@@ -31,6 +32,12 @@ bool ScriptThreadPool::run(const Job &job, const MCP::CancellationToken *token)
         if (m_stopped)
             return false;
         exited = takeExited();
+        // A thread that is still clearing up and preparing is worth waiting for: a new
+        // thread means a new virtual machine, with its own helper threads and cold caches.
+        // (Not for ever: a pre-processor that takes long to evaluate costs that one thread.)
+        m_ready.wait_for(lock, preparingWait, [&] { return !m_idle.empty() || m_preparing == 0 || m_stopped; });
+        if (m_stopped)
+            return false;
         Worker *worker = nullptr;
         if (!m_idle.empty()) {
             // The warmest thread: its group and caches were used last.
@@ -72,6 +79,7 @@ void ScriptThreadPool::serve(Worker *worker)
             worker->job = nullptr;
             worker->finished = true;
             worker->done.notify_all();
+            ++m_preparing;
             const bool stopping = m_stopped;
             lock.unlock();
             // The caller has its answer: what the call leaves is cleared now, and the next
@@ -80,6 +88,8 @@ void ScriptThreadPool::serve(Worker *worker)
             if (!stopping)
                 prepare(slot);
             lock.lock();
+            --m_preparing;
+            m_ready.notify_all();
             if (m_stopped)
                 break;
             m_idle.push_back(worker);
@@ -121,6 +131,7 @@ void ScriptThreadPool::stop()
     {
         std::lock_guard lock(m_mutex);
         m_stopped = true;
+        m_ready.notify_all();
         // The workers stay (a caller may still be looking at its worker's flag); their
         // threads are joined.
         for (const std::unique_ptr<Worker> &worker : m_workers) {
@@ -160,6 +171,9 @@ void ScriptThreadPool::prepare(Slot &slot)
         return;
     bool failed = false;
     context->setExceptionHandler([&failed](JSContextRef, JSValueRef) { failed = true; });
+    // An edited pre-processor that does not end must not hold the thread for good (a stop
+    // joins it): the default time limit, and a shutdown, end it as they end a call.
+    ScriptWatchdog watchdog(context->group(), ScriptWatchdog::defaultTimeLimit);
     JSGlobalContextRef ctx = context->jsContext();
     auto bridge = std::make_shared<ScriptBridge>(QString());
     context->setObjectForKeyedSubscript(QStringLiteral("Kelvara"), ScriptBridgeExports::makeHostObject(ctx, bridge));
@@ -169,6 +183,7 @@ void ScriptThreadPool::prepare(Slot &slot)
     // The pre-processor reads __moduleDir only when a script uses it, after the call set it.
     context->evaluateScript(preprocessor->get(), QStringLiteral("bootstrap.js"));
     context->setExceptionHandler(nullptr);
+    failed = failed || watchdog.fired();
     // Whatever went wrong is for the call to meet, and report, in a context of its own.
     if (failed)
         return;

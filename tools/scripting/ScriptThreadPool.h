@@ -26,7 +26,9 @@ class ScriptContext;
 //
 // No other thread enters a thread's group, so a collection never has to stop another
 // thread, and every group is made, used and released on the one thread that owns it. An
-// idle thread beyond maxIdleThreads ends after idleLife; stop() ends them all and joins
+// idle thread beyond maxIdleThreads ends after idleLife. A call waits for a thread that is
+// still preparing rather than start another, so there are no more threads (and groups, each
+// with the engine's own helper threads) than calls at once; stop() ends them all and joins
 // them: the order of a stop is fixed (the threads end, each releasing its own context and
 // group, before the process's globals go), never left to the exit.
 //
@@ -39,6 +41,8 @@ public:
     // Idle threads kept beyond this number end after idleLife without work.
     static constexpr size_t maxIdleThreads = 2;
     static constexpr std::chrono::seconds idleLife{10};
+    // How long a call waits for a thread that is still preparing before it starts another.
+    static constexpr std::chrono::milliseconds preparingWait{20};
 
     // What a call finds on its thread, and what it leaves there.
     struct Slot {
@@ -99,5 +103,7 @@ private:
     mutable std::mutex m_mutex;
     std::vector<std::unique_ptr<Worker>> m_workers;
     std::vector<Worker *> m_idle;  // most recently used last
+    size_t m_preparing = 0;        // threads between their answer and being idle again
+    std::condition_variable m_ready;
     bool m_stopped = false;
 };
