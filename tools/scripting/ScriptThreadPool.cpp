@@ -34,8 +34,9 @@ bool ScriptThreadPool::run(const Job &job, const MCP::CancellationToken *token)
         exited = takeExited();
         // A thread that is still clearing up and preparing is worth waiting for: a new
         // thread means a new virtual machine, with its own helper threads and cold caches.
-        // (Not for ever: a pre-processor that takes long to evaluate costs that one thread.)
-        m_ready.wait_for(lock, preparingWait, [&] { return !m_idle.empty() || m_preparing == 0 || m_stopped; });
+        // Never longer than a preparation may take (the time limit ends it); a bounded wait
+        // would start threads exactly when the machine is too busy to prepare in time.
+        m_ready.wait(lock, [&] { return !m_idle.empty() || m_preparing == 0 || m_stopped; });
         if (m_stopped)
             return false;
         Worker *worker = nullptr;

@@ -41,8 +41,6 @@ public:
     // Idle threads kept beyond this number end after idleLife without work.
     static constexpr size_t maxIdleThreads = 2;
     static constexpr std::chrono::seconds idleLife{10};
-    // How long a call waits for a thread that is still preparing before it starts another.
-    static constexpr std::chrono::milliseconds preparingWait{20};
 
     // What a call finds on its thread, and what it leaves there.
     struct Slot {
