@@ -344,9 +344,9 @@ int ServeCommand::main(int argc, char **argv)
 
     MCPServer &router = MCPServer::shared();
     ConfigurationController *configuration = ConfigurationController::shared();
-    auto report = [](const QString &source, const std::optional<ImportResult> &result, const ImportError &error) {
+    auto report = [](const QString &source, const Result<ImportResult> &result) {
         if (!result) {
-            printLine(stderr, QStringLiteral("kelvara serve: import of %1 failed: %2").arg(source, error.description()));
+            printLine(stderr, QStringLiteral("kelvara serve: import of %1 failed: %2").arg(source, result.error().description));
             return false;
         }
         printLine(g_report, ConfigurationController::importSummary(*result) + QStringLiteral(" (") + source +
@@ -356,13 +356,11 @@ int ServeCommand::main(int argc, char **argv)
         return true;
     };
     if (options->importBuiltin) {
-        ImportError error;
-        if (!report(configuration->builtinRoot(), configuration->importBuiltinConfiguration(nullptr, &error), error))
+        if (!report(configuration->builtinRoot(), configuration->importBuiltinConfiguration()))
             return 1;
     }
     for (const QString &folder : options->importFolders) {
-        ImportError error;
-        if (!report(folder, configuration->importConfiguration(folder, nullptr, &error), error))
+        if (!report(folder, configuration->importConfiguration(folder)))
             return 1;
     }
 

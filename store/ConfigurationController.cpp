@@ -49,8 +49,7 @@ QString shortHash(const QString &text)
 
 // Folds the parameters of a tool's input or output schemas into one file schema.
 template <class Schema>
-std::optional<JSONToolSchema> mergeSchemas(const QList<Schema *> &schemas, const QString &missingName,
-                                           ExportError *error)
+Result<JSONToolSchema> mergeSchemas(const QList<Schema *> &schemas, const QString &missingName)
 {
     JSONToolSchema merged;
     merged.type = QStringLiteral("object");
@@ -58,11 +57,8 @@ std::optional<JSONToolSchema> mergeSchemas(const QList<Schema *> &schemas, const
     for (const Schema *schema : schemas) {
         for (const auto *param : ToolsQueryService::sortedProperties(schema)) {
             const std::optional<QString> name = param->parameterName();
-            if (!name || name->isEmpty()) {
-                if (error)
-                    *error = ExportError::invalidConfig(missingName);
-                return std::nullopt;
-            }
+            if (!name || name->isEmpty())
+                return TransferError::invalidConfig(missingName).toAppError();
             JSONToolSchemaProperty property;
             property.type = param->parameterType().value_or(QStringLiteral("string"));
             property.schemaDescription = param->parameterDescription().value_or(QString());
@@ -218,7 +214,7 @@ QString ConfigurationController::importSummary(const ImportResult &result)
 
 // ---- conversions ----
 
-std::optional<JSONToolConfig> ConfigurationController::toolConfig(const ToolsConfig *tool, ExportError *error)
+Result<JSONToolConfig> ConfigurationController::toolConfig(const ToolsConfig *tool)
 {
     JSONToolConfig config;
     config.name = tool->name().value_or(QString());
@@ -231,13 +227,13 @@ std::optional<JSONToolConfig> ConfigurationController::toolConfig(const ToolsCon
     config.scriptName = tool->scriptFileName().value_or(QString());
     config.annotations = JSONAnnotations::exportDefaults();
     auto input = mergeSchemas(ToolsQueryService::sortedInputSchemas(tool),
-                              QStringLiteral("Parameter input schema name missing."), error);
+                              QStringLiteral("Parameter input schema name missing."));
     if (!input)
-        return std::nullopt;
+        return input.error();
     auto output = mergeSchemas(ToolsQueryService::sortedOutputSchemas(tool),
-                               QStringLiteral("Parameter output schema name missing."), error);
+                               QStringLiteral("Parameter output schema name missing."));
     if (!output)
-        return std::nullopt;
+        return output.error();
     config.inputSchema = *input;
     config.outputSchema = *output;
     return config;
@@ -281,15 +277,11 @@ void ConfigurationController::logFailure(const QString &text)
     m_logger->log(text, -1, MCPLogMessageType::Info);
 }
 
-std::optional<ExportResult> ConfigurationController::exportConfiguration(ExportError *error)
+Result<ExportResult> ConfigurationController::exportConfiguration()
 {
-    auto failWith = [error](const ExportError &e) -> std::optional<ExportResult> {
-        if (error)
-            *error = e;
-        return std::nullopt;
-    };
+    auto failWith = [](const TransferError &e) -> Result<ExportResult> { return e.toAppError(); };
     if (m_exportRoot.isEmpty())
-        return failWith(ExportError::invalidPath(QStringLiteral("Unable to get app sandbox library directory")));
+        return failWith(TransferError::invalidPath(QStringLiteral("Unable to get app sandbox library directory")));
 
     const QDir root(m_exportRoot);
     for (Directory directory : m_subdirectories) {
@@ -300,12 +292,12 @@ std::optional<ExportResult> ConfigurationController::exportConfiguration(ExportE
                              : info.exists()                   ? QDir(path).removeRecursively()
                                                                : true;
         if (!removed)
-            return failWith(ExportError::unknown(QStringLiteral("Could not remove the folder '%1'.").arg(path)));
+            return failWith(TransferError::unknown(QStringLiteral("Could not remove the folder '%1'.").arg(path)));
     }
     for (Directory directory : m_subdirectories) {
         const QString path = root.filePath(folderName(directory));
         if (!QDir().mkpath(path))
-            return failWith(ExportError::unknown(QStringLiteral("Could not create the folder '%1'.").arg(path)));
+            return failWith(TransferError::unknown(QStringLiteral("Could not create the folder '%1'.").arg(path)));
     }
 
     // From here on the engine holds only what this export registers.
@@ -315,28 +307,24 @@ std::optional<ExportResult> ConfigurationController::exportConfiguration(ExportE
     AppError fetchError;
     const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(m_context, &fetchError);
     if (fetchError.code != 0)
-        return failWith(ExportError::unknown(fetchError.description));
+        return failWith(TransferError::unknown(fetchError.description));
     exportKind(tools, root.filePath(folderName(Directory::tools)), QStringLiteral("tool"), QStringLiteral("tool"),
                result.exportedTools, result.toolsErrors,
-               [](const ToolsConfig *tool, ExportError *e) { return toolConfig(tool, e); });
+               [](const ToolsConfig *tool) { return toolConfig(tool); });
 
     const QList<ResourceConfig *> resources = ResourceQueryService::fetchResourceConfigs(m_context, &fetchError);
     if (fetchError.code != 0)
-        return failWith(ExportError::unknown(fetchError.description));
+        return failWith(TransferError::unknown(fetchError.description));
     exportKind(resources, root.filePath(folderName(Directory::resources)), QStringLiteral("Resource"),
                QStringLiteral("resource"), result.exportedResources, result.resourcesErrors,
-               [](const ResourceConfig *resource, ExportError *) {
-                   return std::optional<JSONResourceConfig>(resourceConfig(resource));
-               });
+               [](const ResourceConfig *resource) { return Result<JSONResourceConfig>(resourceConfig(resource)); });
 
     const QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(m_context, &fetchError);
     if (fetchError.code != 0)
-        return failWith(ExportError::unknown(fetchError.description));
+        return failWith(TransferError::unknown(fetchError.description));
     exportKind(prompts, root.filePath(folderName(Directory::prompts)), QStringLiteral("prompt"),
                QStringLiteral("prompt"), result.exportedPrompts, result.promptsErrors,
-               [](const PromptConfig *prompt, ExportError *) {
-                   return std::optional<JSONPromptConfig>(promptConfig(prompt));
-               });
+               [](const PromptConfig *prompt) { return Result<JSONPromptConfig>(promptConfig(prompt)); });
     return result;
 }
 
@@ -374,29 +362,28 @@ void ConfigurationController::exportKind(const QList<Record *> &records, const Q
 {
     QSet<QString> taken;
     for (Record *record : records) {
-        ExportError error;
-        auto config = convert(record, &error);
-        if (config) {
+        // The conversion's own error, or why the converted record was not written.
+        auto written = [&]() -> decltype(convert(record)) {
+            auto config = convert(record);
+            if (!config)
+                return config;
             const QString path = QDir(folder).filePath(uniqueFileName(record->name(), fallback, taken));
             const QByteArray data = QJsonDocument(config->toJson()).toJson(QJsonDocument::Indented);
-            if (data.isEmpty()) {
-                error = ExportError::encodingFailed(QStringLiteral("The record could not be written as JSON."));
-                config.reset();
-            } else {
-                if (const std::optional<QString> failure = AtomicFile::write(path, data)) {
-                    error = ExportError::writeFailed(QStringLiteral("'%1': %2").arg(path, *failure));
-                    config.reset();
-                }
-            }
-        }
-        if (!config) {
+            if (data.isEmpty())
+                return TransferError::encodingFailed(QStringLiteral("The record could not be written as JSON.")).toAppError();
+            if (const std::optional<QString> failure = AtomicFile::write(path, data))
+                return TransferError::writeFailed(QStringLiteral("'%1': %2").arg(path, *failure)).toAppError();
+            return config;
+        }();
+        if (!written) {
             const QString text = QStringLiteral("Failed to export %1 '%2': %3")
                                      .arg(kindWord, record->name().value_or(QStringLiteral("unknown")),
-                                          error.description());
+                                          written.error().description);
             errors.append(text);
             logFailure(text);
             continue;
         }
+        const auto &config = written;
         registerRecord(*config);
         ++count;
     }
@@ -404,16 +391,13 @@ void ConfigurationController::exportKind(const QList<Record *> &records, const Q
 
 // ---- import ----
 
-std::optional<ImportResult> ConfigurationController::importBuiltinConfiguration(AbstractController *controller,
-                                                                                ImportError *error)
+Result<ImportResult> ConfigurationController::importBuiltinConfiguration(AbstractController *controller)
 {
-    if (m_builtinRoot.isEmpty() || !QFileInfo(m_builtinRoot).isDir()) {
-        if (error)
-            *error = ImportError::invalidBundle(QStringLiteral("The built-in configuration was not found at '%1'.")
-                                                    .arg(m_builtinRoot));
-        return std::nullopt;
-    }
-    return importBundle(m_builtinRoot, controller, error);
+    if (m_builtinRoot.isEmpty() || !QFileInfo(m_builtinRoot).isDir())
+        return TransferError::invalidBundle(QStringLiteral("The built-in configuration was not found at '%1'.")
+                                                .arg(m_builtinRoot))
+            .toAppError();
+    return importBundle(m_builtinRoot, controller);
 }
 
 qint64 ConfigurationController::maxImportFileBytes()
@@ -443,53 +427,48 @@ QStringList ConfigurationController::undecodableJsonNames(const QString &folder)
     return names;
 }
 
-std::optional<ImportResult> ConfigurationController::importConfiguration(const QString &folder,
-                                                                         AbstractController *controller,
-                                                                         ImportError *error)
+Result<ImportResult> ConfigurationController::importConfiguration(const QString &folder,
+                                                                  AbstractController *controller)
 {
     BookmarkController *scopes = BookmarkController::shared();
     const QUrl url = QUrl::fromLocalFile(folder);
     // A scope that was already open (a stored choice) stays open afterwards.
     const bool wasOpen = scopes->isAccessActive(url);
-    if (!scopes->startAccess(url)) {
-        if (error)
-            *error = ImportError::invalidPath(QStringLiteral("Cannot access the selected directory."));
-        return std::nullopt;
-    }
-    std::optional<ImportResult> result = importBundle(folder, controller, error);
+    if (!scopes->startAccess(url))
+        return TransferError::invalidPath(cannotAccessFolderText).toAppError();
+    Result<ImportResult> result = importBundle(folder, controller);
     if (!wasOpen)
         scopes->stopAccess(url);
     return result;
 }
 
-std::optional<ImportResult> ConfigurationController::importBundle(const QString &root, AbstractController *controller,
-                                                                  ImportError *error)
+Result<ImportResult> ConfigurationController::importBundle(const QString &root, AbstractController *controller)
 {
     ImportResult result;
-    if (!importKind(Directory::tools, root, result.importedTools, result.toolsErrors, error) ||
-        !importKind(Directory::resources, root, result.importedResources, result.resourcesErrors, error) ||
-        !importKind(Directory::prompts, root, result.importedPrompts, result.promptsErrors, error))
-        return std::nullopt;
+    // A folder that cannot be listed ends the whole import there.
+    if (auto kind = importKind(Directory::tools, root, result.importedTools, result.toolsErrors); !kind)
+        return kind.error();
+    if (auto kind = importKind(Directory::resources, root, result.importedResources, result.resourcesErrors); !kind)
+        return kind.error();
+    if (auto kind = importKind(Directory::prompts, root, result.importedPrompts, result.promptsErrors); !kind)
+        return kind.error();
     if (controller)
         QMetaObject::invokeMethod(controller, [controller] { controller->reload(); }, Qt::QueuedConnection);
     return result;
 }
 
-bool ConfigurationController::importKind(Directory directory, const QString &root, int &count, QStringList &errors,
-                                         ImportError *error)
+Result<void> ConfigurationController::importKind(Directory directory, const QString &root, int &count,
+                                                 QStringList &errors)
 {
     const QString folder = QDir(root).filePath(folderName(directory));
     if (!QFileInfo(folder).isDir()) {
         count = 0;
         errors = QStringList{folderName(directory) + QStringLiteral(" directory not found: ") + directoryURLText(folder)};
-        return true;
+        return {};
     }
     const QDir dir(folder);
-    if (!dir.isReadable()) {
-        if (error)
-            *error = ImportError::readFailed(QStringLiteral("The folder '%1' cannot be listed.").arg(folder));
-        return false;
-    }
+    if (!dir.isReadable())
+        return TransferError::readFailed(QStringLiteral("The folder '%1' cannot be listed.").arg(folder)).toAppError();
     const QFileInfoList entries =
         dir.entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDir::Name);
     static const QHash<Directory, QString> kindWords{{Directory::tools, QStringLiteral("tool")},
@@ -508,21 +487,21 @@ bool ConfigurationController::importKind(Directory directory, const QString &roo
         // Only "json" exactly: "x.JSON" is passed over without a word.
         if (entry.suffix() != QLatin1String("json"))
             continue;
-        ImportError fileError;
+        TransferError fileError;
         bool ok = false;
         QFile file(entry.filePath());
         // Looked at before opening: opening a FIFO would wait for a writer for ever.
         struct stat st {};
         const bool found = ::stat(QFile::encodeName(entry.filePath()).constData(), &st) == 0;
         if (found && S_ISDIR(st.st_mode)) {
-            fileError = ImportError::readFailed(QStringLiteral("Is a directory"));
+            fileError = TransferError::readFailed(QStringLiteral("Is a directory"));
         } else if (found && !S_ISREG(st.st_mode)) {
-            fileError = ImportError::readFailed(QStringLiteral("Not a regular file (a FIFO, a device or a socket)"));
+            fileError = TransferError::readFailed(QStringLiteral("Not a regular file (a FIFO, a device or a socket)"));
         } else if (found && st.st_size > maxBytes) {
-            fileError = ImportError::readFailed(
+            fileError = TransferError::readFailed(
                 QStringLiteral("The file is larger than %1 bytes, the limit of %2").arg(maxBytes).arg(maxImportFileBytesKey));
         } else if (!file.open(QIODevice::ReadOnly)) {
-            fileError = ImportError::readFailed(file.errorString());
+            fileError = TransferError::readFailed(file.errorString());
         } else {
             const QByteArray data = file.readAll();
             QString reason;
@@ -544,13 +523,12 @@ bool ConfigurationController::importKind(Directory directory, const QString &roo
                     ok = false;
             }
             if (!ok) {
-                fileError = ImportError::decodingFailed(reason);
+                fileError = TransferError::decodingFailed(reason);
             } else {
                 // Each file is saved by itself; a failed save leaves its records pending.
-                AppError saveError;
-                if (!m_context->save(&saveError)) {
+                if (const Result<void> saved = m_context->save(); !saved) {
                     ok = false;
-                    fileError = ImportError::saveFailed(saveError.description);
+                    fileError = TransferError::saveFailed(saved.error().description);
                 }
             }
         }
@@ -560,7 +538,7 @@ bool ConfigurationController::importKind(Directory directory, const QString &roo
         }
         ++count;
     }
-    return true;
+    return {};
 }
 
 void ConfigurationController::insertTool(const JSONToolConfig &config, const QString &root)

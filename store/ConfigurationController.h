@@ -1,9 +1,9 @@
 #pragma once
 
-#include "store/ExportError.h"
+#include "base/Result.h"
 #include "store/ExportResult.h"
-#include "store/ImportError.h"
 #include "store/ImportResult.h"
+#include "store/TransferError.h"
 #include "tools/router/JSONPromptConfig.h"
 #include "tools/router/JSONResourceConfig.h"
 #include "tools/router/JSONToolConfig.h"
@@ -54,16 +54,15 @@ public:
     const QList<Directory> &subdirectories() const { return m_subdirectories; }
     static QString folderName(Directory directory);
 
-    // Nothing on a failure that ended the whole export (error tells which); per-record
-    // failures are in the result's lists and the log.
-    std::optional<ExportResult> exportConfiguration(ExportError *error = nullptr);
+    // A TransferError (as an AppError) when the whole export ended; per-record failures are
+    // in the result's lists and the log.
+    Result<ExportResult> exportConfiguration();
     // Both imports reload the given controller's list afterwards.
-    std::optional<ImportResult> importBuiltinConfiguration(AbstractController *controller = nullptr,
-                                                           ImportError *error = nullptr);
+    Result<ImportResult> importBuiltinConfiguration(AbstractController *controller = nullptr);
     // The user's folder, inside an opened security scope. A scope that cannot be opened
-    // gives invalidPath "Cannot access the selected directory.".
-    std::optional<ImportResult> importConfiguration(const QString &folder, AbstractController *controller = nullptr,
-                                                    ImportError *error = nullptr);
+    // gives invalidPath with cannotAccessFolderText.
+    Result<ImportResult> importConfiguration(const QString &folder, AbstractController *controller = nullptr);
+    static inline const QString cannotAccessFolderText = QStringLiteral("Cannot access the selected directory.");
 
     // The file name of a record: its name (or the fallback) split at / \ : * ? " < > |,
     // joined with "_", lower-cased, with ".json". A name too long for a file name keeps its
@@ -76,7 +75,7 @@ public:
 
     // The in-memory forms of store records, as export writes them. A tool fails with
     // invalidConfig when a schema parameter has no name.
-    static std::optional<JSONToolConfig> toolConfig(const ToolsConfig *tool, ExportError *error = nullptr);
+    static Result<JSONToolConfig> toolConfig(const ToolsConfig *tool);
     static JSONResourceConfig resourceConfig(const ResourceConfig *resource);
     static JSONPromptConfig promptConfig(const PromptConfig *prompt);
     // A comma list as exported: "a, b ,,c" gives a, b, c; "a, ,c" keeps its blank part as "".
@@ -103,9 +102,9 @@ private:
     void registerRecord(const JSONToolConfig &config);
     void registerRecord(const JSONResourceConfig &config);
     void registerRecord(const JSONPromptConfig &config);
-    std::optional<ImportResult> importBundle(const QString &root, AbstractController *controller, ImportError *error);
-    // Imports one kind; false when listing the folder failed (the whole import ends).
-    bool importKind(Directory directory, const QString &root, int &count, QStringList &errors, ImportError *error);
+    Result<ImportResult> importBundle(const QString &root, AbstractController *controller);
+    // Imports one kind; fails when listing the folder failed (the whole import ends).
+    Result<void> importKind(Directory directory, const QString &root, int &count, QStringList &errors);
     void importFile(Directory directory, const QString &root, const QString &path);
     void insertTool(const JSONToolConfig &config, const QString &root);
     void insertResource(const JSONResourceConfig &config);

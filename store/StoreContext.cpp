@@ -196,15 +196,12 @@ AppError StoreContext::unavailableError() const
                         m_unavailable.value_or(QString())};
 }
 
-bool StoreContext::save(AppError *error)
+Result<void> StoreContext::save()
 {
-    if (m_unavailable) {
-        if (error)
-            *error = unavailableError();
-        return false;
-    }
+    if (m_unavailable)
+        return unavailableError();
     if (!hasChanges())
-        return true;
+        return {};
 
     QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
     QString failure;
@@ -231,13 +228,11 @@ bool StoreContext::save(AppError *error)
         compactLiveLists();
         emit objectsDidChange();
         emit didSave();
-        return true;
+        return {};
     }
     if (failure.isEmpty())
         failure = QStringLiteral("unknown database error");
-    if (error)
-        *error = AppError{errorDomain, SaveFailed, QStringLiteral("The configuration could not be saved: ") + failure};
-    return false;
+    return AppError{errorDomain, SaveFailed, QStringLiteral("The configuration could not be saved: ") + failure};
 }
 
 bool StoreContext::writePending(QString *failure)

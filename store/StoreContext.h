@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/AppError.h"
+#include "base/Result.h"
 #include "store/FetchRequest.h"
 #include "store/StoreEntity.h"
 #include "store/StoreRecord.h"
@@ -47,8 +48,8 @@ public:
     void deleteObject(StoreRecord *record);
 
     // Writes every pending change in one transaction. On failure nothing is written, the
-    // changes stay pending and error tells why.
-    bool save(AppError *error = nullptr);
+    // changes stay pending and the error tells why.
+    Result<void> save();
     // Discards every pending change: inserts leave the store, edits and deletes are undone.
     void rollback();
     // Turns one record back to its stored values (mergeChanges false); with mergeChanges

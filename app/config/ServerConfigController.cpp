@@ -172,7 +172,7 @@ void ServerConfigController::sync()
     // start does not wait for a Save of values the user never touched. Pending edits of
     // anybody else's are left for their owner to save or revert.
     if (config && config->isInserted() && contextWasClean)
-        m_context->save();
+        (void)m_context->save();  // a failure shows on the next explicit save
     setServerConfig(config);
     setServerRunning(m_router->bridge()->isRunning());
     if (m_isServerRunning)
@@ -185,8 +185,7 @@ void ServerConfigController::sync()
 
 bool ServerConfigController::save()
 {
-    AppError error;
-    if (!m_context->save(&error)) {
+    if (!m_context->save()) {
         showAlert(QStringLiteral("Error"), saveFailedText);
         return false;
     }
@@ -253,11 +252,10 @@ void ServerConfigController::start()
 void ServerConfigController::runStartPipeline()
 {
     setStatus(statusExporting);
-    ExportError exportError;
-    const std::optional<ExportResult> exported = m_exportService->exportConfiguration(&exportError);
+    const Result<ExportResult> exported = m_exportService->exportConfiguration();
     std::optional<QString> exportFailure;
     if (!exported)
-        exportFailure = exportError.description();
+        exportFailure = exported.error().description;
     else if (exported->hasErrors())
         exportFailure = QStringLiteral("Export completed with errors: ") + exported->allErrors().join(QStringLiteral(", "));
     // Any failure of a single record stops the start; the records are listed in the log,

@@ -144,12 +144,11 @@ void StoreBackedController::saveTapped()
 {
     if (!m_hasUnsavedChanges)
         return;
-    AppError error;
-    if (m_context->save(&error)) {
+    if (const Result<void> saved = m_context->save()) {
         setHasUnsavedChanges(false);
         setAdding(false);
     } else {
-        showAlert(QStringLiteral("Error"), error.description);
+        showAlert(QStringLiteral("Error"), saved.error().description);
     }
 }
 
@@ -229,9 +228,8 @@ void StoreBackedController::confirmDelete()
     if (!record || record->isDetached() || record->isDeleted())
         return;
     m_context->deleteObject(record);
-    AppError error;
-    if (!m_context->save(&error)) {
-        showAlert(QStringLiteral("Error"), error.description);
+    if (const Result<void> saved = m_context->save(); !saved) {
+        showAlert(QStringLiteral("Error"), saved.error().description);
         return;
     }
     setHasUnsavedChanges(false);

@@ -46,9 +46,8 @@ void build(const QString &path, int toolCount)
         tool->addInputSchemasObject(input);
         tool->addOutputSchmasObject(output);
     }
-    AppError error;
-    if (!context->save(&error)) {
-        std::fprintf(stderr, "save failed: %s\n", qPrintable(error.description));
+    if (const Result<void> saved = context->save(); !saved) {
+        std::fprintf(stderr, "save failed: %s\n", qPrintable(saved.error().description));
         std::exit(1);
     }
 }
@@ -105,7 +104,10 @@ int main(int argc, char **argv)
             tools[toolCount / 2]->inputSchemas().first()->properties().first()->setParameterType(
                 QStringLiteral("number"));
             timer.restart();
-            store->viewContext()->save();
+            if (const Result<void> saved = store->viewContext()->save(); !saved) {
+                std::fprintf(stderr, "save failed: %s\n", qPrintable(saved.error().description));
+                std::exit(1);
+            }
             const double saveEdit = elapsedMs(timer);
             ToolsQueryService::createTool(store->viewContext(), toolCount);
             tools.first()->setName(QStringLiteral("renamed"));

@@ -2,6 +2,7 @@
 
 #include "base/UserDefaults.h"
 
+#include <QCoreApplication>
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QPalette>
@@ -102,13 +103,37 @@ AppearanceSettings::AppearanceSettings(std::unique_ptr<QSettings> store, QObject
 
 AppearanceSettings::~AppearanceSettings() = default;
 
+AppearanceSettings *AppearanceSettings::shared()
+{
+    // Owned by the application object, so it goes before the settings store is torn down.
+    static AppearanceSettings *instance = new AppearanceSettings({}, QCoreApplication::instance());
+    return instance;
+}
+
+QFont AppearanceSettings::userFont() const
+{
+    return ChatFontFamily::font(m_values.chatFont, m_values.userFontSize);
+}
+
+QFont AppearanceSettings::assistantFont() const
+{
+    return ChatFontFamily::font(m_values.chatFont, m_values.assistantFontSize);
+}
+
+QFont AppearanceSettings::inputFont() const
+{
+    return ChatFontFamily::font(m_values.inputFont, m_values.inputFontSize);
+}
+
 AppearanceSettings::Payload AppearanceSettings::defaults()
 {
     const QPalette pal = palette();
     Payload p;
     const QColor secondaryLabel = pal.color(QPalette::PlaceholderText);
     p.colors[UserBubbleBackground] = pal.color(QPalette::Window);
-    p.colors[AssistantBubbleBackground] = withAlpha(QColor(Qt::darkGray), 0.86);
+    // The desktop's alternate row colour stands in for the "dark grey" of other platforms: a
+    // fixed grey behind the theme's text colour is hard to read in light themes and dark ones.
+    p.colors[AssistantBubbleBackground] = withAlpha(pal.color(QPalette::AlternateBase), 0.86);
     p.colors[UserBubbleText] = pal.color(QPalette::ButtonText);
     p.colors[AssistantTextPrimary] = pal.color(QPalette::ButtonText);
     p.colors[AssistantTextSecondary] = secondaryLabel;

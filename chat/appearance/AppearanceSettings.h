@@ -44,6 +44,10 @@ public:
     explicit AppearanceSettings(std::unique_ptr<QSettings> store = {}, QObject *parent = nullptr);
     ~AppearanceSettings() override;
 
+    // The application's one instance, over the group suite, made on first use (main thread).
+    // Every chat window and the Chat Settings window work on it, so a change shows everywhere.
+    static AppearanceSettings *shared();
+
     static Payload defaults();
     static QString colorKey(ColorRole role);
     static QString colorLabel(ColorRole role);
@@ -58,6 +62,10 @@ public:
 
     // The style an answer is rendered with.
     MarkdownStyle markdownStyle() const;
+    // The fonts of the user's bubbles and of the input field, as set.
+    QFont userFont() const;
+    QFont assistantFont() const;
+    QFont inputFont() const;
 
 signals:
     void changed();

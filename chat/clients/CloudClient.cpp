@@ -38,25 +38,26 @@ ChatHttpSession::Request CloudClient::makeRequest(const QString &path, const QBy
     return request;
 }
 
-QByteArray CloudClient::perform(const ChatHttpSession::Request &request)
+Result<QByteArray> CloudClient::perform(const ChatHttpSession::Request &request)
 {
     const ChatHttpSession::Reply reply = ChatHttpSession::perform(request);
     if (!reply.transportError.isEmpty())
-        throw ChatClientError(ChatClientError::Kind::transport, reply.transportError, reply.status);
+        return ChatClientError::make(ChatClientError::Kind::transport, reply.transportError);
     if (reply.status < 200 || reply.status > 299)
-        throw ChatClientError(ChatClientError::Kind::http,
-                              ChatHttpSession::utf8(reply.body).value_or(QStringLiteral("HTTP %1").arg(reply.status)),
-                              reply.status);
+        return ChatClientError::httpFailure(
+            reply.status, ChatHttpSession::utf8(reply.body).value_or(QStringLiteral("HTTP %1").arg(reply.status)));
     return reply.body;
 }
 
-QByteArray CloudClient::listModels() const
+Result<QByteArray> CloudClient::listModels(const QString &query) const
 {
-    return perform(makeRequest(m_flavor == Flavor::gemini ? QStringLiteral("/models") : QStringLiteral("/v1/models"),
-                               "GET"));
+    QString path = m_flavor == Flavor::gemini ? QStringLiteral("/models") : QStringLiteral("/v1/models");
+    if (!query.isEmpty())
+        path += QLatin1Char('?') + query;
+    return perform(makeRequest(path, "GET"));
 }
 
-QByteArray CloudClient::post(const QString &path, const QJsonObject &body) const
+Result<QByteArray> CloudClient::post(const QString &path, const QJsonObject &body) const
 {
     ChatHttpSession::Request request = makeRequest(path, "POST");
     request.body = QJsonDocument(body).toJson(QJsonDocument::Compact);

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "base/Result.h"
 #include "chat/clients/ChatHttpSession.h"
 
 #include <QJsonObject>
 
 // An authorised, blocking request and reply with one hosted provider: OpenAI (and the Hugging
 // Face router), Anthropic or Gemini. A value; the calls block, so run them off the main thread
-// or accept the wait. Throws ChatClientError.
+// or accept the wait. Failures come back as ChatClientError values.
 class CloudClient {
 public:
     enum class Flavor { openAI, anthropic, gemini };
@@ -18,10 +19,11 @@ public:
     ChatHttpSession::Request makeRequest(const QString &path, const QByteArray &method) const;
     // The body of a reply in 200 to 299; else an http error whose text is the body (or
     // "HTTP " and the status when the body isn't UTF-8).
-    static QByteArray perform(const ChatHttpSession::Request &request);
+    static Result<QByteArray> perform(const ChatHttpSession::Request &request);
 
-    QByteArray listModels() const;
-    QByteArray post(const QString &path, const QJsonObject &body) const;
+    // One page of the model list; query ("after_id=…") picks a later one.
+    Result<QByteArray> listModels(const QString &query = {}) const;
+    Result<QByteArray> post(const QString &path, const QJsonObject &body) const;
     // The provider's chat path for a model.
     QString chatPath(const QString &model) const;
 

@@ -8,25 +8,33 @@
 
 namespace {
 
-QJsonObject decodeObject(const QByteArray &body)
+Result<QJsonObject> decodeObject(const Result<QByteArray> &body)
 {
+    if (!body)
+        return body.error();
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    const QJsonDocument document = QJsonDocument::fromJson(*body, &error);
     if (error.error != QJsonParseError::NoError)
-        throw ChatClientError(ChatClientError::Kind::decode,
-                              QStringLiteral("The server's reply isn't valid JSON: ") + error.errorString());
+        return ChatClientError::make(ChatClientError::Kind::decode,
+                                     QStringLiteral("The server's reply isn't valid JSON: ") + error.errorString());
     if (!document.isObject())
-        throw ChatClientError(ChatClientError::Kind::decode, QStringLiteral("The server's reply isn't a JSON object."));
+        return ChatClientError::make(ChatClientError::Kind::decode,
+                                     QStringLiteral("The server's reply isn't a JSON object."));
     return document.object();
 }
 
+// The record read from a reply, or why it couldn't be.
 template<typename T>
-T decoded(const std::optional<T> &value, const char *record)
+Result<T> decoded(const Result<QJsonObject> &reply, std::optional<T> (*fromJson)(const QJsonObject &),
+                  const char *record)
 {
+    if (!reply)
+        return reply.error();
+    std::optional<T> value = fromJson(*reply);
     if (!value)
-        throw ChatClientError(ChatClientError::Kind::decode,
-                              QStringLiteral("The server's reply couldn't be read as %1.").arg(QLatin1String(record)));
-    return *value;
+        return ChatClientError::make(ChatClientError::Kind::decode,
+                                     QStringLiteral("The server's reply couldn't be read as %1.").arg(QLatin1String(record)));
+    return std::move(*value);
 }
 
 } // namespace
@@ -50,22 +58,20 @@ ChatHttpSession::Request LMStudioClient::makeRequest(const QString &path, const 
     return request;
 }
 
-QByteArray LMStudioClient::perform(const ChatHttpSession::Request &request) const
+Result<QByteArray> LMStudioClient::perform(const ChatHttpSession::Request &request) const
 {
     const ChatHttpSession::Reply reply = ChatHttpSession::perform(request);
     if (!reply.transportError.isEmpty())
-        throw ChatClientError(ChatClientError::Kind::transport, reply.transportError, reply.status);
+        return ChatClientError::make(ChatClientError::Kind::transport, reply.transportError);
     if (reply.status < 200 || reply.status > 299) {
         const auto body = ChatHttpSession::utf8(reply.body);
-        throw ChatClientError(ChatClientError::Kind::http,
-                              body ? LMSChatStream::httpErrorText(reply.status, *body)
-                                   : QStringLiteral("HTTP %1").arg(reply.status),
-                              reply.status);
+        return ChatClientError::httpFailure(reply.status, body ? LMSChatStream::httpErrorText(reply.status, *body)
+                                                               : QStringLiteral("HTTP %1").arg(reply.status));
     }
     return reply.body;
 }
 
-QByteArray LMStudioClient::post(const QString &path, const QJsonObject &body) const
+Result<QByteArray> LMStudioClient::post(const QString &path, const QJsonObject &body) const
 {
     ChatHttpSession::Request request = makeRequest(path, "POST");
     request.headers.append(qMakePair(QByteArray("Content-Type"), QByteArray("application/json")));
@@ -73,18 +79,24 @@ QByteArray LMStudioClient::post(const QString &path, const QJsonObject &body) co
     return perform(request);
 }
 
-QList<LMSModel> LMStudioClient::listModels() const
+Result<QList<LMSModel>> LMStudioClient::listModels() const
 {
-    const QJsonObject reply = decodeObject(perform(makeRequest(QStringLiteral("/api/v1/models"), "GET")));
-    if (!reply.value("models").isArray())
-        throw ChatClientError(ChatClientError::Kind::decode, QStringLiteral("The server's reply has no model list."));
+    const Result<QJsonObject> reply = decodeObject(perform(makeRequest(QStringLiteral("/api/v1/models"), "GET")));
+    if (!reply)
+        return reply.error();
+    if (!reply->value("models").isArray())
+        return ChatClientError::make(ChatClientError::Kind::decode, QStringLiteral("The server's reply has no model list."));
     QList<LMSModel> models;
-    for (const QJsonValue &value : reply.value("models").toArray())
-        models.append(decoded(LMSModel::fromJson(value.toObject()), "a model"));
+    for (const QJsonValue &value : reply->value("models").toArray()) {
+        Result<LMSModel> model = decoded<LMSModel>(value.toObject(), &LMSModel::fromJson, "a model");
+        if (!model)
+            return model.error();
+        models.append(std::move(*model));
+    }
     return models;
 }
 
-LMSLoadResponse LMStudioClient::load(const QString &model, const std::optional<LoadConfig> &config) const
+Result<LMSLoadResponse> LMStudioClient::load(const QString &model, const std::optional<LoadConfig> &config) const
 {
     QJsonObject body{{"model", model}};
     if (config) {
@@ -101,36 +113,39 @@ LMSLoadResponse LMStudioClient::load(const QString &model, const std::optional<L
         if (config->echoLoadConfig)
             body.insert("echo_load_config", *config->echoLoadConfig);
     }
-    return decoded(LMSLoadResponse::fromJson(decodeObject(post(QStringLiteral("/api/v1/models/load"), body))),
-                   "a load response");
+    return decoded<LMSLoadResponse>(decodeObject(post(QStringLiteral("/api/v1/models/load"), body)),
+                                    &LMSLoadResponse::fromJson, "a load response");
 }
 
-void LMStudioClient::unload(const QString &instanceId) const
+Result<void> LMStudioClient::unload(const QString &instanceId) const
 {
-    post(QStringLiteral("/api/v1/models/unload"), QJsonObject{{"instance_id", instanceId}});
+    const Result<QByteArray> reply = post(QStringLiteral("/api/v1/models/unload"), QJsonObject{{"instance_id", instanceId}});
+    if (!reply)
+        return reply.error();
+    return {};
 }
 
-LMSDownloadStatus LMStudioClient::download(const QString &model, const std::optional<QString> &quantization) const
+Result<LMSDownloadStatus> LMStudioClient::download(const QString &model, const std::optional<QString> &quantization) const
 {
     QJsonObject body{{"model", model}};
     if (quantization)
         body.insert("quantization", *quantization);
-    return decoded(LMSDownloadStatus::fromJson(decodeObject(post(QStringLiteral("/api/v1/models/download"), body))),
-                   "a download status");
+    return decoded<LMSDownloadStatus>(decodeObject(post(QStringLiteral("/api/v1/models/download"), body)),
+                                      &LMSDownloadStatus::fromJson, "a download status");
 }
 
-LMSDownloadStatus LMStudioClient::downloadStatus(const QString &jobId) const
+Result<LMSDownloadStatus> LMStudioClient::downloadStatus(const QString &jobId) const
 {
     // The job id goes into the path as it stands.
-    const QJsonObject reply =
-        decodeObject(perform(makeRequest(QStringLiteral("/api/v1/models/download/status/") + jobId, "GET")));
-    return decoded(LMSDownloadStatus::fromJson(reply), "a download status");
+    return decoded<LMSDownloadStatus>(
+        decodeObject(perform(makeRequest(QStringLiteral("/api/v1/models/download/status/") + jobId, "GET"))),
+        &LMSDownloadStatus::fromJson, "a download status");
 }
 
-LMSChatResponse LMStudioClient::chat(const LMSChatRequest &request) const
+Result<LMSChatResponse> LMStudioClient::chat(const LMSChatRequest &request) const
 {
     LMSChatRequest blocking = request;
     blocking.stream = false;
-    return decoded(LMSChatResponse::fromJson(decodeObject(post(QStringLiteral("/api/v1/chat"), blocking.toJson()))),
-                   "a chat response");
+    return decoded<LMSChatResponse>(decodeObject(post(QStringLiteral("/api/v1/chat"), blocking.toJson())),
+                                    &LMSChatResponse::fromJson, "a chat response");
 }

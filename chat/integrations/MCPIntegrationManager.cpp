@@ -1,10 +1,23 @@
 #include "chat/integrations/MCPIntegrationManager.h"
 
+#include "diagnostics/LogController.h"
+
 #include <QCoreApplication>
 #include <QJsonDocument>
 #include <QSet>
 #include <QUrl>
 #include <QtDebug>
+
+namespace {
+
+// What changes the running server's tools must be visible where the user looks: the app's log.
+void note(const QString &line)
+{
+    qInfo().noquote() << line;
+    LogController::shared()->log(line, -1, MCPLogMessageType::Info);
+}
+
+} // namespace
 
 MCPIntegrationManager::MCPIntegrationManager(QSettings &defaults, MCPIntegrationHost &host)
     : m_defaults(defaults), m_host(host)
@@ -159,21 +172,70 @@ void MCPIntegrationManager::applyToLiveServer()
 {
     if (m_servers.isEmpty())
         return;
-    qInfo().noquote() << "[MCP-IM] Remove tools from life server";
+    note(QStringLiteral("[MCP-IM] Remove tools from life server"));
     m_host.resetToolRegistry();
     for (MCPIntegration &server : m_servers) {
         if (server.kind != MCPIntegration::Kind::plugin) {
-            qInfo().noquote() << "[MCP-IM] Skip remote MCP server: " + server.label;
+            note(QStringLiteral("[MCP-IM] Skip remote MCP server: ") + server.label);
             continue;
         }
         if (!server.isEnabled) {
-            qInfo().noquote() << "[MCP-IM] Skip disabled MCP server: " + server.label;
+            note(QStringLiteral("[MCP-IM] Skip disabled MCP server: ") + server.label);
             continue;
         }
         syncTools(server);
         for (const QJsonObject &config : server.enabledTools()) {
-            qInfo().noquote() << "[MCP-IM] Register enabled tool: " + config.value("name").toString();
+            note(QStringLiteral("[MCP-IM] Register enabled tool: ") + config.value("name").toString());
             m_host.registerTool(config);
         }
     }
+}
+
+QString MCPIntegrationManager::limitNotice() const
+{
+    if (m_servers.isEmpty())
+        return {}; // nothing is applied to the server
+    const std::optional<QList<QJsonObject>> configs = m_host.toolConfigs();
+    if (!configs)
+        return {};
+    QSet<QString> stored;
+    for (const QJsonObject &config : *configs)
+        if (!config.value("name").toString().trimmed().isEmpty())
+            stored.insert(config.value("name").toString());
+    QSet<QString> served;
+    const MCPIntegration *limiting = nullptr;
+    for (const MCPIntegration &server : m_servers) {
+        if (server.kind != MCPIntegration::Kind::plugin)
+            continue;
+        if (!limiting)
+            limiting = &server;
+        if (!server.isEnabled)
+            continue;
+        for (const QJsonObject &config : server.enabledTools())
+            if (stored.contains(config.value("name").toString()))
+                served.insert(config.value("name").toString());
+    }
+    if (served.size() >= stored.size())
+        return {};
+    if (!limiting)
+        limiting = &m_servers.first();
+    const QString label = limiting->label.trimmed().isEmpty() ? MCPIntegration::kindLabel(limiting->kind) : limiting->label;
+    return QStringLiteral("Serving %1 of %2 tools: limited by the AI Chat integration '%3'")
+        .arg(served.size())
+        .arg(stored.size())
+        .arg(label);
+}
+
+void MCPIntegrationManager::serveAllTools()
+{
+    for (MCPIntegration &server : m_servers) {
+        if (server.kind != MCPIntegration::Kind::plugin)
+            continue;
+        syncTools(server);
+        for (ToolIntegration &tool : server.integratedTools)
+            tool.isEnabled = true;
+        server.isEnabled = true;
+    }
+    note(QStringLiteral("[MCP-IM] Serve all tools again"));
+    save();
 }

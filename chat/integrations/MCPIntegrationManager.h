@@ -31,7 +31,14 @@ public:
     // leaving out any remote URL that is the local server itself.
     QJsonArray integrationPayloads() const;
     // Resets the running server's tools and registers the enabled ones of enabled integrations.
+    // Each step goes to the application's log.
     void applyToLiveServer();
+    // When the integrations leave the running server fewer tools than the store has, says so:
+    // "Serving 2 of 24 tools: limited by the AI Chat integration 'kelvara'". Empty otherwise.
+    QString limitNotice() const;
+    // Switches on every tool of the Internal Tools integrations (and the integrations), stores
+    // and applies it, so the server serves all of them again.
+    void serveAllTools();
 
     QString localServerLabel() const;
     std::optional<QString> localServerURL() const;

@@ -31,11 +31,10 @@ std::optional<QList<QJsonObject>> StoreIntegrationHost::toolConfigs()
     for (const ToolsConfig *tool : tools) {
         if (tool->name().value_or(QString()).trimmed().isEmpty())
             continue;
-        ExportError buildError;
-        const std::optional<JSONToolConfig> config = ConfigurationController::toolConfig(tool, &buildError);
+        const Result<JSONToolConfig> config = ConfigurationController::toolConfig(tool);
         if (!config) {
             qWarning().noquote() << QStringLiteral("[MCP-IM] Failed to build config for '%1': %2")
-                                        .arg(tool->name().value_or(QString()), buildError.text);
+                                        .arg(tool->name().value_or(QString()), config.error().description);
             continue;
         }
         configs.append(config->toJson());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "chat/clients/ChatClientError.h"
 
 #include <QMetaObject>
@@ -19,30 +20,27 @@
 template<typename T>
 class LLMBackgroundCall {
 public:
-    // Exactly one of value and error is set.
-    using Done = std::function<void(std::optional<T> value, std::optional<ChatClientError> error)>;
+    using Done = std::function<void(Result<T> outcome)>;
 
-    LLMBackgroundCall(QObject *context, std::function<T()> work, Done done)
+    LLMBackgroundCall(QObject *context, std::function<Result<T>()> work, Done done)
     {
         QPointer<QObject> owner(context);
         auto cancelled = m_cancelled;
         std::thread([owner, cancelled, work = std::move(work), done = std::move(done)]() mutable {
-            std::optional<T> value;
-            std::optional<ChatClientError> error;
+            std::optional<Result<T>> outcome;
             try {
-                value = work();
-            } catch (const ChatClientError &thrown) {
-                error = thrown;
+                outcome.emplace(work());
             } catch (const std::exception &thrown) {
-                error = ChatClientError(ChatClientError::Kind::transport, QString::fromUtf8(thrown.what()));
+                // Only the library can still throw here (memory, a container's bounds).
+                outcome.emplace(ChatClientError::make(ChatClientError::Kind::transport, QString::fromUtf8(thrown.what())));
             }
             if (cancelled->load() || !owner)
                 return;
             QMetaObject::invokeMethod(
                 owner.data(),
-                [cancelled, done = std::move(done), value = std::move(value), error = std::move(error)] {
+                [cancelled, done = std::move(done), outcome = std::move(*outcome)] {
                     if (!cancelled->load())
-                        done(value, error);
+                        done(outcome);
                 },
                 Qt::QueuedConnection);
         }).detach();

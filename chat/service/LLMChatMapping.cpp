@@ -2,6 +2,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QUrl>
 #include <QJsonParseError>
 #include <QJsonValue>
 
@@ -77,18 +78,30 @@ AIChatStats cloudStats(qint64 input, qint64 output)
 
 QJsonObject LLMChatMapping::openAIRequest(const QString &model, const QString &message,
                                           const std::optional<QString> &systemPrompt,
-                                          std::optional<double> temperature, std::optional<qint64> maxTokens)
+                                          std::optional<double> temperature, std::optional<qint64> maxTokens,
+                                          bool reasoningModel)
 {
     QJsonArray messages;
     if (systemPrompt && !trimmedBlanks(*systemPrompt).isEmpty())
         messages.append(QJsonObject{{"role", "system"}, {"content", *systemPrompt}});
     messages.append(QJsonObject{{"role", "user"}, {"content", message}});
     QJsonObject body{{"model", model}, {"messages", messages}};
-    if (temperature)
+    if (temperature && !reasoningModel)
         body.insert("temperature", *temperature);
     if (maxTokens)
-        body.insert("max_tokens", *maxTokens);
+        body.insert(reasoningModel ? "max_completion_tokens" : "max_tokens", *maxTokens);
     return body;
+}
+
+bool LLMChatMapping::isOpenAIReasoningModel(const QString &model)
+{
+    const QString id = model.trimmed().toLower();
+    for (const char *family : {"o1", "o3", "o4", "gpt-5"}) {
+        const QString name = QString::fromLatin1(family);
+        if (id == name || id.startsWith(name + u'-'))
+            return true;
+    }
+    return false;
 }
 
 QJsonObject LLMChatMapping::anthropicRequest(const QString &model, const QString &message,
@@ -251,6 +264,10 @@ std::optional<QList<AIModel>> LLMChatMapping::decodeModels(AIProviderID provider
         const char *idKey = provider == AIProviderID::gemini ? "name" : "id";
         if (!value.isObject() || !entry.value(QLatin1String(idKey)).isString())
             return fail(error, missing(idKey)), std::nullopt;
+        // A Gemini model that names its methods without generateContent can't chat.
+        if (provider == AIProviderID::gemini && entry.value("supportedGenerationMethods").isArray() &&
+            !entry.value("supportedGenerationMethods").toArray().contains(QStringLiteral("generateContent")))
+            continue;
         AIModel model;
         model.provider = provider;
         model.id = entry.value(QLatin1String(idKey)).toString();
@@ -276,6 +293,24 @@ std::optional<QList<AIModel>> LLMChatMapping::decodeModels(AIProviderID provider
         models.append(model);
     }
     return models;
+}
+
+std::optional<QString> LLMChatMapping::nextModelPage(AIProviderID provider, const QByteArray &body)
+{
+    const QJsonObject object = QJsonDocument::fromJson(body).object();
+    auto query = [](const char *key, const QString &value) {
+        return QString::fromLatin1(key) + u'=' + QString::fromUtf8(QUrl::toPercentEncoding(value));
+    };
+    if (provider == AIProviderID::anthropic) {
+        const QString last = object.value("last_id").toString();
+        if (object.value("has_more").toBool() && !last.isEmpty())
+            return query("after_id", last);
+    } else if (provider == AIProviderID::gemini) {
+        const QString token = object.value("nextPageToken").toString();
+        if (!token.isEmpty())
+            return query("pageToken", token);
+    }
+    return std::nullopt;
 }
 
 QList<AIModel> LLMChatMapping::huggingFaceFallbackModels()

@@ -7,68 +7,90 @@
 #include "chat/clients/OpenAIClient.h"
 #include "chat/service/LLMChatMapping.h"
 
+#include <QSet>
+
 namespace {
 
-void requireValidURL(const QString &baseURL)
+// The record a decoder made of a reply, or the reply's own failure, or the decoder's.
+template<typename T, typename Decode>
+Result<T> decodedReply(const Result<QByteArray> &body, Decode decode)
 {
-    if (!ChatHttpSession::isValidBaseURL(baseURL))
-        throw ChatClientError::badURL();
-}
-
-template<typename T>
-T orDecodeError(std::optional<T> value, const QString &error)
-{
+    if (!body)
+        return body.error();
+    QString error;
+    std::optional<T> value = decode(*body, &error);
     if (!value)
-        throw ChatClientError(ChatClientError::Kind::decode, error);
+        return ChatClientError::make(ChatClientError::Kind::decode, error);
     return std::move(*value);
 }
 
-QList<AIModel> cloudModels(AIProviderID provider, const QString &baseURL, const QString &token)
+Result<QList<AIModel>> cloudModels(AIProviderID provider, const QString &baseURL, const QString &token)
 {
-    requireValidURL(baseURL);
-    QByteArray body;
-    switch (provider) {
-    case AIProviderID::anthropic: body = AnthropicClient(baseURL, token).listModels(); break;
-    case AIProviderID::gemini: body = GeminiClient(baseURL, token).listModels(); break;
-    default: body = OpenAIClient(baseURL, token).listModels(); break;
+    if (!ChatHttpSession::isValidBaseURL(baseURL))
+        return ChatClientError::badURL();
+    // Anthropic and Gemini hand the list out in pages; each page names the next. A server that
+    // names the same page again, or pages on without end, is not followed further.
+    constexpr int kMostPages = 50;
+    QList<AIModel> models;
+    QString query;
+    QSet<QString> asked;
+    for (int page = 0; page < kMostPages; ++page) {
+        asked.insert(query);
+        Result<QByteArray> body = [&]() -> Result<QByteArray> {
+            switch (provider) {
+            case AIProviderID::anthropic: return AnthropicClient(baseURL, token).listModels(query);
+            case AIProviderID::gemini: return GeminiClient(baseURL, token).listModels(query);
+            default: return OpenAIClient(baseURL, token).listModels(query);
+            }
+        }();
+        Result<QList<AIModel>> decoded =
+            decodedReply<QList<AIModel>>(body, [provider](const QByteArray &reply, QString *error) {
+                return LLMChatMapping::decodeModels(provider, reply, error);
+            });
+        if (!decoded)
+            return decoded.error();
+        models += *decoded;
+        const std::optional<QString> next = LLMChatMapping::nextModelPage(provider, *body);
+        if (!next || asked.contains(*next))
+            break;
+        query = *next;
     }
-    QString error;
-    auto models = LLMChatMapping::decodeModels(provider, body, &error);
-    return orDecodeError(std::move(models), error);
+    return models;
 }
 
 } // namespace
 
-QList<AIModel> LLMChatService::listModels(AIProviderID provider, const QString &baseURL, const QString &token)
+Result<QList<AIModel>> LLMChatService::listModels(AIProviderID provider, const QString &baseURL, const QString &token)
 {
     if (provider == AIProviderID::lmStudio) {
+        const Result<QList<LMSModel>> listed = listLMStudioModels(baseURL, token);
+        if (!listed)
+            return listed.error();
         QList<AIModel> models;
-        for (const LMSModel &model : listLMStudioModels(baseURL, token))
+        for (const LMSModel &model : *listed)
             models.append(AIModel{model.key, model.displayName, provider, !model.loadedInstances.isEmpty(), {}, {}});
         return models;
     }
     if (provider == AIProviderID::huggingFace) {
         // The router's list is often closed to a key; the chat still works with these.
-        try {
-            return cloudModels(provider, baseURL, token);
-        } catch (const ChatClientError &) {
-            return LLMChatMapping::huggingFaceFallbackModels();
-        }
+        Result<QList<AIModel>> models = cloudModels(provider, baseURL, token);
+        return models ? std::move(models) : Result<QList<AIModel>>(LLMChatMapping::huggingFaceFallbackModels());
     }
     return cloudModels(provider, baseURL, token);
 }
 
-QList<LMSModel> LLMChatService::listLMStudioModels(const QString &baseURL, const QString &token)
+Result<QList<LMSModel>> LLMChatService::listLMStudioModels(const QString &baseURL, const QString &token)
 {
-    requireValidURL(baseURL);
+    if (!ChatHttpSession::isValidBaseURL(baseURL))
+        return ChatClientError::badURL();
     return LMStudioClient(baseURL, token).listModels();
 }
 
-AIChatResponse LLMChatService::chat(AIProviderID provider, const QString &baseURL, const QString &token,
-                                    const ChatRequest &request)
+Result<AIChatResponse> LLMChatService::chat(AIProviderID provider, const QString &baseURL, const QString &token,
+                                            const ChatRequest &request)
 {
-    requireValidURL(baseURL);
-    QString error;
+    if (!ChatHttpSession::isValidBaseURL(baseURL))
+        return ChatClientError::badURL();
     switch (provider) {
     case AIProviderID::lmStudio: {
         LMSChatRequest lms;
@@ -81,30 +103,36 @@ AIChatResponse LLMChatService::chat(AIProviderID provider, const QString &baseUR
         lms.maxOutputTokens = request.maxOutputTokens;
         lms.previousResponseId = request.previousResponseID;
         lms.integrations = request.integrations;
-        return LLMChatMapping::fromLMStudio(LMStudioClient(baseURL, token).chat(lms));
+        const Result<LMSChatResponse> reply = LMStudioClient(baseURL, token).chat(lms);
+        if (!reply)
+            return reply.error();
+        return LLMChatMapping::fromLMStudio(*reply);
     }
     case AIProviderID::openAI:
     case AIProviderID::huggingFace: {
         const OpenAIClient client(baseURL, token);
-        const QByteArray body = client.post(client.chatPath(request.model),
-                                            LLMChatMapping::openAIRequest(request.model, request.message,
-                                                                          request.systemPrompt, request.temperature,
-                                                                          request.maxOutputTokens));
-        return orDecodeError(LLMChatMapping::decodeOpenAIReply(body, &error), error);
+        return decodedReply<AIChatResponse>(
+            client.post(client.chatPath(request.model),
+                        LLMChatMapping::openAIRequest(request.model, request.message, request.systemPrompt,
+                                                      request.temperature, request.maxOutputTokens,
+                                                      provider == AIProviderID::openAI &&
+                                                          LLMChatMapping::isOpenAIReasoningModel(request.model))),
+            &LLMChatMapping::decodeOpenAIReply);
     }
     case AIProviderID::anthropic: {
         const AnthropicClient client(baseURL, token);
-        const QByteArray body = client.post(
-            client.chatPath(request.model),
-            LLMChatMapping::anthropicRequest(request.model, request.message, request.systemPrompt, request.maxOutputTokens));
-        return orDecodeError(LLMChatMapping::decodeAnthropicReply(body, &error), error);
+        return decodedReply<AIChatResponse>(
+            client.post(client.chatPath(request.model),
+                        LLMChatMapping::anthropicRequest(request.model, request.message, request.systemPrompt,
+                                                         request.maxOutputTokens)),
+            &LLMChatMapping::decodeAnthropicReply);
     }
     case AIProviderID::gemini: {
         const QString prompt = LLMChatMapping::geminiPrompt(request.message, request.systemPrompt);
         const GeminiClient client(baseURL, token);
-        const QByteArray body = client.post(client.chatPath(request.model), LLMChatMapping::geminiRequest(prompt));
-        return orDecodeError(LLMChatMapping::decodeGeminiReply(body, &error), error);
+        return decodedReply<AIChatResponse>(client.post(client.chatPath(request.model), LLMChatMapping::geminiRequest(prompt)),
+                                            &LLMChatMapping::decodeGeminiReply);
     }
     }
-    throw ChatClientError(ChatClientError::Kind::badURL, QStringLiteral("Unknown provider."));
+    return ChatClientError::make(ChatClientError::Kind::badURL, QStringLiteral("Unknown provider."));
 }

@@ -21,6 +21,7 @@ namespace {
 
 const QString kNotConnected = QStringLiteral("Not connected. Click Connect first.");
 const QString kQuotaWords = QStringLiteral("You must PAY for this service. You cannot test this API without Dollares $$ O.o $$");
+const QString kCutWords = QStringLiteral("The connection closed before the answer's end: it may be incomplete.");
 
 void logLine(const QString &text)
 {
@@ -204,29 +205,29 @@ void ChatSession::sendSystemPromptBlocking(const QUuid &answer)
     request.message = m_connection.systemPrompt();
     request.model = m_connection.selectedModel();
     request.store = true;
-    chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const ChatClientError *error) {
+    chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const AppError *error) {
         m_status.setBusy(false);
         if (reply) {
             m_status.setText(QStringLiteral("Ready."));
             return;
         }
-        if (isQuotaFailure(error->description()))
+        if (isQuotaFailure(error->description))
             m_status.setText(kQuotaWords);
         else
-            m_status.setText(QStringLiteral("System prompt failed: ") + error->description());
-        finishMessage(answer, QStringLiteral("System prompt failed:\n") + error->description());
+            m_status.setText(QStringLiteral("System prompt failed: ") + error->description);
+        finishMessage(answer, QStringLiteral("System prompt failed:\n") + error->description);
     });
 }
 
 void ChatSession::chatInBackground(const LLMChatService::ChatRequest &request, const QUuid &answer,
-                                   std::function<void(const AIChatResponse *, const ChatClientError *)> then)
+                                   std::function<void(const AIChatResponse *, const AppError *)> then)
 {
     const AIProviderID provider = m_connection.selectedProvider();
     const QString url = m_connection.baseURL();
     const QString key = m_connection.token();
     m_blockingCall = std::make_unique<LLMBackgroundCall<AIChatResponse>>(
         this, [provider, url, key, request] { return LLMChatService::chat(provider, url, key, request); },
-        [this, answer, then = std::move(then)](std::optional<AIChatResponse> reply, std::optional<ChatClientError> error) {
+        [this, answer, then = std::move(then)](Result<AIChatResponse> reply) {
             m_blockingCall.reset();
             if (reply) {
                 m_lastResponseID = reply->id;
@@ -236,7 +237,7 @@ void ChatSession::chatInBackground(const LLMChatService::ChatRequest &request, c
                     message.isComplete = true;
                 });
             }
-            then(reply ? &*reply : nullptr, error ? &*error : nullptr);
+            then(reply ? &*reply : nullptr, reply ? nullptr : &reply.error());
         });
 }
 
@@ -363,6 +364,11 @@ void ChatSession::streamAnswer(const QUuid &answer, const QString &message)
         } else if (error) {
             m_status.setText(QStringLiteral("Error: ") + *error);
             finishMessage(answer, QStringLiteral("Request failed:\n") + *error);
+        } else if (const TranscriptMessage *message = find(answer); message && !message->isComplete) {
+            // The connection closed before chat.end: what came is the answer, and is shown as one.
+            updateMessage(answer, [](TranscriptMessage &cut) { cut.isComplete = true; });
+            m_status.setText(kCutWords);
+            logLine(QStringLiteral("[CVM] status=") + kCutWords);
         }
         endSend();
     });
@@ -562,7 +568,11 @@ void ChatSession::applyChatEnd(const QUuid &answer, const LMSChatResponse &reply
             message.content = response.messageText;
     });
     XcodeBridgeService::writeResponse(response.messageText);
-    const AIChatStats stats = response.stats.value_or(AIChatStats());
+    if (!response.stats) {
+        m_status.setText(QStringLiteral("Ready.")); // no figures rather than zeros
+        return;
+    }
+    const AIChatStats stats = *response.stats;
     // The C formatter, so that halves round as printf rounds them.
     char line[160];
     std::snprintf(line, sizeof line, "%.0f tok/s | %lld tokens | %.2fs to first token", stats.tokensPerSecond,
@@ -582,20 +592,22 @@ void ChatSession::blockingAnswer(const QUuid &answer, const QString &message)
     if (m_connection.maxOutputTokens() >= 1)
         request.maxOutputTokens = m_connection.maxOutputTokens();
     request.store = true;
-    chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const ChatClientError *error) {
+    chatInBackground(request, answer, [this, answer](const AIChatResponse *reply, const AppError *error) {
         if (reply) {
             XcodeBridgeService::writeResponse(reply->messageText);
-            m_status.setText(reply->stats ? QStringLiteral("%1 tokens").arg(reply->stats->totalOutputTokens)
-                                          : QStringLiteral("Ready."));
+            // A provider that reports no usage gets no figure, not "0 tokens".
+            m_status.setText(reply->stats && reply->stats->totalOutputTokens > 0
+                                 ? QStringLiteral("%1 tokens").arg(reply->stats->totalOutputTokens)
+                                 : QStringLiteral("Ready."));
             return endSend();
         }
-        if (isQuotaFailure(error->description())) {
+        if (isQuotaFailure(error->description)) {
             m_status.setText(kQuotaWords);
             XcodeBridgeService::writeResponse(kQuotaWords);
         } else {
-            m_status.setText(QStringLiteral("Error: ") + error->description());
+            m_status.setText(QStringLiteral("Error: ") + error->description);
         }
-        finishMessage(answer, QStringLiteral("Request failed:\n") + error->description());
+        finishMessage(answer, QStringLiteral("Request failed:\n") + error->description);
         endSend();
     });
 }

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "base/AppError.h"
 #include "chat/appearance/HistoryModel.h"
 #include "chat/clients/LMSStreamEvent.h"
-#include "chat/clients/ChatClientError.h"
 #include "chat/service/AIChatResponse.h"
 #include "chat/service/LLMBackgroundCall.h"
 #include "chat/service/LLMChatService.h"
@@ -92,7 +92,7 @@ private:
     // One non-streamed request on a worker. Back on this thread a reply completes the answer's
     // bubble and is kept as the last response; `then` learns how it went (one of the two set).
     void chatInBackground(const LLMChatService::ChatRequest &request, const QUuid &answer,
-                          std::function<void(const AIChatResponse *, const ChatClientError *)> then);
+                          std::function<void(const AIChatResponse *, const AppError *)> then);
     bool isQuotaFailure(const QString &description) const;
     void applyToLiveServer();
     QJsonArray integrationPayloads() const;

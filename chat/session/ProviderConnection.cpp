@@ -106,7 +106,7 @@ bool ProviderConnection::hasValidBaseURL() const
 }
 
 template<typename T>
-void ProviderConnection::guarded(std::function<T()> work, std::function<void(T)> then)
+void ProviderConnection::guarded(std::function<Result<T>()> work, std::function<void(T)> then)
 {
     if (!hasValidBaseURL()) {
         m_status.setText(QStringLiteral("Invalid base URL"));
@@ -114,16 +114,15 @@ void ProviderConnection::guarded(std::function<T()> work, std::function<void(T)>
     }
     m_status.setBusy(true);
     // The call object only carries the cancel flag; the worker keeps what it needs.
-    LLMBackgroundCall<T>(this, std::move(work), [this, then = std::move(then)](std::optional<T> value,
-                                                                              std::optional<ChatClientError> error) {
+    LLMBackgroundCall<T>(this, std::move(work), [this, then = std::move(then)](Result<T> outcome) {
         m_status.setBusy(false);
-        if (error) {
-            m_status.setText(QStringLiteral("Error: ") + error->description());
-            LogController::shared()->log(QStringLiteral("[CVM] Error: ") + error->description(), -1,
+        if (!outcome) {
+            m_status.setText(QStringLiteral("Error: ") + outcome.error().description);
+            LogController::shared()->log(QStringLiteral("[CVM] Error: ") + outcome.error().description, -1,
                                          MCPLogMessageType::Info);
             return;
         }
-        then(std::move(*value));
+        then(std::move(*outcome));
         emit changed();
     });
 }
@@ -242,10 +241,17 @@ void ProviderConnection::fetchModels(std::function<void()> then)
     const QString url = m_baseURL;
     const QString key = m_token;
     guarded<Lists>(
-        [provider, url, key] {
-            Lists lists{LLMChatService::listModels(provider, url, key), {}};
-            if (provider == AIProviderID::lmStudio)
-                lists.second = LLMChatService::listLMStudioModels(url, key);
+        [provider, url, key]() -> Result<Lists> {
+            Result<QList<AIModel>> models = LLMChatService::listModels(provider, url, key);
+            if (!models)
+                return models.error();
+            Lists lists{std::move(*models), {}};
+            if (provider == AIProviderID::lmStudio) {
+                Result<QList<LMSModel>> lmStudio = LLMChatService::listLMStudioModels(url, key);
+                if (!lmStudio)
+                    return lmStudio.error();
+                lists.second = std::move(*lmStudio);
+            }
             return lists;
         },
         [this, then = std::move(then)](Lists lists) {
@@ -323,19 +329,24 @@ void ProviderConnection::loadSelectedModel()
 {
     if (!lmStudioConnected(QStringLiteral("Model loading")))
         return;
-    using Result = std::pair<LMSLoadResponse, QList<LMSModel>>;
+    using Loaded = std::pair<LMSLoadResponse, QList<LMSModel>>;
     const QString url = m_baseURL;
     const QString key = m_token;
     const QString model = m_selectedModel;
-    guarded<Result>(
-        [url, key, model] {
+    guarded<Loaded>(
+        [url, key, model]() -> Result<Loaded> {
             LMStudioClient client(url, key);
             LMStudioClient::LoadConfig config;
             config.echoLoadConfig = true;
-            LMSLoadResponse loaded = client.load(model, config);
-            return Result{loaded, client.listModels()};
+            Result<LMSLoadResponse> loaded = client.load(model, config);
+            if (!loaded)
+                return loaded.error();
+            Result<QList<LMSModel>> models = client.listModels();
+            if (!models)
+                return models.error();
+            return Loaded{std::move(*loaded), std::move(*models)};
         },
-        [this, model](Result result) {
+        [this, model](Loaded result) {
             m_status.setText(QStringLiteral("Loaded '%1' in %2s.").arg(model, QString::asprintf("%.1f", result.first.loadTimeSeconds)));
             m_lmStudioModels = result.second;
             m_loadedModel.reset();
@@ -366,9 +377,10 @@ void ProviderConnection::unloadSelectedModel()
     const QString instance = entry->loadedInstances.first().id;
     const QString model = m_selectedModel;
     guarded<QList<LMSModel>>(
-        [url, key, instance] {
+        [url, key, instance]() -> Result<QList<LMSModel>> {
             LMStudioClient client(url, key);
-            client.unload(instance);
+            if (const Result<void> unloaded = client.unload(instance); !unloaded)
+                return unloaded.error();
             return client.listModels();
         },
         [this, model](QList<LMSModel> list) {

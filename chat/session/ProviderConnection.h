@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "chat/clients/LMSDownloadStatus.h"
 #include "chat/clients/LMSModel.h"
 #include "chat/service/AIModel.h"
@@ -109,7 +110,7 @@ private:
     // Runs work off the main thread while the status is busy; then `then` with its value, or
     // the error in the status line.
     template<typename T>
-    void guarded(std::function<T()> work, std::function<void(T)> then);
+    void guarded(std::function<Result<T>()> work, std::function<void(T)> then);
     // Both model lists into models and lmStudioModels, then `then`; in the guarded run.
     void fetchModels(std::function<void()> then);
     // LM Studio and connected; else the status says which is missing.

@@ -8,7 +8,9 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
+#include <QSet>
 #include <QTemporaryDir>
 
 namespace {
@@ -169,4 +171,185 @@ TEST_F(ContactsToolTest, WithoutAccessTheRefusalCarriesItsJSON)
     // Other failures are the message alone.
     PrivacyAccess::setStatus(PrivacyAccess::Kind::Contacts, PrivacyAccess::FullAccess);
     EXPECT_EQ(textOf(handler.deleteContact({})), "Tool parameter 'contact_id' must not be empty.");
+}
+
+namespace {
+
+QByteArray fixture(const char *name)
+{
+    return readFile(QStringLiteral(KELVARA_CALENDAR_TEST_DATA "/") + QString::fromLatin1(name));
+}
+
+// Every line of the bytes, line ends kept, so a comparison shows what changed.
+QList<QByteArray> linesOf(const QByteArray &bytes)
+{
+    QList<QByteArray> lines;
+    qsizetype pos = 0;
+    while (pos < bytes.size()) {
+        qsizetype next = bytes.indexOf('\n', pos);
+        next = next < 0 ? bytes.size() : next + 1;
+        lines.append(bytes.mid(pos, next - pos));
+        pos = next;
+    }
+    return lines;
+}
+
+}  // namespace
+
+TEST(VCardFiles, UnchangedCardsGoBackByteForByte)
+{
+    for (const char *name : {"khard-ada.vcf", "simon-perreault.vcf", "export3.vcf", "phone-export.vcf", "card-4.0.vcf"}) {
+        const QByteArray bytes = fixture(name);
+        ASSERT_FALSE(bytes.isEmpty()) << name;
+        EXPECT_EQ(VCard::serialiseAll(VCard::parseAll(bytes)), bytes) << name;
+    }
+    // A card cut off before its END is dropped, not half read.
+    EXPECT_EQ(VCard::parseAll("BEGIN:VCARD\r\nVERSION:3.0\r\nFN:Half\r\n").size(), 0);
+}
+
+TEST(VCardFiles, AnUpdateRewritesOnlyTheLinesOfWhatChanged)
+{
+    // khard's card: a note edit leaves every other line as it was.
+    const VCard ada = VCard::parseAll(fixture("khard-ada.vcf")).first();
+    EXPECT_EQ(ada.displayName(), "Ada Lovelace");
+    EXPECT_EQ(ada.organization, "Analytical Engine Society");
+    VCard noted = ada;
+    noted.note = "Wrote the first program; see Note G";
+    QList<QByteArray> expected = linesOf(ada.raw);
+    const qsizetype noteAt = expected.indexOf("NOTE:Wrote the first program\r\n");
+    ASSERT_GE(noteAt, 0);
+    expected[noteAt] = "NOTE:Wrote the first program\\; see Note G\r\n";
+    EXPECT_EQ(linesOf(noted.serialised()), expected);
+
+    // A changed name: N keeps its prefix, FN made from the whole name follows it, ORG keeps
+    // its unit, and the version stays 3.0.
+    VCard renamed = ada;
+    renamed.givenName = "Augusta Ada";
+    renamed.organization = "Difference Engine Society";
+    const QByteArray written = renamed.serialised();
+    EXPECT_TRUE(written.contains("\r\nFN:Countess Augusta Ada Lovelace\r\n")) << written.toStdString();
+    EXPECT_TRUE(written.contains("\r\nN:Lovelace;Augusta Ada;;Countess;\r\n"));
+    EXPECT_TRUE(written.contains("\r\nORG:Difference Engine Society;Notes Department\r\n"));
+    EXPECT_TRUE(written.startsWith("BEGIN:VCARD\r\nVERSION:3.0\r\n"));
+    EXPECT_EQ(linesOf(written).size(), linesOf(ada.raw).size());
+
+    // Lists: a number kept keeps its line; a changed one takes the line (and TYPE) of the one
+    // it replaces; one more follows the last; an address dropped loses only its line.
+    VCard phones = ada;
+    phones.phoneNumbers = {"+44 20 7946 0002", "+44 20 7946 0009", "+44 20 7946 0010"};
+    phones.emailAddresses = {"ada@home.example"};
+    const QByteArray listed = phones.serialised();
+    EXPECT_TRUE(listed.contains("TEL;TYPE=home,pref:+44 20 7946 0002\r\n"));
+    EXPECT_TRUE(listed.contains("TEL;TYPE=cell:+44 20 7946 0009\r\n"));
+    EXPECT_TRUE(listed.contains("TEL:+44 20 7946 0010\r\n"));
+    EXPECT_FALSE(listed.contains("0001"));
+    EXPECT_FALSE(listed.contains("ada@engine.example"));
+    EXPECT_TRUE(listed.contains("EMAIL;TYPE=home:ada@home.example\r\n"));
+    const VCard reread = VCard::parseAll(listed).first();
+    EXPECT_EQ(QSet<QString>(reread.phoneNumbers.begin(), reread.phoneNumbers.end()),
+              QSet<QString>(phones.phoneNumbers.begin(), phones.phoneNumbers.end()));
+
+    // The RFC's example: a CRLF card with quoted TYPE lists, folded lines and URIs.
+    const VCard simon = VCard::parseAll(fixture("simon-perreault.vcf")).first();
+    VCard moved = simon;
+    moved.familyName = "Perrault";
+    QList<QByteArray> simonLines = linesOf(simon.raw);
+    const QList<QByteArray> movedLines = linesOf(moved.serialised());
+    ASSERT_EQ(movedLines.size(), simonLines.size());
+    for (int i = 0; i < simonLines.size(); ++i) {
+        if (simonLines.at(i).startsWith("FN:"))
+            EXPECT_EQ(movedLines.at(i), "FN:Simon Perrault\r\n");
+        else if (simonLines.at(i).startsWith("N:"))
+            EXPECT_EQ(movedLines.at(i), "N:Perrault;Simon;;;ing. jr,M.Sc.\r\n");
+        else
+            EXPECT_EQ(movedLines.at(i), simonLines.at(i));
+    }
+}
+
+TEST(VCardFiles, ANameTheUserWroteStays)
+{
+    // FN that is not made from N ("Mom") is shown when there is no name and kept when one
+    // is given; an organisation's card keeps an empty display name.
+    VCard mom = VCard::parseAll("BEGIN:VCARD\nVERSION:3.0\nFN:Mom\nTEL;TYPE=cell:+1 555 0100\nEND:VCARD\n").first();
+    EXPECT_EQ(mom.displayName(), "Mom");
+    mom.givenName = "Maria";
+    const QByteArray written = mom.serialised();
+    EXPECT_EQ(written, "BEGIN:VCARD\nVERSION:3.0\nFN:Mom\nN:;Maria;;;\nTEL;TYPE=cell:+1 555 0100\nEND:VCARD\n");
+    EXPECT_EQ(VCard::parseAll(written).first().displayName(), "Maria");
+
+    // FN made from the organisation follows it while there is no name.
+    VCard shop = VCard::parseAll("BEGIN:VCARD\r\nVERSION:4.0\r\nFN:Borealis Labs\r\nORG:Borealis Labs;\r\nEND:VCARD\r\n").first();
+    EXPECT_EQ(shop.displayName(), "");
+    shop.organization = "Borealis Research";
+    EXPECT_EQ(shop.serialised(),
+              "BEGIN:VCARD\r\nVERSION:4.0\r\nFN:Borealis Research\r\nORG:Borealis Research;\r\nEND:VCARD\r\n");
+    // The last component emptied removes the line; a note removed removes its line.
+    shop.organization.clear();
+    EXPECT_FALSE(shop.serialised().contains("ORG"));
+}
+
+TEST_F(ContactsToolTest, OtherCardsOfTheFileStayAndIdsNeverShift)
+{
+    const QString path = dir.path() + "/phone/export3.vcf";
+    ASSERT_TRUE(QFile::copy(QStringLiteral(KELVARA_CALENDAR_TEST_DATA "/export3.vcf"), path));
+    QFile(path).setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    const QByteArray original = readFile(path);
+    QHash<QString, QString> ids;  // display name -> id as first listed
+    for (const QJsonValue &contact : structured(handler.listContacts({})).value("contacts").toArray())
+        ids.insert(contact.toObject().value("display_name").toString(), contact.toObject().value("contact_id").toString());
+    ASSERT_EQ(ids.value("Ben Beta"), "export3#1");
+    ASSERT_EQ(ids.value("Gus Gamma"), "export3#2");
+
+    // Ann goes first: the others keep their ids, now written as their UIDs.
+    EXPECT_TRUE(structured(handler.deleteContact(params({{"contact_id", ids.value("Ann Alpha")}}))).value("success").toBool());
+    QByteArray expected = original;
+    expected.remove(0, expected.indexOf("BEGIN:VCARD", 1));
+    expected.replace("BEGIN:VCARD\nVERSION:3.0\nN:Beta", "BEGIN:VCARD\nVERSION:3.0\nUID:export3#1\nN:Beta");
+    expected.replace("BEGIN:VCARD\nVERSION:3.0\nN:Gamma", "BEGIN:VCARD\nVERSION:3.0\nUID:export3#2\nN:Gamma");
+    EXPECT_EQ(readFile(path), expected);
+
+    // Ben's id still names Ben, and his update leaves Gus's bytes alone.
+    const QJsonObject ben = structured(handler.updateContact(params({{"contact_id", "export3#1"}, {"note", "Rye"}})));
+    EXPECT_EQ(ben.value("contact").toObject().value("display_name").toString(), "Ben Beta") << QJsonDocument(ben).toJson().toStdString();
+    EXPECT_EQ(ben.value("contact").toObject().value("organization_name").toString(), "Beta Bakery");
+    const QByteArray after = readFile(path);
+    EXPECT_TRUE(after.contains("ORG:Beta Bakery;Ovens;Night shift\nitem1.EMAIL;type=INTERNET;type=pref:ben@bakery.example\n"
+                               "item1.X-ABLabel:_$!<Other>!$_\nPHOTO;ENCODING=b;TYPE=JPEG:"));
+    EXPECT_TRUE(after.contains("NOTE:Rye\nEND:VCARD\n"));
+    EXPECT_TRUE(after.endsWith(expected.mid(expected.indexOf("BEGIN:VCARD\nVERSION:3.0\nUID:export3#2"))));
+    // The deleted card's id is gone and touches nothing.
+    EXPECT_TRUE(structured(handler.updateContact(params({{"contact_id", ids.value("Ann Alpha")}, {"note", "x"}})))
+                    .value("error").toString().startsWith("Failed to update contact: No contact has the identifier"));
+    EXPECT_EQ(readFile(path), after);
+}
+
+TEST_F(ContactsToolTest, ACardChangedByAnotherProgramIsNeverOverwritten)
+{
+    std::optional<ContactsStore::Entry> maja;
+    store.enumerate([&](const ContactsStore::Entry &entry) {
+        if (entry.card.givenName == "Maja")
+            maja = entry;
+        return !maja;
+    }, nullptr);
+    ASSERT_TRUE(maja);
+    // A sync rewrote the file after the card was read.
+    const QByteArray synced = readFile(maja->filePath).replace("Call back in", "Called in");
+    {
+        QFile file(maja->filePath);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(synced);
+    }
+    maja->card.note = "stale";
+    QString error;
+    bool stale = false;
+    EXPECT_FALSE(store.update(*maja, &error, &stale));
+    EXPECT_TRUE(stale);
+    EXPECT_FALSE(store.remove(*maja, &error));
+    EXPECT_EQ(readFile(maja->filePath), synced);
+    // The tool reads again and writes over the synced file.
+    const QString id = structured(handler.listContacts(params({{"query", "Maja"}}))).value("contacts").toArray()
+                           .first().toObject().value("contact_id").toString();
+    EXPECT_TRUE(structured(handler.updateContact(params({{"contact_id", id}, {"family_name", "Berg"}}))).value("success").toBool());
+    EXPECT_TRUE(readFile(maja->filePath).contains("Called in"));
+    EXPECT_TRUE(readFile(maja->filePath).contains("N:Berg;Maja;Elin;Dr.;"));
 }

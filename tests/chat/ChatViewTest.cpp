@@ -247,16 +247,45 @@ TEST(ChatViewTest, TheIntegrationEditorChoosesInternalTools)
     MCPIntegrationSettingsView editor(&manager, std::nullopt);
     editor.kindField()->setCurrentIndex(editor.kindField()->findData(int(MCPIntegration::Kind::plugin)));
     ASSERT_EQ(editor.toolList()->count(), 2);
-    EXPECT_EQ(editor.allowedToolsField()->text(), "alpha, beta");
+    // New tools start off, and the allowed-tools line says the same, not "all".
+    EXPECT_EQ(editor.toolList()->item(0)->checkState(), Qt::Unchecked);
+    EXPECT_EQ(editor.allowedToolsField()->text(), "");
+    EXPECT_EQ(editor.allowedToolsField()->placeholderText(), "No tool is switched on");
+    // A tick shows in the line; all ticked reads as the empty line.
     editor.toolList()->item(1)->setCheckState(Qt::Checked);
-    editor.allowedToolsField()->clear();
+    EXPECT_EQ(editor.allowedToolsField()->text(), "beta");
+    editor.toolList()->item(0)->setCheckState(Qt::Checked);
+    EXPECT_EQ(editor.allowedToolsField()->text(), "");
+    EXPECT_EQ(editor.allowedToolsField()->placeholderText(), "tool_a, tool_b  (empty = all tools)");
+    // Typed names switch exactly those on, and the ticks follow.
     QTest::keyClicks(editor.allowedToolsField(), QStringLiteral(" alpha ,"));
+    EXPECT_EQ(editor.toolList()->item(0)->checkState(), Qt::Checked);
+    EXPECT_EQ(editor.toolList()->item(1)->checkState(), Qt::Unchecked);
     editor.labelField()->setText(QStringLiteral("Studio"));
     editor.save();
     ASSERT_EQ(manager.servers().size(), 1);
     EXPECT_EQ(manager.servers().at(0).label, "Studio");
-    EXPECT_EQ(manager.servers().at(0).enabledTools().size(), 2);
+    EXPECT_EQ(manager.servers().at(0).enabledTools().size(), 1);
+    EXPECT_EQ(host.registered, QStringList({"alpha"}));
+
+    // The list says the server is limited, and one click serves everything again.
+    list.refresh();
+    EXPECT_FALSE(list.limitNotice()->isHidden());
+    EXPECT_EQ(list.limitNotice()->text(), "Serving 1 of 2 tools: limited by the AI Chat integration 'Studio'");
+    host.registered.clear();
+    list.serveAllButton()->click();
     EXPECT_EQ(host.registered, QStringList({"alpha", "beta"}));
+    EXPECT_EQ(manager.limitNotice(), "");
+    QApplication::processEvents();
+    EXPECT_TRUE(list.limitNotice()->isHidden());
+    EXPECT_TRUE(list.serveAllButton()->isHidden());
+    // An emptied line switches all on.
+    MCPIntegrationSettingsView again(&manager, manager.servers().at(0));
+    again.toolList()->item(1)->setCheckState(Qt::Unchecked);
+    EXPECT_EQ(again.allowedToolsField()->text(), "alpha");
+    again.allowedToolsField()->selectAll();
+    QTest::keyClick(again.allowedToolsField(), Qt::Key_Backspace);
+    EXPECT_EQ(again.draft().enabledTools().size(), 2);
 
     list.refresh();
     auto named = [&](const QString &text) -> QPushButton * {
@@ -296,6 +325,10 @@ TEST(ChatViewTest, ModelAndConnectionSettings)
 
     const QString liveURL = model.connection().baseURL();
     LLMConnectionSettingsDialog sheet(&model.connection());
+    // The sheet says where its settings go, and that the key is kept readable there.
+    const QString note = sheet.findChild<QLabel *>(QStringLiteral("storageNote"))->text();
+    EXPECT_TRUE(note.startsWith("Settings are stored locally in UserDefaults.")) << note.toStdString();
+    EXPECT_TRUE(note.contains("plain text, the API key included")) << note.toStdString();
     sheet.providerField()->setCurrentIndex(sheet.providerField()->findData(int(AIProviderID::anthropic)));
     EXPECT_EQ(sheet.urlField()->text(), AIProvider::defaultBaseURL(AIProviderID::anthropic));
     sheet.tokenField()->setText(QStringLiteral("  sk-ant  "));

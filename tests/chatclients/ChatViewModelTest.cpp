@@ -458,6 +458,24 @@ TEST(ChatViewModelTest, StreamFailuresAndAbort)
     EXPECT_EQ(model->status().text(), "Aborted.");
 }
 
+// A stream cut before chat.end: what arrived is a complete answer (so it is rendered), and the
+// status says it may be incomplete.
+TEST(ChatViewModelTest, ACutStreamStillEndsTheAnswer)
+{
+    ProviderPeer peer;
+    auto model = modelFor(peer);
+    model->connection().connect();
+    ASSERT_TRUE(settle(*model));
+    peer.setFailure(ProviderPeer::Failure::cutStream);
+    model->session().send(QStringLiteral("Hi"));
+    ASSERT_TRUE(settle(*model));
+    const TranscriptMessage &answer = model->session().transcript().last();
+    EXPECT_TRUE(answer.isComplete);
+    EXPECT_FALSE(answer.content.isEmpty());
+    EXPECT_FALSE(answer.content.startsWith("Request failed"));
+    EXPECT_EQ(model->status().text(), "The connection closed before the answer's end: it may be incomplete.");
+}
+
 // The blocking way of the cloud providers, and OpenAI's quota failure in its own words.
 TEST(ChatViewModelTest, CloudAnswersAndTheQuotaWords)
 {

@@ -1,7 +1,9 @@
 #include "chat/integrations/MCPIntegrationManager.h"
+#include "diagnostics/LogController.h"
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QTemporaryDir>
@@ -186,6 +188,50 @@ TEST_F(MCPIntegrationManagerTest, TheLiveServerListsExactlyTheEnabledTools)
     host.configs = QList<QJsonObject>{tool("delta")};
     manager.applyToLiveServer();
     EXPECT_TRUE(host.registry.isEmpty());
+}
+
+// The shrinking of what the server serves is said where the user looks: in a line for the
+// screens and in the application's log; serving all again undoes it.
+TEST_F(MCPIntegrationManagerTest, ALimitedServerIsToldAndCanServeAllAgain)
+{
+    MCPIntegrationManager manager(defaults, host);
+    EXPECT_EQ(manager.limitNotice(), ""); // nothing applied yet
+    MCPIntegration local;
+    local.kind = MCPIntegration::Kind::plugin;
+    local.isEnabled = true;
+    manager.add(local);
+    // A blank label is named by its kind; new tools are off, so nothing is served.
+    EXPECT_EQ(manager.limitNotice(), "Serving 0 of 2 tools: limited by the AI Chat integration 'Internal Tools'");
+
+    local = manager.servers().first();
+    local.label = "kelvara";
+    manager.syncTools(local);
+    local.setToolsEnabled({"beta"}, true);
+    manager.update(local);
+    EXPECT_EQ(manager.limitNotice(), "Serving 1 of 2 tools: limited by the AI Chat integration 'kelvara'");
+    // A switched-off integration serves none of its ticks.
+    manager.toggleEnabled(local.id);
+    EXPECT_EQ(manager.limitNotice(), "Serving 0 of 2 tools: limited by the AI Chat integration 'kelvara'");
+
+    LogController::shared()->clear();
+    QCoreApplication::processEvents();
+    manager.serveAllTools();
+    EXPECT_EQ(host.registry, QStringList({"alpha", "beta"}));
+    EXPECT_TRUE(manager.servers().first().isEnabled);
+    EXPECT_EQ(manager.limitNotice(), "");
+    // Stored too: a new manager over the same defaults sees all on.
+    MCPIntegrationManager reread(defaults, host);
+    EXPECT_EQ(reread.servers().first().enabledTools().size(), 2);
+    QCoreApplication::processEvents();
+    QStringList logged;
+    for (const LogEntry &entry : LogController::shared()->logEntries())
+        logged.append(entry.message);
+    EXPECT_TRUE(logged.contains("[MCP-IM] Remove tools from life server")) << logged.join('\n').toStdString();
+    EXPECT_TRUE(logged.contains("[MCP-IM] Register enabled tool: beta"));
+
+    // A tool the store no longer has doesn't count as served.
+    host.configs = QList<QJsonObject>{tool("alpha"), tool("gamma")};
+    EXPECT_EQ(manager.limitNotice(), "Serving 1 of 2 tools: limited by the AI Chat integration 'kelvara'");
 }
 
 TEST_F(MCPIntegrationManagerTest, TheListIsStoredAndReadBack)

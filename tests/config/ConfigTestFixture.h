@@ -129,16 +129,15 @@ protected:
 
     void save()
     {
-        AppError error;
-        ASSERT_TRUE(context->save(&error)) << error.description.toStdString();
+        const Result<void> saved = context->save();
+        ASSERT_TRUE(saved.ok()) << saved.error().description.toStdString();
     }
 
     ExportResult exportOrFail()
     {
-        ExportError error;
-        const std::optional<ExportResult> result = controller->exportConfiguration(&error);
-        EXPECT_TRUE(result.has_value()) << error.description().toStdString();
-        return result.value_or(ExportResult());
+        const Result<ExportResult> result = controller->exportConfiguration();
+        EXPECT_TRUE(result.ok()) << (result ? QString() : result.error().description).toStdString();
+        return result.valueOr(ExportResult());
     }
 
     QString bundleFile(const QString &folder, const QString &file) const

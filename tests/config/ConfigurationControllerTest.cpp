@@ -111,9 +111,8 @@ TEST_F(ConfigTestFixture, AToolExportedAndImportedHasOneInputAndOneOutputSchema)
 
     PersistenceController other(root + u"/Other.sqlite"_s);
     ConfigurationController importer(other.viewContext(), router.get(), QString(), QString());
-    ImportError error;
-    const std::optional<ImportResult> imported = importer.importConfiguration(exportRoot, nullptr, &error);
-    ASSERT_TRUE(imported.has_value()) << error.description();
+    const auto imported = importer.importConfiguration(exportRoot);
+    ASSERT_TRUE(imported.ok()) << imported.error().description;
     EXPECT_EQ(imported->importedTools, 2);
     EXPECT_FALSE(imported->hasErrors()) << imported->allErrors().join(u'\n');
 
@@ -165,9 +164,8 @@ TEST_F(ConfigTestFixture, ResourcesAndPromptsRoundTrip)
     QJsonObject broken = resource;
     broken.insert(u"uri"_s, u"not a uri with blanks"_s);
     writeFile(root + u"/In/Resources/broken.json"_s, QJsonDocument(broken).toJson());
-    ImportError error;
-    const auto imported = controller->importConfiguration(root + u"/In"_s, nullptr, &error);
-    ASSERT_TRUE(imported.has_value());
+    const auto imported = controller->importConfiguration(root + u"/In"_s);
+    ASSERT_TRUE(imported.ok());
     EXPECT_EQ(imported->importedResources, 1);
     ResourceConfig *copy = nullptr;
     for (ResourceConfig *r : ResourceQueryService::fetchResourceConfigs(context))
@@ -192,9 +190,8 @@ TEST_F(ConfigTestFixture, ImportSkipsCapitalExtensionsAndReportsMissingFoldersAn
     writeFile(bundle + u"/Tools/broken.json"_s, "{\"name\": \"broken\"}");
     writeFile(bundle + u"/Tools/notes.txt"_s, "not a tool");
 
-    ImportError error;
-    const auto imported = controller->importConfiguration(bundle, nullptr, &error);
-    ASSERT_TRUE(imported.has_value()) << error.description();
+    const auto imported = controller->importConfiguration(bundle);
+    ASSERT_TRUE(imported.ok()) << imported.error().description;
     EXPECT_EQ(imported->importedTools, 1);
     const QString brokenLine = u"Failed to import tool from 'broken.json': Decoding Failed: The key 'description' is missing."_s;
     EXPECT_EQ(imported->toolsErrors, QStringList{brokenLine});
@@ -206,7 +203,7 @@ TEST_F(ConfigTestFixture, ImportSkipsCapitalExtensionsAndReportsMissingFoldersAn
               QStringList{"Prompts directory not found: " + QUrl::fromLocalFile(bundle + u"/Prompts/"_s).toString()});
 
     // The same folder again doubles the records: names equal, ids differ.
-    controller->importConfiguration(bundle);
+    ASSERT_TRUE(controller->importConfiguration(bundle).ok());
     QList<ToolsConfig *> goods;
     for (ToolsConfig *tool : ToolsQueryService::fetchTools(context))
         if (tool->name() == u"good"_s)
@@ -234,11 +231,10 @@ TEST_F(ConfigTestFixture, ImportReportsFilesItCannotOrMustNotReadByName)
     writeFile(prompts + u"/fine.json"_s,
               R"({"name": "fine", "description": "d", "template": "t", "arguments": []})");
 
-    ImportError error;
-    const auto imported = controller->importConfiguration(root + u"/Odd"_s, nullptr, &error);
+    const auto imported = controller->importConfiguration(root + u"/Odd"_s);
     UserDefaults::standard()->remove(ConfigurationController::maxImportFileBytesKey);
     ::unlink(latin1.constData());  // a name Qt cannot give back would keep the folder from going
-    ASSERT_TRUE(imported.has_value()) << error.description();
+    ASSERT_TRUE(imported.ok()) << imported.error().description;
     EXPECT_EQ(imported->importedPrompts, 1);
     EXPECT_EQ(imported->promptsErrors,
               (QStringList{u"Failed to import prompt from 'caf\ufffd.json': the file name is not valid UTF-8; rename the file to import it"_s,
@@ -266,9 +262,8 @@ TEST_F(ConfigTestFixture, OneFailingToolStopsOnlyItself)
 
 TEST_F(ConfigTestFixture, TheBuiltInBundleImportsAndExportsWithoutErrors)
 {
-    ImportError error;
-    const auto imported = controller->importBuiltinConfiguration(nullptr, &error);
-    ASSERT_TRUE(imported.has_value()) << error.description();
+    const auto imported = controller->importBuiltinConfiguration();
+    ASSERT_TRUE(imported.ok()) << imported.error().description;
     EXPECT_FALSE(imported->hasErrors()) << imported->allErrors().join(u'\n');
     EXPECT_GE(imported->importedTools, 4);
     EXPECT_GE(imported->importedResources, 1);
@@ -289,16 +284,17 @@ TEST_F(ConfigTestFixture, ExportWithoutARootFailsBeforeTouchingTheRegistry)
 {
     bridge.registerPrompt(QVariantMap{{"name", "kept"}}, {});
     ConfigurationController rootless(context, router.get(), QString(), QString());
-    ExportError error;
-    EXPECT_FALSE(rootless.exportConfiguration(&error).has_value());
-    EXPECT_EQ(error.description(), "Invalid Path: Unable to get app sandbox library directory");
+    const auto exported = rootless.exportConfiguration();
+    ASSERT_FALSE(exported.ok());
+    EXPECT_EQ(exported.error().description, "Invalid Path: Unable to get app sandbox library directory");
+    EXPECT_TRUE(TransferError::is(exported.error(), TransferError::Kind::invalidPath));
     EXPECT_EQ(bridge.listPrompts(), QStringList{"kept"});
 
     // The other error texts; "Decoding Failed" shows up above, the import summary in the
     // Import from Folder command's test and end to end.
-    EXPECT_EQ(ExportError::writeFailed(u"x"_s).description(), "Write Failed: x");
-    EXPECT_EQ(ExportError::unknown(u"x"_s).description(), "Unknown Error: x");
-    EXPECT_EQ(ImportError::saveFailed(u"x"_s).description(), "Save Failed: x");
+    EXPECT_EQ(TransferError::writeFailed(u"x"_s).description(), "Write Failed: x");
+    EXPECT_EQ(TransferError::unknown(u"x"_s).description(), "Unknown Error: x");
+    EXPECT_EQ(TransferError::saveFailed(u"x"_s).description(), "Save Failed: x");
 }
 
 TEST_F(ConfigTestFixture, LongNamesAndNamesThatDifferInCaseEachKeepAFileAndComeBack)
@@ -330,9 +326,8 @@ TEST_F(ConfigTestFixture, LongNamesAndNamesThatDifferInCaseEachKeepAFileAndComeB
     // Every record comes back from the bundle with its exact name.
     PersistenceController other(root + u"/Other.sqlite"_s);
     ConfigurationController importer(other.viewContext(), router.get(), QString(), QString());
-    ImportError error;
-    const std::optional<ImportResult> imported = importer.importConfiguration(exportRoot, nullptr, &error);
-    ASSERT_TRUE(imported.has_value()) << error.description();
+    const auto imported = importer.importConfiguration(exportRoot);
+    ASSERT_TRUE(imported.ok()) << imported.error().description;
     QStringList names;
     for (ToolsConfig *tool : ToolsQueryService::fetchTools(other.viewContext()))
         names.append(*tool->name());

@@ -36,8 +36,8 @@ TEST_F(StoreContextTest, ReopenedStoreHoldsWhatWasSavedAndNothingRolledBack)
     PromptQueryService::createArgument(context, prompt)->setName(QStringLiteral("zeta"));
     PromptQueryService::createArgument(context, prompt)->setRequired(true);
     ServerQueryService::fetchOrCreateServerConfig(context)->setPort(9123);
-    AppError error;
-    ASSERT_TRUE(context->save(&error)) << error.description;
+    const Result<void> stored = context->save();
+    ASSERT_TRUE(stored.ok()) << stored.error().description;
 
     // Pending work that must not survive.
     makeTool(QStringLiteral("discarded"));
@@ -196,8 +196,9 @@ TEST_F(StoreContextTest, FailedSaveWritesNothingAndKeepsChangesPending)
     ResourceQueryService::fetchResourceConfigs(context).first()->setName(QStringLiteral("changed with the tool"));
     ResourceQueryService::createResourceConfig(context);
     makeTool(QStringLiteral("refused"));
-    AppError error;
-    EXPECT_FALSE(context->save(&error));
+    const Result<void> refused = context->save();
+    ASSERT_FALSE(refused.ok());
+    const AppError &error = refused.error();
     EXPECT_EQ(error.domain, StoreContext::errorDomain);
     EXPECT_TRUE(error.description.contains(QStringLiteral("tools are refused"))) << error.description;
     EXPECT_TRUE(context->hasChanges());
@@ -206,7 +207,8 @@ TEST_F(StoreContextTest, FailedSaveWritesNothingAndKeepsChangesPending)
               QStringLiteral("New Resource"));
 
     StoreTestUtil::sql(path, QStringLiteral("DROP TRIGGER refuse"));
-    ASSERT_TRUE(context->save(&error)) << error.description;
+    const Result<void> saved = context->save();
+    ASSERT_TRUE(saved.ok()) << saved.error().description;
     EXPECT_EQ(rowCount(QStringLiteral("ResourceConfig")), 2);
     EXPECT_EQ(rowCount(QStringLiteral("ToolsConfig")), 1);
 }
@@ -230,9 +232,9 @@ TEST_F(StoreContextTest, UnopenableStoreFailsEveryFetchAndSaveWithAMessage)
     EXPECT_EQ(ServerQueryService::fetchOrCreateServerConfig(context), nullptr);
 
     ResourceQueryService::createResourceConfig(context);  // in memory only
-    AppError saveError;
-    EXPECT_FALSE(context->save(&saveError));
-    EXPECT_EQ(saveError.code, StoreContext::StoreUnavailable);
+    const Result<void> saved = context->save();
+    ASSERT_FALSE(saved.ok());
+    EXPECT_EQ(saved.error().code, StoreContext::StoreUnavailable);
     EXPECT_TRUE(context->hasChanges());
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
@@ -348,8 +350,8 @@ TEST(StoreReadingRules, Items)
 TEST_F(StoreContextTest, ASecondOpeningOfABusyStoreIsRefusedAndChangesNothing)
 {
     makeTool(QStringLiteral("kept"));
-    AppError error;
-    ASSERT_TRUE(context->save(&error)) << error.description;
+    const Result<void> saved = context->save();
+    ASSERT_TRUE(saved.ok()) << saved.error().description;
 
     PersistenceController second(path);
     ASSERT_TRUE(second.loadError().has_value());

@@ -11,9 +11,12 @@ struct CalendarCollection {
     QString title;       // its `displayname` file, or the folder's name without one
     QString path;
     Kind kind = Kind::Events;
+    // A folder of both events and to-dos (a synced CalDAV calendar) is listed as a calendar
+    // and as a reminder list.
+    bool mixed = false;
 
     // The title of the tree the collection belongs to, shown as its source.
     static QString sourceTitle() { return QStringLiteral("Local"); }
     // The collection's type as the tools show it.
-    static QString typeName() { return QStringLiteral("local"); }
+    QString typeName() const { return mixed ? QStringLiteral("local, events and reminders") : QStringLiteral("local"); }
 };

@@ -3,6 +3,7 @@
 #include "base/AppPaths.h"
 #include "base/AtomicFile.h"
 #include "base/UserDefaults.h"
+#include "tools/calendar/CalendarFileText.h"
 #include "tools/calendar/CalendarRecurrence.h"
 #include "tools/calendar/PrivateFile.h"
 
@@ -147,9 +148,21 @@ void removeAll(icalcomponent *component, icalproperty_kind kind)
     }
 }
 
+// The property with the value; one that already says it stays as it is, with its
+// parameters (LANGUAGE, ALTREP) and its place.
 void setText(icalcomponent *component, icalproperty_kind kind, const QString &value,
              icalproperty *(*make)(const char *))
 {
+    icalproperty *present = icalcomponent_get_first_property(component, kind);
+    if (present && !icalcomponent_get_next_property(component, kind) && !value.isEmpty()) {
+        icalproperty *fresh = make(value.toUtf8().constData());
+        const char *now = icalproperty_get_value_as_string(present);
+        const char *then = icalproperty_get_value_as_string(fresh);
+        if (!now || !then || std::strcmp(now, then) != 0)
+            icalproperty_set_value(present, icalvalue_new_clone(icalproperty_get_value(fresh)));
+        icalproperty_free(fresh);
+        return;
+    }
     removeAll(component, kind);
     if (!value.isEmpty())
         icalcomponent_add_property(component, make(value.toUtf8().constData()));
@@ -163,9 +176,13 @@ void writeItem(icalcomponent *component, const CalendarItem &item, const Calenda
 {
     removeAll(component, ICAL_DTSTAMP_PROPERTY);
     icalcomponent_add_property(component, icalproperty_new_dtstamp(utcTime(QDateTime::currentDateTimeUtc())));
-    removeAll(component, ICAL_SUMMARY_PROPERTY);
-    if (item.hasTitle)
-        icalcomponent_add_property(component, icalproperty_new_summary(item.title.toUtf8().constData()));
+    if (item.hasTitle && !item.title.isEmpty()) {
+        setText(component, ICAL_SUMMARY_PROPERTY, item.title, icalproperty_new_summary);
+    } else {
+        removeAll(component, ICAL_SUMMARY_PROPERTY);
+        if (item.hasTitle)
+            icalcomponent_add_property(component, icalproperty_new_summary(""));
+    }
     setText(component, ICAL_DESCRIPTION_PROPERTY, item.notes, icalproperty_new_description);
     if (icalcomponent_isa(component) == ICAL_VEVENT_COMPONENT) {
         setText(component, ICAL_LOCATION_PROPERTY, item.location, icalproperty_new_location);
@@ -190,7 +207,10 @@ void writeItem(icalcomponent *component, const CalendarItem &item, const Calenda
             icalcomponent_add_property(component, CalendarRecurrence::newProperty(ICAL_DTSTART_PROPERTY, item.start, form));
             icalcomponent_add_property(component, CalendarRecurrence::newProperty(ICAL_DTEND_PROPERTY, item.end, form));
         }
-    } else {
+        return;
+    }
+    // Only what changed: a title edit leaves the status and the due date as they were written.
+    if (!before || before->completed != item.completed) {
         removeAll(component, ICAL_STATUS_PROPERTY);
         removeAll(component, ICAL_COMPLETED_PROPERTY);
         removeAll(component, ICAL_PERCENTCOMPLETE_PROPERTY);
@@ -201,6 +221,8 @@ void writeItem(icalcomponent *component, const CalendarItem &item, const Calenda
         } else {
             icalcomponent_add_property(component, icalproperty_new_status(ICAL_STATUS_NEEDSACTION));
         }
+    }
+    if (!before || before->due != item.due) {
         // A due date keeps the form it had: its zone, or a day when it still falls on a midnight.
         CalendarRecurrence::TimeForm dueForm = CalendarRecurrence::formOf(component, ICAL_DUE_PROPERTY);
         if (dueForm.date && item.due.isValid() && item.due.toLocalTime().time() != QTime(0, 0))
@@ -218,6 +240,13 @@ QByteArray readBytes(const QString &path)
         return {};
     // Calendar files are small; a runaway one is not read whole.
     return file.read(16 << 20);
+}
+
+// The file as the store reads it: an item without UID has its id as one (written with the
+// first change of the file).
+QByteArray readNamed(const QString &path)
+{
+    return CalendarFileText::withUids(readBytes(path), QFileInfo(path).completeBaseName());
 }
 
 icalcomponent *parse(const QByteArray &bytes)
@@ -319,6 +348,27 @@ void shiftOccurrenceNames(icalcomponent *root, icalcomponent *master, const QDat
     }
 }
 
+// The form of a new item's times: the system's zone with its VTIMEZONE added to the
+// calendar, as calendar programs write them, so that they show the local time it was made
+// for; UTC when the system's zone is UTC or one libical does not know.
+CalendarRecurrence::TimeForm systemForm(icalcomponent *calendar)
+{
+    const CalendarRecurrence::TimeForm utc{false, true, nullptr, {}};
+    const QByteArray id = QTimeZone::systemTimeZoneId();
+    if (id.isEmpty() || id == "UTC" || id == "Etc/UTC" || id == "Etc/GMT" || id == "GMT")
+        return utc;
+    icaltimezone *zone = icaltimezone_get_builtin_timezone(id.constData());
+    icalcomponent *definition = zone ? icaltimezone_get_component(zone) : nullptr;
+    if (!definition)
+        return utc;
+    // Named as the system names it, without the library's prefix.
+    icalcomponent *copy = icalcomponent_new_clone(definition);
+    if (icalproperty *tzid = icalcomponent_get_first_property(copy, ICAL_TZID_PROPERTY))
+        icalproperty_set_tzid(tzid, id.constData());
+    icalcomponent_add_component(calendar, copy);
+    return {false, false, zone, id};
+}
+
 QString sanitisedFileName(const QString &uid)
 {
     QString name;
@@ -385,7 +435,10 @@ QList<CalendarStore::Folder> CalendarStore::scan()
         else if (kindWord == QLatin1String("events"))
             folder.collection.kind = Kind::Events;
         else
+        {
             folder.collection.kind = folder.hasReminders && !folder.hasEvents ? Kind::Reminders : Kind::Events;
+            folder.collection.mixed = folder.hasReminders && folder.hasEvents;
+        }
         folders.append(folder);
     }
     // Files gone since the last look leave the cache.
@@ -403,7 +456,7 @@ const CalendarStore::CachedFile &CalendarStore::cached(const QString &path, cons
     CachedFile entry;
     entry.size = size;
     entry.modified = modified;
-    Component parsed(parse(readBytes(path)));
+    Component parsed(parse(CalendarFileText::withUids(readBytes(path), QFileInfo(path).completeBaseName())));
     for (const icalcomponent_kind kind : {ICAL_VEVENT_COMPONENT, ICAL_VTODO_COMPONENT}) {
         QHash<QString, QList<icalcomponent *>> overrides;
         forEachComponent(parsed.root, kind, [&](icalcomponent *c) {
@@ -431,8 +484,10 @@ QList<CalendarCollection> CalendarStore::collections(Kind kind)
     std::lock_guard lock(m_mutex);
     QList<CalendarCollection> result;
     for (const Folder &folder : scan()) {
-        if (folder.collection.kind == kind)
+        if (serves(folder, kind)) {
             result.append(folder.collection);
+            result.last().kind = kind;
+        }
     }
     return result;
 }
@@ -463,8 +518,11 @@ std::optional<CalendarCollection> CalendarStore::defaultCollection(Kind kind, QS
 {
     std::lock_guard lock(m_mutex);
     for (const Folder &folder : scan()) {
-        if (folder.collection.kind == kind)
-            return folder.collection;
+        if (serves(folder, kind)) {
+            CalendarCollection collection = folder.collection;
+            collection.kind = kind;
+            return collection;
+        }
     }
     return createCollection(kind == Kind::Events ? QStringLiteral("Calendar") : QStringLiteral("Reminders"), kind, error);
 }
@@ -477,7 +535,7 @@ QList<CalendarItem> CalendarStore::events(const QDateTime &start, const QDateTim
     std::lock_guard lock(m_mutex);
     QList<CalendarItem> result;
     for (const Folder &folder : scan()) {
-        if (folder.collection.kind != Kind::Events)
+        if (!serves(folder, Kind::Events))
             continue;
         if (calendars)
             calendars->append(folder.collection);
@@ -548,7 +606,7 @@ QList<CalendarItem> CalendarStore::reminders(const std::optional<QStringList> &c
     const QDateTime now = QDateTime::currentDateTimeUtc();
     QList<CalendarItem> result;
     for (const Folder &folder : scan()) {
-        if (folder.collection.kind != Kind::Reminders)
+        if (!serves(folder, Kind::Reminders))
             continue;
         if (collections && !collections->contains(folder.collection.identifier))
             continue;
@@ -576,7 +634,7 @@ std::optional<CalendarItem> CalendarStore::item(const QString &identifier, Kind 
         return std::nullopt;
     std::lock_guard lock(m_mutex);
     for (const Folder &folder : scan()) {
-        if (folder.collection.kind != kind)
+        if (!serves(folder, kind))
             continue;
         for (const QString &path : folder.files) {
             const CachedFile &entry = m_files[path];
@@ -668,13 +726,15 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error, bool *st
     const icalcomponent_kind componentKind = kind == Kind::Events ? ICAL_VEVENT_COMPONENT : ICAL_VTODO_COMPONENT;
 
     // An existing item is rewritten in its own file, keeping what else the file holds.
-    Component file(item.filePath.isEmpty() ? nullptr : parse(readBytes(item.filePath)));
+    const QByteArray original = item.filePath.isEmpty() ? QByteArray() : readNamed(item.filePath);
+    Component file(parse(original));
     icalcomponent *component = nullptr;
     forEachItem(file.root, componentKind, [&](icalcomponent *c) {
         if (!component && text(icalcomponent_get_uid(c)) == item.identifier)
             component = c;
     });
     std::optional<CalendarItem> before;
+    std::optional<CalendarRecurrence::TimeForm> newForm;
     if (component)
         before = readItem(component, item.collection, item.filePath);
     if (!component) {
@@ -685,30 +745,38 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error, bool *st
         file.root = icalcomponent_new(ICAL_VCALENDAR_COMPONENT);
         icalcomponent_add_property(file.root, icalproperty_new_version("2.0"));
         icalcomponent_add_property(file.root, icalproperty_new_prodid("-//Tamsel//Kelvara//EN"));
+        if (componentKind == ICAL_VEVENT_COMPONENT && !item.allDay)
+            newForm = systemForm(file.root);
         component = icalcomponent_new(componentKind);
         icalcomponent_set_uid(component, item.identifier.toUtf8().constData());
         icalcomponent_add_component(file.root, component);
     }
-    const CalendarRecurrence::TimeForm oldForm = CalendarRecurrence::formOf(component);
+    const CalendarRecurrence::TimeForm oldForm = newForm.value_or(CalendarRecurrence::formOf(component));
     writeItem(component, item, before ? &*before : nullptr, oldForm);
     if (before && CalendarRecurrence::isRecurring(component) && before->allDay == item.allDay &&
         before->start != item.start)
         shiftOccurrenceNames(file.root, component, before->start, item.start, oldForm);
-
-    char *serialised = icalcomponent_as_ical_string_r(file.root);
-    const QByteArray bytes(serialised);
-    icalmemory_free_buffer(serialised);
 
     const QString oldPath = item.filePath;
     const bool moves = !oldPath.isEmpty() && QFileInfo(oldPath).absolutePath() != QFileInfo(target->collection.path).absoluteFilePath();
     QString path = oldPath;
     if (path.isEmpty() || moves)
         path = QDir(target->collection.path).filePath(sanitisedFileName(item.identifier));
+    // Only the item's own text changes; a move takes it alone out of a file of several.
+    const QByteArray bytes = moves ? CalendarFileText::extracted(original, file.root, item.identifier)
+                                   : CalendarFileText::spliced(original, file.root, item.identifier);
     if (const std::optional<QString> failed = PrivateFile::write(path, bytes)) {
         *error = *failed;
         return false;
     }
-    if (moves && !QFile::remove(oldPath)) {
+    if (moves && CalendarFileText::holdsOthers(original, item.identifier)) {
+        if (const std::optional<QString> failed =
+                PrivateFile::write(oldPath, CalendarFileText::spliced(original, nullptr, item.identifier))) {
+            *error = QStringLiteral("The item was copied to '%1' but could not be taken out of '%2': %3")
+                         .arg(path, oldPath, *failed);
+            return false;
+        }
+    } else if (moves && !QFile::remove(oldPath)) {
         *error = QStringLiteral("The item was copied to '%1' but '%2' could not be removed.").arg(path, oldPath);
         return false;
     }
@@ -728,7 +796,8 @@ bool CalendarStore::remove(const CalendarItem &item, QString *error)
         return false;
     }
     // A file that holds other items too keeps them.
-    Component file(parse(readBytes(item.filePath)));
+    const QByteArray original = readNamed(item.filePath);
+    Component file(parse(original));
     int others = 0;  // items of other UIDs; a series' overrides are its own
     icalcomponent *own = nullptr;
     icalcomponent *calendar = file.root && icalcomponent_isa(file.root) == ICAL_VCALENDAR_COMPONENT ? file.root : nullptr;
@@ -763,10 +832,8 @@ bool CalendarStore::remove(const CalendarItem &item, QString *error)
         icalcomponent_remove_component(calendar, c);
         icalcomponent_free(c);
     }
-    char *serialised = icalcomponent_as_ical_string_r(file.root);
-    const QByteArray bytes(serialised);
-    icalmemory_free_buffer(serialised);
-    if (const std::optional<QString> failed = PrivateFile::write(item.filePath, bytes)) {
+    if (const std::optional<QString> failed =
+            PrivateFile::write(item.filePath, CalendarFileText::spliced(original, file.root, item.identifier))) {
         *error = *failed;
         return false;
     }
@@ -801,19 +868,19 @@ SeriesParts seriesParts(icalcomponent *root, const CalendarItem &item)
     return parts;
 }
 
-std::optional<QString> writeTree(const QString &path, icalcomponent *root)
+// The file with the item's components as they are in root, the rest as it was.
+std::optional<QString> writeTree(const QString &path, const QByteArray &original, icalcomponent *root,
+                                 const QString &uid)
 {
-    char *serialised = icalcomponent_as_ical_string_r(root);
-    const QByteArray bytes(serialised);
-    icalmemory_free_buffer(serialised);
-    return PrivateFile::write(path, bytes);
+    return PrivateFile::write(path, CalendarFileText::spliced(original, root, uid));
 }
 
 }  // namespace
 
 bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
 {
-    Component file(parse(readBytes(item.filePath)));
+    const QByteArray original = readNamed(item.filePath);
+    Component file(parse(original));
     const SeriesParts parts = seriesParts(file.root, item);
     if (!parts.master) {
         *error = QStringLiteral("The event '%1' is no longer stored.").arg(item.identifier);
@@ -843,8 +910,12 @@ bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
             icalcomponent_add_property(override, CalendarRecurrence::newProperty(ICAL_DTSTART_PROPERTY, original, form));
         icalcomponent_add_component(icalcomponent_get_parent(parts.master), override);
     }
-    writeItem(override, item, nullptr, CalendarRecurrence::formOf(parts.override ? parts.override : parts.master));
-    if (const std::optional<QString> failed = writeTree(item.filePath, file.root)) {
+    std::optional<CalendarItem> before;
+    if (parts.override)
+        before = readItem(parts.override, item.collection, item.filePath);
+    writeItem(override, item, before ? &*before : nullptr,
+              CalendarRecurrence::formOf(parts.override ? parts.override : parts.master));
+    if (const std::optional<QString> failed = writeTree(item.filePath, original, file.root, item.identifier)) {
         *error = *failed;
         return false;
     }
@@ -854,7 +925,8 @@ bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
 
 bool CalendarStore::removeOccurrence(const CalendarItem &item, QString *error)
 {
-    Component file(parse(readBytes(item.filePath)));
+    const QByteArray original = readNamed(item.filePath);
+    Component file(parse(original));
     const SeriesParts parts = seriesParts(file.root, item);
     if (!parts.master) {
         *error = QStringLiteral("The event '%1' is no longer stored.").arg(item.identifier);
@@ -868,7 +940,7 @@ bool CalendarStore::removeOccurrence(const CalendarItem &item, QString *error)
                                CalendarRecurrence::newProperty(ICAL_EXDATE_PROPERTY,
                                                                CalendarRecurrence::keyInstant(item.occurrence),
                                                                CalendarRecurrence::formOf(parts.master)));
-    if (const std::optional<QString> failed = writeTree(item.filePath, file.root)) {
+    if (const std::optional<QString> failed = writeTree(item.filePath, original, file.root, item.identifier)) {
         *error = *failed;
         return false;
     }

@@ -24,7 +24,8 @@
 //
 // Which kind a collection holds: the word in its `kelvara-kind` file when there is one
 // (collections made here have it), else what its files hold (to-dos make a reminder list);
-// an empty collection without the file is a calendar.
+// an empty collection without the file is a calendar, and one holding both serves as a
+// calendar and as a reminder list.
 //
 // A repeating event is listed as its occurrences in the range, each under the id
 // "<uid>@<key>" (see CalendarRecurrence); an update of an occurrence writes an override
@@ -97,6 +98,7 @@ private:
     };
 
     QList<Folder> scan();
+    static bool serves(const Folder &folder, Kind kind) { return folder.collection.kind == kind || folder.collection.mixed; }
     const CachedFile &cached(const QString &path, const QString &collection, qint64 size, qint64 modified);
     std::optional<CalendarItem> occurrence(const QString &identifier, Kind kind);
     QList<CalendarItem> currentOccurrences(const Series &series, const QDateTime &now);

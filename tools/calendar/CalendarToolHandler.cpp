@@ -53,7 +53,7 @@ QJsonObject collectionRecord(const CalendarCollection &collection, const QString
     return QJsonObject{{idKey, collection.identifier},
                        {QStringLiteral("title"), collection.title},
                        {QStringLiteral("source"), CalendarCollection::sourceTitle()},
-                       {QStringLiteral("type"), CalendarCollection::typeName()}};
+                       {QStringLiteral("type"), collection.typeName()}};
 }
 
 QString titleOf(const QList<CalendarCollection> &collections, const QString &identifier)

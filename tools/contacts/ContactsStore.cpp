@@ -10,7 +10,17 @@
 #include <QFileInfo>
 #include <QUuid>
 
+#include <sys/stat.h>
+
 namespace {
+
+std::optional<std::pair<qint64, qint64>> statusOf(const QString &path)
+{
+    struct stat status {};
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+        return std::nullopt;
+    return std::pair{qint64(status.st_size), qint64(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec};
+}
 
 QByteArray readBytes(const QString &path)
 {
@@ -62,9 +72,13 @@ bool ContactsStore::enumerate(const std::function<bool(const Entry &)> &visit, Q
         const QDir dir(root.filePath(collection));
         for (const QString &file : dir.entryList({QStringLiteral("*.vcf")}, QDir::Files, QDir::Name)) {
             const QString path = dir.filePath(file);
+            const auto status = statusOf(path);
             const QList<VCard> cards = VCard::parseAll(readBytes(path));
             for (int i = 0; i < cards.size(); ++i) {
-                if (!visit(Entry{cards.at(i), identifierOf(cards.at(i), path, i), path}))
+                Entry entry{cards.at(i), identifierOf(cards.at(i), path, i), path};
+                if (status)
+                    std::tie(entry.fileSize, entry.fileModified) = *status;
+                if (!visit(entry))
                     return true;
             }
         }
@@ -79,10 +93,15 @@ std::optional<ContactsStore::Entry> ContactsStore::find(const QString &identifie
         const QDir dir(root.filePath(collection));
         for (const QString &file : dir.entryList({QStringLiteral("*.vcf")}, QDir::Files, QDir::Name)) {
             const QString path = dir.filePath(file);
+            const auto status = statusOf(path);
             const QList<VCard> cards = VCard::parseAll(readBytes(path));
             for (int i = 0; i < cards.size(); ++i) {
-                if (identifierOf(cards.at(i), path, i) == identifier)
-                    return Entry{cards.at(i), identifier, path};
+                if (identifierOf(cards.at(i), path, i) != identifier)
+                    continue;
+                Entry entry{cards.at(i), identifier, path};
+                if (status)
+                    std::tie(entry.fileSize, entry.fileModified) = *status;
+                return entry;
             }
         }
     }
@@ -122,47 +141,71 @@ std::optional<ContactsStore::Entry> ContactsStore::add(VCard card, QString *erro
     return Entry{card, card.uid, path};
 }
 
-bool ContactsStore::rewrite(const QString &path, const QString &identifier, const std::optional<VCard> &replacement,
-                            QString *error)
+bool ContactsStore::rewrite(const Entry &entry, const std::optional<VCard> &replacement, QString *error,
+                            bool *stale)
 {
-    QList<VCard> cards = VCard::parseAll(readBytes(path));
-    bool found = false;
-    for (int i = 0; i < cards.size(); ++i) {
-        if (identifierOf(cards.at(i), path, i) != identifier)
-            continue;
-        found = true;
-        if (replacement)
-            cards[i] = *replacement;
-        else
-            cards.removeAt(i);
-        break;
-    }
-    if (!found) {
-        *error = QStringLiteral("No contact has the identifier '%1'.").arg(identifier);
+    const QString &path = entry.filePath;
+    // Another program (a sync, an address book) changed the file since the card was read:
+    // writing now would put the old card back over its change.
+    if (entry.fileSize >= 0 && statusOf(path) != std::optional(std::pair{entry.fileSize, entry.fileModified})) {
+        if (stale)
+            *stale = true;
+        *error = QStringLiteral("The file '%1' was changed by another program; read it again.").arg(path);
         return false;
     }
-    if (cards.isEmpty()) {
+    const QByteArray bytes = readBytes(path);
+    const QList<VCard> cards = VCard::parseAll(bytes);
+    int target = -1;
+    for (int i = 0; i < cards.size() && target < 0; ++i) {
+        if (identifierOf(cards.at(i), path, i) == entry.identifier)
+            target = i;
+    }
+    if (target < 0) {
+        *error = QStringLiteral("No contact has the identifier '%1'.").arg(entry.identifier);
+        return false;
+    }
+    if (!replacement && cards.size() == 1) {
         if (!QFile::remove(path)) {
             *error = QStringLiteral("The file '%1' could not be removed.").arg(path);
             return false;
         }
         return true;
     }
-    if (const std::optional<QString> failed = AtomicFile::write(path, VCard::serialiseAll(cards))) {
+    // The bytes between and around the cards stay; a card without UID gets its id as one.
+    QByteArray out;
+    qsizetype copied = 0;
+    for (int i = 0; i < cards.size(); ++i) {
+        const VCard &card = cards.at(i);
+        out += bytes.mid(copied, card.offset - copied);
+        copied = card.offset + card.raw.size();
+        if (i == target && !replacement)
+            continue;
+        VCard written = i == target ? *replacement : card;
+        if (written.uid.isEmpty())
+            written.uid = identifierOf(card, path, i);
+        out += written.serialised();
+    }
+    out += bytes.mid(copied);
+    if (const std::optional<QString> failed = PrivateFile::write(path, out)) {
         *error = *failed;
         return false;
     }
     return true;
 }
 
-bool ContactsStore::update(const Entry &entry, QString *error)
+bool ContactsStore::update(Entry &entry, QString *error, bool *stale)
 {
     std::lock_guard lock(m_mutex);
-    return rewrite(entry.filePath, entry.identifier, entry.card, error);
+    if (entry.card.uid.isEmpty())
+        entry.card.uid = entry.identifier;
+    if (!rewrite(entry, entry.card, error, stale))
+        return false;
+    entry.identifier = entry.card.uid;
+    return true;
 }
 
-bool ContactsStore::remove(const Entry &entry, QString *error)
+bool ContactsStore::remove(const Entry &entry, QString *error, bool *stale)
 {
     std::lock_guard lock(m_mutex);
-    return rewrite(entry.filePath, entry.identifier, std::nullopt, error);
+    return rewrite(entry, std::nullopt, error, stale);
 }

@@ -13,6 +13,12 @@
 // a temporary file that then takes the file's place. New contacts go to the first
 // collection, or to a new "Contacts" one when there is none.
 //
+// A write changes only the bytes of its own card; the other cards of the file stay as
+// they are. A card without a UID is known by its file's name ("<name>" for the first card,
+// "<name>#<n>" for the n-th after it); the first write to its file gives every such card of
+// the file that id as its UID, so ids listed before stay valid and never shift when a card
+// before them goes.
+//
 // Any thread: the operations take turns on one lock.
 class ContactsStore {
 public:
@@ -20,6 +26,9 @@ public:
         VCard card;
         QString identifier;  // the UID, or the file's name without one
         QString filePath;
+        // The file as it was when the card was read: a write refuses a newer one.
+        qint64 fileSize = -1;
+        qint64 fileModified = 0;  // nanoseconds
     };
 
     explicit ContactsStore(QString root);
@@ -36,13 +45,15 @@ public:
     std::optional<Entry> contact(const QString &identifier, QString *error);
     // A new contact (its UID made here) into the default collection.
     std::optional<Entry> add(VCard card, QString *error);
-    bool update(const Entry &entry, QString *error);
-    bool remove(const Entry &entry, QString *error);
+    // Writes the card over the one it was read from; entry's identifier becomes the card's
+    // UID. When the file changed since the card was read nothing is written and stale is
+    // set: read it again.
+    bool update(Entry &entry, QString *error, bool *stale = nullptr);
+    bool remove(const Entry &entry, QString *error, bool *stale = nullptr);
 
 private:
     std::optional<Entry> find(const QString &identifier);
-    bool rewrite(const QString &path, const QString &identifier, const std::optional<VCard> &replacement,
-                 QString *error);
+    bool rewrite(const Entry &entry, const std::optional<VCard> &replacement, QString *error, bool *stale);
 
     std::mutex m_mutex;
     QString m_root;

@@ -196,31 +196,38 @@ JSONToolResult ContactsToolHandler::updateContact(const QVariantMap &params) con
     const QString id = textParam(params, QStringLiteral("contact_id"));
     if (id.isEmpty())
         return JSONToolResult::errorResult(QStringLiteral("Tool parameter 'contact_id' must not be empty."));
-    QString error;
-    std::optional<ContactsStore::Entry> entry = store()->contact(id, &error);
-    if (!entry)
-        return JSONToolResult::errorResult(QStringLiteral("Failed to update contact: ") + error);
-    struct Field {
-        const char *key;
-        QString *target;
-    };
-    for (const Field &field : {Field{"given_name", &entry->card.givenName}, Field{"family_name", &entry->card.familyName},
-                               Field{"organization_name", &entry->card.organization}, Field{"note", &entry->card.note}}) {
-        const QString key = QString::fromLatin1(field.key);
-        if (params.contains(key))
-            *field.target = textParam(params, key);
+    // Read, change and write; when another program changed the file in between, once more
+    // over what it wrote.
+    for (int attempt = 1;; ++attempt) {
+        QString error;
+        std::optional<ContactsStore::Entry> entry = store()->contact(id, &error);
+        if (!entry)
+            return JSONToolResult::errorResult(QStringLiteral("Failed to update contact: ") + error);
+        struct Field {
+            const char *key;
+            QString *target;
+        };
+        for (const Field &field : {Field{"given_name", &entry->card.givenName}, Field{"family_name", &entry->card.familyName},
+                                   Field{"organization_name", &entry->card.organization}, Field{"note", &entry->card.note}}) {
+            const QString key = QString::fromLatin1(field.key);
+            if (params.contains(key))
+                *field.target = textParam(params, key);
+        }
+        if (params.contains(QStringLiteral("phone_numbers")))
+            entry->card.phoneNumbers = readList(params.value(QStringLiteral("phone_numbers")));
+        if (params.contains(QStringLiteral("email_addresses")))
+            entry->card.emailAddresses = readList(params.value(QStringLiteral("email_addresses")));
+        bool stale = false;
+        std::optional<ContactsStore::Entry> saved;
+        if (store()->update(*entry, &error, &stale))
+            saved = store()->contact(entry->identifier, &error);
+        if (stale && attempt < 2)
+            continue;
+        if (!saved)
+            return JSONToolResult::errorResult(QStringLiteral("Failed to update contact: ") + error);
+        return success({{QStringLiteral("contact"), contactRecord(*saved)}},
+                       QStringLiteral("Contact updated: ") + saved->card.displayName());
     }
-    if (params.contains(QStringLiteral("phone_numbers")))
-        entry->card.phoneNumbers = readList(params.value(QStringLiteral("phone_numbers")));
-    if (params.contains(QStringLiteral("email_addresses")))
-        entry->card.emailAddresses = readList(params.value(QStringLiteral("email_addresses")));
-    std::optional<ContactsStore::Entry> saved;
-    if (store()->update(*entry, &error))
-        saved = store()->contact(id, &error);
-    if (!saved)
-        return JSONToolResult::errorResult(QStringLiteral("Failed to update contact: ") + error);
-    return success({{QStringLiteral("contact"), contactRecord(*saved)}},
-                   QStringLiteral("Contact updated: ") + saved->card.displayName());
 }
 
 JSONToolResult ContactsToolHandler::deleteContact(const QVariantMap &params) const
@@ -230,9 +237,14 @@ JSONToolResult ContactsToolHandler::deleteContact(const QVariantMap &params) con
     const QString id = textParam(params, QStringLiteral("contact_id"));
     if (id.isEmpty())
         return JSONToolResult::errorResult(QStringLiteral("Tool parameter 'contact_id' must not be empty."));
-    QString error;
-    const std::optional<ContactsStore::Entry> entry = store()->contact(id, &error);
-    if (!entry || !store()->remove(*entry, &error))
-        return JSONToolResult::errorResult(QStringLiteral("Failed to delete contact: ") + error);
+    for (int attempt = 1;; ++attempt) {
+        QString error;
+        bool stale = false;
+        const std::optional<ContactsStore::Entry> entry = store()->contact(id, &error);
+        if (entry && store()->remove(*entry, &error, &stale))
+            break;
+        if (!stale || attempt == 2)
+            return JSONToolResult::errorResult(QStringLiteral("Failed to delete contact: ") + error);
+    }
     return success({{QStringLiteral("contact_id"), id}}, QStringLiteral("Contact deleted: ") + id);
 }

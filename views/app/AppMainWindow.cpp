@@ -350,9 +350,8 @@ void AppMainWindow::closeEvent(QCloseEvent *event)
     box->setDefaultButton(save);
     connect(box, &QMessageBox::finished, this, [this, box, save, discard, context] {
         if (box->clickedButton() == save) {
-            AppError error;
-            if (!context->save(&error)) {
-                QMessageBox::warning(this, QStringLiteral("Error"), error.description);
+            if (const Result<void> saved = context->save(); !saved) {
+                QMessageBox::warning(this, QStringLiteral("Error"), saved.error().description);
                 return;
             }
         } else if (box->clickedButton() == discard) {

@@ -9,6 +9,7 @@
 #include "views/chat/ChatView.h"
 
 #include <QPointer>
+#include <QPushButton>
 #include <QTextBrowser>
 
 namespace ChatScreenshotStep {
@@ -87,9 +88,34 @@ ScreenshotTour::Step transcriptStep()
                         (*poll)([model] { return !model->status().isBusy(); },
                                 [tour, weak, done] {
                                     tour->after(300, [tour, weak, done] {
-                                        if (weak)
-                                            tour->grab(weak, QStringLiteral("42-chat-transcript"));
-                                        done();
+                                        if (!weak)
+                                            return done();
+                                        tour->grab(weak, QStringLiteral("42-chat-transcript"));
+                                        // The same chat with its input history open, restyled
+                                        // through the application's one appearance.
+                                        AppearanceSettings *look = AppearanceSettings::shared();
+                                        const AppearanceSettings::Payload before = look->values();
+                                        AppearanceSettings::Payload styled = before;
+                                        styled.chatFont = ChatFontFamily::SystemSerif;
+                                        styled.userFontSize = 16;
+                                        styled.assistantFontSize = 14;
+                                        styled.colors[AppearanceSettings::UserBubbleBackground] = QColor(0x2e, 0x5c, 0x8a);
+                                        styled.colors[AppearanceSettings::UserBubbleText] = Qt::white;
+                                        styled.colors[AppearanceSettings::AssistantBubbleBackground] = QColor(0xf4, 0xf1, 0xe8);
+                                        styled.colors[AppearanceSettings::AssistantTextPrimary] = QColor(0x20, 0x20, 0x20);
+                                        styled.colors[AppearanceSettings::InputBackground] = QColor(0xff, 0xfb, 0xe6);
+                                        look->setValues(styled);
+                                        auto *history = weak->findChild<QPushButton *>(QStringLiteral("showHistory"));
+                                        if (history)
+                                            history->setChecked(true);
+                                        tour->after(300, [tour, weak, look, before, history, done] {
+                                            if (weak)
+                                                tour->grab(weak, QStringLiteral("43-chat-history-restyled"));
+                                            look->setValues(before);
+                                            if (weak && history)
+                                                history->setChecked(false);
+                                            done();
+                                        });
                                     });
                                 },
                                 50);

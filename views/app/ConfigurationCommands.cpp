@@ -65,11 +65,12 @@ void ask(QWidget *parent, const QString &title, const QString &text, const QStri
     box->open();
 }
 
-QString importErrorText(const ImportError &error)
+QString importErrorText(const AppError &error)
 {
-    if (error.kind == ImportError::Kind::invalidPath && error.text == QLatin1String("Cannot access the selected directory."))
-        return error.text;
-    return error.description();
+    // A folder that cannot be opened is named by itself, as the open panel's own alert.
+    if (error.description == TransferError::invalidPath(ConfigurationController::cannotAccessFolderText).description())
+        return ConfigurationController::cannotAccessFolderText;
+    return error.description;
 }
 
 }  // namespace
@@ -86,9 +87,8 @@ QString importFromFolderQuestion()
 void exportConfiguration(const MenuCommandContext &context)
 {
     QWidget *parent = parentOf(context);
-    ExportError error;
-    if (!ConfigurationController::shared()->exportConfiguration(&error)) {
-        fail(parent, error.description());
+    if (const auto exported = ConfigurationController::shared()->exportConfiguration(); !exported) {
+        fail(parent, exported.error().description);
         return;
     }
     DesktopNotifier::shared()->notify(QStringLiteral("Export"), ConfigurationController::exportCompletedText,
@@ -101,9 +101,8 @@ void importConfiguration(const MenuCommandContext &context)
     QPointer<QWidget> parent = parentOf(context);
     QPointer<AbstractController> controller = context.controller;
     ask(parent, QStringLiteral("Import Configuration"), importQuestion(), QStringLiteral("Import"), [parent, controller] {
-        ImportError error;
-        if (!ConfigurationController::shared()->importBuiltinConfiguration(controller, &error)) {
-            fail(parent, importErrorText(error));
+        if (const auto imported = ConfigurationController::shared()->importBuiltinConfiguration(controller); !imported) {
+            fail(parent, importErrorText(imported.error()));
             return;
         }
         const QString done = ConfigurationController::importCompleteText;
@@ -124,11 +123,10 @@ void importConfigurationFromFolder(const MenuCommandContext &context)
             FileDialogs::current()->chooseFolder(parent, request, [parent, controller](const QString &folder) {
                 if (folder.isEmpty())
                     return;
-                ImportError error;
-                const std::optional<ImportResult> result =
-                    ConfigurationController::shared()->importConfiguration(folder, controller, &error);
+                const Result<ImportResult> result =
+                    ConfigurationController::shared()->importConfiguration(folder, controller);
                 if (!result) {
-                    fail(parent, importErrorText(error));
+                    fail(parent, importErrorText(result.error()));
                     return;
                 }
                 const QString summary = ConfigurationController::importSummary(*result);

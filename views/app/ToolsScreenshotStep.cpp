@@ -18,7 +18,7 @@ ScreenshotTour::Step step()
 {
     return [](ScreenshotTour *tour, AppMainWindow *window, std::function<void()> done) {
         // A fresh start has no tools: the built-in bundle gives the screen something to show.
-        ConfigurationController::shared()->importBuiltinConfiguration();
+        (void)ConfigurationController::shared()->importBuiltinConfiguration();
         MenuVisibility::shared()->setRequestedDestination(MenuDestination::menuToolConfig);
         QPointer<AppMainWindow> weak(window);
         tour->after(400, [tour, weak, done] {

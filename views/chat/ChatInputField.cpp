@@ -1,5 +1,7 @@
 #include "views/chat/ChatInputField.h"
 
+#include "chat/appearance/AppearanceSettings.h"
+
 #include <QKeyEvent>
 #include <QMimeData>
 
@@ -8,6 +10,15 @@ ChatInputField::ChatInputField(QWidget *parent) : QPlainTextEdit(parent)
     setObjectName(QStringLiteral("chatInput"));
     setPlaceholderText(QStringLiteral("Ask the model… (Return sends, Shift+Return for a new line)"));
     setTabChangesFocus(true);
+}
+
+void ChatInputField::applyAppearance(const AppearanceSettings &appearance)
+{
+    setFont(appearance.inputFont());
+    QPalette colors = palette();
+    colors.setColor(QPalette::Text, appearance.color(AppearanceSettings::InputText));
+    colors.setColor(QPalette::Base, appearance.color(AppearanceSettings::InputBackground));
+    setPalette(colors);
 }
 
 void ChatInputField::keyPressEvent(QKeyEvent *event)

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QPlainTextEdit>
+
+class AppearanceSettings;
 #include <functional>
 
 // The chat's input: Return sends when sending is possible and is consumed; Shift+Return, or
@@ -11,6 +13,9 @@ class ChatInputField : public QPlainTextEdit {
 
 public:
     explicit ChatInputField(QWidget *parent = nullptr);
+
+    // The input font, its size and the input's text and background colours.
+    void applyAppearance(const AppearanceSettings &appearance);
 
     std::function<bool()> canSend;
     std::function<void()> onSend;

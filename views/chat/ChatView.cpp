@@ -2,6 +2,7 @@
 
 #include "base/UserDefaults.h"
 #include "chat/appearance/AppearanceSettings.h"
+#include "chat/appearance/HistoryModel.h"
 #include "chat/integrations/MCPIntegrationManager.h"
 #include "chat/integrations/StoreIntegrationHost.h"
 #include "chat/session/ChatTranscriptFile.h"
@@ -9,6 +10,7 @@
 #include "app/config/ServerConfigController.h"
 #include "views/chat/ChatInputField.h"
 #include "views/chat/ChatSettingsWindow.h"
+#include "views/chat/HistoryPanel.h"
 #include "views/chat/LLMConnectionSettingsDialog.h"
 #include "views/chat/MCPIntegrationListWindow.h"
 #include "views/chat/MessageBubble.h"
@@ -51,7 +53,7 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
 {
     setObjectName(QStringLiteral("chatView"));
     m_model = model ? model : makeOwnModel();
-    m_appearance = new AppearanceSettings({}, this);
+    m_appearance = AppearanceSettings::shared();
     m_model->attachments().listenForBridgeRequests();
 
     // Made top to bottom, so that Tab walks the screen in that order.
@@ -153,6 +155,9 @@ QLayout *ChatView::buildTranscriptToolbar()
     QPushButton *exportButton = namedButton("exportChat", QStringLiteral("Export entire chat"), this);
     QPushButton *importButton = namedButton("importChat", QStringLiteral("Import chat"), this);
     QPushButton *clear = namedButton("clearChat", QStringLiteral("Clear"), this);
+    m_historyButton = namedButton("showHistory", QStringLiteral("History"), this);
+    m_historyButton->setCheckable(true);
+    m_historyButton->setToolTip(QStringLiteral("Show the prompts sent before"));
     clear->setToolTip(QStringLiteral("Clar current chat"));
     auto *toolbar = new QHBoxLayout;
     toolbar->addWidget(m_search, 1);
@@ -164,6 +169,7 @@ QLayout *ChatView::buildTranscriptToolbar()
     toolbar->addWidget(exportButton);
     toolbar->addWidget(importButton);
     toolbar->addWidget(clear);
+    toolbar->addWidget(m_historyButton);
     toolbar->addWidget(m_chatSettings);
 
     connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) {
@@ -302,10 +308,19 @@ void ChatView::layOut(QLayout *connection, QLayout *toolbar, QLayout *attachment
 {
     m_status = new QLabel(this);
     m_status->setObjectName(QStringLiteral("chatStatus"));
+    // The input history sits beside the transcript, shown by the toolbar's "History".
+    m_historyPanel = new HistoryPanel(m_model->session().historyModel(), this);
+    m_historyPanel->setFixedWidth(280);
+    m_historyPanel->setVisible(false);
+    connect(m_historyButton, &QPushButton::toggled, m_historyPanel, &QWidget::setVisible);
+    connect(m_historyPanel, &HistoryPanel::promptChosen, m_model, &ChatViewModel::setPrompt);
+    auto *middle = new QHBoxLayout;
+    middle->addWidget(m_scroll, 1);
+    middle->addWidget(m_historyPanel);
     auto *layout = new QVBoxLayout(this);
     layout->addLayout(connection);
     layout->addLayout(toolbar);
-    layout->addWidget(m_scroll, 1);
+    layout->addLayout(middle, 1);
     layout->addWidget(m_loadProgress);
     layout->addWidget(m_promptProgress);
     layout->addWidget(m_download);
@@ -326,11 +341,13 @@ void ChatView::bindModel()
             return;
         bubble->update(*message);
     });
-    // New fonts and colours: the bubbles are made again in the new style.
+    // New fonts and colours: the bubbles are made again in the new style, the input restyled.
+    m_input->applyAppearance(*m_appearance);
     connect(m_appearance, &AppearanceSettings::changed, this, [this] {
         qDeleteAll(m_bubbles);
         m_bubbles.clear();
         syncTranscript();
+        m_input->applyAppearance(*m_appearance);
     });
     // The list follows a growing answer while it is scrolled to its end; scrolling up stops that.
     QScrollBar *bar = m_scroll->verticalScrollBar();

@@ -9,6 +9,7 @@
 class AppearanceSettings;
 class ChatInputField;
 class ChatViewModel;
+class HistoryPanel;
 class MCPIntegrationHost;
 class MCPIntegrationManager;
 class MessageBubble;
@@ -44,6 +45,7 @@ public:
     QLabel *statusLine() const { return m_status; }
     QPushButton *sendButton() const { return m_send; }
     QLineEdit *searchField() const { return m_search; }
+    HistoryPanel *historyPanel() const { return m_historyPanel; }
     QLabel *searchPosition() const { return m_searchPosition; }
     MessageBubble *bubble(const QUuid &id) const { return m_bubbles.value(id); }
     QList<MessageBubble *> bubbles() const;
@@ -95,6 +97,8 @@ private:
     QList<QUuid> m_results;
     int m_resultIndex = 0;
     QScrollArea *m_scroll;
+    HistoryPanel *m_historyPanel;
+    QPushButton *m_historyButton;
     QVBoxLayout *m_transcript;
     QHash<QUuid, MessageBubble *> m_bubbles;
     QLabel *m_typing;

@@ -50,7 +50,12 @@ LLMConnectionSettingsDialog::LLMConnectionSettingsDialog(ProviderConnection *con
     form->addRow(QString(), m_tokenNote);
     form->addRow(QStringLiteral("System prompt:"), m_systemPrompt);
     form->addRow(QString(), m_promptNote);
-    auto *hint = new QLabel(QStringLiteral("The system prompt starts a new conversation thread on every connect."), this);
+    // The key is no secret to anyone who can read the user's files, and the user should know.
+    auto *hint = new QLabel(QStringLiteral("Settings are stored locally in UserDefaults. The system prompt starts a new "
+                                           "conversation thread on every connect.\nThey are stored in plain text, the "
+                                           "API key included."),
+                            this);
+    hint->setObjectName(QStringLiteral("storageNote"));
     hint->setWordWrap(true);
     form->addRow(QString(), hint);
     form->addRow(m_inference);

@@ -18,6 +18,14 @@ MCPIntegrationListWindow::MCPIntegrationListWindow(MCPIntegrationManager *manage
     setWindowTitle(QStringLiteral("MCP Integrations"));
     resize(560, 420);
     m_list = new QListWidget(this);
+    m_notice = new QLabel(this);
+    m_notice->setObjectName(QStringLiteral("toolLimitNotice"));
+    m_notice->setWordWrap(true);
+    m_serveAll = new QPushButton(QStringLiteral("Serve All Tools"), this);
+    m_serveAll->setToolTip(QStringLiteral("Switch on every internal tool, so the server serves all of them to every client."));
+    auto *top = new QHBoxLayout;
+    top->addWidget(m_notice, 1);
+    top->addWidget(m_serveAll);
     auto *add = new QPushButton(QStringLiteral("Add MCP Server"), this);
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Close, this);
     auto *bottom = new QHBoxLayout;
@@ -25,6 +33,7 @@ MCPIntegrationListWindow::MCPIntegrationListWindow(MCPIntegrationManager *manage
     bottom->addStretch();
     bottom->addWidget(buttons);
     auto *layout = new QVBoxLayout(this);
+    layout->addLayout(top);
     layout->addWidget(m_list, 1);
     layout->addLayout(bottom);
     connect(add, &QPushButton::clicked, this, [this] {
@@ -32,12 +41,20 @@ MCPIntegrationListWindow::MCPIntegrationListWindow(MCPIntegrationManager *manage
         if (editor.exec() == QDialog::Accepted)
             refresh();
     });
+    connect(m_serveAll, &QPushButton::clicked, this, [this] {
+        m_manager->serveAllTools();
+        QTimer::singleShot(0, this, &MCPIntegrationListWindow::refresh);
+    });
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     refresh();
 }
 
 void MCPIntegrationListWindow::refresh()
 {
+    const QString notice = m_manager->limitNotice();
+    m_notice->setText(notice);
+    m_notice->setVisible(!notice.isEmpty());
+    m_serveAll->setVisible(!notice.isEmpty());
     m_list->clear();
     if (m_manager->servers().isEmpty()) {
         new QListWidgetItem(QStringLiteral("No MCP servers configured"), m_list);

@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QSet>
 #include <QTableWidget>
 #include <QVBoxLayout>
 
@@ -104,19 +105,24 @@ MCPIntegrationSettingsView::MCPIntegrationSettingsView(MCPIntegrationManager *ma
         refreshKind();
     });
     connect(addHeader, &QPushButton::clicked, this, [this] { m_headers->insertRow(m_headers->rowCount()); });
+    // The switches and "Allowed Tools" are one choice: each follows the other at once.
     connect(m_tools, &QListWidget::itemChanged, this, [this](QListWidgetItem *item) {
-        if (!m_refreshing)
-            m_draft.setToolEnabled(item->text(), item->checkState() == Qt::Checked);
+        if (m_refreshing)
+            return;
+        m_draft.setToolEnabled(item->text(), item->checkState() == Qt::Checked);
+        refreshAllowed();
     });
     connect(m_allowed, &QLineEdit::textEdited, this, [this](const QString &text) {
-        // Names listed here are switched on; nothing here switches one off.
-        QStringList names;
+        // Exactly the names listed are switched on; an empty field switches all on.
+        QSet<QString> names;
         for (const QString &piece : text.split(u',')) {
             if (!piece.trimmed().isEmpty())
-                names.append(piece.trimmed());
+                names.insert(piece.trimmed());
         }
-        m_draft.setToolsEnabled(names, true);
+        for (const ToolIntegration &tool : QList<ToolIntegration>(m_draft.integratedTools))
+            m_draft.setToolEnabled(tool.name(), names.isEmpty() || names.contains(tool.name()));
         refreshTools();
+        refreshPlaceholder();
     });
     connect(buttons, &QDialogButtonBox::accepted, this, &MCPIntegrationSettingsView::save);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
@@ -132,12 +138,27 @@ void MCPIntegrationSettingsView::refreshKind()
     m_note->setText(internal ? QString() : QStringLiteral("Connect to any remote MCP endpoint on-the-fly via a URL."));
     if (internal) {
         m_manager->syncTools(m_draft);
-        QStringList names;
-        for (const ToolIntegration &tool : m_draft.integratedTools)
-            names.append(tool.name());
-        m_allowed->setText(names.join(QStringLiteral(", ")));
+        refreshAllowed();
         refreshTools();
     }
+}
+
+void MCPIntegrationSettingsView::refreshAllowed()
+{
+    QStringList names;
+    for (const ToolIntegration &tool : m_draft.integratedTools)
+        if (tool.isEnabled)
+            names.append(tool.name());
+    // All of them reads as the empty field, as the hint says.
+    m_allowed->setText(names.size() == m_draft.integratedTools.size() ? QString() : names.join(QStringLiteral(", ")));
+    refreshPlaceholder();
+}
+
+void MCPIntegrationSettingsView::refreshPlaceholder()
+{
+    const bool noneOn = !m_draft.integratedTools.isEmpty() && m_draft.enabledTools().isEmpty();
+    m_allowed->setPlaceholderText(noneOn ? QStringLiteral("No tool is switched on")
+                                         : QStringLiteral("tool_a, tool_b  (empty = all tools)"));
 }
 
 void MCPIntegrationSettingsView::refreshTools()

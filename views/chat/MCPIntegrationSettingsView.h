@@ -35,6 +35,8 @@ public:
 private:
     void refreshKind();
     void refreshTools();
+    void refreshAllowed();
+    void refreshPlaceholder();
 
     MCPIntegrationManager *m_manager;
     MCPIntegration m_draft;

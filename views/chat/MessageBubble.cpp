@@ -4,8 +4,10 @@
 #include "chat/markdown/AnswerTextCoordinator.h"
 #include "chat/markdown/MarkdownRenderer.h"
 #include "views/chat/MCPToolCallBubble.h"
+#include "views/common/MarkdownBrowser.h"
 
 #include <QClipboard>
+#include <QCursor>
 #include <QDragEnterEvent>
 #include <QFile>
 #include <QFileDialog>
@@ -14,9 +16,21 @@
 #include <QLabel>
 #include <QMimeData>
 #include <QSaveFile>
-#include <QTextBrowser>
+#include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
+
+namespace {
+
+void setTextColor(QWidget *widget, const QColor &color)
+{
+    QPalette palette = widget->palette();
+    palette.setColor(QPalette::WindowText, color);
+    palette.setColor(QPalette::Text, color);
+    widget->setPalette(palette);
+}
+
+} // namespace
 
 MessageBubble::MessageBubble(const TranscriptMessage &message, AppearanceSettings *appearance, QWidget *parent)
     : QFrame(parent), m_id(message.id), m_isUser(message.role == TranscriptMessage::Role::user)
@@ -53,18 +67,18 @@ MessageBubble::MessageBubble(const TranscriptMessage &message, AppearanceSetting
     m_reasoning = new QLabel(this);
     m_reasoning->setWordWrap(true);
     m_reasoning->setTextFormat(Qt::PlainText);
-    m_reasoning->setStyleSheet(QStringLiteral("color: gray;"));
     m_reasoning->setVisible(false);
-    m_body = new QTextBrowser(this);
+    // Its links act here: "Copy" copies, nothing of ours reaches the desktop's URL handler.
+    m_body = new MarkdownBrowser(this);
     m_body->setObjectName(QStringLiteral("messageBody"));
     m_body->setFrameShape(QFrame::NoFrame);
     m_body->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_body->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_body->setOpenExternalLinks(true);
     m_body->viewport()->setAutoFillBackground(false);
     m_body->viewport()->installEventFilter(this);  // its width decides the text's height
     m_stats = new QLabel(this);
-    m_stats->setStyleSheet(QStringLiteral("color: gray;"));
+    m_stats->setObjectName(QStringLiteral("messageStats"));
+    applyAppearance(*appearance);
     if (!m_isUser)
         m_coordinator = std::make_unique<AnswerTextCoordinator>(m_body->document(), MarkdownRenderer(appearance->markdownStyle()));
 
@@ -82,6 +96,8 @@ MessageBubble::MessageBubble(const TranscriptMessage &message, AppearanceSetting
         m_reasoningToggle->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
     });
     connect(copy, &QToolButton::clicked, this, [this] { QGuiApplication::clipboard()->setText(m_raw); });
+    connect(m_body, &MarkdownBrowser::codeCopied, this,
+            [this] { showCopied(m_body->viewport()->mapFromGlobal(QCursor::pos())); });
     connect(m_collapse, &QToolButton::clicked, this, [this] {
         m_collapsed = !m_collapsed;
         m_collapse->setText(m_collapsed ? QStringLiteral("Expand") : QStringLiteral("Collapse"));
@@ -123,21 +139,63 @@ void MessageBubble::update(const TranscriptMessage &message)
 
     if (m_isUser) {
         m_body->setPlainText(message.content);
-    } else if (message.content.isEmpty() && message.toolCalls.isEmpty() && !message.isComplete) {
-        m_body->setPlainText(QStringLiteral("In progress..."));
+    } else if (message.content.isEmpty() && message.toolCalls.isEmpty()) {
+        // Nothing to render yet, or nothing at all: a line says which.
+        m_body->setPlainText(message.isComplete ? emptyAnswerText() : QStringLiteral("In progress..."));
         m_showsPlaceholder = true;
     } else {
         if (std::exchange(m_showsPlaceholder, false))
             m_body->clear();
         m_coordinator->update(message.content, !message.isComplete, message.isComplete);
     }
+    // Only figures the provider gave: a zero stands for "not reported".
+    QStringList figures;
     if (message.stats && message.isComplete) {
-        m_stats->setText(QStringLiteral("%1 tokens · %2 tok/s")
-                             .arg(message.stats->totalOutputTokens)
-                             .arg(message.stats->tokensPerSecond, 0, 'f', 0));
+        if (message.stats->totalOutputTokens > 0)
+            figures.append(QStringLiteral("%1 tokens").arg(message.stats->totalOutputTokens));
+        if (message.stats->tokensPerSecond > 0)
+            figures.append(QStringLiteral("%1 tok/s").arg(message.stats->tokensPerSecond, 0, 'f', 0));
     }
-    m_stats->setVisible(message.stats && message.isComplete);
+    m_stats->setText(figures.join(QStringLiteral(" · ")));
+    m_stats->setVisible(!figures.isEmpty());
     fitBody();
+}
+
+QString MessageBubble::emptyAnswerText()
+{
+    return QStringLiteral("The model sent an empty answer.");
+}
+
+void MessageBubble::applyAppearance(const AppearanceSettings &appearance)
+{
+    using Role = AppearanceSettings::ColorRole;
+    // The bubble's own background; the text view lets it show through.
+    setAutoFillBackground(true);
+    QPalette own = palette();
+    own.setColor(QPalette::Window, appearance.color(m_isUser ? Role::UserBubbleBackground : Role::AssistantBubbleBackground));
+    setPalette(own);
+    m_body->setFont(m_isUser ? appearance.userFont() : appearance.assistantFont());
+    setTextColor(m_body, appearance.color(m_isUser ? Role::UserBubbleText : Role::AssistantTextPrimary));
+    setTextColor(m_header, appearance.color(m_isUser ? Role::UserBubbleText : Role::AssistantTextSecondary));
+    setTextColor(m_reasoning, appearance.color(Role::AssistantTextMuted));
+    setTextColor(m_stats, appearance.color(Role::AssistantTextFaint));
+}
+
+void MessageBubble::showCopied(const QPoint &viewportPosition)
+{
+    // A small note at the click that goes by itself.
+    auto *note = new QLabel(QStringLiteral("Kopiert"), m_body->viewport());
+    note->setObjectName(QStringLiteral("copiedNote"));
+    note->setStyleSheet(QStringLiteral("background: palette(tool-tip-base); color: palette(tool-tip-text);"
+                                       " border: 1px solid palette(mid); border-radius: 4px; padding: 2px 6px;"));
+    note->adjustSize();
+    const QRect area = m_body->viewport()->rect();
+    QPoint at = viewportPosition + QPoint(8, -note->height() - 4);
+    at.setX(qBound(0, at.x(), qMax(0, area.width() - note->width())));
+    at.setY(qBound(0, at.y(), qMax(0, area.height() - note->height())));
+    note->move(at);
+    note->show();
+    QTimer::singleShot(1200, note, &QObject::deleteLater);
 }
 
 QString MessageBubble::shownText() const

@@ -8,14 +8,16 @@
 class AnswerTextCoordinator;
 class AppearanceSettings;
 class MCPToolCallBubble;
+class MarkdownBrowser;
 class QLabel;
-class QTextBrowser;
 class QToolButton;
 class QVBoxLayout;
 
 // One message of the transcript: the question as it was typed, or the answer with its tool
 // calls, its folded reasoning, its Markdown (appended plainly while it streams, rendered when
-// complete) and its figures, with "Copy raw content" and "Save raw content".
+// complete) and its figures, with "Copy raw content" and "Save raw content". A code block's
+// "Copy" puts that code on the clipboard and shows "Kopiert" where it was clicked. Fonts, sizes
+// and colours come from the appearance settings as they are when the bubble is made.
 class MessageBubble : public QFrame {
     Q_OBJECT
 
@@ -26,6 +28,10 @@ public:
     void update(const TranscriptMessage &message);
     QUuid messageId() const { return m_id; }
     QString shownText() const;
+    MarkdownBrowser *body() const { return m_body; }
+    QLabel *statsLabel() const { return m_stats; }
+    // The text an empty complete answer shows.
+    static QString emptyAnswerText();
     QList<MCPToolCallBubble *> toolCallBubbles() const { return m_callBubbles; }
     QString reasoningText() const;
     QToolButton *collapseButton() const { return m_collapse; }
@@ -43,6 +49,8 @@ protected:
 
 private:
     void fitBody();
+    void applyAppearance(const AppearanceSettings &appearance);
+    void showCopied(const QPoint &viewportPosition);
 
     QUuid m_id;
     bool m_isUser;
@@ -52,10 +60,10 @@ private:
     QList<MCPToolCallBubble *> m_callBubbles;
     QToolButton *m_reasoningToggle;
     QLabel *m_reasoning;
-    QTextBrowser *m_body;
+    MarkdownBrowser *m_body;
     QLabel *m_stats;
     QToolButton *m_collapse;
     bool m_collapsed = false;
-    bool m_showsPlaceholder = false;  // "In progress..." stands where the answer will
+    bool m_showsPlaceholder = false;  // "In progress..." or the empty answer's line stands in the body
     std::unique_ptr<AnswerTextCoordinator> m_coordinator;
 };

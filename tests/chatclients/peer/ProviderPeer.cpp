@@ -303,17 +303,43 @@ TestHttpServer::Response ProviderPeer::answer(const TestHttpServer::Request &req
             response = json(kChatResult);
         }
     } else if (path == "/v1/models" && !request.header("x-api-key").isNull()) {
-        response = json(R"({"data":[{"id":"claude-a","display_name":"Claude A"},{"id":"claude-b"}]})");
+        // Anthropic's list comes in pages, the next one asked for by the last id of this one.
+        response = json(R"({"data":[{"id":"claude-a","display_name":"Claude A"},{"id":"claude-b"}],)"
+                        R"("has_more":true,"first_id":"claude-a","last_id":"claude-b"})");
+    } else if (path == "/v1/models?after_id=claude-b" && !request.header("x-api-key").isNull()) {
+        response = json(R"({"data":[{"id":"claude-c","display_name":"Claude C"}],)"
+                        R"("has_more":false,"first_id":"claude-c","last_id":"claude-c"})");
     } else if (path == "/v1/models") {
         response = json(R"({"object":"list","data":[{"id":"gpt-b","object":"model"},{"id":"gpt-a"}]})");
     } else if (path == "/v1/chat/completions") {
+        // OpenAI's reasoning models refuse the older limit and any temperature but the default.
+        const QString model = body.value("model").toString();
+        const bool reasoning = model.startsWith("o1") || model.startsWith("o3") || model.startsWith("o4") ||
+                               model.startsWith("gpt-5");
+        if (reasoning && body.contains("max_tokens"))
+            return json(R"({"error":{"message":"Unsupported parameter: 'max_tokens' is not supported with this model. )"
+                        R"(Use 'max_completion_tokens' instead.","type":"invalid_request_error","param":"max_tokens",)"
+                        R"("code":"unsupported_parameter"}})",
+                        400);
+        if (reasoning && body.contains("temperature") && body.value("temperature").toDouble() != 1.0)
+            return json(R"({"error":{"message":"Unsupported value: 'temperature' does not support this value with this )"
+                        R"(model. Only the default (1) value is supported.","type":"invalid_request_error",)"
+                        R"("param":"temperature","code":"unsupported_value"}})",
+                        400);
         response = json(R"({"id":"chatcmpl-1","choices":[{"message":{"role":"assistant","content":"Hi from OpenAI"}}],)"
                         R"("usage":{"prompt_tokens":9,"completion_tokens":3,"total_tokens":12}})");
     } else if (path == "/v1/messages") {
         response = json(R"({"id":"msg_1","content":[{"type":"text","text":"Hi from "},{"type":"text","text":"Claude"}],)"
                         R"("usage":{"input_tokens":8,"output_tokens":4}})");
     } else if (path == "/v1beta/models") {
-        response = json(R"({"models":[{"name":"models/gemini-pro","displayName":"Gemini Pro"},{"name":"models/flash"}]})");
+        // Gemini lists embedding models too, and pages by a token.
+        response = json(R"({"models":[{"name":"models/gemini-pro","displayName":"Gemini Pro",)"
+                        R"("supportedGenerationMethods":["generateContent","countTokens"]},)"
+                        R"({"name":"models/text-embedding-004","supportedGenerationMethods":["embedContent"]},)"
+                        R"({"name":"models/flash"}],"nextPageToken":"page-2"})");
+    } else if (path == "/v1beta/models?pageToken=page-2") {
+        response = json(R"({"models":[{"name":"models/gemini-late","displayName":"Gemini Late",)"
+                        R"("supportedGenerationMethods":["generateContent"]}]})");
     } else if (path.startsWith("/v1beta/models/") && path.endsWith(":generateContent")) {
         response = json(R"({"candidates":[{"content":{"parts":[{"text":"Hi from Gemini"}]}}],)"
                         R"("usageMetadata":{"promptTokenCount":7,"candidatesTokenCount":5}})");

@@ -1,6 +1,6 @@
-#include "store/ExportError.h"
+#include "store/TransferError.h"
 
-QString ExportError::description() const
+QString TransferError::description() const
 {
     switch (kind) {
     case Kind::invalidConfig:
@@ -13,6 +13,12 @@ QString ExportError::description() const
         return QStringLiteral("Encoding Failed: ") + text;
     case Kind::writeFailed:
         return QStringLiteral("Write Failed: ") + text;
+    case Kind::decodingFailed:
+        return QStringLiteral("Decoding Failed: ") + text;
+    case Kind::readFailed:
+        return QStringLiteral("Read Failed: ") + text;
+    case Kind::saveFailed:
+        return QStringLiteral("Save Failed: ") + text;
     case Kind::unknown:
         break;
     }
