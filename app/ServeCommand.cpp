@@ -1,7 +1,9 @@
 #include "app/ServeCommand.h"
 
 #include "app/ChildProcessPluginInspector.h"
+#include "app/config/ClientConfiguration.h"
 #include "app/PluginCommand.h"
+#include "app/StdioRelay.h"
 
 #include "base/UserDefaults.h"
 #include "diagnostics/LogController.h"
@@ -152,7 +154,7 @@ private:
                 printLine(g_report, QStringLiteral("Serving on standard input and output (the end of input, SIGINT or "
                                                    "SIGTERM stops the server)"));
             } else {
-                const QString host = m_controller->listenAtAll() ? QStringLiteral("0.0.0.0") : QStringLiteral("127.0.0.1");
+                const QString host = ClientConfiguration::clientHost(m_controller->listenAtAll());
                 printLine(g_report, QStringLiteral("Serving on http://%1:%2/ (SIGINT or SIGTERM stops the server)")
                                       .arg(host)
                                       .arg(m_controller->listeningPort()));
@@ -320,6 +322,15 @@ int ServeCommand::main(int argc, char **argv)
     }
 
     PersistenceController *store = PersistenceController::shared();
+    // The window (or another serve) has the store: a client that launched us talks to that
+    // instance's server instead of getting nothing.
+    if (options->stdio && store->loadError() && store->lockHolder()) {
+        if (!options->importFolders.isEmpty() || options->importBuiltin || !options->enablePlugins.isEmpty() ||
+            options->logLevel)
+            printLine(stderr, QStringLiteral("kelvara serve: Kelvara already runs with this store: --import, "
+                                             "--import-builtin, --enable-plugin and --log-level are left to it"));
+        return StdioRelay::run(*store->lockHolder(), stdin, stdout, stderr);
+    }
     if (const std::optional<QString> failure = store->loadError()) {
         printLine(stderr, QStringLiteral("kelvara serve: the store '%1' could not be opened: %2")
                               .arg(store->storePath(), *failure));
@@ -355,10 +366,21 @@ int ServeCommand::main(int argc, char **argv)
             printLine(stderr, line);
         return true;
     };
-    if (options->importBuiltin) {
-        if (!report(configuration->builtinRoot(), configuration->importBuiltinConfiguration()))
+    // A client that launches serve on a store nobody has set up yet gets the built-in tools
+    // rather than none; --import-builtin in its arguments adds nothing the second time.
+    // A start that imports a folder of the user's brings its own configuration.
+    const bool firstStart = !options->importBuiltin && options->importFolders.isEmpty() &&
+                            !UserDefaults::standard()->value(firstStartDoneKey).toBool() &&
+                            configuration->holdsNoRecords();
+    if (firstStart)
+        printLine(stderr, QStringLiteral("kelvara serve: the store holds no configuration yet: importing the built-in "
+                                         "tools, resources and prompts (once)"));
+    if (options->importBuiltin || firstStart) {
+        if (!report(configuration->builtinRoot(),
+                    configuration->importBuiltinConfiguration(nullptr, ConfigurationController::ImportMode::onlyMissing)))
             return 1;
     }
+    UserDefaults::standard()->setValue(firstStartDoneKey, true);
     for (const QString &folder : options->importFolders) {
         if (!report(folder, configuration->importConfiguration(folder)))
             return 1;

@@ -35,6 +35,9 @@ public:
 
     // The stored level of serve's log: "debug", "info" (when unset), "warning" or "error".
     static inline const QString logLevelKey = QStringLiteral("mcp.serve.logLevel");
+    // Set once a start has found the store configured or given it the built-in bundle:
+    // a store emptied by its user later stays empty.
+    static inline const QString firstStartDoneKey = QStringLiteral("mcp.serve.firstStartDone");
     // The level a word names, if it names one.
     static std::optional<MCPLogMessageType> logLevelFromWord(const QString &word);
 
@@ -71,7 +74,9 @@ public:
         "                    debug shows every request and response in full)\n"
         "  --import DIR      import the configuration bundle in DIR (its Tools, Resources\n"
         "                    and Prompts folders) before starting; may be given more than once\n"
-        "  --import-builtin  import the built-in configuration bundle before starting\n"
+        "  --import-builtin  import the records of the built-in configuration bundle that the\n"
+        "                    store lacks (matched by name and kind) before starting, so that\n"
+        "                    giving it on every start adds nothing after the first\n"
         "  --stdio           serve MCP over standard input and output instead of HTTP\n"
         "                    (newline-delimited JSON-RPC, for MCP hosts that launch their\n"
         "                    servers as child processes): standard output carries the\n"
@@ -87,9 +92,13 @@ public:
         "  -h, --help        show this help and exit\n"
         "\n"
         "Without --port, --listen-all or --loopback the stored settings apply (port 8888 and\n"
-        "loopback on a fresh store). Imports append records and never replace them: importing\n"
-        "the same bundle on every start duplicates its records. The store and the settings\n"
-        "live under $XDG_DATA_HOME/Kelvara and $XDG_CONFIG_HOME/Kelvara. As in the window, a\n"
+        "loopback on a fresh store). A store that has never held a tool, resource or prompt\n"
+        "gets the built-in bundle on its first start (unless that start imports a folder),\n"
+        "which is said on standard error. --import appends records and never replaces them:\n"
+        "importing the same folder on every start duplicates its records. With --stdio on a\n"
+        "store that a running Kelvara holds, each message is relayed to that Kelvara's server\n"
+        "(see 'kelvara mcp-config'). The store and the settings live under\n"
+        "$XDG_DATA_HOME/Kelvara and $XDG_CONFIG_HOME/Kelvara. As in the window, a\n"
         "desktop notification follows the start and the stop when a notification service runs.\n");
 
     // Reads the arguments after "serve". On bad usage gives nothing and sets error.

@@ -2,6 +2,7 @@
 
 #include "engine/LogMessageType.h"
 #include "engine/MCPMessage.h"
+#include "engine/MCPSession.h"
 
 #include <chrono>
 #include <functional>
@@ -51,6 +52,25 @@ public:
         (void)limit;
         stop();
         return true;
+    }
+
+    // What the server says on its own. `text` is one JSON-RPC message on one line.
+    //
+    // A message about the request on this connection, sent before its answer while the
+    // request is being handled (never after sendResponse for it). A transport that cannot
+    // put it before the answer may send it on the request's session instead, or drop it.
+    virtual void notify(const std::string &connectionId, const std::string &text)
+    {
+        (void)connectionId;
+        (void)text;
+    }
+    // A message for every client that can hear one outside a request (list changes).
+    virtual void broadcast(const std::string &text) { (void)text; }
+    // The session the request on this connection belongs to; null when it has none.
+    virtual std::shared_ptr<MCPSession> session(const std::string &connectionId)
+    {
+        (void)connectionId;
+        return nullptr;
     }
 };
 

@@ -47,6 +47,10 @@ struct MCPHttpPolicy {
     std::chrono::milliseconds idleTimeout{std::chrono::seconds(5)};
     size_t maxRequestsPerConnection = 1000;
 
+    // A session (issued by initialize as Mcp-Session-Id) ends after this long without a
+    // request while no stream of it is open; its id is then answered 404. Zero: never.
+    std::chrono::milliseconds sessionIdleTimeout{std::chrono::minutes(30)};
+
     static bool isLoopbackOrigin(std::string_view origin);
     // A Host header value naming this machine's loopback, with or without a port.
     static bool isLoopbackHost(std::string_view host);

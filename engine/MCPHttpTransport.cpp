@@ -11,8 +11,12 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <chrono>
+#include <charconv>
 #include <condition_variable>
 #include <cstring>
+#include <deque>
+#include <fcntl.h>
+#include <optional>
 #include <iterator>
 #include <netinet/in.h>
 #include <poll.h>
@@ -104,6 +108,29 @@ struct MCPHttpTransport::Listener {
     std::atomic<int> inAccept{0};
 };
 
+namespace {
+
+// One client session: what the server remembers of it, and its stream's backlog. The
+// backlog keeps the last kSessionBacklog messages for a GET stream to write or replay.
+struct HttpSession {
+    explicit HttpSession(std::string id) : info(std::make_shared<MCPSession>(std::move(id))) {}
+    const std::shared_ptr<MCPSession> info;
+    std::chrono::steady_clock::time_point lastUsed;  // under Shared::sessionsMutex
+    std::atomic<bool> streamOpen{false};             // an open stream keeps the session alive
+
+    std::mutex mutex;  // the members below
+    std::condition_variable wake;
+    std::deque<std::pair<uint64_t, std::string>> events;
+    uint64_t nextEvent = 1;
+    uint64_t delivered = 0;   // the last event id a stream has written
+    uint64_t generation = 0;  // counts the GET streams; an older one ends when a newer opens
+    bool ended = false;
+};
+
+constexpr size_t kSessionBacklog = 256;
+
+}  // namespace
+
 // What the workers share with the transport object. Workers hold it
 // by shared pointer, so it outlives the transport if it must.
 struct MCPHttpTransport::Shared {
@@ -128,6 +155,10 @@ struct MCPHttpTransport::Shared {
 
     std::mutex connectionsMutex;
     std::map<std::string, Pending> pendingConnections;
+
+    // Sessions by id. Lock order: connectionsMutex, then sessionsMutex, then a session's own.
+    mutable std::mutex sessionsMutex;
+    std::unordered_map<std::string, std::shared_ptr<HttpSession>> sessions;
 
     // Every worker thread, accepting or serving; the destructor waits for all to end.
     std::mutex poolMutex;
@@ -687,6 +718,267 @@ bool reply(int fd, bool keepOpen, int status, std::string_view contentType, std:
     return false;
 }
 
+// ---- sessions and streams ----
+
+// 128 bits from the kernel, in hex; empty when the kernel gives none.
+std::string newSessionId()
+{
+    unsigned char bytes[16];
+    size_t got = 0;
+    while (got < sizeof bytes) {
+        const ssize_t n = ::getrandom(bytes + got, sizeof bytes - got, 0);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        got += size_t(n);
+    }
+    if (got < sizeof bytes) {
+        const int fd = ::open("/dev/urandom", O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            return {};
+        got = 0;
+        while (got < sizeof bytes) {
+            const ssize_t n = ::read(fd, bytes + got, sizeof bytes - got);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0)
+                break;
+            got += size_t(n);
+        }
+        ::close(fd);
+        if (got < sizeof bytes)
+            return {};
+    }
+    static const char hex[] = "0123456789abcdef";
+    std::string id;
+    id.reserve(32);
+    for (unsigned char byte : bytes) {
+        id += hex[byte >> 4];
+        id += hex[byte & 0xF];
+    }
+    return id;
+}
+
+bool expired(const HttpSession &session, Clock::time_point now, std::chrono::milliseconds timeout)
+{
+    return timeout.count() > 0 && !session.streamOpen.load() && now - session.lastUsed > timeout;
+}
+
+void endSession(HttpSession &session)
+{
+    std::lock_guard lock(session.mutex);
+    session.ended = true;
+    session.wake.notify_all();
+}
+
+// A new session, after ending those that have been idle too long; null when no id could
+// be drawn.
+std::shared_ptr<HttpSession> createSession(Shared &shared, const Hooks &hooks)
+{
+    std::string id = newSessionId();
+    if (id.empty()) {
+        emitLog(hooks, LogMessageType::Error, LogCode::Info,
+                "Could not draw a session id from the kernel; the client is served without a session");
+        return nullptr;
+    }
+    auto session = std::make_shared<HttpSession>(id);
+    const Clock::time_point now = Clock::now();
+    session->lastUsed = now;
+    std::vector<std::shared_ptr<HttpSession>> ended;
+    {
+        std::lock_guard lock(shared.sessionsMutex);
+        for (auto it = shared.sessions.begin(); it != shared.sessions.end();) {
+            if (expired(*it->second, now, hooks.policy.sessionIdleTimeout)) {
+                ended.push_back(std::move(it->second));
+                it = shared.sessions.erase(it);
+            } else {
+                ++it;
+            }
+        }
+        shared.sessions.emplace(std::move(id), session);
+    }
+    for (const auto &old : ended)
+        endSession(*old);
+    return session;
+}
+
+// The live session of that id, marked as used now; null (and ended, when it was there but
+// idle too long) otherwise.
+std::shared_ptr<HttpSession> findSession(Shared &shared, const Hooks &hooks, const std::string &id, bool use = true)
+{
+    std::shared_ptr<HttpSession> session;
+    {
+        std::lock_guard lock(shared.sessionsMutex);
+        auto it = shared.sessions.find(id);
+        if (it == shared.sessions.end())
+            return nullptr;
+        const Clock::time_point now = Clock::now();
+        if (!expired(*it->second, now, hooks.policy.sessionIdleTimeout)) {
+            if (use)
+                it->second->lastUsed = now;
+            return it->second;
+        }
+        session = std::move(it->second);
+        shared.sessions.erase(it);
+    }
+    endSession(*session);
+    return nullptr;
+}
+
+// Queues a message for the session's stream.
+void postEvent(HttpSession &session, const std::string &text)
+{
+    std::lock_guard lock(session.mutex);
+    if (session.ended)
+        return;
+    session.events.emplace_back(session.nextEvent++, text);
+    while (session.events.size() > kSessionBacklog)
+        session.events.pop_front();
+    session.wake.notify_all();
+}
+
+// Wakes every stream, so that it looks at the transport's state again (stop, destruction).
+void wakeStreams(Shared &shared, bool endAll)
+{
+    std::vector<std::shared_ptr<HttpSession>> sessions;
+    {
+        std::lock_guard lock(shared.sessionsMutex);
+        for (auto &[id, session] : shared.sessions)
+            sessions.push_back(session);
+        if (endAll)
+            shared.sessions.clear();
+    }
+    for (const auto &session : sessions) {
+        std::lock_guard lock(session->mutex);
+        if (endAll)
+            session->ended = true;
+        session->wake.notify_all();
+    }
+}
+
+// One server-sent event: its id, and the message as data lines (a line break of the
+// message's layout starts another data line, which the client joins back with a line feed).
+void appendEvent(std::string &out, uint64_t id, std::string_view text)
+{
+    out += "id: ";
+    char digits[24];
+    out.append(digits, std::to_chars(digits, digits + sizeof digits, id).ptr);
+    out += "\nevent: message\n";
+    size_t start = 0;
+    for (;;) {
+        const size_t end = text.find('\n', start);
+        out += "data: ";
+        out += text.substr(start, end == std::string_view::npos ? std::string_view::npos : end - start);
+        out += '\n';
+        if (end == std::string_view::npos)
+            break;
+        start = end + 1;
+    }
+    out += '\n';
+}
+
+// The head of an event stream: no length, the stream ends when the connection closes.
+std::string streamHead(std::string_view sessionId)
+{
+    std::string out = "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nCache-Control: no-cache"
+                      "\r\nAccess-Control-Allow-Origin: *"
+                      "\r\nAccess-Control-Allow-Methods: POST, GET, OPTIONS"
+                      "\r\nAccess-Control-Allow-Headers: Content-Type"
+                      "\r\nConnection: close\r\n";
+    if (!sessionId.empty()) {
+        out += "Mcp-Session-Id: ";
+        out += sessionId;
+        out += "\r\n";
+    }
+    out += "\r\n";
+    return out;
+}
+
+bool acceptsEventStream(const HttpRequest &request)
+{
+    auto it = request.headers.find("accept");
+    return it != request.headers.end() && it->second.find("text/event-stream") != std::string::npos;
+}
+
+// Serves a session's GET stream until it is replaced, the session ends, the peer goes
+// away or the transport stops; then closes the connection.
+void serveStream(Shared &shared, const std::shared_ptr<HttpSession> &session, int fd, std::optional<uint64_t> lastEventId)
+{
+    constexpr auto kPingInterval = std::chrono::seconds(15);
+    uint64_t generation = 0;
+    uint64_t from = 0;
+    {
+        std::lock_guard lock(session->mutex);
+        generation = ++session->generation;
+        from = lastEventId ? *lastEventId : session->delivered;
+        session->wake.notify_all();  // the stream this one replaces ends
+    }
+    session->streamOpen.store(true);
+    bool open = sendAll(fd, streamHead(session->info->id()));
+    Clock::time_point lastWrite = Clock::now();
+    while (open) {
+        std::vector<std::pair<uint64_t, std::string>> batch;
+        {
+            std::unique_lock lock(session->mutex);
+            auto over = [&] {
+                return generation != session->generation || session->ended || !shared.running.load() ||
+                       shared.destroying.load();
+            };
+            session->wake.wait_for(lock, std::chrono::seconds(1),
+                                   [&] { return over() || (!session->events.empty() && session->events.back().first > from); });
+            if (over())
+                break;
+            for (const auto &event : session->events) {
+                if (event.first > from)
+                    batch.push_back(event);
+            }
+        }
+        // A peer that closed its end is done with the stream; what it did not get stays
+        // for the next one.
+        char probe;
+        if (::recv(fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT) == 0)
+            break;
+        const Clock::time_point now = Clock::now();
+        if (!batch.empty()) {
+            std::string out;
+            for (const auto &[id, text] : batch)
+                appendEvent(out, id, text);
+            open = sendAll(fd, out);
+            from = batch.back().first;
+            lastWrite = now;
+            std::lock_guard lock(session->mutex);
+            session->delivered = std::max(session->delivered, from);
+        } else if (now - lastWrite >= kPingInterval) {
+            open = sendAll(fd, ": ping\n\n");
+            lastWrite = now;
+        }
+    }
+    {
+        std::lock_guard lock(session->mutex);
+        if (generation == session->generation)
+            session->streamOpen.store(false);
+    }
+    {
+        std::lock_guard lock(shared.sessionsMutex);
+        session->lastUsed = Clock::now();
+    }
+    ::close(fd);
+}
+
+std::optional<uint64_t> lastEventIdOf(const HttpRequest &request)
+{
+    auto it = request.headers.find("last-event-id");
+    if (it == request.headers.end())
+        return std::nullopt;
+    uint64_t id = 0;
+    const std::string &text = it->second;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
+    if (error != std::errc() || end != text.data() + text.size())
+        return std::nullopt;
+    return id;
+}
+
 // Serves one admitted request that was read whole. True when the connection stays open for
 // the next.
 bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &request, bool keepOpen)
@@ -699,6 +991,37 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
         if (keepOpen && sent)
             return true;
         closeAfterAnswer(fd);
+        return false;
+    }
+    const auto sessionHeader = request.headers.find("mcp-session-id");
+    const bool inSession = sessionHeader != request.headers.end();
+    auto noSession = [&] {
+        return reply(fd, keepOpen, 404, "application/json",
+                     MCPHttpTransport::refusalBody("Not Found: no session " + sessionHeader->second +
+                                                   " (it has ended or never was); initialize again"));
+    };
+    if (request.method == "DELETE") {
+        if (!inSession)
+            return reply(fd, keepOpen, 400, "application/json",
+                         MCPHttpTransport::refusalBody("Bad Request: DELETE names the session to end in Mcp-Session-Id"));
+        std::shared_ptr<HttpSession> session;
+        {
+            std::lock_guard lock(shared.sessionsMutex);
+            if (auto it = shared.sessions.find(sessionHeader->second); it != shared.sessions.end()) {
+                session = std::move(it->second);
+                shared.sessions.erase(it);
+            }
+        }
+        if (!session)
+            return noSession();
+        endSession(*session);
+        return reply(fd, keepOpen, 200, "application/json", "");
+    }
+    if (request.method == "GET" && inSession && acceptsEventStream(request)) {
+        auto session = findSession(shared, hooks, sessionHeader->second);
+        if (!session)
+            return noSession();
+        serveStream(shared, session, fd, lastEventIdOf(request));
         return false;
     }
     if (request.method != "POST" || request.body.empty())
@@ -716,6 +1039,22 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
         emitLog(hooks, LogMessageType::Critical, LogCode::NoMessageHandler, "No message handler available");
         return reply(fd, keepOpen, 500, "application/json", R"({"error":"No message handler available."})");
     }
+    MCPHttpTransport::Pending pending;
+    pending.fd = fd;
+    pending.keepOpen = keepOpen;
+    pending.acceptsStream = acceptsEventStream(request);
+    if (inSession) {
+        if (!findSession(shared, hooks, sessionHeader->second))
+            return noSession();
+        pending.sessionId = sessionHeader->second;
+    } else if (message->method == "initialize" && message->type == MCPMessage::MessageType::Request) {
+        if (const auto session = createSession(shared, hooks)) {
+            pending.sessionId = session->info->id();
+            pending.issued = true;
+        }
+    }
+    message->inSession = !pending.sessionId.empty();
+    message->clientListens = pending.acceptsStream || message->inSession;
     {
         std::lock_guard lock(shared.connectionsMutex);
         if (!shared.running.load()) {
@@ -723,7 +1062,7 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
             ::close(fd);
             return false;
         }
-        shared.pendingConnections.emplace(connectionId, MCPHttpTransport::Pending{fd, keepOpen});
+        shared.pendingConnections.emplace(connectionId, std::move(pending));
     }
     bool handled = true;
     try {
@@ -739,13 +1078,12 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
     // body, so that its socket does not stay open until stop. A connection that stays
     // open comes back here once answered; one that does not was closed by the answer or
     // by stop.
-    MCPHttpTransport::Pending pending;
     {
         std::lock_guard lock(shared.connectionsMutex);
         auto it = shared.pendingConnections.find(connectionId);
         if (it == shared.pendingConnections.end())
             return false;
-        pending = it->second;
+        pending = std::move(it->second);
         shared.pendingConnections.erase(it);
     }
     if (pending.stopped) {
@@ -756,6 +1094,11 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
         if (shared.running.load())
             return true;
         ::close(fd);
+        return false;
+    }
+    if (pending.streaming) {
+        // A stream begun for a request that then got no answer ends here.
+        closeAfterAnswer(fd);
         return false;
     }
     if (handled)
@@ -1007,6 +1350,7 @@ MCPHttpTransport::~MCPHttpTransport()
     m_shared->destroying.store(true);
     const uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = ::write(m_shared->wakeFd, &one, sizeof one);
+    wakeStreams(*m_shared, true);
     std::unique_lock lock(m_shared->poolMutex);
     m_shared->workersGone.wait(lock, [this] { return m_shared->workers == 0; });
 }
@@ -1018,6 +1362,7 @@ bool MCPHttpTransport::waitUntilIdle(std::chrono::milliseconds limit)
     m_shared->destroying.store(true);
     const uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = ::write(m_shared->wakeFd, &one, sizeof one);
+    wakeStreams(*m_shared, true);
     std::unique_lock lock(m_shared->poolMutex);
     return m_shared->workersGone.wait_for(lock, limit, [this] { return m_shared->workers == 0; });
 }
@@ -1163,19 +1508,23 @@ void MCPHttpTransport::stop()
 
     const auto hooks = m_shared->currentHooks();
     flushRefusals(*m_shared, *hooks, true);
-    std::lock_guard lock(m_shared->connectionsMutex);
-    // A connection that closes with its answer is closed here; one that stays open belongs
-    // to its worker, which closes it once the handler returns.
-    for (auto it = m_shared->pendingConnections.begin(); it != m_shared->pendingConnections.end();) {
-        if (it->second.keepOpen) {
-            ::shutdown(it->second.fd, SHUT_RDWR);
-            it->second.stopped = true;
-            ++it;
-        } else {
-            ::close(it->second.fd);
-            it = m_shared->pendingConnections.erase(it);
-        }
+    {
+        std::lock_guard lock(m_shared->connectionsMutex);
+        // A connection that closes with its answer is closed here; one that stays open belongs
+        // to its worker, which closes it once the handler returns.
+        for (auto it = m_shared->pendingConnections.begin(); it != m_shared->pendingConnections.end();) {
+            if (it->second.keepOpen || it->second.streaming) {
+                ::shutdown(it->second.fd, SHUT_RDWR);
+                it->second.stopped = true;
+                ++it;
+            } else {
+                ::close(it->second.fd);
+                it = m_shared->pendingConnections.erase(it);
+            }
     }
+    }
+    // Streams end, and the sessions with them: a client starts again with initialize.
+    wakeStreams(*m_shared, true);
     emitLog(*hooks, LogMessageType::Info, LogCode::Info, "MCP HTTP Server stopped");
 }
 
@@ -1198,6 +1547,9 @@ void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared
     // answered, for its worker to take back.
     int fd = -1;
     bool keepOpen = false;
+    bool streaming = false;
+    std::string sessionId;
+    uint64_t eventId = 0;
     {
         std::lock_guard lock(m_shared->connectionsMutex);
         auto it = m_shared->pendingConnections.find(connectionId);
@@ -1205,19 +1557,111 @@ void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared
             return;
         fd = it->second.fd;
         keepOpen = it->second.keepOpen;
-        if (keepOpen)
+        streaming = it->second.streaming;
+        if (it->second.issued)
+            sessionId = it->second.sessionId;
+        eventId = ++it->second.events;
+        // An event stream ends with its answer, and the connection with it.
+        if (keepOpen && !streaming)
             it->second.answered = true;
         else
             m_shared->pendingConnections.erase(it);
     }
+    if (streaming) {
+        if (around) {
+            body = before;
+            body += *message->resultText;
+            body += after;
+        }
+        std::string out;
+        appendEvent(out, eventId, body);
+        sendAll(fd, out);
+        closeAfterAnswer(fd);
+        return;
+    }
+    // The answer to initialize names the session it began.
+    std::string extra;
+    if (!sessionId.empty())
+        extra = "Mcp-Session-Id: " + sessionId + "\r\n";
     if (around) {
         const size_t length = before.size() + message->resultText->size() + after.size();
-        sendPieces(fd, {buildResponseHead(200, "application/json", length, {}, keepOpen), before, *message->resultText, after});
+        sendPieces(fd, {buildResponseHead(200, "application/json", length, extra, keepOpen), before, *message->resultText, after});
     } else {
-        sendPieces(fd, {buildResponseHead(200, "application/json", body.size(), {}, keepOpen), body});
+        sendPieces(fd, {buildResponseHead(200, "application/json", body.size(), extra, keepOpen), body});
     }
     if (!keepOpen)
         closeAfterAnswer(fd);
+}
+
+void MCPHttpTransport::notify(const std::string &connectionId, const std::string &text)
+{
+    int fd = -1;
+    bool head = false;
+    std::string sessionId;
+    std::string issuedId;
+    uint64_t eventId = 0;
+    {
+        std::lock_guard lock(m_shared->connectionsMutex);
+        auto it = m_shared->pendingConnections.find(connectionId);
+        if (it == m_shared->pendingConnections.end() || it->second.answered || it->second.stopped)
+            return;
+        Pending &pending = it->second;
+        sessionId = pending.sessionId;
+        if (pending.acceptsStream) {
+            // From here on stop shuts the connection down instead of closing it under a write.
+            head = !pending.streaming;
+            pending.streaming = true;
+            fd = pending.fd;
+            eventId = ++pending.events;
+            if (pending.issued)
+                issuedId = pending.sessionId;
+        }
+    }
+    if (fd < 0) {
+        // The client takes one JSON body: what the call says goes to its session's stream.
+        if (!sessionId.empty()) {
+            if (const auto session = findSession(*m_shared, *m_shared->currentHooks(), sessionId, false))
+                postEvent(*session, text);
+        }
+        return;
+    }
+    std::string out = head ? streamHead(issuedId) : std::string();
+    appendEvent(out, eventId, text);
+    sendAll(fd, out);
+}
+
+void MCPHttpTransport::broadcast(const std::string &text)
+{
+    std::vector<std::shared_ptr<HttpSession>> sessions;
+    {
+        std::lock_guard lock(m_shared->sessionsMutex);
+        sessions.reserve(m_shared->sessions.size());
+        for (const auto &[id, session] : m_shared->sessions)
+            sessions.push_back(session);
+    }
+    for (const auto &session : sessions)
+        postEvent(*session, text);
+}
+
+std::shared_ptr<MCPSession> MCPHttpTransport::session(const std::string &connectionId)
+{
+    std::string sessionId;
+    {
+        std::lock_guard lock(m_shared->connectionsMutex);
+        auto it = m_shared->pendingConnections.find(connectionId);
+        if (it == m_shared->pendingConnections.end() || it->second.sessionId.empty())
+            return nullptr;
+        sessionId = it->second.sessionId;
+    }
+    std::lock_guard lock(m_shared->sessionsMutex);
+    auto it = m_shared->sessions.find(sessionId);
+    return it == m_shared->sessions.end() ? nullptr : it->second->info;
+}
+
+size_t MCPHttpTransport::sessionCount() const
+{
+    std::lock_guard lock(m_shared->sessionsMutex);
+    return m_shared->sessions.size();
 }
 
 }  // namespace MCP

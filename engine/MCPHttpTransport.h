@@ -15,7 +15,23 @@
 namespace MCP {
 
 // The engine's HTTP/1.1 listener on raw sockets: one request per connection, one JSON
-// body back, then close. Any path serves; no keep-alive, no stream, no session header.
+// body back, then close (keep-alive when the policy says so). Any path serves.
+//
+// Sessions: an `initialize` request without Mcp-Session-Id is answered with a new one (128
+// random bits from the kernel, in hex). A request carrying it belongs to that session; an
+// unknown, deleted or expired id gets 404 with a JSON-RPC error body. A request without
+// the header is served statelessly, byte for byte as before sessions. DELETE with the
+// header ends the session (200). A GET with the header and `Accept: text/event-stream`
+// opens the session's stream: messages not tied to a request (list changes, and what a
+// call says while its client takes only JSON), each with an event id; a new GET replaces
+// the stream, and with Last-Event-ID replays what came after that id from a bounded
+// backlog (without it, what no stream has written yet). Idle streams get ": ping" comments.
+// A GET without a session gets 405.
+//
+// A POST whose call says something before its answer is answered as text/event-stream
+// from its first such message on, when its Accept names text/event-stream: the messages,
+// then the answer, then the connection closes. Otherwise they go to the session's stream,
+// or, for a stateless request, are dropped.
 //
 // Where the protocol leaves the choice open: a request for which the handler produces no
 // response (a valid cancel notification) is answered "202 Accepted" with an empty body
@@ -53,6 +69,11 @@ public:
     bool waitUntilIdle(std::chrono::milliseconds limit) override;
     void setMessageHandler(MessageHandler handler) override;
     void sendResponse(const std::string &connectionId, std::shared_ptr<MCPMessage> message) override;
+    void notify(const std::string &connectionId, const std::string &text) override;
+    void broadcast(const std::string &text) override;
+    std::shared_ptr<MCPSession> session(const std::string &connectionId) override;
+    // Sessions open now (expired ones count until they are next looked at).
+    size_t sessionCount() const;
 
     // With no callback, lines go to stderr with the prefix "[MCPTransport] ".
     void setLogCallback(LogCallback callback) override;
@@ -98,7 +119,12 @@ public:
         int fd = -1;
         bool keepOpen = false;  // the connection stays open after the answer
         bool answered = false;  // sendResponse wrote the answer (only kept when keepOpen)
-        bool stopped = false;   // stop shut the connection down (only kept when keepOpen)
+        bool stopped = false;   // stop shut the connection down (only kept when keepOpen or streaming)
+        bool acceptsStream = false;  // the client's Accept names text/event-stream
+        bool streaming = false;      // the answer has begun as an event stream
+        bool issued = false;         // the answer carries the new session's id
+        uint64_t events = 0;         // events written on a stream without a session
+        std::string sessionId;       // empty for a stateless request
     };
 
 private:

@@ -27,6 +27,13 @@ public:
     // A response's result already in its serial form (as result.appendTo at level 2 writes
     // it), shared between responses: toString writes it in place of `result`.
     std::shared_ptr<const std::string> resultText;
+    // Set by the transport that received a request: whether a message of the server's can
+    // reach the client before the answer (through IMCPTransport::notify). False for a
+    // stateless HTTP request whose client takes only one JSON body.
+    bool clientListens = false;
+    // Set by the transport: the request belongs to a session (IMCPTransport::session finds
+    // it). A stateless request costs no look-up.
+    bool inSession = false;
 
     MCPMessage() = default;
     virtual ~MCPMessage() = default;

@@ -21,6 +21,8 @@ public:
     void notifyListChanged() override { m_prompts.notifyListChanged(); }
 
     void setMainQueuePoster(MainQueuePoster poster) { m_prompts.setMainQueuePoster(std::move(poster)); }
+    // Told of every change on the changing thread, beside the callback (the server's own).
+    void setListObserver(std::function<void()> observer) { m_prompts.setListObserver(std::move(observer)); }
     size_t count() { return m_prompts.count(); }
     uint64_t revision() const { return m_prompts.revision(); }
 

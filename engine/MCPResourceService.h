@@ -23,6 +23,8 @@ public:
     void notifyListChanged() override { m_resources.notifyListChanged(); }
 
     void setMainQueuePoster(MainQueuePoster poster) { m_resources.setMainQueuePoster(std::move(poster)); }
+    // Told of every change on the changing thread, beside the callback (the server's own).
+    void setListObserver(std::function<void()> observer) { m_resources.setListObserver(std::move(observer)); }
     size_t count() { return m_resources.count(); }
     uint64_t revision() const { return m_resources.revision(); }
 

@@ -9,6 +9,7 @@
 #include "engine/MCPServerMessage.h"
 #include "engine/MCPToolService.h"
 #include "engine/PromptTemplate.h"
+#include "engine/RequestReporter.h"
 
 #include <charconv>
 #include <cmath>
@@ -46,6 +47,62 @@ MCPServer::MCPServer(std::unique_ptr<IMCPTransport> transport)
       m_transport(transport ? std::move(transport) : std::make_unique<MCPHttpTransport>())
 {
     setupRoutes();
+    m_toolService->setListObserver([this] { listChanged(ToolsChanged); });
+    m_resourceService->setListObserver([this] { listChanged(ResourcesChanged); });
+    m_promptService->setListObserver([this] { listChanged(PromptsChanged); });
+}
+
+void MCPServer::listChanged(unsigned bits)
+{
+    std::lock_guard lock(m_changesMutex);
+    if (!m_announcing)
+        return;
+    m_changedLists |= bits;
+    m_changesCondition.notify_all();
+}
+
+void MCPServer::announceChanges()
+{
+    // A save that re-exports replaces every tool one by one: the clients hear of it once,
+    // after the registries have been quiet for a moment.
+    constexpr auto kQuiet = std::chrono::milliseconds(50);
+    std::unique_lock lock(m_changesMutex);
+    for (;;) {
+        m_changesCondition.wait(lock, [this] { return !m_announcing || m_changedLists != 0; });
+        if (!m_announcing)
+            return;
+        for (unsigned seen = m_changedLists;;) {
+            if (m_changesCondition.wait_for(lock, kQuiet, [&] { return !m_announcing || m_changedLists != seen; })) {
+                if (!m_announcing)
+                    return;
+                seen = m_changedLists;
+                continue;
+            }
+            break;
+        }
+        const unsigned changed = std::exchange(m_changedLists, 0);
+        lock.unlock();
+        static const JSONValue noParams{JSONValue::ObjectType{}};
+        if (changed & ToolsChanged)
+            m_transport->broadcast(MCPServerMessage::notificationLine("notifications/tools/list_changed", noParams));
+        if (changed & ResourcesChanged)
+            m_transport->broadcast(MCPServerMessage::notificationLine("notifications/resources/list_changed", noParams));
+        if (changed & PromptsChanged)
+            m_transport->broadcast(MCPServerMessage::notificationLine("notifications/prompts/list_changed", noParams));
+        lock.lock();
+    }
+}
+
+void MCPServer::stopAnnouncing()
+{
+    {
+        std::lock_guard lock(m_changesMutex);
+        m_announcing = false;
+        m_changedLists = 0;
+        m_changesCondition.notify_all();
+    }
+    if (m_announcer.joinable())
+        m_announcer.join();
 }
 
 void MCPServer::setTransport(std::unique_ptr<IMCPTransport> transport)
@@ -61,6 +118,7 @@ void MCPServer::setTransport(std::unique_ptr<IMCPTransport> transport)
 MCPServer::~MCPServer()
 {
     stop();
+    stopAnnouncing();
     // Workers may still be inside a route: the transport waits for them before the
     // services and the router they use go away.
     m_transport.reset();
@@ -144,6 +202,12 @@ bool MCPServer::start(int port, bool listenAtAll)
     if (const int bound = m_transport->listeningPort(); bound > 0)
         m_config.port = static_cast<uint16_t>(bound);
     m_running = true;
+    {
+        std::lock_guard lock(m_changesMutex);
+        m_announcing = true;
+        m_changedLists = 0;
+    }
+    m_announcer = std::thread([this] { announceChanges(); });
     if (logs(LogMessageType::Info)) {
         log(LogMessageType::Info, LogCode::Info,
             "MCP Server '" + m_config.name + "' v" + m_config.version + " started on port " + std::to_string(m_config.port));
@@ -157,6 +221,7 @@ void MCPServer::stop()
 {
     if (!m_running)
         return;
+    stopAnnouncing();
     m_transport->stop();
     m_running = false;
     log(LogMessageType::Info, LogCode::Info, "MCP Server stopped");
@@ -229,6 +294,7 @@ void MCPServer::setupRoutes()
     m_router.addRoute("initialize", bind(&MCPServer::handleInitialize));
     m_router.addRoute("notifications/initialized", bind(&MCPServer::handleInitialized));
     m_router.addRoute("ping", bind(&MCPServer::handlePing));
+    m_router.addRoute("logging/setLevel", bind(&MCPServer::handleSetLevel));
     m_router.addRoute("notifications/cancelled", bind(&MCPServer::handleCancelled));
     m_router.addRoute("tools/list", bind(&MCPServer::handleToolsList));
     m_router.addRoute("tools/call", bind(&MCPServer::handleToolsCall));
@@ -248,6 +314,10 @@ std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &contex
         requested = context.params.at("protocolVersion").asString();
     const std::string version(ProtocolVersion::negotiate(requested));
     log(LogMessageType::Info, LogCode::Info, "Initialize request received (protocol: " + version + ")");
+    if (context.message->inSession) {
+        if (const auto session = m_transport->session(context.sessionId))
+            session->setProtocolVersion(version);
+    }
     JSONValue result;
     result["protocolVersion"] = JSONValue(version);
     JSONValue &info = result["serverInfo"];
@@ -256,6 +326,9 @@ std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &contex
     info["title"] = JSONValue(m_config.title.empty() ? m_config.name : m_config.title);
 
     JSONValue capabilities = JSONValue(JSONValue::ObjectType{});
+    // Log messages reach a client during its calls (and on its session's stream).
+    capabilities["logging"] = JSONValue(JSONValue::ObjectType{});
+    // The list changes are sent to every session's stream and over stdio.
     if (m_toolService->count() > 0)
         capabilities["tools"]["listChanged"] = JSONValue(true);
     // Only what is answered: resources/subscribe is not, so no "subscribe".
@@ -278,6 +351,27 @@ std::shared_ptr<MCPMessage> MCPServer::handleInitialized(const MCPContext &conte
 std::shared_ptr<MCPMessage> MCPServer::handlePing(const MCPContext &context)
 {
     log(LogMessageType::Info, LogCode::Info, "Ping received");
+    return MCPServerMessage::createResponse(*context.message, JSONValue(JSONValue::ObjectType{}));
+}
+
+std::shared_ptr<MCPMessage> MCPServer::handleSetLevel(const MCPContext &context)
+{
+    const JSONValue &params = context.params;
+    const JSONValue *level = params.isObject() && params.contains("level") ? &params.at("level") : nullptr;
+    const int index = level && level->isString() ? MCPSession::levelIndex(level->asString()) : -1;
+    if (index < 0) {
+        std::string names;
+        for (std::string_view name : MCPSession::kLevels)
+            names += (names.empty() ? "" : ", ") + std::string(name);
+        return MCPServerMessage::createError(context.message->id, "Invalid params: level must be one of " + names,
+                                             RPCCode::InvalidParams);
+    }
+    // A request without a session has nothing to remember it in; it is answered all the same.
+    if (context.message->inSession) {
+        if (const auto session = m_transport->session(context.sessionId))
+            session->setLogLevel(index);
+    }
+    log(LogMessageType::Info, LogCode::Info, "Log level for the client set to " + level->asString());
     return MCPServerMessage::createResponse(*context.message, JSONValue(JSONValue::ObjectType{}));
 }
 
@@ -396,24 +490,55 @@ std::shared_ptr<MCPMessage> MCPServer::handleToolsCall(const MCPContext &context
 
     const std::string key = id.key();
     const auto token = registerRequest(key);
+    // A client that can hear nothing before the answer gets no reporter: nothing is built
+    // for it. The reporter is closed before the answer leaves (the guard ends first).
+    std::shared_ptr<RequestReporter> reporter;
+    if (context.message->clientListens) {
+        JSONValue progressToken;
+        if (params.contains("_meta") && params.at("_meta").isObject() && params.at("_meta").contains("progressToken")) {
+            const JSONValue &value = params.at("_meta").at("progressToken");
+            if (value.isString() || value.isNumber())
+                progressToken = value;
+        }
+        reporter = std::make_shared<RequestReporter>(
+            *m_transport, context.sessionId, std::move(progressToken),
+            context.message->inSession ? m_transport->session(context.sessionId) : nullptr, token);
+    }
     struct Guard {
         MCPServer *server;
         const std::string &key;
-        ~Guard() { server->unregisterRequest(key); }
-    } guard{this, key};
+        RequestReporter *reporter;
+        ~Guard()
+        {
+            if (reporter)
+                reporter->close();
+            server->unregisterRequest(key);
+        }
+    } guard{this, key, reporter.get()};
+    // The server's own lines about the call, for the client too when it listens at that level.
+    auto tell = [&](LogMessageType type, int level, const std::string &text) {
+        log(type, LogCode::Info, text);  // as before, whether the client listens or not
+        if (reporter && reporter->hearsServerLines(level))
+            reporter->log(std::string(MCPSession::kLevels[level]), JSONValue(text), "kelvara");
+    };
+    constexpr int kInfo = 1;
+    constexpr int kWarning = 3;
+    static_assert(MCPSession::kLevels[kInfo] == "info" && MCPSession::kLevels[kWarning] == "warning");
 
     if (token->isCancelled()) {
         log(LogMessageType::Warning, LogCode::Info, "Tool call cancelled before execution: " + name);
         return MCPServerMessage::createError(id, "Request cancelled", RPCCode::RequestCancelled);
     }
-    log(LogMessageType::Info, LogCode::Info, "Executing tool: " + name);
+    tell(LogMessageType::Info, kInfo, "Executing tool: " + name);
     const CancellationToken::Scope currentToken(token.get());
-    const ToolCallContext call{context.sessionId, id.text(), token.get()};
+    const ToolCallContext call{context.sessionId, id.text(), token.get(), reporter};
     JSONValue result = m_toolService->callTool(name, arguments, call);
     if (token->isCancelled()) {
         log(LogMessageType::Warning, LogCode::Info, "Tool call cancelled during execution: " + name);
         return MCPServerMessage::createError(id, "Request cancelled", RPCCode::RequestCancelled);
     }
+    if (reporter && reporter->hearsServerLines(kWarning) && result.isObject() && result.contains("error") && result.at("error").isString())
+        reporter->log("warning", JSONValue("Tool " + name + " failed: " + result.at("error").asString()), "kelvara");
     markFailure(result);
     return MCPServerMessage::createResponse(*context.message, std::move(result));
 }

@@ -7,8 +7,10 @@
 #include "engine/MCPContext.h"
 #include "engine/MessageRouter.h"
 
+#include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <string>
 #include <unordered_map>
 
@@ -20,7 +22,9 @@ class MCPPromptService;
 
 // The MCP server: owns the transport, the three registries, the router and the table of
 // cancellable tool calls, and turns each request into its response. Every request stands
-// alone; `initialize` is answered but not required.
+// alone; `initialize` is answered but not required. A tool call the client can hear about
+// before its answer gets a reporter for progress and log messages; while running, a change
+// of a registry's list is told to every client that listens, once per burst of changes.
 class MCPServer : public IMCPServer {
 public:
     // Serves over the given transport; without one, over HTTP (MCPHttpTransport).
@@ -76,6 +80,7 @@ private:
     std::shared_ptr<MCPMessage> handleInitialize(const MCPContext &context);
     std::shared_ptr<MCPMessage> handleInitialized(const MCPContext &context);
     std::shared_ptr<MCPMessage> handlePing(const MCPContext &context);
+    std::shared_ptr<MCPMessage> handleSetLevel(const MCPContext &context);
     std::shared_ptr<MCPMessage> handleCancelled(const MCPContext &context);
     std::shared_ptr<MCPMessage> handleToolsList(const MCPContext &context);
     std::shared_ptr<MCPMessage> handleToolsCall(const MCPContext &context);
@@ -97,6 +102,18 @@ private:
     // The cached text and item count for the revision, built by `build` when stale.
     template <class Build>
     static std::pair<std::shared_ptr<const std::string>, size_t> cachedList(ListCache &cache, uint64_t revision, Build build);
+
+    // List changes: the registries mark what changed, and a thread of the running server
+    // tells the clients after a short quiet spell, so a burst is told once.
+    enum ListBit : unsigned { ToolsChanged = 1, ResourcesChanged = 2, PromptsChanged = 4 };
+    void listChanged(unsigned bits);
+    void announceChanges();
+    void stopAnnouncing();
+    std::mutex m_changesMutex;
+    std::condition_variable m_changesCondition;
+    unsigned m_changedLists = 0;
+    bool m_announcing = false;
+    std::thread m_announcer;
 
     ListCache m_toolList;
     ListCache m_resourceList;

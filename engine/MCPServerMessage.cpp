@@ -23,3 +23,29 @@ std::shared_ptr<MCPServerMessage> MCPServerMessage::createError(RequestId id, st
 }
 
 }  // namespace MCP
+
+namespace MCP {
+
+std::string MCPServerMessage::notificationLine(std::string_view method, const JSONValue &params)
+{
+    std::string text;
+    params.appendTo(text, 0);
+    // The layout breaks lines only between tokens (a line feed inside a string is written
+    // as \n), so dropping each break with the indentation after it leaves the same JSON.
+    std::string line = R"({"jsonrpc":"2.0","method":")";
+    JSONValue::appendEscaped(line, method);
+    line += R"(","params":)";
+    line.reserve(line.size() + text.size() + 1);
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\n') {
+            line += text[i];
+            continue;
+        }
+        while (i + 1 < text.size() && text[i + 1] == ' ')
+            ++i;
+    }
+    line += '}';
+    return line;
+}
+
+}  // namespace MCP

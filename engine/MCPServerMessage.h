@@ -9,6 +9,8 @@ class MCPServerMessage : public MCPMessage {
 public:
     static std::shared_ptr<MCPServerMessage> createResponse(const MCPMessage &request, JSONValue result);
     static std::shared_ptr<MCPServerMessage> createError(RequestId id, std::string message, int32_t code);
+    // A notification of the server's as one line of JSON: {"jsonrpc":"2.0","method":…,"params":…}.
+    static std::string notificationLine(std::string_view method, const JSONValue &params);
 };
 
 }  // namespace MCP

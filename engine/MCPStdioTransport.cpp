@@ -223,6 +223,9 @@ void MCPStdioTransport::handleLine(std::string line)
         log(LogMessageType::Critical, LogCode::NoMessageHandler, "No message handler available");
         return;
     }
+    // Whatever the server says before the answer goes out as lines of its own.
+    message->clientListens = true;
+    message->inSession = true;
     std::string connectionId;
     {
         std::lock_guard lock(m_workersMutex);
@@ -241,6 +244,23 @@ void MCPStdioTransport::sendResponse(const std::string &connectionId, std::share
 {
     if (message && !connectionId.empty())
         writeLine(lineOf(*message));
+}
+
+void MCPStdioTransport::notify(const std::string &connectionId, const std::string &text)
+{
+    if (!connectionId.empty())
+        writeLine(text);
+}
+
+void MCPStdioTransport::broadcast(const std::string &text)
+{
+    if (m_running)
+        writeLine(text);
+}
+
+std::shared_ptr<MCPSession> MCPStdioTransport::session(const std::string &)
+{
+    return m_session;
 }
 
 void MCPStdioTransport::writeLine(const std::string &line)

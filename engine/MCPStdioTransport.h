@@ -25,6 +25,8 @@ namespace MCP {
 // never answered. End of input (or a read error) waits for the answers still being made, then calls the
 // closed handler once, on the reader thread. The transport ignores SIGPIPE while it runs
 // (a host that goes away must not kill the process); a write to a closed output is dropped.
+// The server's own messages (progress, log messages, list changes) are lines like the
+// answers, each written whole under the same lock; the one peer is the one session.
 class MCPStdioTransport : public IMCPTransport {
 public:
     // The largest line read; a longer one is answered with an error and skipped.
@@ -47,6 +49,9 @@ public:
     // With no callback, lines go to stderr with the prefix "[MCPStdio] ".
     void setLogCallback(LogCallback callback) override;
     void setLogLevel(LogMessageType level) override;
+    void notify(const std::string &connectionId, const std::string &text) override;
+    void broadcast(const std::string &text) override;
+    std::shared_ptr<MCPSession> session(const std::string &connectionId) override;
 
     // Called once when the input has ended and every request read before has been answered;
     // set while stopped.
@@ -75,6 +80,7 @@ private:
     LogMessageType m_logLevel = LogMessageType::Debug;
     size_t m_maxMessageBytes = kDefaultMaxMessageBytes;
 
+    const std::shared_ptr<MCPSession> m_session = std::make_shared<MCPSession>("stdio");
     std::mutex m_writeMutex;
     bool m_outputClosed = false;
 

@@ -21,6 +21,8 @@ public:
     void notifyListChanged() override { m_tools.notifyListChanged(); }
 
     void setMainQueuePoster(MainQueuePoster poster) { m_tools.setMainQueuePoster(std::move(poster)); }
+    // Told of every change on the changing thread, beside the callback (the server's own).
+    void setListObserver(std::function<void()> observer) { m_tools.setListObserver(std::move(observer)); }
     size_t count() { return m_tools.count(); }
     uint64_t revision() const { return m_tools.revision(); }
 

@@ -74,6 +74,7 @@ public:
 
     void setListChangedCallback(std::function<void()> callback) { m_notifier.setCallback(std::move(callback)); }
     void setMainQueuePoster(MainQueuePoster poster) { m_notifier.setMainQueuePoster(std::move(poster)); }
+    void setListObserver(std::function<void()> observer) { m_notifier.setObserver(std::move(observer)); }
     void notifyListChanged() { m_notifier.notify(); }
 
 private:

@@ -36,6 +36,7 @@
 #include <QUrl>
 #include <QUuid>
 
+#include <algorithm>
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -391,13 +392,40 @@ void ConfigurationController::exportKind(const QList<Record *> &records, const Q
 
 // ---- import ----
 
-Result<ImportResult> ConfigurationController::importBuiltinConfiguration(AbstractController *controller)
+Result<ImportResult> ConfigurationController::importBuiltinConfiguration(AbstractController *controller,
+                                                                         ImportMode mode)
 {
     if (m_builtinRoot.isEmpty() || !QFileInfo(m_builtinRoot).isDir())
         return TransferError::invalidBundle(QStringLiteral("The built-in configuration was not found at '%1'.")
                                                 .arg(m_builtinRoot))
             .toAppError();
-    return importBundle(m_builtinRoot, controller);
+    m_importMode = mode;
+    Result<ImportResult> result = importBundle(m_builtinRoot, controller);
+    m_importMode = ImportMode::append;
+    return result;
+}
+
+bool ConfigurationController::holdsNoRecords() const
+{
+    for (const StoreEntity entity : {StoreEntity::ToolsConfig, StoreEntity::ResourceConfig, StoreEntity::PromptConfig}) {
+        AppError error;
+        const QList<StoreRecord *> found = m_context->execute(FetchRequest::forEntity(entity), &error);
+        if (!found.isEmpty() || error.code != 0 || !error.description.isEmpty())
+            return false;
+    }
+    return true;
+}
+
+bool ConfigurationController::alreadyStored(Directory directory, const QString &name) const
+{
+    auto named = [&name](const auto &records) {
+        return std::any_of(records.begin(), records.end(), [&name](const auto *record) { return record->name() == name; });
+    };
+    if (directory == Directory::tools)
+        return named(m_context->fetch<ToolsConfig>(FetchRequest::forEntity(StoreEntity::ToolsConfig)));
+    if (directory == Directory::resources)
+        return named(m_context->fetch<ResourceConfig>(FetchRequest::forEntity(StoreEntity::ResourceConfig)));
+    return named(m_context->fetch<PromptConfig>(FetchRequest::forEntity(StoreEntity::PromptConfig)));
 }
 
 qint64 ConfigurationController::maxImportFileBytes()
@@ -506,22 +534,35 @@ Result<void> ConfigurationController::importKind(Directory directory, const QStr
             const QByteArray data = file.readAll();
             QString reason;
             ok = true;
+            bool skipped = false;
+            auto missing = [&](const QString &name) {
+                skipped = m_importMode == ImportMode::onlyMissing && alreadyStored(directory, name);
+                return !skipped;
+            };
             if (directory == Directory::tools) {
-                if (auto config = JSONToolConfig::fromJsonData(data, &reason))
-                    insertTool(*config, root);
-                else
+                if (auto config = JSONToolConfig::fromJsonData(data, &reason)) {
+                    if (missing(config->name))
+                        insertTool(*config, root);
+                } else {
                     ok = false;
+                }
             } else if (directory == Directory::resources) {
-                if (auto config = JSONResourceConfig::fromJsonData(data, &reason))
-                    insertResource(*config);
-                else
+                if (auto config = JSONResourceConfig::fromJsonData(data, &reason)) {
+                    if (missing(config->name))
+                        insertResource(*config);
+                } else {
                     ok = false;
+                }
             } else {
-                if (auto config = JSONPromptConfig::fromJsonData(data, &reason))
-                    insertPrompt(*config);
-                else
+                if (auto config = JSONPromptConfig::fromJsonData(data, &reason)) {
+                    if (missing(config->name))
+                        insertPrompt(*config);
+                } else {
                     ok = false;
+                }
             }
+            if (skipped)
+                continue;
             if (!ok) {
                 fileError = TransferError::decodingFailed(reason);
             } else {

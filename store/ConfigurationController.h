@@ -58,7 +58,16 @@ public:
     // in the result's lists and the log.
     Result<ExportResult> exportConfiguration();
     // Both imports reload the given controller's list afterwards.
-    Result<ImportResult> importBuiltinConfiguration(AbstractController *controller = nullptr);
+    //
+    // onlyMissing: a record is left out when the store has one of the same kind and name
+    // already, so that importing the same bundle again adds nothing; left-out files are
+    // neither counted nor errors.
+    enum class ImportMode { append, onlyMissing };
+    Result<ImportResult> importBuiltinConfiguration(AbstractController *controller = nullptr,
+                                                    ImportMode mode = ImportMode::append);
+    // True while the store holds no tool, resource and prompt at all (also when it cannot be
+    // read: nothing is imported over a store that fails).
+    bool holdsNoRecords() const;
     // The user's folder, inside an opened security scope. A scope that cannot be opened
     // gives invalidPath with cannotAccessFolderText.
     Result<ImportResult> importConfiguration(const QString &folder, AbstractController *controller = nullptr);
@@ -106,6 +115,8 @@ private:
     // Imports one kind; fails when listing the folder failed (the whole import ends).
     Result<void> importKind(Directory directory, const QString &root, int &count, QStringList &errors);
     void importFile(Directory directory, const QString &root, const QString &path);
+    // Whether onlyMissing leaves a record of this kind and name out.
+    bool alreadyStored(Directory directory, const QString &name) const;
     void insertTool(const JSONToolConfig &config, const QString &root);
     void insertResource(const JSONResourceConfig &config);
     void insertPrompt(const JSONPromptConfig &config);
@@ -116,5 +127,6 @@ private:
     LogController *m_logger;
     QString m_exportRoot;
     QString m_builtinRoot;
+    ImportMode m_importMode = ImportMode::append;
     QList<Directory> m_subdirectories{Directory::tools, Directory::resources, Directory::prompts};
 };

@@ -117,6 +117,7 @@ std::optional<QString> PersistenceController::lock()
         if (error != EWOULDBLOCK)
             return QStringLiteral("it cannot be locked: %1").arg(QString::fromLocal8Bit(std::strerror(error)));
         const QString pid = got > 0 ? QString::fromLatin1(holder).trimmed() : QStringLiteral("unknown");
+        m_lockHolder = pid.toLongLong();
         return QStringLiteral("it is in use by process %1").arg(pid);
     }
     const QByteArray pid = QByteArray::number(::getpid()) + '\n';

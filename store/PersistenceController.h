@@ -28,6 +28,9 @@ public:
     QString storePath() const { return m_storePath; }
     // Why the store could not be opened, if it could not.
     std::optional<QString> loadError() const { return m_loadError; }
+    // The process whose lock kept the store from opening (0 when it did not write its
+    // number), or nothing when the store was not refused for that.
+    std::optional<qint64> lockHolder() const { return m_lockHolder; }
 
 private:
     // Takes the store's lock; the reason when another process holds it.
@@ -38,5 +41,6 @@ private:
     QString m_connectionName;
     std::optional<QString> m_loadError;
     int m_lockFd = -1;  // holds the store's lock for the object's life
+    std::optional<qint64> m_lockHolder;
     StoreContext *m_viewContext = nullptr;
 };

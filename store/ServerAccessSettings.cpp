@@ -124,10 +124,14 @@ QVariantMap ServerAccessSettings::policy(bool listenAtAll, const QStringList &ex
     qint64 perConnection = settings->value(maxRequestsPerConnectionKey).toLongLong(&ok);
     if (!ok || perConnection <= 0)
         perConnection = 1000;
+    double sessionIdle = settings->value(sessionIdleTimeoutKey).toDouble(&ok);
+    if (!ok || sessionIdle < 0)
+        sessionIdle = defaultSessionIdleTimeout;
     return {{QStringLiteral("allowedOrigins"), origins},
             {QStringLiteral("keepAlive"), keepAliveOverride.value_or(keepAlive())},
             {QStringLiteral("idleTimeout"), idle},
             {QStringLiteral("maxRequestsPerConnection"), perConnection},
+            {QStringLiteral("sessionIdleTimeout"), sessionIdle},
             {QStringLiteral("bearerToken"), tokenRequired(listenAtAll, tokenOverride) ? token() : QString()},
             {QStringLiteral("receiveTimeout"), timeout},
             {QStringLiteral("maxConnections"), std::max<qint64>(0, settings->value(maxConnectionsKey).toLongLong())},

@@ -30,6 +30,9 @@ public:
     static inline const QString keepAliveKey = QStringLiteral("mcp.server.keepAlive");
     static inline const QString idleTimeoutKey = QStringLiteral("mcp.server.idleTimeout");
     static inline const QString maxRequestsPerConnectionKey = QStringLiteral("mcp.server.maxRequestsPerConnection");
+    // Seconds an HTTP session may go without a request before it ends (1800; 0: never).
+    static inline const QString sessionIdleTimeoutKey = QStringLiteral("mcp.server.sessionIdleTimeout");
+    static constexpr double defaultSessionIdleTimeout = 1800;
 
     static constexpr double defaultReceiveTimeout = 30;
     static constexpr qint64 defaultMaxBodyBytes = qint64(32) << 20;

@@ -1,4 +1,6 @@
 #include "app/config/ServerConfigController.h"
+#include "app/config/ClientConfiguration.h"
+#include "app/config/RunningServer.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -98,6 +100,11 @@ void ServerConfigController::setServerRunning(bool value)
     if (m_isServerRunning == value)
         return;
     m_isServerRunning = value;
+    // Other Kelvara processes find the server here (kelvara serve --stdio relays to it).
+    if (value)
+        RunningServer::publish(listeningPort());
+    else
+        RunningServer::withdraw();
     emit isServerRunningChanged();
     emit changed();
 }
@@ -400,13 +407,10 @@ bool ServerConfigController::tokenRequired() const
 
 QString ServerConfigController::clientConfiguration() const
 {
-    // Local clients reach a server on all interfaces through loopback as well.
-    QJsonObject configuration{{QStringLiteral("type"), QStringLiteral("http")},
-                              {QStringLiteral("url"), QStringLiteral("http://127.0.0.1:%1/mcp").arg(listeningPort())}};
-    if (tokenRequired())
-        configuration.insert(QStringLiteral("headers"),
-                             QJsonObject{{QStringLiteral("Authorization"), QStringLiteral("Bearer ") + accessToken()}});
-    return QString::fromUtf8(QJsonDocument(configuration).toJson(QJsonDocument::Compact));
+    const QJsonObject entry = ClientConfiguration::httpEntry(
+        ClientConfiguration::clientHost(m_listenAtAll), listeningPort(),
+        tokenRequired() ? std::optional<QString>(accessToken()) : std::nullopt);
+    return QString::fromUtf8(QJsonDocument(ClientConfiguration::document(entry)).toJson(QJsonDocument::Compact));
 }
 
 QStringList ServerConfigController::allowedOrigins() const

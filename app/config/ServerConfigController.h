@@ -114,9 +114,9 @@ public:
     void setTokenOnLoopback(bool value);
     // Whether the next start (or the running server) asks for the token.
     bool tokenRequired() const;
-    // What an MCP client on this computer is configured with, as the JSON that MCP hosts
-    // take for an HTTP server: {"type": "http", "url": …, "headers": {"Authorization": …}},
-    // the header only while the token is asked for.
+    // What an MCP client is configured with, as the JSON that MCP hosts take for an HTTP
+    // server: {"mcpServers": {"kelvara": {"type": "http", "url": …, "headers": …}}}, the
+    // header only while the token is asked for; `kelvara mcp-config --http` prints the same.
     QString clientConfiguration() const;
     // Why the last start failed beyond its status line: the records that could not be
     // exported, one line each. Empty after a start that got past the export.

@@ -190,6 +190,9 @@ void MCPServerBridge::setAccessPolicy(const QVariantMap &policy)
     if (policy.contains(QStringLiteral("maxRequestsPerConnection")))
         rules.maxRequestsPerConnection =
             static_cast<size_t>(std::max<qint64>(1, policy.value(QStringLiteral("maxRequestsPerConnection")).toLongLong()));
+    if (policy.contains(QStringLiteral("sessionIdleTimeout")))
+        rules.sessionIdleTimeout = std::chrono::milliseconds(
+            std::max<qint64>(0, qRound64(policy.value(QStringLiteral("sessionIdleTimeout")).toDouble() * 1000)));
     if (policy.contains(QStringLiteral("maxHeadBytes")))
         rules.maxHeadBytes = static_cast<size_t>(std::max<qint64>(0, policy.value(QStringLiteral("maxHeadBytes")).toLongLong()));
     m_http->setPolicy(std::move(rules));
@@ -213,7 +216,8 @@ QVariantMap MCPServerBridge::accessPolicy() const
             {QStringLiteral("maxHeadBytes"), static_cast<qint64>(rules.maxHeadBytes)},
             {QStringLiteral("keepAlive"), rules.keepAlive},
             {QStringLiteral("idleTimeout"), rules.idleTimeout.count() / 1000.0},
-            {QStringLiteral("maxRequestsPerConnection"), static_cast<qint64>(rules.maxRequestsPerConnection)}};
+            {QStringLiteral("maxRequestsPerConnection"), static_cast<qint64>(rules.maxRequestsPerConnection)},
+            {QStringLiteral("sessionIdleTimeout"), rules.sessionIdleTimeout.count() / 1000.0}};
 }
 
 void MCPServerBridge::setTransport(std::unique_ptr<MCP::IMCPTransport> transport)

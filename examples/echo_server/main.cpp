@@ -2,14 +2,19 @@
 // argument), one resource and one prompt over HTTP until SIGINT or SIGTERM, or over
 // standard input and output until the input ends.
 //
-//   echo_server --port N [--listen-all] [--keep-alive] [--verbose]
-//   echo_server --stdio [--verbose]
+//   echo_server --port N [--listen-all] [--keep-alive] [--reporting] [--verbose]
+//   echo_server --stdio [--reporting] [--verbose]
+//
+// --reporting adds two tools that show what a server says on its own: `count` reports its
+// progress and log messages at several levels before it answers, and `add_tool` registers
+// one more tool (clients that listen hear that the list changed).
 
 #include "engine/JSONValue.h"
 #include "engine/MCPHttpTransport.h"
 #include "engine/MCPServer.h"
 #include "engine/MCPStdioTransport.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -18,14 +23,15 @@
 #include <mutex>
 #include <pthread.h>
 #include <string>
+#include <thread>
 #include <unistd.h>
 
 using namespace MCP;
 
 namespace {
 
-const char *kUsage = "usage: echo_server --port N [--listen-all] [--keep-alive] [--verbose]\n"
-                     "       echo_server --stdio [--verbose]\n";
+const char *kUsage = "usage: echo_server --port N [--listen-all] [--keep-alive] [--reporting] [--verbose]\n"
+                     "       echo_server --stdio [--reporting] [--verbose]\n";
 
 // The result object that an MCP client expects: text content for people and the same
 // value as structured content, which the tool's output schema describes.
@@ -93,6 +99,64 @@ void registerEcho(IMCPServer &server)
     server.getPromptService()->registerPrompt(greeting);
 }
 
+ToolDefinition plainTool(const std::string &name, const std::string &description)
+{
+    ToolDefinition tool;
+    tool.name = name;
+    tool.description = description;
+    tool.toolType = "BuiltinTool";
+    tool.execHandler = "echo_server";
+    tool.execMethod = name;
+    return tool;
+}
+
+std::optional<JSONValue> textResult(const std::string &text)
+{
+    JSONValue item;
+    item["type"] = JSONValue("text");
+    item["text"] = JSONValue(text);
+    JSONValue result;
+    result["content"] = JSONValue(JSONValue::ArrayType{item});
+    return result;
+}
+
+void registerReporting(IMCPServer &server)
+{
+    ToolDefinition count = plainTool("count", "Counts to 'steps' (3), reporting each step, and logs at several levels; "
+                                              "'pause_ms' is the work each step takes (0).");
+    count.handler = [](const JSONValue &arguments, const ToolCallContext &call) {
+        int steps = 3;
+        if (arguments.contains("steps") && arguments.at("steps").isNumber())
+            steps = std::clamp(static_cast<int>(arguments.at("steps").asNumber()), 0, 100);
+        int pause = 0;
+        if (arguments.contains("pause_ms") && arguments.at("pause_ms").isNumber())
+            pause = std::clamp(static_cast<int>(arguments.at("pause_ms").asNumber()), 0, 1000);
+        if (call.reporter) {
+            for (const char *level : {"debug", "info", "warning", "error"})
+                call.reporter->log(level, JSONValue(std::string("count says ") + level), "count");
+            for (int i = 1; i <= steps; ++i) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(pause));
+                call.reporter->progress(i, steps, "step " + std::to_string(i));
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(pause));
+        }
+        return textResult("counted to " + std::to_string(steps));
+    };
+    server.getToolService()->registerTool(count);
+
+    ToolDefinition add = plainTool("add_tool", "Registers one more tool named 'name'.");
+    IMCPServer *target = &server;
+    add.handler = [target](const JSONValue &arguments, const ToolCallContext &) {
+        const std::string name = arguments.contains("name") && arguments.at("name").isString() ? arguments.at("name").asString()
+                                                                                              : std::string("added");
+        ToolDefinition added = plainTool(name, "Added while the server runs.");
+        added.handler = [name](const JSONValue &, const ToolCallContext &) { return textResult(name); };
+        target->getToolService()->registerTool(added);
+        return textResult("added " + name);
+    };
+    server.getToolService()->registerTool(add);
+}
+
 }  // namespace
 
 int main(int argc, char **argv)
@@ -102,6 +166,7 @@ int main(int argc, char **argv)
     bool verbose = false;
     bool stdio = false;
     bool keepAlive = false;
+    bool reporting = false;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--port" && i + 1 < argc) {
@@ -116,6 +181,8 @@ int main(int argc, char **argv)
             listenAll = true;
         } else if (arg == "--keep-alive") {
             keepAlive = true;
+        } else if (arg == "--reporting") {
+            reporting = true;
         } else if (arg == "--stdio") {
             stdio = true;
         } else if (arg == "--verbose") {
@@ -176,6 +243,8 @@ int main(int argc, char **argv)
     config.listenAtAll = listenAll;
     server.setConfiguration(config);
     registerEcho(server);
+    if (reporting)
+        registerReporting(server);
 
     if (!server.start(stdio ? 0 : port, listenAll))
         return 1;

@@ -150,9 +150,10 @@ TEST(MCPServerBridgeTest, StartFailureFillsTheError)
 TEST(MCPServerBridgeTest, AccessPolicyLimitsReachTheListener)
 {
     MCPServerBridge bridge;
-    bridge.setAccessPolicy({{"maxConnectionsPerPeer", 1}, {"maxBufferedBytes", 4096}});
+    bridge.setAccessPolicy({{"maxConnectionsPerPeer", 1}, {"maxBufferedBytes", 4096}, {"sessionIdleTimeout", 0.25}});
     EXPECT_EQ(bridge.accessPolicy().value("maxConnectionsPerPeer").toLongLong(), 1);
     EXPECT_EQ(bridge.accessPolicy().value("maxBufferedBytes").toLongLong(), 4096);
+    EXPECT_EQ(bridge.accessPolicy().value("sessionIdleTimeout").toDouble(), 0.25);
     ASSERT_TRUE(bridge.startOnPort(0, false, nullptr));
     const int port = bridge.listeningPort();
 

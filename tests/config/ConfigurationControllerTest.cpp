@@ -280,6 +280,55 @@ TEST_F(ConfigTestFixture, TheBuiltInBundleImportsAndExportsWithoutErrors)
     }
 }
 
+TEST_F(ConfigTestFixture, TheBuiltInBundleWhereMissingAddsEachRecordOnceByNameAndKind)
+{
+    using Mode = ConfigurationController::ImportMode;
+    EXPECT_TRUE(controller->holdsNoRecords());
+    // A tool of the user's with a built-in name is kept as it is; a prompt that shares a
+    // built-in tool's name does not keep that tool out.
+    addTool(u"write_file"_s)->setToolDescription(u"mine"_s);
+    addPrompt(u"read_file"_s);
+    save();
+    EXPECT_FALSE(controller->holdsNoRecords());
+
+    const auto first = controller->importBuiltinConfiguration(nullptr, Mode::onlyMissing);
+    ASSERT_TRUE(first.ok()) << first.error().description;
+    EXPECT_FALSE(first->hasErrors()) << first->allErrors().join(u'\n');
+    const int bundleTools = int(QDir(AppPaths::builtinConfigurationDir() + u"/Tools"_s).entryList({u"*.json"_s}).size());
+    EXPECT_EQ(first->importedTools, bundleTools - 1);
+
+    auto named = [this](const QString &name) {
+        QList<ToolsConfig *> found;
+        for (ToolsConfig *tool : ToolsQueryService::fetchTools(context))
+            if (tool->name() == name)
+                found.append(tool);
+        return found;
+    };
+    ASSERT_EQ(named(u"write_file"_s).size(), 1);
+    EXPECT_EQ(named(u"write_file"_s).first()->toolDescription().value_or(QString()), u"mine"_s);
+    EXPECT_EQ(named(u"read_file"_s).size(), 1);
+
+    // Twice more: nothing is added, nothing is an error.
+    const qsizetype tools = ToolsQueryService::fetchTools(context).size();
+    const qsizetype resources = ResourceQueryService::fetchResourceConfigs(context).size();
+    const qsizetype prompts = PromptQueryService::fetchPrompts(context).size();
+    for (int run = 0; run < 2; ++run) {
+        const auto again = controller->importBuiltinConfiguration(nullptr, Mode::onlyMissing);
+        ASSERT_TRUE(again.ok()) << again.error().description;
+        EXPECT_EQ(again->importedTools + again->importedResources + again->importedPrompts, 0);
+        EXPECT_FALSE(again->hasErrors()) << again->allErrors().join(u'\n');
+    }
+    EXPECT_EQ(ToolsQueryService::fetchTools(context).size(), tools);
+    EXPECT_EQ(ResourceQueryService::fetchResourceConfigs(context).size(), resources);
+    EXPECT_EQ(PromptQueryService::fetchPrompts(context).size(), prompts);
+
+    // The plain import still appends, and the mode does not stick to the controller.
+    const auto appended = controller->importBuiltinConfiguration();
+    ASSERT_TRUE(appended.ok());
+    EXPECT_EQ(appended->importedTools, bundleTools);
+    EXPECT_EQ(named(u"read_file"_s).size(), 2);
+}
+
 TEST_F(ConfigTestFixture, ExportWithoutARootFailsBeforeTouchingTheRegistry)
 {
     bridge.registerPrompt(QVariantMap{{"name", "kept"}}, {});

@@ -300,14 +300,23 @@ try {
   // The address and the token follow the status line, on their own streams.
   for (let waited = 0; waited < 10000 && !/^Clients must send/m.test(open.stderr) && openState === 'running'; waited += 20)
     await new Promise((resolve) => setTimeout(resolve, 20));
-  check('--port 0 prints the port it really listens on', () => {
+  // The address printed is one a client can use (this machine's), never 0.0.0.0.
+  const served = /^Serving on http:\/\/(\d+\.\d+\.\d+\.\d+):(\d+)\/ /m.exec(open.stdout);
+  check('--port 0 prints the port it really listens on, at an address clients reach', () => {
     assert.equal(openState, 'running', open.stderr);
-    assert.match(open.stdout, /^Serving on http:\/\/0\.0\.0\.0:[1-9]\d*\/ /m);
+    assert.ok(served, open.stdout);
+    assert.notEqual(served[1], '0.0.0.0');
+    assert.ok(Number(served[2]) > 0, served[2]);
   });
-  const openPort = Number(/^Serving on http:\/\/0\.0\.0\.0:(\d+)\//m.exec(open.stdout)?.[1]);
+  const openHost = served?.[1];
+  const openPort = Number(served?.[2]);
   const token = /^Clients must send the header: Authorization: Bearer (\S+)$/m.exec(open.stderr)?.[1];
   if (openState === 'running' && token) {
-    const target = { url: `http://127.0.0.1:${openPort}/mcp`, headers: { authorization: `Bearer ${token}` } };
+    const configured = JSON.parse(/^Client configuration: (.*)$/m.exec(open.stderr)?.[1] ?? '{}');
+    check('the client configuration printed names the same address and the token', () =>
+      assert.deepEqual(configured, { mcpServers: { kelvara: {
+        type: 'http', url: `http://${openHost}:${openPort}/mcp`, headers: { Authorization: `Bearer ${token}` } } } }));
+    const target = { url: `http://${openHost}:${openPort}/mcp`, headers: { authorization: `Bearer ${token}` } };
     const withToken = await runScenario(target, [{ op: 'ping' }]);
     const withoutToken = await runScenario(`http://127.0.0.1:${openPort}/mcp`, [{ op: 'ping' }]);
     const allowedPage = await runScenario({ ...target, headers: { ...target.headers, origin: 'https://app.example' } }, [{ op: 'ping' }]);

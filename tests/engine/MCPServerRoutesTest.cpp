@@ -60,7 +60,7 @@ TEST_F(RoutesTest, InitializeReflectsRegistrationsAndConfiguration)
     auto response = call(R"({"id":1,"method":"initialize","params":{"protocolVersion":"1999-01-01"}})");
     ASSERT_TRUE(response);
     EXPECT_EQ(response->result.toString(0),
-              "{\n  \"capabilities\": {},\n  \"instructions\": \"Kelvara Server\",\n  \"protocolVersion\": \"2025-11-25\",\n"
+              "{\n  \"capabilities\": {\n    \"logging\": {}\n  },\n  \"instructions\": \"Kelvara Server\",\n  \"protocolVersion\": \"2025-11-25\",\n"
               "  \"serverInfo\": {\n    \"name\": \"kelvara\",\n    \"title\": \"Kelvara Server\",\n    \"version\": \"1.0.1\"\n  }\n}");
     EXPECT_TRUE(log.contains(0, "Initialize request received (protocol: 2025-11-25)"));
     for (const auto &[asked, answered] : std::vector<std::pair<std::string, std::string>>{
@@ -81,7 +81,7 @@ TEST_F(RoutesTest, InitializeReflectsRegistrationsAndConfiguration)
     EXPECT_EQ(again.at("serverInfo").at("title").asString(), "n");
     EXPECT_FALSE(again.contains("instructions"));
     EXPECT_EQ(again.at("capabilities").toString(0),
-              "{\n  \"prompts\": {\n    \"listChanged\": true\n  },\n"
+              "{\n  \"logging\": {},\n  \"prompts\": {\n    \"listChanged\": true\n  },\n"
               "  \"resources\": {\n    \"listChanged\": true\n  },\n"
               "  \"tools\": {\n    \"listChanged\": true\n  }\n}");
 }

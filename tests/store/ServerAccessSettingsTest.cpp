@@ -20,7 +20,7 @@ protected:
                                    ServerAccessSettings::requireTokenKey, ServerAccessSettings::tokenOnLoopbackKey,
                                    ServerAccessSettings::receiveTimeoutKey, ServerAccessSettings::maxConnectionsKey,
                                    ServerAccessSettings::maxBodyBytesKey, ServerAccessSettings::maxConnectionsPerPeerKey,
-                                   ServerAccessSettings::maxBufferedBytesKey})
+                                   ServerAccessSettings::maxBufferedBytesKey, ServerAccessSettings::sessionIdleTimeoutKey})
             UserDefaults::standard()->remove(key);
     }
 };
@@ -38,6 +38,7 @@ TEST_F(ServerAccessSettingsTest, SafeDefaultsAndWhoIsAskedForTheToken)
     EXPECT_EQ(loopback.value("maxConnections").toLongLong(), 0);
     EXPECT_EQ(loopback.value("maxConnectionsPerPeer").toLongLong(), 0);
     EXPECT_EQ(loopback.value("maxBufferedBytes").toLongLong(), qint64(256) << 20);
+    EXPECT_EQ(loopback.value("sessionIdleTimeout").toDouble(), 1800.0);
     EXPECT_TRUE(loopback.value("allowedOrigins").toStringList().isEmpty());
 
     // The token is made once and kept; all interfaces ask for it unless told not to.
@@ -60,12 +61,16 @@ TEST_F(ServerAccessSettingsTest, SafeDefaultsAndWhoIsAskedForTheToken)
     UserDefaults::standard()->setValue(ServerAccessSettings::maxBodyBytesKey, "nonsense");
     UserDefaults::standard()->setValue(ServerAccessSettings::maxBufferedBytesKey, -5);
     UserDefaults::standard()->setValue(ServerAccessSettings::maxConnectionsPerPeerKey, 12);
+    UserDefaults::standard()->setValue(ServerAccessSettings::sessionIdleTimeoutKey, 0);
     ServerAccessSettings::setAllowedOrigins({"https://a.example/", " ", "HTTPS://A.example", "http://b.example"});
     const QVariantMap stored = ServerAccessSettings::policy(false, {"http://c.example/"});
     EXPECT_EQ(stored.value("receiveTimeout").toDouble(), 0.0);
     EXPECT_EQ(stored.value("maxBodyBytes").toLongLong(), 32 << 20);
     EXPECT_EQ(stored.value("maxBufferedBytes").toLongLong(), qint64(256) << 20);
     EXPECT_EQ(stored.value("maxConnectionsPerPeer").toLongLong(), 12);
+    EXPECT_EQ(stored.value("sessionIdleTimeout").toDouble(), 0.0);  // sessions that never expire
+    UserDefaults::standard()->setValue(ServerAccessSettings::sessionIdleTimeoutKey, -1);
+    EXPECT_EQ(ServerAccessSettings::policy(false).value("sessionIdleTimeout").toDouble(), 1800.0);
     EXPECT_EQ(stored.value("allowedOrigins").toStringList(),
               (QStringList{"https://a.example", "http://b.example", "http://c.example"}));
 }

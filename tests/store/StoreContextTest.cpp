@@ -356,6 +356,9 @@ TEST_F(StoreContextTest, ASecondOpeningOfABusyStoreIsRefusedAndChangesNothing)
     PersistenceController second(path);
     ASSERT_TRUE(second.loadError().has_value());
     EXPECT_EQ(*second.loadError(), QStringLiteral("it is in use by process %1").arg(QCoreApplication::applicationPid()));
+    // Who holds it, for a stdio start that then talks to the holder's server.
+    EXPECT_EQ(second.lockHolder(), std::optional<qint64>(QCoreApplication::applicationPid()));
+    EXPECT_FALSE(store->lockHolder());
     EXPECT_EQ(rowCount(QStringLiteral("ToolsConfig")), 1);
 
     // The lock goes with its holder.

@@ -194,9 +194,12 @@ TEST_F(ServerScreenTest, TheTokenTheRequirementAndTheAllowedOrigins)
     EXPECT_EQ(UserDefaults::standard()->value(ServerAccessSettings::tokenOnLoopbackKey).toBool(), false);
     view->tokenOnLoopbackToggle()->click();
     EXPECT_TRUE(controller->tokenRequired());
-    // What a client on this computer is configured with carries the token it must send.
+    // What a client on this computer is configured with carries the token it must send, as
+    // the document clients read (kelvara mcp-config --http prints the same).
     view->copyClientConfigurationButton()->click();
-    const QJsonObject configuration = QJsonDocument::fromJson(QApplication::clipboard()->text().toUtf8()).object();
+    const QJsonObject document = QJsonDocument::fromJson(QApplication::clipboard()->text().toUtf8()).object();
+    EXPECT_EQ(document.keys(), QStringList{"mcpServers"});
+    const QJsonObject configuration = document.value("mcpServers").toObject().value("kelvara").toObject();
     EXPECT_EQ(configuration.value("type").toString(), "http");
     EXPECT_EQ(configuration.value("url").toString(), QStringLiteral("http://127.0.0.1:%1/mcp").arg(controller->listeningPort()));
     EXPECT_EQ(configuration.value("headers").toObject().value("Authorization").toString(),
@@ -204,6 +207,10 @@ TEST_F(ServerScreenTest, TheTokenTheRequirementAndTheAllowedOrigins)
 
     // All interfaces ask for it unless the user turns that off, warned.
     view->listenAllToggle()->click();
+    // Clients elsewhere are given the address they reach, the one the screen shows.
+    view->copyClientConfigurationButton()->click();
+    EXPECT_EQ(QJsonDocument::fromJson(QApplication::clipboard()->text().toUtf8())["mcpServers"]["kelvara"]["url"].toString(),
+              view->addressLabel()->text() + "/mcp");
     EXPECT_EQ(view->tokenHint()->text(), "Clients send it as the header \"Authorization: Bearer <token>\".");
     EXPECT_TRUE(view->requireTokenToggle()->isChecked());
     view->requireTokenToggle()->click();

@@ -1,5 +1,6 @@
 #include "views/server/ServerConfigView.h"
 
+#include "app/config/ClientConfiguration.h"
 #include "app/SettingsManager.h"
 #include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
@@ -23,10 +24,6 @@
 #include <QSplitter>
 #include <QVBoxLayout>
 
-#include <arpa/inet.h>
-#include <ifaddrs.h>
-#include <net/if.h>
-#include <netinet/in.h>
 
 namespace {
 
@@ -363,22 +360,7 @@ QString ServerConfigView::clientAddress() const
 
 QString ServerConfigView::reachableHost()
 {
-    // 0.0.0.0 is where the server listens, not an address anyone can reach: others use an
-    // address of this machine, the first that is up and not loopback.
-    ifaddrs *list = nullptr;
-    if (::getifaddrs(&list) != 0)
-        return QStringLiteral("127.0.0.1");
-    QString found;
-    for (ifaddrs *it = list; it && found.isEmpty(); it = it->ifa_next) {
-        if (!it->ifa_addr || it->ifa_addr->sa_family != AF_INET || !(it->ifa_flags & IFF_UP) || (it->ifa_flags & IFF_LOOPBACK))
-            continue;
-        char text[INET_ADDRSTRLEN] = {};
-        const auto *address = reinterpret_cast<const sockaddr_in *>(it->ifa_addr);
-        if (::inet_ntop(AF_INET, &address->sin_addr, text, sizeof text))
-            found = QString::fromLatin1(text);
-    }
-    ::freeifaddrs(list);
-    return found.isEmpty() ? QStringLiteral("127.0.0.1") : found;
+    return ClientConfiguration::reachableHost();
 }
 
 void ServerConfigView::copyAddress()

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace MCP {
+
+// What the server remembers of one client between its requests: the protocol revision
+// `initialize` settled on and the least severe log level the client wants to hear. A
+// transport keeps one per session (HTTP: per Mcp-Session-Id; stdio: the one peer).
+class MCPSession {
+public:
+    // The protocol's log levels, least severe first (RFC 5424 names).
+    static constexpr std::string_view kLevels[] = {"debug", "info", "notice", "warning",
+                                                   "error", "critical", "alert", "emergency"};
+    static constexpr int kDefaultLogLevel = 1;  // "info" until the client says otherwise
+
+    // The index of a level's name in kLevels, or -1 for a name that is none of them.
+    static constexpr int levelIndex(std::string_view name)
+    {
+        for (int i = 0; i < int(std::size(kLevels)); ++i) {
+            if (kLevels[i] == name)
+                return i;
+        }
+        return -1;
+    }
+
+    explicit MCPSession(std::string id) : m_id(std::move(id)) {}
+
+    const std::string &id() const { return m_id; }
+
+    int logLevel() const { return m_logLevel.load(std::memory_order_relaxed); }
+    void setLogLevel(int level)
+    {
+        m_logLevel.store(level, std::memory_order_relaxed);
+        m_levelChosen.store(true, std::memory_order_relaxed);
+    }
+    // Whether the client has chosen a level with logging/setLevel. The server's own lines
+    // about a call go only to clients that did; a tool's own messages go to every client.
+    bool levelChosen() const { return m_levelChosen.load(std::memory_order_relaxed); }
+    // Whether a message at this level (an index into kLevels) reaches the client.
+    bool hears(int level) const { return level >= logLevel(); }
+
+    std::string protocolVersion() const
+    {
+        std::lock_guard lock(m_mutex);
+        return m_protocolVersion;
+    }
+    void setProtocolVersion(std::string version)
+    {
+        std::lock_guard lock(m_mutex);
+        m_protocolVersion = std::move(version);
+    }
+
+private:
+    const std::string m_id;
+    std::atomic<int> m_logLevel{kDefaultLogLevel};
+    std::atomic<bool> m_levelChosen{false};
+    mutable std::mutex m_mutex;
+    std::string m_protocolVersion;
+};
+
+}  // namespace MCP
