@@ -18,11 +18,26 @@ OnBoardingController::OnBoardingController(QList<OnBoardingStep> steps, MenuDest
         QMetaObject::invokeMethod(this, &OnBoardingController::start, Qt::QueuedConnection);
 }
 
+bool OnBoardingController::shows(int position) const
+{
+    return !m_available || m_available(m_steps.at(position).index);
+}
+
+int OnBoardingController::neighbour(int from, int step) const
+{
+    for (int position = from + step; position >= 0 && position < m_steps.size(); position += step) {
+        if (shows(position))
+            return position;
+    }
+    return -1;
+}
+
 void OnBoardingController::start()
 {
-    if (m_steps.isEmpty())
+    const int first = neighbour(-1, 1);
+    if (first < 0)
         return;
-    m_currentIndex = 0;
+    m_currentIndex = first;
     m_isActive = true;
     emit changed();
 }
@@ -36,16 +51,16 @@ std::optional<OnBoardingStep> OnBoardingController::currentStep() const
 
 void OnBoardingController::back()
 {
-    if (m_currentIndex > 0) {
-        --m_currentIndex;
+    if (const int previous = neighbour(m_currentIndex, -1); previous >= 0) {
+        m_currentIndex = previous;
         emit changed();
     }
 }
 
 void OnBoardingController::forward()
 {
-    if (m_currentIndex < m_steps.size() - 1) {
-        ++m_currentIndex;
+    if (const int next = neighbour(m_currentIndex, 1); next >= 0) {
+        m_currentIndex = next;
         emit changed();
     }
 }

@@ -5,6 +5,7 @@
 
 #include <QList>
 #include <QObject>
+#include <functional>
 #include <optional>
 
 class OnBoardingCompletion;
@@ -28,11 +29,17 @@ public:
     // The sum of the steps' indexes: tells one step list from another.
     int obItemsId() const { return m_itemsId; }
 
-    // At least one step: the first step, active. None: nothing.
+    // Whether a step's control is on the screen in front; a step whose control is not is
+    // passed over. Every step is, unless told otherwise.
+    using Availability = std::function<bool(int index)>;
+    void setAvailability(Availability available) { m_available = std::move(available); }
+
+    // At least one step to show: the first such step, active. None: nothing.
     void start();
     std::optional<OnBoardingStep> currentStep() const;
-    bool isFirst() const { return m_currentIndex == 0; }
-    bool isLast() const { return m_currentIndex == m_steps.size() - 1; }
+    // No step to show before or after the current one.
+    bool isFirst() const { return neighbour(m_currentIndex, -1) < 0; }
+    bool isLast() const { return neighbour(m_currentIndex, 1) < 0; }
     void back();
     void forward();
     // The tour of this screen is done: stored, and no longer active.
@@ -45,7 +52,12 @@ signals:
     void changed();
 
 private:
+    bool shows(int position) const;
+    // The next position from `from` in direction `step` that shows, or -1.
+    int neighbour(int from, int step) const;
+
     QList<OnBoardingStep> m_steps;
+    Availability m_available;
     MenuDestination m_scope;
     OnBoardingCompletion *m_completion;
     bool m_isActive = false;

@@ -31,7 +31,7 @@ ServerConfig *ServerQueryService::fetchOrCreateServerConfig(StoreContext *contex
     config->setServerName(QStringLiteral("tamsel_kelvara"));
     config->setServerTitle(QStringLiteral("Kelvara"));
     config->setServerVersion(QStringLiteral("1.0.0"));
-    config->setInstructions(QStringLiteral("Kelvara - Message Context Protocol Server"));
+    config->setInstructions(QStringLiteral("Kelvara - Model Context Protocol Server"));
     config->setPort(8888);
     return config;
 }

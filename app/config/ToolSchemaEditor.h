@@ -81,7 +81,7 @@ public:
         });
     }
 
-    // "Add Parameter ⌘+N": a parameter with its defaults, attached and selected.
+    // "Add Parameter Ctrl+N": a parameter with its defaults, attached and selected.
     Params *addParameter()
     {
         writeForm();
@@ -112,7 +112,7 @@ public:
         m_edited = m_selected ? formOf(m_selected) : PropertyData();
     }
 
-    // "Save changes ⌘S": the form into the parameter, the schema's type and required list,
+    // "Save changes Ctrl+S": the form into the parameter, the schema's type and required list,
     // then the controller's save of the whole context.
     void save()
     {
@@ -126,7 +126,7 @@ public:
         m_controller->closeSchemaEditors();
     }
 
-    // "Revert changes ⌘+U": a schema this editor made goes by the child rule; an existing
+    // "Revert changes Ctrl+U": a schema this editor made goes by the child rule; an existing
     // one is reverted with the controller. The form then shows the tool's first schema.
     void revert()
     {

@@ -10,7 +10,8 @@ namespace PluginTexts {
 // The manager.
 inline const QString managerTitle = QStringLiteral("Plugin Manager");
 inline const QString managerSubtitle = QStringLiteral("Native plugin management. Add your own plugins.");
-inline const QString registerButton = QStringLiteral("Register a new plugin");
+// The File menu's item at this screen says the same and has the same keys.
+inline const QString registerButton = QStringLiteral("Add Plugin");
 inline const QString uninstallButton = QStringLiteral("Uninstall selected plugin");
 inline const QString managerNote = QStringLiteral(
     "Due to security requirements, plugins and bundles must be explicitly confirmed by the user. When enabling a "

@@ -45,6 +45,8 @@ void AccessPanel::requestPluginAccess(Callback callback, const QString &startDir
     request.message = QStringLiteral("Select a plugin file (.so, .bundle, or .plugin)");
     request.canChooseFiles = true;
     request.canChooseDirectories = false;
+    // The dialog's button names what happens: the library is added, no access is granted.
+    request.prompt = QStringLiteral("Add Plugin");
     request.allowedExtensions = {QStringLiteral("so"), QStringLiteral("bundle"), QStringLiteral("plugin")};
     request.treatsPackagesAsFiles = true;
     request.directory = startDirectory;

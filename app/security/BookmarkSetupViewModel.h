@@ -27,12 +27,13 @@ public:
     static constexpr int draftsPage = 1;
 
     static inline const QString introduction = QStringLiteral(
-        "Kelvara - Security Bookmark Setup\n\n"
-        "This assistant configures file and folder permissions for the sandboxed app.\n\n"
+        "Kelvara - Security Scopes\n\n"
+        "Choose the files and folders that Kelvara's tools and scripts may read and write. Everything else "
+        "stays out of their reach.\n\n"
         "Steps:\n"
         "1. Review this introduction.\n"
-        "2. Select files/folders you want Kelvara to access, then review bookmark entries and finish setup.\n\n"
-        "You can update these permissions later from main menu 'Settings'.\n\n");
+        "2. Add the files and folders Kelvara may use, review the list and finish.\n\n"
+        "You can change the list later in File \u25B8 Settings \u25B8 Security Scopes.\n\n");
     static inline const QString addPanelMessage = QStringLiteral("Add file or directory resource");
     static inline const QString emptyTitle = QStringLiteral("No files selected");
     static inline const QString emptyMessage = QStringLiteral("Choose at least one location to continue.");

@@ -76,3 +76,44 @@ TEST_F(OnBoardingControllerTest, WithoutStepsThereIsNoTour)
     EXPECT_EQ(steps.at(11).position, OnBoardingStep::Position::top);
     EXPECT_EQ(steps.at(8).identity(), "ob.step.90");
 }
+
+// Steps whose control is not on the screen in front are passed over both ways, the ends are
+// the ends of what shows, and a tour with nothing to show does not start.
+TEST_F(OnBoardingControllerTest, StepsWithoutTheirControlArePassedOver)
+{
+    OnBoardingCompletion completion;
+    const QList<OnBoardingStep> steps{{10, "a"}, {20, "b"}, {90, "c"}, {91, "d"}, {30, "e"}};
+    QList<int> shown{20, 30, 91};
+    OnBoardingController tour(steps, MenuDestination::menuServerConfig, &completion);
+    tour.setAvailability([&](int index) { return shown.contains(index); });
+    settle();
+    ASSERT_TRUE(tour.isActive());
+    EXPECT_EQ(tour.currentStep()->index, 20);  // 10 has no control here
+    EXPECT_TRUE(tour.isFirst());
+    tour.back();
+    EXPECT_EQ(tour.currentStep()->index, 20);
+    tour.forward();
+    EXPECT_EQ(tour.currentStep()->index, 30);
+    tour.forward();
+    EXPECT_EQ(tour.currentStep()->index, 91);  // 90 passed over
+    EXPECT_TRUE(tour.isLast());
+    tour.forward();
+    EXPECT_EQ(tour.currentStep()->index, 91);
+    tour.back();
+    EXPECT_EQ(tour.currentStep()->index, 30);
+    EXPECT_FALSE(tour.isFirst());
+    EXPECT_FALSE(tour.isLast());
+
+    // A control that appears later (another screen in front) is a step again.
+    shown.append(10);
+    tour.back();
+    tour.back();
+    EXPECT_EQ(tour.currentStep()->index, 10);
+    EXPECT_TRUE(tour.isFirst());
+
+    OnBoardingController nothing(steps, MenuDestination::menuPromptConfig, &completion);
+    nothing.setAvailability([](int) { return false; });
+    settle();
+    EXPECT_FALSE(nothing.isActive());
+    EXPECT_FALSE(completion.isCompleted(MenuDestination::menuPromptConfig));
+}

@@ -110,7 +110,7 @@ try {
 
     check('initialize names the server', () => {
       assert.equal(init.result.serverInfo.name, 'Kelvara Server');
-      assert.equal(init.result.instructions, 'Kelvara - Message Context Protocol Server');
+      assert.equal(init.result.instructions, 'Kelvara - Model Context Protocol Server');
     });
     check('the listing holds the bundle and the built-in tools with their execution fields', () => {
       const names = list.result.tools.map((t) => t.name).sort();

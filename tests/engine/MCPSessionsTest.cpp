@@ -329,11 +329,18 @@ TEST_F(SessionsTest, TheSessionStreamCarriesListChangesAndResumesAfterTheLastEve
     EXPECT_EQ(inSession(session, toolCall(9, "aside")).status, 200);
     ASSERT_TRUE(readUntil(fd, text, "for the stream"));
     const auto events = eventsOf(text.substr(text.find("\r\n\r\n") + 4));
-    ASSERT_EQ(events.size(), 3u) << text;
-    EXPECT_EQ(events[0].first, "1");
-    EXPECT_EQ(methodOf(events[0].second), "notifications/tools/list_changed");
-    EXPECT_EQ(events[1].first, "2");
-    EXPECT_EQ(methodOf(events[2].second), "notifications/message");
+    // One notice for the burst; a busy machine may pause inside the loop for longer than the
+    // quiet time, which gives a second one, never one per tool.
+    size_t told = 0;
+    while (told < events.size() && methodOf(events[told].second) == "notifications/tools/list_changed")
+        ++told;
+    ASSERT_GE(told, 1u) << text;
+    ASSERT_LE(told, 3u) << text;
+    ASSERT_EQ(events.size(), told + 2) << text;
+    for (size_t i = 0; i < events.size(); ++i)
+        EXPECT_EQ(events[i].first, std::to_string(i + 1));
+    EXPECT_EQ(methodOf(events[told].second), "notifications/resources/list_changed");
+    EXPECT_EQ(methodOf(events[told + 1].second), "notifications/message");
     ::close(fd);
 
     // While no stream is open the messages wait; the next stream begins with them.
@@ -343,16 +350,17 @@ TEST_F(SessionsTest, TheSessionStreamCarriesListChangesAndResumesAfterTheLastEve
     ASSERT_TRUE(readUntil(fd, next, "prompts/list_changed"));
     const auto waited = eventsOf(next.substr(next.find("\r\n\r\n") + 4));
     ASSERT_EQ(waited.size(), 1u) << next;
-    EXPECT_EQ(waited[0].first, "4");
+    EXPECT_EQ(waited[0].first, std::to_string(told + 3));
     ::close(fd);
 
     // Last-Event-ID replays what came after it.
-    fd = sendRaw(port, request("GET", std::string(kAcceptBoth) + "Mcp-Session-Id: " + session + "\r\nLast-Event-ID: 1\r\n"));
+    fd = sendRaw(port, request("GET", std::string(kAcceptBoth) + "Mcp-Session-Id: " + session + "\r\nLast-Event-ID: " +
+                                          std::to_string(told) + "\r\n"));
     std::string replay;
     ASSERT_TRUE(readUntil(fd, replay, "prompts/list_changed"));
     const auto replayed = eventsOf(replay.substr(replay.find("\r\n\r\n") + 4));
     ASSERT_EQ(replayed.size(), 3u) << replay;
-    EXPECT_EQ(replayed[0].first, "2");
+    EXPECT_EQ(replayed[0].first, std::to_string(told + 1));
     EXPECT_EQ(methodOf(replayed[0].second), "notifications/resources/list_changed");
 
     // A second stream replaces the first, which ends.

@@ -114,7 +114,7 @@ TEST_F(ConfigScreensViewTest, PromptsWithArgumentsThroughTheSheets)
     auto *view = qobject_cast<PromptConfigView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
     PromptConfigController *controller = view->controller();
-    EXPECT_EQ(view->button("addArgument")->text(), QStringLiteral("Add Argument ⌘+T"));
+    EXPECT_EQ(view->button("addArgument")->text(), QStringLiteral("Add Argument Ctrl+T"));
 
     view->button("add")->click();
     ASSERT_TRUE(waitUntil([&] { return controller->selectedPrompt() != nullptr; }));

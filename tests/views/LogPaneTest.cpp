@@ -2,6 +2,7 @@
 #include "diagnostics/LogController.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
+#include "views/log/LogEntryDelegate.h"
 #include "views/log/LogEntryWindow.h"
 #include "views/log/LogListModel.h"
 #include "views/log/LogPaneView.h"
@@ -191,3 +192,17 @@ TEST_F(LogPaneTest, LogEntryWindowSearchesTheWholeMessage)
 }
 
 }  // namespace
+
+// A folded entry shows its first line that says something: not the "{" or "[" a
+// pretty-printed result opens with.
+TEST(LogEntrySummaryTest, AFoldedEntryShowsItsFirstMeaningfulLine)
+{
+    EXPECT_EQ(LogEntryDelegate::summaryLine(QStringLiteral("{\n  \"total\": 3,\n  \"items\": []\n}")), "\"total\": 3,");
+    EXPECT_EQ(LogEntryDelegate::summaryLine(QStringLiteral("[\n  {\n    \"id\": 1\n  }\n]")), "\"id\": 1");
+    // A first line with words stays as it is, indentation and all.
+    EXPECT_EQ(LogEntryDelegate::summaryLine(QStringLiteral("  Script result:\n{\n  \"a\": 1\n}")), "  Script result:");
+    EXPECT_EQ(LogEntryDelegate::summaryLine(QStringLiteral("plain")), "plain");
+    // Brackets and nothing else: the first line, rather than nothing.
+    EXPECT_EQ(LogEntryDelegate::summaryLine(QStringLiteral("{\n}")), "{");
+    EXPECT_EQ(LogEntryDelegate::summaryLine(QString()), "");
+}

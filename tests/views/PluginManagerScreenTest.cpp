@@ -83,7 +83,7 @@ TEST_F(PluginManagerScreen, RegisteringGoesThroughThePanelAndTheApprovalSheet)
     EXPECT_TRUE(labels.contains(QStringLiteral("Native plugin management. Add your own plugins.")));
     EXPECT_TRUE(labels.contains(PluginTexts::managerNote));
     EXPECT_TRUE(labels.filter(QStringLiteral("runs inside Kelvara's own process with your user rights")).size() == 1);
-    EXPECT_EQ(view->registerButton()->text(), QStringLiteral("Register a new plugin Ctrl+N"));
+    EXPECT_EQ(view->registerButton()->text(), QStringLiteral("Add Plugin Ctrl+Shift+N"));
     EXPECT_EQ(view->uninstallButton()->text(), QStringLiteral("Uninstall selected plugin Ctrl+D"));
     EXPECT_FALSE(view->uninstallButton()->isEnabled());
     EXPECT_TRUE(view->emptyLabel()->isVisible());

@@ -4,6 +4,7 @@
 #include "tests/views/ViewsTestSupport.h"
 #include "views/app/AppMainWindow.h"
 #include "views/app/BuiltinFeatures.h"
+#include "views/common/ColorScheme.h"
 #include "views/script/EditorSettingsDialog.h"
 #include "views/script/RunScriptDialog.h"
 #include "views/script/ScriptEditorView.h"
@@ -18,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QFileInfo>
 #include <QApplication>
 #include <QComboBox>
 #include <QDir>
@@ -322,18 +324,23 @@ TEST(ScriptEditorColours, RegularExpressionLiteralsAndTheKeywordList)
     const QString words = QStringLiteral("if (x === undefined || y === null) return true;");
     editor.setPlainText(regex + u'\n' + division + u'\n' + words);
     QCoreApplication::processEvents();
+    // The colours as shown: the settings' own, made readable on this editor's background.
+    const QColor base = QApplication::palette().color(QPalette::Base);
+    const QColor stringColor = ColorScheme::readableOn(settings.stringColor, base);
+    const QColor keywordColor = ColorScheme::readableOn(settings.keywordColor, base);
+    ASSERT_NE(stringColor, keywordColor);
 
     const qsizetype slash = regex.indexOf(u'/');
-    EXPECT_EQ(colourAt(editor, regex, slash), settings.stringColor);
-    EXPECT_EQ(colourAt(editor, regex, regex.indexOf(u'"')), settings.stringColor);
-    EXPECT_EQ(colourAt(editor, regex, regex.indexOf(QStringLiteral("/g")) + 1), settings.stringColor);  // the flag
+    EXPECT_EQ(colourAt(editor, regex, slash), stringColor);
+    EXPECT_EQ(colourAt(editor, regex, regex.indexOf(u'"')), stringColor);
+    EXPECT_EQ(colourAt(editor, regex, regex.indexOf(QStringLiteral("/g")) + 1), stringColor);  // the flag
     // After the literal the line is code again: the quote inside it opened no string.
-    EXPECT_EQ(colourAt(editor, regex, regex.lastIndexOf(QStringLiteral("var"))), settings.keywordColor);
-    EXPECT_NE(colourAt(editor, division, division.indexOf(u'/') + 2), settings.stringColor);
-    EXPECT_EQ(colourAt(editor, words, 0), settings.keywordColor);                                   // if
-    EXPECT_EQ(colourAt(editor, words, words.indexOf(QStringLiteral("return"))), settings.keywordColor);
+    EXPECT_EQ(colourAt(editor, regex, regex.lastIndexOf(QStringLiteral("var"))), keywordColor);
+    EXPECT_NE(colourAt(editor, division, division.indexOf(u'/') + 2), stringColor);
+    EXPECT_EQ(colourAt(editor, words, 0), keywordColor);                                   // if
+    EXPECT_EQ(colourAt(editor, words, words.indexOf(QStringLiteral("return"))), keywordColor);
     for (const char *plain : {"undefined", "null", "true"})
-        EXPECT_NE(colourAt(editor, words, words.indexOf(QLatin1String(plain))), settings.keywordColor) << plain;
+        EXPECT_NE(colourAt(editor, words, words.indexOf(QLatin1String(plain))), keywordColor) << plain;
 }
 
 // A script dropped on the editor opens; its address is not typed into the text.
@@ -361,5 +368,29 @@ TEST(ScriptScreen, AFileDroppedOnTheEditorOpens)
     EXPECT_EQ(view->controller()->currentFilePath(), path);
     EXPECT_TRUE(editor->toPlainText().startsWith("function toolEntry")) << editor->toPlainText().toStdString();
     EXPECT_FALSE(editor->toPlainText().contains(QStringLiteral("file://")));
+    closeAllWindows();
+}
+
+// A saved script's row in the tree gives its size on disk, not the size it was read with.
+TEST(ScriptScreen, TheTreeShowsTheSizeOfTheSavedFile)
+{
+    const QString root = TestSupport::makeTempDir();
+    writeFile(root + QStringLiteral("/big.js"), QByteArray(2100, 'x'));
+    BuiltinFeatures::registerAll();
+    AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
+    auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    view->explorerModel()->setRoot(root);
+    UnifiedFileExplorerView *explorer = view->explorer();
+    const QString path = root + QStringLiteral("/big.js");
+    ASSERT_NE(explorer->rowForPath(path), nullptr);
+    EXPECT_EQ(explorer->rowForPath(path)->text(1), "2 KB");
+
+    view->controller()->openFile(path);
+    view->editor()->setPlainText(QString(408, u'y'));
+    ASSERT_TRUE(view->controller()->contentIsDirty());
+    view->controller()->saveScript();
+    ASSERT_EQ(QFileInfo(path).size(), 408);
+    EXPECT_EQ(explorer->rowForPath(path)->text(1), "408 B");
     closeAllWindows();
 }

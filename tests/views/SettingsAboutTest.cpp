@@ -108,7 +108,7 @@ TEST_F(SettingsAboutTest, SecurityScopesSheetReviewsAddsAndDropsLocations)
     auto *view = sheet->findChild<BookmarkSetupView *>();
     ASSERT_NE(view, nullptr);
     // The texts, the drafts and what Finish applies are the view model's, tested with it.
-    EXPECT_EQ(button<QLabel>(view, "bookmarkHeading")->text(), "Kelvara - Security Bookmark Setup");
+    EXPECT_EQ(button<QLabel>(view, "bookmarkHeading")->text(), "Kelvara - Security Scopes");
     EXPECT_FALSE(button<QPushButton>(view, "bookmarkFinishButton")->isVisible());
     button<QPushButton>(view, "bookmarkNextButton")->click();
     QTableWidget *table = view->table();

@@ -1,5 +1,6 @@
 #include "views/about/AboutView.h"
 
+#include "views/common/LayoutMetrics.h"
 #include "base/AppPaths.h"
 #include "app/MenuCommandDispatcher.h"
 #include "app/security/BookmarkSetupViewModel.h"
@@ -69,7 +70,7 @@ AboutView::AboutView(QWidget *parent) : DestinationScreen(parent)
     buttons->addStretch();
 
     auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(24, 24, 24, 24);
+    LayoutMetrics::applyToScreen(layout);
     layout->addStretch(3);
     layout->addWidget(icon, 0, Qt::AlignHCenter);
     layout->addSpacing(10);

@@ -160,6 +160,19 @@ std::optional<QRect> AppMainWindow::onboardingAnchor(int index) const
     }
 }
 
+void AppMainWindow::holdTour()
+{
+    if (m_tourHolds++ == 0)
+        m_bubble->setController(nullptr);
+}
+
+void AppMainWindow::releaseTour()
+{
+    if (m_tourHolds == 0 || --m_tourHolds > 0)
+        return;
+    m_bubble->setController(currentTour());
+}
+
 void AppMainWindow::takeOnboardingRequest()
 {
     // Help ▸ Show onboarding: the front window replays the tour of its screen, and the
@@ -201,11 +214,16 @@ void AppMainWindow::launchDidFinish()
 {
     if (!m_appeared)
         return;
-    // 1. The sheet goes.
+    // 1. The sheet goes; no tour's bubble until it has gone.
     m_showingSplash = false;
     m_sidebar->setEnabled(true);
-    if (m_splash)
+    holdTour();
+    if (m_splash) {
+        connect(m_splash, &SplashScreenView::dismissed, this, &AppMainWindow::releaseTour, Qt::SingleShotConnection);
         m_splash->dismiss();
+    } else {
+        releaseTour();
+    }
     // 2. The first window tells the menus its number.
     if (m_windowNumber == 1) {
         const int number = m_windowNumber;
@@ -253,9 +271,13 @@ void AppMainWindow::navigate(MenuDestination destination, bool store)
         MenuVisibility::shared()->setActiveDestination(destination);
     shown->screenDidAppear();
     // A screen's tour is made with it, and starts by itself unless it is done.
-    if (!m_tours.contains(destination))
-        m_tours.insert(destination, new OnBoardingController(OnBoardingStep::applicationSteps(), destination, nullptr, this));
-    m_bubble->setController(m_tours.value(destination));
+    if (!m_tours.contains(destination)) {
+        auto *tour = new OnBoardingController(OnBoardingStep::applicationSteps(), destination, nullptr, this);
+        // A step whose control this screen does not show (the About panel's, elsewhere) is passed over.
+        tour->setAvailability([this](int index) { return onboardingAnchor(index).has_value(); });
+        m_tours.insert(destination, tour);
+    }
+    m_bubble->setController(isTourHeld() ? nullptr : m_tours.value(destination));
     m_menuBar->refresh();
     if (changed)
         emit destinationChanged();

@@ -64,6 +64,11 @@ public:
     OnBoardingBubble *onboardingBubble() const { return m_bubble; }
     OnBoardingController *currentTour() const;
     std::optional<QRect> onboardingAnchor(int index) const;
+    // While held (the start-up questions are being asked), no bubble shows; the tour of the
+    // screen in front shows once every hold is released. Holds count.
+    void holdTour();
+    void releaseTour();
+    bool isTourHeld() const { return m_tourHolds > 0; }
 
 signals:
     void destinationChanged();
@@ -97,5 +102,6 @@ private:
     QMetaObject::Connection m_controllerConnection;
     OnBoardingBubble *m_bubble;
     QHash<MenuDestination, OnBoardingController *> m_tours;
+    int m_tourHolds = 0;
     bool m_closeAnswered = false;
 };

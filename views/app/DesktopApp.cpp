@@ -14,6 +14,7 @@
 #include "views/common/AppIcons.h"
 #include "views/app/AppMainWindow.h"
 #include "views/app/AppStyle.h"
+#include "views/common/ColorScheme.h"
 #include "views/app/BuiltinFeatures.h"
 #include "views/app/NewAppWindow.h"
 #include "views/common/QtFileDialogs.h"
@@ -83,6 +84,8 @@ int runDesktop(int argc, char **argv)
     QApplication::setDesktopFileName(QStringLiteral("kelvara"));
     QApplication app(argc, argv);
     app.setStyle(new AppStyle);
+    // Light or dark as the desktop prefers, before the first window is made.
+    ColorScheme::shared()->apply();
     app.setWindowIcon(AppIcons::applicationIcon());
 
     const QStringList arguments = app.arguments().mid(1);

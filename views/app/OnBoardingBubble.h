@@ -9,13 +9,14 @@
 #include <optional>
 
 class QLabel;
+class QPushButton;
 class QToolButton;
 
 // The tour's bubble: lies over its window beside the control the current step points at,
-// with the header "Preview", the step's text and the back, forward and close controls.
-// Escape closes it (the tour is done), Enter goes on (on the last step it closes). Where the
-// step's control is not to be found, the bubble stands in the window's middle; with no
-// current step it says "Invalid onboarding".
+// never over it, with an arrow to it; the header "Preview", the step's text and the back,
+// forward and close controls, and "Done" on the last step. Escape closes it (the tour is
+// done), Enter goes on (on the last step it closes). A step that points at a whole panel
+// stands in the panel's middle; with no current step it says "Invalid onboarding".
 class OnBoardingBubble : public QFrame {
     Q_OBJECT
 
@@ -33,6 +34,11 @@ public:
     QToolButton *backButton() const { return m_back; }
     QToolButton *forwardButton() const { return m_forward; }
     QToolButton *closeButton() const { return m_close; }
+    QPushButton *doneButton() const { return m_done; }
+
+    // The side of the bubble its arrow is on, towards the control; none when centred.
+    enum class ArrowSide { none, left, right, top, bottom };
+    ArrowSide arrowSide() const { return m_arrow; }
 
     // Places the bubble again (the window was resized, a screen changed).
     void reposition();
@@ -40,9 +46,11 @@ public:
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
 
 private:
     void refresh();
+    void setArrow(ArrowSide side, int offset);
 
     AnchorResolver m_resolver;
     QPointer<OnBoardingController> m_controller;
@@ -51,4 +59,7 @@ private:
     QToolButton *m_back;
     QToolButton *m_forward;
     QToolButton *m_close;
+    QPushButton *m_done;
+    ArrowSide m_arrow = ArrowSide::none;
+    int m_arrowOffset = 0;  // along the arrow's side, from the bubble's top or left
 };

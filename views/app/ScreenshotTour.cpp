@@ -7,10 +7,12 @@
 #include "views/about/ToolSDKInstallWizard.h"
 #include "views/app/AppMainWindow.h"
 #include "views/app/OnBoardingBubble.h"
+#include "views/common/ReadOnlyTextView.h"
 #include "views/settings/AppSettingsWindow.h"
 
 #include <QApplication>
 #include <QDir>
+#include <QMessageBox>
 #include <QPixmap>
 #include <QPointer>
 #include <QPushButton>
@@ -57,6 +59,27 @@ ScreenshotTour::ScreenshotTour(const QString &directory, AppMainWindow *window, 
         };
         (*wait)();
     });
+    // The start-up questions, one at a time after the sheet: each is taken and declined.
+    m_steps.append([](ScreenshotTour *tour, AppMainWindow *w, std::function<void()> done) {
+        auto answer = std::make_shared<std::function<void(int)>>();
+        *answer = [tour, w, done, answer](int count) {
+            QMessageBox *box = nullptr;
+            for (QMessageBox *candidate : w->findChildren<QMessageBox *>())
+                if (candidate->isVisible())
+                    box = candidate;
+            if (!box || count > 8) {
+                tour->after(300, done);
+                return;
+            }
+            tour->grab(box, QStringLiteral("00-question-%1").arg(count + 1));
+            if (QAbstractButton *decline = box->escapeButton())
+                decline->click();
+            else
+                box->reject();
+            tour->after(300, [answer, count] { (*answer)(count + 1); });
+        };
+        tour->after(300, [answer] { (*answer)(0); });
+    });
     // Each destination in turn.
     for (MenuDestination destination : MenuDestinations::all()) {
         m_steps.append([destination](ScreenshotTour *tour, AppMainWindow *w, std::function<void()> done) {
@@ -64,12 +87,13 @@ ScreenshotTour::ScreenshotTour(const QString &directory, AppMainWindow *window, 
             tour->after(300, [tour, w, destination, done] {
                 tour->grab(w, QStringLiteral("%1-%2").arg(int(destination) + 1, 2, 10, QLatin1Char('0'))
                                   .arg(MenuDestinations::rawValue(destination)));
-                // The first screen shows the tour's first bubble of a fresh start; the others are
-                // shown as a returning user sees them.
+                // The first screen and About show the tour's first bubble of a fresh start; the
+                // others are shown as a returning user sees them.
                 if (OnBoardingBubble *bubble = w->onboardingBubble(); bubble && bubble->isVisible())
                     bubble->closeButton()->click();
                 for (MenuDestination other : MenuDestinations::all())
-                    OnBoardingCompletion::shared()->setCompleted(other, true);
+                    OnBoardingCompletion::shared()->setCompleted(other, other != MenuDestination::menuAbout
+                                                                           || destination == MenuDestination::menuAbout);
                 done();
             });
         });
@@ -82,6 +106,18 @@ ScreenshotTour::ScreenshotTour(const QString &directory, AppMainWindow *window, 
             if (weak) {
                 tour->grab(weak, QStringLiteral("20-settings"));
                 weak->close();
+            }
+            done();
+        });
+    });
+    // A help page with a table.
+    m_steps.append([](ScreenshotTour *tour, AppMainWindow *, std::function<void()> done) {
+        QPointer<ReadOnlyTextView> help =
+            ReadOnlyTextView::showDocument(QStringLiteral("help_tool_config.md"), QStringLiteral("Kelvara - Tools"));
+        tour->after(300, [tour, help, done] {
+            if (help) {
+                tour->grab(help, QStringLiteral("23-help-tools"));
+                help->close();
             }
             done();
         });

@@ -87,8 +87,10 @@ void SplashScreenView::refresh()
 
 void SplashScreenView::dismiss()
 {
-    if (isHidden())
+    if (isHidden()) {
+        emit dismissed();
         return;
+    }
     auto *effect = new QGraphicsOpacityEffect(this);
     setGraphicsEffect(effect);
     auto *fade = new QPropertyAnimation(effect, "opacity", this);
@@ -96,7 +98,10 @@ void SplashScreenView::dismiss()
     fade->setStartValue(1.0);
     fade->setEndValue(0.0);
     fade->setEasingCurve(QEasingCurve::InOutQuad);
-    connect(fade, &QPropertyAnimation::finished, this, &QWidget::hide);
+    connect(fade, &QPropertyAnimation::finished, this, [this] {
+        hide();
+        emit dismissed();
+    });
     fade->start(QAbstractAnimation::DeleteWhenStopped);
 }
 

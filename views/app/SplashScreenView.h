@@ -21,7 +21,11 @@ public:
     int progressValue() const;
 
     // Fades out over 0.15 seconds, then hides.
+    // Fades out; dismissed() follows once it is gone (at once when it is already hidden).
     void dismiss();
+
+signals:
+    void dismissed();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;

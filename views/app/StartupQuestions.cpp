@@ -4,6 +4,7 @@
 #include "app/PrivacyAccessController.h"
 #include "tools/security/BookmarkController.h"
 #include "views/app/AppMainWindow.h"
+#include "views/app/SplashScreenView.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -37,11 +38,33 @@ QMessageBox *showHomeFolderNotice(QWidget *parent, const HomeFolderAccessNotice 
     return box;
 }
 
-// One question per kind not yet decided, each asked when the one before it is answered.
-void askPrivacy(QPointer<AppMainWindow> window, QList<PrivacyAccess::Kind> kinds)
+namespace {
+
+// The first start shows one thing at a time: the launch sheet, then each question in turn,
+// then the home folder notice, and only then the tour. Each step runs the rest when done.
+using Then = std::function<void()>;
+
+void afterSheet(AppMainWindow *window, Then then)
 {
-    if (!window || kinds.isEmpty())
+    SplashScreenView *sheet = window->splash();
+    if (sheet && sheet->isVisible())
+        QObject::connect(sheet, &SplashScreenView::dismissed, window, then, Qt::SingleShotConnection);
+    else
+        QTimer::singleShot(0, window, then);
+}
+
+}  // namespace
+
+// One question per kind not yet decided, each asked when the one before it is answered.
+void askPrivacy(QPointer<AppMainWindow> window, QList<PrivacyAccess::Kind> kinds, std::function<void()> then)
+{
+    if (!window)
         return;
+    if (kinds.isEmpty()) {
+        if (then)
+            then();
+        return;
+    }
     const PrivacyAccess::Kind kind = kinds.takeFirst();
     auto *box = new QMessageBox(window);
     box->setObjectName(QStringLiteral("privacyQuestion.") + PrivacyAccess::word(kind));
@@ -53,9 +76,9 @@ void askPrivacy(QPointer<AppMainWindow> window, QList<PrivacyAccess::Kind> kinds
     QPushButton *allow = box->addButton(QStringLiteral("Allow"), QMessageBox::AcceptRole);
     box->addButton(QStringLiteral("Don't Allow"), QMessageBox::RejectRole);
     box->setDefaultButton(allow);
-    QObject::connect(box, &QMessageBox::finished, window, [window, kinds, kind, box, allow] {
+    QObject::connect(box, &QMessageBox::finished, window, [window, kinds, kind, box, allow, then] {
         PrivacyAccessController().answer(kind, box->clickedButton() == allow);
-        askPrivacy(window, kinds);
+        askPrivacy(window, kinds, then);
     });
     box->setWindowModality(Qt::WindowModal);
     box->open();
@@ -63,33 +86,36 @@ void askPrivacy(QPointer<AppMainWindow> window, QList<PrivacyAccess::Kind> kinds
 
 void ask(AppMainWindow *window)
 {
-    // The data the built-in tools reach: asked once, when the first window appears.
-    static bool privacyAsked = false;
-    if (!privacyAsked) {
-        privacyAsked = true;
-        const QList<PrivacyAccess::Kind> kinds = PrivacyAccessController::undecided();
-        if (!kinds.isEmpty()) {
-            QPointer<AppMainWindow> weak(window);
-            QTimer::singleShot(0, window, [weak, kinds] { askPrivacy(weak, kinds); });
-        }
-    }
-
     // Whether the desktop shows notifications; until it answers they are dropped.
     AuthorizedNotifier::requestAuthorization();
 
-    static bool homeChecked = false;
-    if (!homeChecked) {
-        homeChecked = true;
-        if (const auto notice = BookmarkController::checkHomeFolderAccess()) {
-            const HomeFolderAccessNotice shown = *notice;
-            QPointer<AppMainWindow> weak(window);
-            // After the window has taken its destination, as a later step.
-            QTimer::singleShot(0, window, [weak, shown] {
-                if (weak)
-                    showHomeFolderNotice(weak, shown);
-            });
+    // The data the built-in tools reach, and whether the home folder can be read: asked
+    // once, when the first window appears.
+    static bool asked = false;
+    if (asked)
+        return;
+    asked = true;
+    const QList<PrivacyAccess::Kind> kinds = PrivacyAccessController::undecided();
+    const std::optional<HomeFolderAccessNotice> notice = BookmarkController::checkHomeFolderAccess();
+    if (kinds.isEmpty() && !notice)
+        return;
+    window->holdTour();
+    QPointer<AppMainWindow> weak(window);
+    auto release = [weak] {
+        if (weak)
+            weak->releaseTour();
+    };
+    auto homeNotice = [weak, notice, release] {
+        if (!weak)
+            return;
+        if (!notice) {
+            release();
+            return;
         }
-    }
+        QMessageBox *box = showHomeFolderNotice(weak, *notice);
+        QObject::connect(box, &QMessageBox::finished, weak, release);
+    };
+    afterSheet(window, [weak, kinds, homeNotice] { askPrivacy(weak, kinds, homeNotice); });
 }
 
 }  // namespace StartupQuestions

@@ -152,7 +152,7 @@ ChatSettingsWindow::ChatSettingsWindow(AppearanceSettings *settings, QWidget *pa
     reset->setObjectName(QStringLiteral("resetAll"));
     auto *cancel = buttons->addButton(QStringLiteral("Cancel"), QDialogButtonBox::RejectRole);
     cancel->setToolTip(QStringLiteral("Leave unchanged"));
-    auto *save = buttons->addButton(QStringLiteral("Save & Close"), QDialogButtonBox::AcceptRole);
+    auto *save = buttons->addButton(QStringLiteral("Save && Close"), QDialogButtonBox::AcceptRole);
     save->setObjectName(QStringLiteral("saveAndClose"));
     save->setDefault(true);
     connect(reset, &QPushButton::clicked, this, &ChatSettingsWindow::resetAll);

@@ -1,5 +1,6 @@
 #include "views/chat/ChatView.h"
 
+#include "views/common/LayoutMetrics.h"
 #include "base/UserDefaults.h"
 #include "chat/appearance/AppearanceSettings.h"
 #include "chat/appearance/HistoryModel.h"
@@ -16,6 +17,7 @@
 #include "views/chat/MessageBubble.h"
 #include "views/chat/ModelSettingsWindow.h"
 #include "views/chat/PromptPickerSheet.h"
+#include "views/common/OverflowRow.h"
 #include "views/chat/ResourcePickerSheet.h"
 
 #include <QComboBox>
@@ -97,16 +99,17 @@ QLayout *ChatView::buildConnectionRow()
     m_chatSettings = namedButton("chatSettings", QStringLiteral("Chat Settings…"), this);
     QPushButton *integrations = namedButton("mcpIntegrations", QStringLiteral("MCP Integrations…"), this);
     integrations->setVisible(m_integrations != nullptr);
-    auto *row = new QHBoxLayout;
-    row->addWidget(m_provider);
-    row->addWidget(m_connect);
-    row->addWidget(new QLabel(QStringLiteral("Model:"), this));
-    row->addWidget(m_models, 1);
-    row->addWidget(m_loadModel);
-    row->addWidget(refreshModels);
-    row->addWidget(modelSettings);
-    row->addWidget(integrations);
-    row->addWidget(settings);
+    // The settings fold into "⋯" where the row is short of room.
+    auto *row = new OverflowRow(this);
+    row->addFixed(m_provider);
+    row->addFixed(m_connect);
+    row->addFixed(new QLabel(QStringLiteral("Model:"), this));
+    row->addFixed(m_models, 1);
+    row->addFixed(m_loadModel);
+    row->addFoldable(refreshModels);
+    row->addFoldable(modelSettings);
+    row->addFoldable(integrations);
+    row->addFoldable(settings);
 
     ProviderConnection *link = &m_model->connection();
     connect(m_provider, &QComboBox::activated, this,
@@ -144,6 +147,7 @@ QLayout *ChatView::buildTranscriptToolbar()
     m_search->setObjectName(QStringLiteral("transcriptSearch"));
     m_search->setPlaceholderText(QStringLiteral("Search in complete chat transcript"));
     m_search->setClearButtonEnabled(true);
+    m_search->setMinimumWidth(220);  // room for its placeholder before the commands fold
     m_searchPosition = new QLabel(this);
     auto *previous = new QToolButton(this);
     previous->setArrowType(Qt::UpArrow);
@@ -159,18 +163,17 @@ QLayout *ChatView::buildTranscriptToolbar()
     m_historyButton->setCheckable(true);
     m_historyButton->setToolTip(QStringLiteral("Show the prompts sent before"));
     clear->setToolTip(QStringLiteral("Clar current chat"));
-    auto *toolbar = new QHBoxLayout;
-    toolbar->addWidget(m_search, 1);
-    toolbar->addWidget(m_searchPosition);
-    toolbar->addWidget(previous);
-    toolbar->addWidget(next);
-    toolbar->addStretch();
-    toolbar->addWidget(m_server);
-    toolbar->addWidget(exportButton);
-    toolbar->addWidget(importButton);
-    toolbar->addWidget(clear);
-    toolbar->addWidget(m_historyButton);
-    toolbar->addWidget(m_chatSettings);
+    auto *toolbar = new OverflowRow(this);
+    toolbar->addFixed(m_search, 1);
+    toolbar->addFixed(m_searchPosition);
+    toolbar->addFixed(previous);
+    toolbar->addFixed(next);
+    toolbar->addFixed(m_server);
+    toolbar->addFoldable(clear);
+    toolbar->addFoldable(m_historyButton);
+    toolbar->addFoldable(m_chatSettings);
+    toolbar->addFoldable(exportButton);
+    toolbar->addFoldable(importButton);
 
     connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) {
         m_results = m_model->session().searchTranscript(text);
@@ -318,6 +321,7 @@ void ChatView::layOut(QLayout *connection, QLayout *toolbar, QLayout *attachment
     middle->addWidget(m_scroll, 1);
     middle->addWidget(m_historyPanel);
     auto *layout = new QVBoxLayout(this);
+    LayoutMetrics::applyToScreen(layout);
     layout->addLayout(connection);
     layout->addLayout(toolbar);
     layout->addLayout(middle, 1);

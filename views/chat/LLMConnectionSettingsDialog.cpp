@@ -63,7 +63,7 @@ LLMConnectionSettingsDialog::LLMConnectionSettingsDialog(ProviderConnection *con
     auto *buttons = new QDialogButtonBox(this);
     QPushButton *cancel = buttons->addButton(QStringLiteral("Cancel"), QDialogButtonBox::RejectRole);
     cancel->setToolTip(QStringLiteral("Leave unchanged"));
-    QPushButton *save = buttons->addButton(QStringLiteral("Save & Close"), QDialogButtonBox::AcceptRole);
+    QPushButton *save = buttons->addButton(QStringLiteral("Save && Close"), QDialogButtonBox::AcceptRole);
     save->setToolTip(QStringLiteral("Update provider settings."));
     save->setDefault(true);
     auto *layout = new QVBoxLayout(this);

@@ -10,4 +10,7 @@ class CommandButton : public QPushButton {
 
 public:
     CommandButton(const QString &objectName, const QString &text, const QKeySequence &keys, QWidget *parent = nullptr);
+
+    // "Delete tag Ctrl+D": the text and the keys as this desktop writes them.
+    static QString label(const QString &text, const QKeySequence &keys);
 };

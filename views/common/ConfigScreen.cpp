@@ -1,5 +1,8 @@
 #include "views/common/ConfigScreen.h"
 
+#include "views/common/LayoutMetrics.h"
+#include "views/common/RecordRowDelegate.h"
+
 #include "app/config/StoreBackedController.h"
 #include "store/StoreRecord.h"
 #include "views/common/AlertPresenter.h"
@@ -90,6 +93,9 @@ void ConfigScreen::build(const Parts &parts)
     m_list = new QListWidget(this);
     m_list->setObjectName(parts.listName);
     m_list->setMinimumWidth(parts.listWidth);
+    m_list->setItemDelegate(new RecordRowDelegate(m_list));
+    m_list->setResizeMode(QListView::Adjust);  // the rows follow the list's width
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);  // and elide at its edge
     auto *left = new QVBoxLayout;
     left->addWidget(m_filter);
     left->addWidget(m_list, 1);
@@ -111,9 +117,13 @@ void ConfigScreen::build(const Parts &parts)
     m_detail->addWidget(formPage);
 
     auto *body = new QHBoxLayout;
+    body->setSpacing(LayoutMetrics::sectionSpacing);
     body->addLayout(left);
     body->addWidget(m_detail, 1);
     auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(LayoutMetrics::screenMargin, LayoutMetrics::screenMargin, LayoutMetrics::screenMargin,
+                               LayoutMetrics::screenMargin);
+    layout->setSpacing(LayoutMetrics::spacing);
     layout->addLayout(header);
     if (toolbar)
         layout->addLayout(toolbar);

@@ -3,6 +3,7 @@
 #include "base/AppPaths.h"
 #include "views/common/MarkdownBrowser.h"
 
+#include <QShortcut>
 #include <QApplication>
 #include <QFile>
 #include <QLabel>
@@ -12,6 +13,8 @@ ReadOnlyTextView::ReadOnlyTextView(const QString &filename, const QString &title
     : QWidget(parent), m_filename(filename)
 {
     setWindowTitle(title);
+    // A secondary window closes with Escape, as a dialog does.
+    connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this, &QWidget::close);
     resize(640, 720);
     auto *layout = new QVBoxLayout(this);
     m_heading = new QLabel(QStringLiteral("<b>%1</b>").arg(title.toHtmlEscaped()), this);

@@ -3,6 +3,7 @@
 #include "diagnostics/MCPLogMessageType.h"
 #include "views/log/LogListModel.h"
 
+#include <algorithm>
 #include <QAbstractScrollArea>
 #include <QApplication>
 #include <QFontDatabase>
@@ -66,9 +67,21 @@ QString LogEntryDelegate::textFor(const QModelIndex &index, bool expanded) const
 {
     if (expanded)
         return index.data(LogListModel::MessageRole).toString();
-    const QString display = index.data(Qt::DisplayRole).toString();
-    const qsizetype lineBreak = display.indexOf(QLatin1Char('\n'));
-    return lineBreak < 0 ? display : display.left(lineBreak);
+    return summaryLine(index.data(Qt::DisplayRole).toString());
+}
+
+QString LogEntryDelegate::summaryLine(const QString &message)
+{
+    // A pretty-printed JSON result opens with a line of brackets alone; the first line that
+    // says something stands for the entry.
+    static const QString punctuation = QStringLiteral("{}[](),;");
+    const QStringList lines = message.split(QLatin1Char('\n'));
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QString trimmed = lines[i].trimmed();
+        if (std::any_of(trimmed.begin(), trimmed.end(), [](QChar c) { return !punctuation.contains(c); }))
+            return i == 0 ? lines[i] : trimmed;
+    }
+    return lines.first();
 }
 
 QSize LogEntryDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const

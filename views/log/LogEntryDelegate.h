@@ -23,6 +23,8 @@ public:
     void rowSizeChanged(const QModelIndex &index) { emit sizeHintChanged(index); }
 
     static QColor labelColor(int type, const QPalette &palette);
+    // The one line a folded entry shows: its first line that is more than brackets.
+    static QString summaryLine(const QString &message);
 
 private:
     struct Columns {

@@ -3,6 +3,7 @@
 CPUChart::CPUChart(QWidget *parent) : UsageChart(QStringLiteral("CPU Usage"), parent)
 {
     setObjectName(QStringLiteral("cpuChart"));
+    setCaption(QStringLiteral("now, over the last second"));
 }
 
 double CPUChart::reading()

@@ -3,6 +3,7 @@
 #include "views/monitor/CPUChart.h"
 #include "views/monitor/MemoryChart.h"
 
+#include <QShortcut>
 #include <QPointer>
 #include <QVBoxLayout>
 
@@ -19,6 +20,8 @@ QPointer<SystemMonitorWindow> &shownWindow()
 SystemMonitorWindow::SystemMonitorWindow(QWidget *parent) : QWidget(parent, Qt::Window)
 {
     setObjectName(QStringLiteral("systemMonitorWindow"));
+    // A secondary window closes with Escape, as a dialog does.
+    connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this, &QWidget::close);
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(QStringLiteral("Kelvara - System Monitor"));
     auto *layout = new QVBoxLayout(this);

@@ -53,6 +53,7 @@ SystemStatsToolbarView::SystemStatsToolbarView(QWidget *parent) : QWidget(parent
     layout->setSpacing(6);
     m_cpuText = new QLabel(this);
     m_cpuText->setObjectName(QStringLiteral("systemStatsCpu"));
+    m_cpuText->setToolTip(QStringLiteral("Processor load, averaged since the system started"));
     m_cpuBar = makeBar(this, QStringLiteral("systemStatsCpuBar"));
     m_memText = new QLabel(this);
     m_memText->setObjectName(QStringLiteral("systemStatsMemory"));
@@ -78,7 +79,9 @@ void SystemStatsToolbarView::refresh()
     m_cpuFraction = monitor.toolbarCpuFraction();
     m_memFraction = monitor.memoryFraction();
     m_memUsedLabel = monitor.memoryUsedLabel();
-    m_cpuText->setText(QStringLiteral("CPU ") + QString::asprintf("%.0f%%", m_cpuFraction * 100));
+    // The figure is the average since the system started, and says so; the monitor's chart
+    // shows the load now.
+    m_cpuText->setText(QStringLiteral("CPU avg ") + QString::asprintf("%.0f%%", m_cpuFraction * 100));
     m_memText->setText(QStringLiteral("Memory ") + QString::asprintf("%.0f%%", m_memFraction * 100));
     m_memText->setToolTip(m_memUsedLabel);
     paintBar(m_cpuBar, m_cpuFraction, SystemMonitor::cpuLevel(m_cpuFraction));

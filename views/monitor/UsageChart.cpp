@@ -76,6 +76,12 @@ void UsageChart::paintEvent(QPaintEvent *)
         return;
     }
     const double latest = m_history.last();
+    if (!m_caption.isEmpty()) {
+        painter.setFont(font());
+        painter.setPen(palette().color(QPalette::PlaceholderText));
+        painter.drawText(QRectF(8, 4, width() - 16, 20), Qt::AlignRight | Qt::AlignVCenter,
+                         QStringLiteral("%1% %2").arg(latest, 0, 'f', 0).arg(m_caption));
+    }
     const QColor color = chartColor(colorFor(latest));
     painter.setPen(color);
     painter.drawText(QRectF(8, 4, width() - 16, 20), Qt::AlignRight | Qt::AlignVCenter,

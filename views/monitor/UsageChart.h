@@ -24,6 +24,8 @@ public:
     void sample();
 
 protected:
+    // Beside the latest figure in the header: what it measures ("over the last second").
+    void setCaption(const QString &caption) { m_caption = caption; }
     UsageChart(const QString &title, QWidget *parent);
     virtual double reading() = 0;
     virtual SystemMonitor::ChartColor colorFor(double percent) const = 0;
@@ -34,6 +36,7 @@ protected:
 
 private:
     QString m_title;
+    QString m_caption;
     QList<double> m_history;
     QTimer *m_timer;
 };

@@ -1,5 +1,6 @@
 #include "views/plugins/PluginManagerView.h"
 
+#include "views/common/LayoutMetrics.h"
 #include "app/plugins/PluginManagerController.h"
 #include "app/plugins/PluginTexts.h"
 #include "views/common/AlertPresenter.h"
@@ -53,7 +54,10 @@ PluginManagerView::PluginManagerView(PluginManagerController *controller, QWidge
     auto *subtitle = new QLabel(PluginTexts::managerSubtitle, this);
     subtitle->setObjectName(QStringLiteral("pluginManagerSubtitle"));
 
-    m_register = new CommandButton(QStringLiteral("registerPluginButton"), PluginTexts::registerButton, QKeySequence(Qt::CTRL | Qt::Key_N), this);
+    // The File menu's "Add Plugin" owns the keys; a second owner would make them ambiguous.
+    m_register = new QPushButton(CommandButton::label(PluginTexts::registerButton, QKeySequence(QStringLiteral("Shift+Ctrl+N"))), this);
+    m_register->setObjectName(QStringLiteral("registerPluginButton"));
+    m_register->setAutoDefault(false);
     m_uninstall = new CommandButton(QStringLiteral("uninstallPluginButton"), PluginTexts::uninstallButton, QKeySequence(Qt::CTRL | Qt::Key_D), this);
     auto *buttons = new QHBoxLayout;
     buttons->setSpacing(8);
@@ -84,8 +88,7 @@ PluginManagerView::PluginManagerView(PluginManagerController *controller, QWidge
     warning->setObjectName(QStringLiteral("pluginWarning"));
 
     auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(20, 18, 20, 16);
-    layout->setSpacing(10);
+    LayoutMetrics::applyToScreen(layout);
     layout->addWidget(title);
     layout->addWidget(subtitle);
     layout->addLayout(buttons);

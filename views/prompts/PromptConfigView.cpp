@@ -1,5 +1,7 @@
 #include "views/prompts/PromptConfigView.h"
 
+#include "views/common/CommandButton.h"
+
 #include "store/PersistenceController.h"
 #include "store/PromptArguments.h"
 #include "store/PromptConfig.h"
@@ -91,10 +93,12 @@ QLayout *PromptConfigView::makeForm()
     m_arguments = new QListWidget(this);
     m_arguments->setObjectName(QStringLiteral("promptArgList"));
     auto *argumentButtons = new QHBoxLayout;
-    for (const auto &[name, text] : {std::pair{"addArgument", "Add Argument ⌘+T"}, {"editArgument", "Edit Argument"},
+    for (const auto &[name, text] : {std::pair{"addArgument", "Add Argument"}, {"editArgument", "Edit Argument"},
                                      {"deleteArgument", "Remove Argument"}})
         argumentButtons->addWidget(makeButton(this, QString::fromLatin1(name), QString::fromUtf8(text)));
-    button(QStringLiteral("addArgument"))->setShortcut(QKeySequence(QStringLiteral("Ctrl+T")));
+    const QKeySequence addKeys(QStringLiteral("Ctrl+T"));
+    button(QStringLiteral("addArgument"))->setText(CommandButton::label(QStringLiteral("Add Argument"), addKeys));
+    button(QStringLiteral("addArgument"))->setShortcut(addKeys);
 
     auto *form = new QFormLayout;
     form->addRow(new QLabel(QStringLiteral("<b>Prompt Definition</b>"), this));
@@ -136,8 +140,10 @@ void PromptConfigView::showSelection()
     m_showing = true;
     if (!m_name->hasFocus() && m_name->text() != prompt->name().value_or(QString()))
         m_name->setText(prompt->name().value_or(QString()));
-    if (!m_description->hasFocus() && m_description->text() != prompt->promptDescription().value_or(QString()))
+    if (!m_description->hasFocus() && m_description->text() != prompt->promptDescription().value_or(QString())) {
         m_description->setText(prompt->promptDescription().value_or(QString()));
+        m_description->setCursorPosition(0);  // a long description shows its beginning
+    }
     if (!m_template->hasFocus() && m_template->toPlainText() != prompt->templateText().value_or(QString()))
         m_template->setPlainText(prompt->templateText().value_or(QString()));
     const QList<PromptArguments *> arguments = PromptQueryService::sortedArguments(prompt);
@@ -169,7 +175,7 @@ void PromptConfigView::showArgumentSheet(bool editing)
     required->setObjectName(QStringLiteral("argumentRequired"));
     required->setChecked(start.required);
     auto *buttons = new QDialogButtonBox(&sheet);
-    buttons->addButton(QStringLiteral("Save changes ⌘S"), QDialogButtonBox::AcceptRole)->setShortcut(QKeySequence::Save);
+    buttons->addButton(CommandButton::label(QStringLiteral("Save changes"), QKeySequence::Save), QDialogButtonBox::AcceptRole)->setShortcut(QKeySequence::Save);
     buttons->addButton(QStringLiteral("Cancel"), QDialogButtonBox::RejectRole)->setToolTip(QStringLiteral("Leave unchanged"));
     connect(buttons, &QDialogButtonBox::accepted, &sheet, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, &sheet, &QDialog::reject);

@@ -1,5 +1,7 @@
 #include "views/resources/ResourceConfigView.h"
 
+#include "views/common/CommandButton.h"
+
 #include "store/PersistenceController.h"
 #include "store/ResourceConfig.h"
 #include "app/config/ResourceConfigController.h"
@@ -158,7 +160,7 @@ void ResourceConfigView::editTags()
     }
     recount();
     auto *add = makeButton(&sheet, QStringLiteral("addTag"), QStringLiteral("Add tag "));
-    auto *remove = makeButton(&sheet, QStringLiteral("deleteTag"), QStringLiteral("Delete tag ⌘+D"));
+    auto *remove = makeButton(&sheet, QStringLiteral("deleteTag"), CommandButton::label(QStringLiteral("Delete tag"), QKeySequence(QStringLiteral("Ctrl+D"))));
     remove->setShortcut(QKeySequence(QStringLiteral("Ctrl+D")));
     connect(add, &QPushButton::clicked, &sheet, [list, recount] {
         auto *item = new QListWidgetItem(QString(), list);
@@ -222,7 +224,7 @@ void ResourceConfigView::editRelatedResources()
     });
     auto *add = makeButton(&sheet, QStringLiteral("addRelated"), QStringLiteral("Add resource"));
     auto *choose = makeButton(&sheet, QStringLiteral("chooseRelated"), QStringLiteral("Choose file or folder..."));
-    auto *remove = makeButton(&sheet, QStringLiteral("deleteRelated"), QStringLiteral("Delete resource ⌘+D"));
+    auto *remove = makeButton(&sheet, QStringLiteral("deleteRelated"), CommandButton::label(QStringLiteral("Delete resource"), QKeySequence(QStringLiteral("Ctrl+D"))));
     remove->setShortcut(QKeySequence(QStringLiteral("Ctrl+D")));
     connect(add, &QPushButton::clicked, &sheet, [addRow] { addRow(RelatedResourceItem::makeNew()); });
     connect(remove, &QPushButton::clicked, &sheet, [table] {

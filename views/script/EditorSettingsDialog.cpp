@@ -1,5 +1,7 @@
 #include "views/script/EditorSettingsDialog.h"
 
+#include "views/common/CommandButton.h"
+
 #include "workbench/EditorSettings.h"
 
 #include <QCheckBox>
@@ -58,7 +60,7 @@ EditorSettingsDialog::EditorSettingsDialog(EditorSettings *settings, QWidget *pa
     auto *buttons = new QDialogButtonBox(this);
     QPushButton *reset = buttons->addButton(QStringLiteral("Reset"), QDialogButtonBox::ResetRole);
     buttons->addButton(QStringLiteral("Cancel"), QDialogButtonBox::RejectRole);
-    QPushButton *save = buttons->addButton(QStringLiteral("Save changes ⌘S"), QDialogButtonBox::AcceptRole);
+    QPushButton *save = buttons->addButton(CommandButton::label(QStringLiteral("Save changes"), QKeySequence::Save), QDialogButtonBox::AcceptRole);
     save->setShortcut(QKeySequence::Save);
     save->setDefault(true);
 

@@ -1,5 +1,9 @@
 #include "views/script/JavaScriptHighlighter.h"
 
+#include "views/common/ColorScheme.h"
+
+#include <QApplication>
+
 #include "workbench/EditorSettings.h"
 
 namespace {
@@ -64,16 +68,18 @@ JavaScriptHighlighter::JavaScriptHighlighter(QTextDocument *document, EditorSett
 
 void JavaScriptHighlighter::highlightBlock(const QString &text)
 {
-    QTextCharFormat keyword;
-    keyword.setForeground(m_settings->keywordColor);
-    QTextCharFormat string;
-    string.setForeground(m_settings->stringColor);
-    QTextCharFormat comment;
-    comment.setForeground(m_settings->commentColor);
-    QTextCharFormat number;
-    number.setForeground(m_settings->numberColor);
-    QTextCharFormat function;
-    function.setForeground(m_settings->functionColor);
+    // The colours are made for a dark editor; on a light one they are taken darker.
+    const QColor base = QApplication::palette().color(QPalette::Base);
+    auto colored = [&base](const QColor &color) {
+        QTextCharFormat format;
+        format.setForeground(ColorScheme::readableOn(color, base));
+        return format;
+    };
+    const QTextCharFormat keyword = colored(m_settings->keywordColor);
+    const QTextCharFormat string = colored(m_settings->stringColor);
+    const QTextCharFormat comment = colored(m_settings->commentColor);
+    const QTextCharFormat number = colored(m_settings->numberColor);
+    const QTextCharFormat function = colored(m_settings->functionColor);
 
     // Keywords and function names first; strings and comments then take their ranges over.
     for (auto it = keywords().globalMatch(text); it.hasNext();) {

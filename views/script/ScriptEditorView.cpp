@@ -1,7 +1,9 @@
 #include "views/script/ScriptEditorView.h"
 
+#include "views/common/LayoutMetrics.h"
 #include "diagnostics/LogController.h"
 #include "views/common/AlertPresenter.h"
+#include "views/common/OverflowRow.h"
 #include "views/log/LogPaneView.h"
 #include "views/script/EditorSettingsDialog.h"
 #include "views/script/QtFileExplorerPanels.h"
@@ -72,16 +74,16 @@ QLayout *ScriptEditorView::buildToolbar()
     m_recent = new QComboBox(this);
     m_recent->setObjectName(QStringLiteral("recentFiles"));
     m_recent->setMinimumWidth(160);
-    auto *toolbar = new QHBoxLayout;
-    toolbar->addWidget(namedButton(this, "new", QStringLiteral("New Script")));
-    toolbar->addWidget(namedButton(this, "open", QStringLiteral("Open…")));
-    toolbar->addWidget(namedButton(this, "save", QStringLiteral("Save")));
-    toolbar->addWidget(namedButton(this, "run", QStringLiteral("Check and Run Script")));
-    toolbar->addWidget(namedButton(this, "find", QStringLiteral("Find")));
-    toolbar->addWidget(namedButton(this, "settings", QStringLiteral("Settings")));
-    toolbar->addStretch();
-    toolbar->addWidget(new QLabel(QStringLiteral("Recent Files"), this));
-    toolbar->addWidget(m_recent);
+    m_recent->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    // Find and Settings fold into "⋯" where the editor's side is narrow.
+    auto *toolbar = new OverflowRow(this);
+    toolbar->addFixed(namedButton(this, "new", QStringLiteral("New Script")));
+    toolbar->addFixed(namedButton(this, "open", QStringLiteral("Open…")));
+    toolbar->addFixed(namedButton(this, "save", QStringLiteral("Save")));
+    toolbar->addFixed(namedButton(this, "run", QStringLiteral("Check and Run Script")));
+    toolbar->addFoldable(namedButton(this, "find", QStringLiteral("Find")));
+    toolbar->addFoldable(namedButton(this, "settings", QStringLiteral("Settings")));
+    toolbar->addSpace();
     return toolbar;
 }
 
@@ -165,6 +167,11 @@ void ScriptEditorView::buildExplorer()
     m_explorerModel->onNewFile = [] { return ScriptEditorController::newScriptTemplate; };
     m_explorer = new UnifiedFileExplorerView(m_explorerModel, this);
     m_explorer->setMinimumWidth(160);
+    // A saved script's row shows its new size.
+    connect(m_controller, &AbstractController::changed, m_explorer, [this] {
+        if (!m_controller->contentIsDirty())
+            m_explorer->refreshSize(m_controller->currentFilePath());
+    });
 }
 
 void ScriptEditorView::layOut(QLayout *toolbar, QSplitter *editorAndLog)
@@ -172,7 +179,13 @@ void ScriptEditorView::layOut(QLayout *toolbar, QSplitter *editorAndLog)
     auto *editorSide = new QWidget(this);
     auto *editorLayout = new QVBoxLayout(editorSide);
     editorLayout->setContentsMargins(0, 0, 0, 0);
-    editorLayout->addWidget(m_title);
+    // The recent files share the title's line, where there is room for their names.
+    auto *titleRow = new QHBoxLayout;
+    m_title->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    titleRow->addWidget(m_title, 1);
+    titleRow->addWidget(new QLabel(QStringLiteral("Recent Files"), this));
+    titleRow->addWidget(m_recent);
+    editorLayout->addLayout(titleRow);
     editorLayout->addLayout(toolbar);
     editorLayout->addWidget(editorAndLog, 1);
     auto *sides = new QSplitter(Qt::Horizontal, this);
@@ -184,6 +197,7 @@ void ScriptEditorView::layOut(QLayout *toolbar, QSplitter *editorAndLog)
     sides->setSizes({200, 1000});
 
     auto *layout = new QVBoxLayout(this);
+    LayoutMetrics::applyToScreen(layout);
     layout->addWidget(sides, 1);
 }
 

@@ -169,12 +169,21 @@ void SourceTextEditor::resizeEvent(QResizeEvent *event)
 {
     QPlainTextEdit::resizeEvent(event);
     updateMargins();
+    placeRuler();
+}
+
+void SourceTextEditor::placeRuler()
+{
+    // Beside the text, down to where the text ends: a horizontal scroll bar stays clear.
     const QRect area = contentsRect();
-    m_ruler->setGeometry(QRect(area.left(), area.top(), m_ruler->rulerWidth(), area.height()));
+    const QRect ruler(area.left(), area.top(), m_ruler->rulerWidth(), viewport()->height());
+    if (m_ruler->geometry() != ruler)
+        m_ruler->setGeometry(ruler);
 }
 
 void SourceTextEditor::updateRulerArea(const QRect &rect, int dy)
 {
+    placeRuler();  // the scroll bar may have come or gone
     if (dy)
         m_ruler->scroll(0, dy);
     else

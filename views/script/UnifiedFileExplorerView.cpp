@@ -1,5 +1,7 @@
 #include "views/script/UnifiedFileExplorerView.h"
 
+#include "views/common/AppIcons.h"
+
 #include "views/script/FileNodeRow.h"
 #include "workbench/FileExplorerModel.h"
 
@@ -77,11 +79,17 @@ UnifiedFileExplorerView::UnifiedFileExplorerView(FileExplorerModel *model, QWidg
 {
     setObjectName(QStringLiteral("fileExplorer"));
 
+    // Theme icons where the desktop has them, else the bundled SVGs: crisp at any scale.
     QToolButton *choose = headerButton(this, "selectDirectory", QStyle::SP_DirOpenIcon, QStringLiteral("Select Directory"));
+    choose->setIcon(AppIcons::themed(QStringLiteral("folder-open"), QStringLiteral("icons/folder-open.svg")));
     QToolButton *create = headerButton(this, "createFile", QStyle::SP_FileIcon, QStringLiteral("Create file"));
-    m_hidden = headerButton(this, "hideHidden", QStyle::SP_DialogNoButton, QStringLiteral("Hide hidden files"));
+    create->setIcon(AppIcons::themed(QStringLiteral("document-new"), QStringLiteral("icons/document-new.svg")));
+    m_hidden = headerButton(this, "hideHidden", QStyle::SP_DirIcon, QStringLiteral("Hide hidden files"));
+    // A toggle shows what it hides, pressed or not; never a "no" sign.
+    m_hidden->setIcon(AppIcons::themed(QStringLiteral("view-hidden"), QStringLiteral("icons/view-hidden.svg")));
     m_hidden->setCheckable(true);
     QToolButton *refresh = headerButton(this, "refresh", QStyle::SP_BrowserReload, QStringLiteral("Refresh"));
+    refresh->setIcon(AppIcons::themed(QStringLiteral("view-refresh"), QStringLiteral("icons/view-refresh.svg")));
     m_rootName = new QLabel(this);
     m_rootName->setObjectName(QStringLiteral("rootName"));
     auto *header = new QHBoxLayout;
@@ -128,14 +136,14 @@ UnifiedFileExplorerView::UnifiedFileExplorerView(FileExplorerModel *model, QWidg
     auto *title = new QLabel(QStringLiteral("No folder open"), empty);
     title->setAlignment(Qt::AlignCenter);
     emptyLayout->addWidget(title);
-    auto *hint = new QHBoxLayout;
-    hint->addStretch();
-    hint->addWidget(new QLabel(QStringLiteral("Click"), empty));
+    // The hint wraps in a narrow tree; the button under it does what it says.
+    auto *hintText = new QLabel(QStringLiteral("Click the folder button to open a directory"), empty);
+    hintText->setAlignment(Qt::AlignCenter);
+    hintText->setWordWrap(true);
+    emptyLayout->addWidget(hintText);
     QToolButton *hintButton = headerButton(empty, "openDirectory", QStyle::SP_DirIcon, QStringLiteral("Select Directory"));
-    hint->addWidget(hintButton);
-    hint->addWidget(new QLabel(QStringLiteral("to open a directory"), empty));
-    hint->addStretch();
-    emptyLayout->addLayout(hint);
+    hintButton->setIcon(choose->icon());
+    emptyLayout->addWidget(hintButton, 0, Qt::AlignHCenter);
     emptyLayout->addStretch();
 
     auto *content = new QWidget(this);
@@ -189,6 +197,16 @@ QStringList UnifiedFileExplorerView::selectedPaths() const
     for (QTreeWidgetItem *item : m_tree->selectedItems())
         paths.append(static_cast<FileNodeRow *>(item)->path());
     return paths;
+}
+
+void UnifiedFileExplorerView::refreshSize(const QString &path)
+{
+    std::shared_ptr<FSNode> node = path.isEmpty() ? nullptr : findNode(m_model->rootNode(), path);
+    if (!node || node->isDirectory)
+        return;
+    node->size = QFileInfo(path).size();
+    if (FileNodeRow *row = rowForPath(path))
+        row->setText(1, FileExplorerModel::sizeText(node->size));
 }
 
 void UnifiedFileExplorerView::rebuild()

@@ -29,6 +29,8 @@ public:
     QLineEdit *filterField() const { return m_filter; }
     // The row of a path among the rows drawn, or nullptr.
     FileNodeRow *rowForPath(const QString &path) const;
+    // The file's size read again (it was just saved): the row shows what is on disk.
+    void refreshSize(const QString &path);
     // The paths of the selected rows, in order.
     QStringList selectedPaths() const;
 

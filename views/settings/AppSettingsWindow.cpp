@@ -3,6 +3,7 @@
 #include "base/AppPaths.h"
 #include "views/common/AppIcons.h"
 
+#include <QShortcut>
 #include <QGuiApplication>
 #include <QHash>
 #include <QScreen>
@@ -54,6 +55,8 @@ AppSettingsWindow *AppSettingsWindow::showSettings(AppSettingsSection section)
 AppSettingsWindow::AppSettingsWindow(QWidget *parent) : QWidget(parent, Qt::Window)
 {
     setObjectName(QStringLiteral("settingsWindow"));
+    // A secondary window closes with Escape, as a dialog does.
+    connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this, &QWidget::close);
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(AppPaths::displayName() + QStringLiteral(" - Settings"));
     setWindowIcon(AppIcons::applicationIcon());

@@ -81,7 +81,7 @@ BookmarkSetupView::BookmarkSetupView(BookmarkSetupViewModel *model, bool showsCl
     draftsLayout->addWidget(m_table, 1);
     draftsLayout->addLayout(tableButtons);
     auto *headless = new QLabel(QStringLiteral("The file tools read and write only inside these locations. "
-                                               "Without a window: kelvara access grant|revoke folder PATH"),
+                                               "From a terminal: kelvara access grant|revoke folder PATH"),
                                 draftsPage);
     headless->setObjectName(QStringLiteral("bookmarkHeadlessNote"));
     headless->setWordWrap(true);

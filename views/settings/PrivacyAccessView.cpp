@@ -26,7 +26,7 @@ PrivacyAccessView::PrivacyAccessView(PrivacyAccessController *controller, QWidge
                 });
         layout->addWidget(box);
     }
-    auto *note = new QLabel(QStringLiteral("Without a terminal window: kelvara access grant|revoke calendars|reminders|contacts"), this);
+    auto *note = new QLabel(QStringLiteral("From a terminal: kelvara access grant|revoke calendars|reminders|contacts"), this);
     note->setTextInteractionFlags(Qt::TextSelectableByMouse);
     layout->addWidget(note);
     layout->addStretch(1);

@@ -1,5 +1,7 @@
 #include "views/tools/ToolSchemaEditorDialog.h"
 
+#include "views/common/CommandButton.h"
+
 #include <QComboBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -38,20 +40,22 @@ ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidge
     m_members->setHorizontalHeaderLabels({QStringLiteral("Name"), QStringLiteral("Type"), QStringLiteral("Description")});
     m_members->horizontalHeader()->setStretchLastSection(true);
 
+    // A button with a shortcut names its keys after the text, as this desktop writes them.
     auto button = [this](const char *name, const QString &text, const char *shortcut = nullptr) {
-        auto *b = new QPushButton(text, this);
+        const QKeySequence keys(QString::fromLatin1(shortcut ? shortcut : ""));
+        auto *b = new QPushButton(shortcut ? CommandButton::label(text, keys) : text, this);
         b->setObjectName(QString::fromLatin1(name));
         b->setAutoDefault(false);
         if (shortcut)
-            b->setShortcut(QKeySequence(QString::fromLatin1(shortcut)));
+            b->setShortcut(keys);
         return b;
     };
-    QPushButton *addParam = button("addParameter", QStringLiteral("Add Parameter ⌘+N"), "Ctrl+N");
-    QPushButton *deleteParam = button("deleteParameter", QStringLiteral("Delete Parameter ⌘+D"), "Ctrl+D");
+    QPushButton *addParam = button("addParameter", QStringLiteral("Add Parameter"), "Ctrl+N");
+    QPushButton *deleteParam = button("deleteParameter", QStringLiteral("Delete Parameter"), "Ctrl+D");
     QPushButton *addMember = button("addProperty", QStringLiteral("Add Property"));
     QPushButton *deleteMember = button("deleteProperty", QStringLiteral("Delete Property"));
-    QPushButton *save = button("save", QStringLiteral("Save changes ⌘S"), "Ctrl+S");
-    QPushButton *revert = button("revert", QStringLiteral("Revert changes ⌘+U"), "Ctrl+U");
+    QPushButton *save = button("save", QStringLiteral("Save changes"), "Ctrl+S");
+    QPushButton *revert = button("revert", QStringLiteral("Revert changes"), "Ctrl+U");
     QPushButton *cancel = button("cancel", QStringLiteral("Cancel"));
     cancel->setToolTip(QStringLiteral("Leave unchanged"));
 
@@ -186,6 +190,7 @@ void ToolSchemaEditorDialog::showForm()
         m_name->setText(form.parameterName);
         m_type->setCurrentText(form.parameterType);
         m_description->setText(form.parameterDescription);
+        m_description->setCursorPosition(0);
         m_default->setText(form.defaultValue);
         m_itemType->setCurrentText(form.itemType);
         const bool object = form.parameterType == QLatin1String("object");

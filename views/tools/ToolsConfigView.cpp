@@ -1,5 +1,8 @@
 #include "views/tools/ToolsConfigView.h"
 
+#include "views/common/CommandButton.h"
+#include "views/common/OverflowRow.h"
+
 #include "store/PersistenceController.h"
 #include "store/ToolsConfig.h"
 #include "app/config/ToolsConfigController.h"
@@ -87,22 +90,23 @@ void ToolsConfigView::bindSchemaCommands()
 
 QLayout *ToolsConfigView::makeToolbar()
 {
-    auto *toolbar = new QHBoxLayout;
+    // Where the screen is narrow, the less used commands fold into "⋯".
+    auto *toolbar = new OverflowRow(this);
     // The commands' full titles, with their shortcuts, stand in the tooltips.
     auto command = [this](const char *name, const QString &label, const QString &title, const char *shortcut) {
         QPushButton *button = makeButton(this, QString::fromLatin1(name), label, shortcut);
         button->setToolTip(title);
         return button;
     };
-    toolbar->addWidget(makeButton(this, QStringLiteral("add"), QStringLiteral("New Tool")));
-    toolbar->addWidget(command("addInput", QStringLiteral("New input scheme"), QStringLiteral("New input scheme ⌘+I"), "Ctrl+I"));
-    toolbar->addWidget(command("addOutput", QStringLiteral("New output scheme"), QStringLiteral("New output scheme ⌘+O"), "Ctrl+O"));
-    toolbar->addWidget(command("delete", QStringLiteral("Delete selected"), QStringLiteral("Delete selected ⌘+D"), "Ctrl+D"));
-    toolbar->addWidget(command("revert", QStringLiteral("Revert changes"), QStringLiteral("Revert changes ⌘+U"), "Ctrl+U"));
-    toolbar->addWidget(makeButton(this, QStringLiteral("save"), QStringLiteral("Save")));
-    toolbar->addStretch();
-    toolbar->addWidget(makeButton(this, QStringLiteral("copy"), QStringLiteral("Copy")));
-    toolbar->addWidget(makeButton(this, QStringLiteral("paste"), QStringLiteral("Paste")));
+    toolbar->addFixed(makeButton(this, QStringLiteral("add"), QStringLiteral("New Tool")));
+    toolbar->addFixed(command("addInput", QStringLiteral("New input scheme"), CommandButton::label(QStringLiteral("New input scheme"), QKeySequence(QStringLiteral("Ctrl+I"))), "Ctrl+I"));
+    toolbar->addFixed(command("addOutput", QStringLiteral("New output scheme"), CommandButton::label(QStringLiteral("New output scheme"), QKeySequence(QStringLiteral("Ctrl+O"))), "Ctrl+O"));
+    toolbar->addFoldable(command("delete", QStringLiteral("Delete selected"), CommandButton::label(QStringLiteral("Delete selected"), QKeySequence(QStringLiteral("Ctrl+D"))), "Ctrl+D"));
+    toolbar->addFoldable(command("revert", QStringLiteral("Revert changes"), CommandButton::label(QStringLiteral("Revert changes"), QKeySequence(QStringLiteral("Ctrl+U"))), "Ctrl+U"));
+    toolbar->addFixed(makeButton(this, QStringLiteral("save"), QStringLiteral("Save")));
+    toolbar->addSpace();
+    toolbar->addFoldable(makeButton(this, QStringLiteral("copy"), QStringLiteral("Copy")));
+    toolbar->addFoldable(makeButton(this, QStringLiteral("paste"), QStringLiteral("Paste")));
     return toolbar;
 }
 
@@ -199,8 +203,10 @@ void ToolsConfigView::showSelection()
     m_showing = true;
     if (!m_name->hasFocus())
         m_name->setText(tool->name().value_or(QString()));
-    if (!m_description->hasFocus())
+    if (!m_description->hasFocus()) {
         m_description->setText(tool->toolDescription().value_or(QString()));
+        m_description->setCursorPosition(0);  // a long description shows its beginning
+    }
     if (!m_handler->hasFocus())
         m_handler->setText(tool->handlerName().value_or(QString()));
     const QString type = ToolsConfigController::shownType(tool);

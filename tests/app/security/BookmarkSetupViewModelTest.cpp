@@ -42,10 +42,11 @@ TEST_F(BookmarkSetupViewModelTest, IntroductionIsTheAssistantsOwnText)
     BookmarkSetupViewModel model(&controller);
     EXPECT_EQ(model.currentPage(), 0);
     EXPECT_EQ(model.introductionText(),
-              QStringLiteral("Kelvara - Security Bookmark Setup\n\nThis assistant configures file and folder permissions "
-                             "for the sandboxed app.\n\nSteps:\n1. Review this introduction.\n2. Select files/folders you "
-                             "want Kelvara to access, then review bookmark entries and finish setup.\n\nYou can update "
-                             "these permissions later from main menu 'Settings'.\n\n"));
+              QStringLiteral("Kelvara - Security Scopes\n\nChoose the files and folders that Kelvara's tools and scripts "
+                             "may read and write. Everything else stays out of their reach.\n\n"
+                             "Steps:\n1. Review this introduction.\n2. Add the files and folders Kelvara may use, review "
+                             "the list and finish.\n\nYou can change the list later in File ▸ Settings ▸ Security "
+                             "Scopes.\n\n"));
     model.nextPage();
     model.nextPage();
     EXPECT_EQ(model.currentPage(), 1);
