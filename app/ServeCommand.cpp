@@ -20,6 +20,7 @@
 #include "tools/plugins/PluginController.h"
 #include "tools/plugins/PluginInspector.h"
 #include "tools/router/MCPServer.h"
+#include "tools/scripting/ScriptThreadPool.h"
 #include "tools/scripting/ScriptWatchdog.h"
 
 #include <QCoreApplication>
@@ -466,6 +467,9 @@ int ServeCommand::main(int argc, char **argv)
         flushStream(stdout);
         std::_Exit(code);
     }
+    // The script threads end now, each releasing its own context and group, while every
+    // global they use is still whole.
+    ScriptThreadPool::shared().stop();
     MCPServerBridge::sharedInstance().setLogHandler(nullptr);
     logger->setLogHandler(nullptr);
     return code;

@@ -1,3 +1,6 @@
+#include "engine/CallReporter.h"
+#include "engine/CancellationToken.h"
+#include "engine/JSONParser.h"
 #include "engine/bridge/MCPServerBridge.h"
 #include "tests/http/TestHttpServer.h"
 #include "tests/support/LogLines.h"
@@ -37,6 +40,34 @@ QString writeFile(const QString &path, const QByteArray &data)
     file.write(data);
     return path;
 }
+
+// Keeps what a call reports to its client, as the server's reporter would send it.
+class RecordingReporter : public MCP::CallReporter {
+public:
+    struct Progress {
+        double progress;
+        std::optional<double> total;
+        std::string message;
+    };
+    struct Message {
+        std::string level;
+        MCP::JSONValue data;
+        std::string logger;
+    };
+
+    void progress(double progress, std::optional<double> total, const std::string &message) override
+    {
+        progressReports.push_back({progress, total, message});
+    }
+    void log(const std::string &level, const MCP::JSONValue &data, const std::string &logger) override
+    {
+        messages.push_back({level, data, logger});
+    }
+    bool wantsProgress() const override { return true; }
+
+    std::vector<Progress> progressReports;
+    std::vector<Message> messages;
+};
 
 JSONToolSchemaProperty property(const char *type)
 {
@@ -251,6 +282,107 @@ TEST_F(MCPServerTest, ParametersCalledNameTitleAndSessionIdReachTheScriptAsTheCl
     EXPECT_EQ(structured(result, "keys"), QJsonValue(3));
     EXPECT_EQ(structured(result, "sid"), QJsonValue("connection-9"));
     EXPECT_EQ(structured(result, "handler"), QJsonValue("handler"));
+}
+
+TEST_F(MCPServerTest, AScriptsProgressAndLogMessagesReachTheCallersReporter)
+{
+    JSONToolConfig config = tool(u"ScriptTool"_s, u"toolEntry"_s);
+    config.name = u"reporting_tool"_s;
+    config.scriptName = writeFile(folder + u"/reporting.js"_s,
+                                  "function toolEntry(sid, handlerName, jsonParams) {\n"
+                                  "  Kelvara.progress(1, 3, 'first of three');\n"
+                                  "  Kelvara.progress(2.5);\n"
+                                  "  Kelvara.progress(3, null, 'done');\n"
+                                  "  Kelvara.log('warning', 'disk nearly full', {free: 12, unit: 'MB'});\n"
+                                  "  Kelvara.log('Info', 'plain words');\n"
+                                  "  Kelvara.log('debug', 'rows', [1, 2]);\n"
+                                  "  Kelvara.log('emergency', '', {only: 'data'});\n"
+                                  "  Kelvara.log('notice', 'the text leads', {message: 'overruled'});\n"
+                                  "  console.log('to Kelvara only');\n"
+                                  "  return JSON.stringify({text: 'reported'});\n}\n");
+    auto reporter = std::make_shared<RecordingReporter>();
+    const JSONToolResult result =
+        router->handleToolCall({}, config, ToolInvocation{u"session-1"_s, u"7"_s, nullptr, reporter});
+    EXPECT_EQ(result.content.value(0).text, u"reported"_s);
+
+    ASSERT_EQ(reporter->progressReports.size(), 3u);
+    EXPECT_EQ(reporter->progressReports[0].progress, 1);
+    EXPECT_EQ(reporter->progressReports[0].total, std::optional<double>(3));
+    EXPECT_EQ(reporter->progressReports[0].message, "first of three");
+    EXPECT_EQ(reporter->progressReports[1].progress, 2.5);
+    EXPECT_EQ(reporter->progressReports[1].total, std::nullopt);
+    EXPECT_EQ(reporter->progressReports[1].message, "");
+    EXPECT_EQ(reporter->progressReports[2].total, std::nullopt);
+    EXPECT_EQ(reporter->progressReports[2].message, "done");
+
+    // The logger is the tool; console stays in Kelvara's own log.
+    ASSERT_EQ(reporter->messages.size(), 5u);
+    const std::vector<std::pair<std::string, std::string>> expected = {
+        {"warning", R"({"free":12,"message":"disk nearly full","unit":"MB"})"},
+        {"info", R"("plain words")"},
+        {"debug", R"({"data":[1,2],"message":"rows"})"},
+        {"emergency", R"({"only":"data"})"},
+        {"notice", R"({"message":"the text leads"})"},
+    };
+    for (size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(reporter->messages[i].level, expected[i].first) << i;
+        EXPECT_EQ(reporter->messages[i].data, MCP::JSONParser::parseDocument(expected[i].second).value()) << i;
+        EXPECT_EQ(reporter->messages[i].logger, "reporting_tool") << i;
+    }
+    EXPECT_TRUE(log.contains(MCPLogMessageType::Info, -1, u"to Kelvara only"_s));
+}
+
+TEST_F(MCPServerTest, BadReportsAreTheScriptsErrorsAndACancelledCallReportsNothing)
+{
+    JSONToolConfig config = tool(u"ScriptTool"_s, u"toolEntry"_s);
+    auto run = [&](const char *body, const MCP::CancellationToken *token = nullptr) {
+        config.scriptName = writeFile(folder + u"/bad.js"_s,
+                                      QByteArray("function toolEntry(sid, handlerName, jsonParams) {\n") + body +
+                                          "\n  return JSON.stringify({text: 'went on'});\n}\n");
+        auto reporter = std::make_shared<RecordingReporter>();
+        const MCP::CancellationToken::Scope current(token);
+        const JSONToolResult result = router->handleToolCall({}, config, ToolInvocation{u"s"_s, u"1"_s, token, reporter});
+        return std::make_pair(result, reporter);
+    };
+    auto thrownLine = [&](const QString &start) {
+        for (const LogLines::Line &line : log.withCode(500))
+            if (line.message.startsWith(start))
+                return true;
+        return false;
+    };
+
+    // An unknown level throws where it was used; nothing reaches the client.
+    auto [loud, loudReporter] = run("Kelvara.log('loud', 'hello');");
+    EXPECT_EQ(errorMessage(loud), u"[Script] Invalid JSON result"_s);
+    EXPECT_TRUE(loudReporter->messages.empty());
+    EXPECT_TRUE(thrownLine(u"[Script] Error: Kelvara.log: unknown level 'loud'; the levels are debug, info, notice, "
+                           "warning, error, critical, alert, emergency"_s));
+
+    // A script may catch it and go on.
+    auto [caught, caughtReporter] = run("try { Kelvara.log('verbose', 'x'); } catch (e) { Kelvara.log('error', e.message); }");
+    EXPECT_EQ(caught.content.value(0).text, u"went on"_s);
+    ASSERT_EQ(caughtReporter->messages.size(), 1u);
+    EXPECT_EQ(caughtReporter->messages[0].level, "error");
+
+    auto [noNumber, noNumberReporter] = run("Kelvara.progress('half');");
+    EXPECT_EQ(errorMessage(noNumber), u"[Script] Invalid JSON result"_s);
+    EXPECT_TRUE(thrownLine(u"[Script] Error: Kelvara.progress: progress must be a finite number"_s));
+    auto [badTotal, badTotalReporter] = run("Kelvara.progress(1, 'ten');");
+    EXPECT_TRUE(thrownLine(u"[Script] Error: Kelvara.progress: total must be a finite number when given"_s));
+    EXPECT_TRUE(noNumberReporter->progressReports.empty());
+    EXPECT_TRUE(badTotalReporter->progressReports.empty());
+
+    // Data that has no JSON form (a cycle) is an error too, not a half-sent message.
+    auto [cycle, cycleReporter] = run("var a = {}; a.self = a; Kelvara.log('info', 'loop', a);");
+    EXPECT_EQ(errorMessage(cycle), u"[Script] Invalid JSON result"_s);
+    EXPECT_TRUE(cycleReporter->messages.empty());
+
+    // Once the call is cancelled the script's reports go nowhere.
+    MCP::CancellationToken cancelled;
+    cancelled.cancel();
+    auto [late, lateReporter] = run("Kelvara.progress(1, 2, 'late'); Kelvara.log('error', 'late');", &cancelled);
+    EXPECT_TRUE(lateReporter->progressReports.empty());
+    EXPECT_TRUE(lateReporter->messages.empty());
 }
 
 TEST_F(MCPServerTest, FileResourcesGiveTheTextTheBytesOrTheReadersError)

@@ -134,10 +134,11 @@ TEST_F(PluginScriptingTest, MissingFileAndMissingEntryPointSayWhatIsWrong)
 TEST_F(PluginScriptingTest, ModuleDirKeepsApostrophesAndTakesBackslashesAsEscapes)
 {
     const QString quoted = folder + "/it's here";
+    const QString before = QDir::currentPath();
     const JSONToolResult result = call(writeScript(
         "function toolEntry() { return JSON.stringify({text: __moduleDir}); }", "tool.js", quoted));
     EXPECT_EQ(text(result), quoted);
-    EXPECT_EQ(QDir::currentPath(), quoted);  // the process now stands in the script's folder
+    EXPECT_EQ(QDir::currentPath(), before);  // the folder is the script's, not the process's
 
     const QString slashed = folder + "/back\\slash";
     EXPECT_EQ(text(call(writeScript("function toolEntry() { return JSON.stringify({text: __moduleDir}); }", "tool.js",

@@ -122,7 +122,9 @@ JSONToolResult MCPServer::fail(const QString &message, MCPLogMessageType level)
 //   4. the text toolEntry gives back is parsed once into Qt JSON values, which the
 //      JSONToolResult keeps as they are;
 //   5. the bridge turns the result object into a JSONValue, which the engine writes.
-// What a script does with its text (JSON.parse, JSON.stringify) is its own affair. Routing
+// What a script does with its text (JSON.parse, JSON.stringify) is its own affair, and what it
+// reports to the client on the way (Kelvara.log, Kelvara.progress) goes beside this road,
+// through the call's reporter. Routing
 // reads the tool's configuration, never keys of the arguments, so a parameter may be called
 // anything, `name` and `sessionId` included.
 JSONToolResult MCPServer::handleToolCall(const QJsonObject &arguments, const JSONToolConfig &config,
@@ -255,7 +257,7 @@ JSONToolResult MCPServer::callScript(const QJsonObject &arguments, const JSONToo
     const std::optional<QString> json = jsonText(effectiveParameters(arguments).value_or(arguments), &failure);
     if (!json)
         return failure;
-    return PluginScripting::callScript(call.sessionId, config.scriptName, execHandler, *json);
+    return PluginScripting::callScript(call.sessionId, config.scriptName, execHandler, *json, call.reporter, config.name);
 }
 
 void MCPServer::applyOutputSchema(JSONToolResult &result, const JSONToolSchema &outputSchema)

@@ -1,6 +1,8 @@
 #include "tools/scripting/PluginScripting.h"
 
 #include "base/AppPaths.h"
+#include "base/MainThread.h"
+#include "engine/CancellationToken.h"
 #include "diagnostics/LogController.h"
 #include "tools/builtin/Utf8TextFile.h"
 #include "tools/results/ToolError.h"
@@ -92,17 +94,16 @@ std::optional<ScriptValue::String> PluginScripting::loadPreprocessor()
 }
 
 JSONToolResult PluginScripting::callScript(const QString &sid, const QString &scriptPath, const QString &handlerName,
-                                           const QString &jsonParams)
+                                           const QString &jsonParams, std::shared_ptr<MCP::CallReporter> reporter,
+                                           const QString &loggerName)
 {
     LogController *logger = LogController::shared();
-    ScriptContextManager *manager = ScriptContextManager::shared();
-
     logger->log(QStringLiteral("[Script] Calling script: ") + scriptPath + QStringLiteral(", handler: ") + handlerName
                     + QStringLiteral(", json: ") + jsonParams,
                 -1, MCPLogMessageType::Info);
 
     // A relative path names a file in the application's container: the current directory
-    // is whatever folder the last script call left, so it would name nothing reliable.
+    // belongs to the whole process and names nothing reliable.
     const QString path = resolvedScriptPath(scriptPath);
     QString failure;
     const std::optional<ScriptValue::String> scriptText = loadScriptText(path, &failure);
@@ -114,13 +115,56 @@ JSONToolResult PluginScripting::callScript(const QString &sid, const QString &sc
                                  -1, MCPLogMessageType::Info);
     }
 
-    // Changing the directory may fail; that is not looked at.
-    const QString moduleDir = QFileInfo(path).absolutePath();
-    QDir::setCurrent(moduleDir);
+    const Call call{sid, path, handlerName, jsonParams, scriptText->get(), std::move(reporter), loggerName};
+    JSONToolResult result;
+    // On a pool thread with a context prepared ahead; on this thread when it is the main
+    // thread (a script may wait for it) or the pool has stopped.
+    const bool pooled = !MainThread::isCurrent() &&
+                        ScriptThreadPool::shared().run([&](ScriptThreadPool::Slot &slot) { result = run(call, &slot); },
+                                                       MCP::CancellationToken::current());
+    if (!pooled)
+        result = run(call, nullptr);
+    return result;
+}
 
-    const std::shared_ptr<ScriptContext> context = manager->contextForSession(sid);
+JSONToolResult PluginScripting::run(const Call &call, ScriptThreadPool::Slot *slot)
+{
+    LogController *logger = LogController::shared();
+    ScriptContextManager *manager = ScriptContextManager::shared();
+    const QString &sid = call.sid;
+
+    // The script's own folder, given to it (its bridge and __moduleDir) rather than made the
+    // process's current directory, which every other thread shares.
+    const QFileInfo scriptFile(call.path);
+    const QString moduleDir = scriptFile.absolutePath();
+
+    // Looked at before the context is taken: a context prepared ahead serves only a call that
+    // finds the pre-processor it evaluated. A missing one fails below, in a context as ever.
+    const std::optional<ScriptValue::String> preprocessor = loadPreprocessor();
+    std::shared_ptr<ScriptContext> offered;
+    std::shared_ptr<ScriptBridge> preparedBridge;
+    if (slot && slot->prepared) {
+        if (preprocessor && slot->preparedWith && slot->preparedWith->get() == preprocessor->get()) {
+            offered = std::move(slot->prepared);
+            preparedBridge = std::move(slot->preparedBridge);
+        } else {
+            // Prepared with a pre-processor text that is no longer the file's: gone first, so
+            // that the thread's group is free for the context made in its place.
+            slot->clear();
+        }
+    }
+    const std::shared_ptr<ScriptContext> context = manager->contextForSession(sid, offered);
     if (!context)
         return ToolError::report(logger, QStringLiteral("[Script] Failed to create JavaScript context"), -1, MCPLogMessageType::Info);
+    // Released by the pool's thread once the caller has the answer.
+    if (slot)
+        slot->finished = context;
+    // Taken by a session whose context another call of it had made already: kept for the next.
+    const bool prepared = offered && context == offered;
+    if (slot && offered && !prepared) {
+        slot->prepared = std::move(offered);
+        slot->preparedBridge = std::move(preparedBridge);
+    }
     JSGlobalContextRef ctx = context->jsContext();
     // Everything the call runs in this context is under the limits, the tool's own
     // top-level code included.
@@ -134,23 +178,28 @@ JSONToolResult PluginScripting::callScript(const QString &sid, const QString &sc
         return ToolError::report(logger, watchdog.stopText(), -1, MCPLogMessageType::Error);
     };
 
-    auto bridge = std::make_shared<ScriptBridge>(sid);
-    context->setObjectForKeyedSubscript(QStringLiteral("Kelvara"), ScriptBridgeExports::makeHostObject(ctx, bridge));
+    // A prepared context has the host object, `stdOut`, `stdErr`, `console` and the
+    // pre-processor in place already.
+    std::shared_ptr<ScriptBridge> bridge = prepared ? preparedBridge : std::make_shared<ScriptBridge>(sid);
+    bridge->setSid(sid);
+    bridge->setModuleDir(moduleDir);
+    bridge->setReporter(call.reporter, call.loggerName.isEmpty() ? scriptFile.completeBaseName() : call.loggerName);
+    if (!prepared) {
+        context->setObjectForKeyedSubscript(QStringLiteral("Kelvara"), ScriptBridgeExports::makeHostObject(ctx, bridge));
+        context->setObjectForKeyedSubscript(QStringLiteral("stdOut"), JSObjectMakeArray(ctx, 0, nullptr, nullptr));
+        context->setObjectForKeyedSubscript(QStringLiteral("stdErr"), JSObjectMakeArray(ctx, 0, nullptr, nullptr));
+        context->evaluateScript(consoleSource());
+    }
     bridge->setJSContext(context);
-
-    context->setObjectForKeyedSubscript(QStringLiteral("stdOut"), JSObjectMakeArray(ctx, 0, nullptr, nullptr));
-    context->setObjectForKeyedSubscript(QStringLiteral("stdErr"), JSObjectMakeArray(ctx, 0, nullptr, nullptr));
-
-    context->evaluateScript(consoleSource());
     context->evaluateScript(moduleDirDeclaration(moduleDir));
 
-    const std::optional<ScriptValue::String> preprocessor = loadPreprocessor();
     if (!preprocessor) {
         return ToolError::report(logger, QStringLiteral("[Script] Failed to load pre-processor from bundle"), -1,
                                  MCPLogMessageType::Info);
     }
-    context->evaluateScript(preprocessor->get(), QStringLiteral("bootstrap.js"));
-    context->evaluateScript(scriptText->get(), QUrl::fromLocalFile(path).toString());
+    if (!prepared)
+        context->evaluateScript(preprocessor->get(), QStringLiteral("bootstrap.js"));
+    context->evaluateScript(call.scriptText, QUrl::fromLocalFile(call.path).toString());
 
     JSValueRef toolEntry = context->objectForKeyedSubscript(QStringLiteral("toolEntry"));
     if (watchdog.fired())
@@ -162,8 +211,8 @@ JSONToolResult PluginScripting::callScript(const QString &sid, const QString &sc
 
     const JSValueRef arguments[] = {
         ScriptValue::makeString(ctx, sid),
-        ScriptValue::makeString(ctx, handlerName),
-        ScriptValue::makeString(ctx, jsonParams),
+        ScriptValue::makeString(ctx, call.handlerName),
+        ScriptValue::makeString(ctx, call.jsonParams),
     };
     JSValueRef returned = context->callWithArguments(toolEntry, arguments, 3);
     if (returned) {

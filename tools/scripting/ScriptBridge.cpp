@@ -1,6 +1,7 @@
 #include "tools/scripting/ScriptBridge.h"
 
 #include "base/AtomicFile.h"
+#include "engine/CancellationToken.h"
 #include "base/SystemLog.h"
 #include "diagnostics/LogController.h"
 #include "tools/builtin/Utf8TextFile.h"
@@ -11,6 +12,7 @@
 #include "tools/scripting/ScriptContext.h"
 #include "tools/scripting/ScriptProcess.h"
 #include "tools/scripting/ScriptValue.h"
+#include "tools/scripting/ScriptWatchdog.h"
 #include "tools/security/BookmarkController.h"
 #include "tools/security/FileAccessPolicy.h"
 #include "tools/security/ScopedSecurityAccess.h"
@@ -18,6 +20,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStandardPaths>
@@ -40,6 +43,39 @@ fs::path nativePath(const QString &path)
 QString systemDescription(int error)
 {
     return QString::fromLocal8Bit(std::strerror(error));
+}
+
+// One line of JSON for the log (the engine's own form spreads over lines).
+void appendCompact(std::string &out, const MCP::JSONValue &value)
+{
+    switch (value.type()) {
+    case MCP::JSONValue::Type::Array: {
+        out += '[';
+        bool first = true;
+        for (const MCP::JSONValue &item : value.asArray()) {
+            out += first ? "" : ",";
+            first = false;
+            appendCompact(out, item);
+        }
+        out += ']';
+        return;
+    }
+    case MCP::JSONValue::Type::Object: {
+        out += '{';
+        bool first = true;
+        for (const auto &[key, member] : value.asObject()) {
+            out += first ? "\"" : ",\"";
+            first = false;
+            MCP::JSONValue::appendEscaped(out, key);
+            out += "\":";
+            appendCompact(out, member);
+        }
+        out += '}';
+        return;
+    }
+    default:
+        value.appendTo(out, 0);
+    }
 }
 
 QString itemName(const QString &path)
@@ -82,9 +118,89 @@ std::optional<JSONToolResult> ScriptBridge::toolResult() const
     return m_toolResult;
 }
 
+QString ScriptBridge::resolvedPath(const QString &path) const
+{
+    // An empty path stays empty: it names nothing, and the methods say so.
+    if (path.isEmpty() || m_moduleDir.isEmpty() || QDir::isAbsolutePath(path))
+        return path;
+    return QDir::cleanPath(m_moduleDir + QLatin1Char('/') + path);
+}
+
+void ScriptBridge::setReporter(std::shared_ptr<MCP::CallReporter> reporter, const QString &loggerName)
+{
+    m_reporter = std::move(reporter);
+    m_loggerName = loggerName.toStdString();
+}
+
 void ScriptBridge::log(const QString &level, int code, const QString &message)
 {
     m_logger->log(message, code, mcpLogMessageTypeFromWord(level));
+}
+
+const QStringList &ScriptBridge::clientLogLevels()
+{
+    static const QStringList levels = {QStringLiteral("debug"),   QStringLiteral("info"),
+                                       QStringLiteral("notice"),  QStringLiteral("warning"),
+                                       QStringLiteral("error"),   QStringLiteral("critical"),
+                                       QStringLiteral("alert"),   QStringLiteral("emergency")};
+    return levels;
+}
+
+bool ScriptBridge::callEnded() const
+{
+    if (const MCP::CancellationToken *token = MCP::CancellationToken::current(); token && token->isCancelled())
+        return true;
+    const ScriptWatchdog *watchdog = ScriptWatchdog::current();
+    return watchdog && watchdog->fired();
+}
+
+MCP::JSONValue ScriptBridge::clientLogData(const QString &text, const std::optional<MCP::JSONValue> &data)
+{
+    if (!data)
+        return MCP::JSONValue(text.toStdString());
+    if (text.isEmpty())
+        return *data;
+    // Clients show an object's members; the text leads as its "message".
+    MCP::JSONValue::ObjectType object;
+    if (data->isObject())
+        object = data->asObject();
+    else
+        object["data"] = *data;
+    object["message"] = MCP::JSONValue(text.toStdString());
+    return MCP::JSONValue(std::move(object));
+}
+
+bool ScriptBridge::logToClient(const QString &level, const QString &text, const std::optional<MCP::JSONValue> &data)
+{
+    if (!clientLogLevels().contains(level))
+        return false;
+    if (callEnded())
+        return true;
+    if (m_reporter) {
+        m_reporter->log(level.toStdString(), clientLogData(text, data), m_loggerName);
+        return true;
+    }
+    static const QHash<QString, MCPLogMessageType> kinds = {
+        {QStringLiteral("debug"), MCPLogMessageType::Debug},     {QStringLiteral("info"), MCPLogMessageType::Info},
+        {QStringLiteral("notice"), MCPLogMessageType::Info},     {QStringLiteral("warning"), MCPLogMessageType::Warning},
+        {QStringLiteral("error"), MCPLogMessageType::Error},     {QStringLiteral("critical"), MCPLogMessageType::Critical},
+        {QStringLiteral("alert"), MCPLogMessageType::Critical},  {QStringLiteral("emergency"), MCPLogMessageType::Critical},
+    };
+    QString line = text;
+    if (data) {
+        std::string dataText;
+        appendCompact(dataText, *data);
+        line += (line.isEmpty() ? QString() : QStringLiteral(" ")) + QString::fromStdString(dataText);
+    }
+    m_logger->log(QStringLiteral("[Script] ") + line, -1, kinds.value(level));
+    return true;
+}
+
+void ScriptBridge::progress(double progress, std::optional<double> total, const QString &message)
+{
+    if (!m_reporter || callEnded())
+        return;
+    m_reporter->progress(progress, total, message.toStdString());
 }
 
 std::optional<QString> ScriptBridge::openFile(const QString &path)
@@ -92,8 +208,9 @@ std::optional<QString> ScriptBridge::openFile(const QString &path)
     return readFile(path);
 }
 
-std::optional<QString> ScriptBridge::readFile(const QString &path)
+std::optional<QString> ScriptBridge::readFile(const QString &given)
 {
+    const QString path = resolvedPath(given);
     ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::read, FileAccessPolicy::Caller::scriptHost);
     QString description = access.denial();
     std::optional<QString> text = access.allowed() ? Utf8TextFile::read(path, &description) : std::nullopt;
@@ -102,8 +219,9 @@ std::optional<QString> ScriptBridge::readFile(const QString &path)
     return text;
 }
 
-bool ScriptBridge::fileExists(const QString &path)
+bool ScriptBridge::fileExists(const QString &given)
 {
+    const QString path = resolvedPath(given);
     ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::read, FileAccessPolicy::Caller::scriptHost);
     if (!access.allowed()) {
         m_logger->log(QStringLiteral("[Script] Failed to check file: ") + access.denial(), 500, MCPLogMessageType::Error);
@@ -112,8 +230,9 @@ bool ScriptBridge::fileExists(const QString &path)
     return QFileInfo::exists(path);
 }
 
-bool ScriptBridge::saveFile(const QString &path, const QString &content)
+bool ScriptBridge::saveFile(const QString &given, const QString &content)
 {
+    const QString path = resolvedPath(given);
     ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::write, FileAccessPolicy::Caller::scriptHost);
     auto fail = [&](const QString &description) {
         m_logger->log(QStringLiteral("[Script] Failed to save file: ") + description, 500, MCPLogMessageType::Error);
@@ -140,8 +259,9 @@ bool ScriptBridge::saveFile(const QString &path, const QString &content)
     return true;
 }
 
-QStringList ScriptBridge::listDirectory(const QString &path)
+QStringList ScriptBridge::listDirectory(const QString &given)
 {
+    const QString path = resolvedPath(given);
     ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::read, FileAccessPolicy::Caller::scriptHost);
     if (!access.allowed()) {
         m_logger->log(QStringLiteral("[Script] Failed to list directory: ") + access.denial(), 500, MCPLogMessageType::Error);
@@ -173,8 +293,9 @@ QStringList ScriptBridge::listDirectory(const QString &path)
     return names;
 }
 
-bool ScriptBridge::createDirectory(const QString &path)
+bool ScriptBridge::createDirectory(const QString &given)
 {
+    const QString path = resolvedPath(given);
     ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::write, FileAccessPolicy::Caller::scriptHost);
     if (!access.allowed()) {
         m_logger->log(QStringLiteral("[Script] Failed to create directory: ") + access.denial(), 500, MCPLogMessageType::Error);
@@ -198,8 +319,9 @@ bool ScriptBridge::createDirectory(const QString &path)
     return true;
 }
 
-bool ScriptBridge::deleteFile(const QString &path)
+bool ScriptBridge::deleteFile(const QString &given)
 {
+    const QString path = resolvedPath(given);
     ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::remove, FileAccessPolicy::Caller::scriptHost);
     if (!access.allowed()) {
         m_logger->log(QStringLiteral("[Script] Failed to delete file: ") + access.denial(), 500, MCPLogMessageType::Error);
@@ -267,8 +389,9 @@ QString ScriptBridge::httpPost(const QString &url, const QString &body, const QS
     return httpClient().post(url, body, headersJSON).toJSONString();
 }
 
-bool ScriptBridge::downloadFile(const QString &url, const QString &destination)
+bool ScriptBridge::downloadFile(const QString &url, const QString &given)
 {
+    const QString destination = resolvedPath(given);
     // Written like saveFile: only where granted, never over Kelvara's own files, and never in
     // place of a FIFO, a device or a socket (the download's rename would replace it).
     const FileAccessPolicy::Decision access = FileAccessPolicy::check(
@@ -309,7 +432,9 @@ bool ScriptBridge::process(const QString &path, const QVariantList &arguments, c
             strings.append(argument.toString());
     }
 
-    const ScriptProcess::Outcome outcome = ScriptProcess::run(path, strings);
+    // A relative program path names a file in the module folder, where the child starts too.
+    const QString program = resolvedPath(path);
+    const ScriptProcess::Outcome outcome = ScriptProcess::run(program, strings, m_moduleDir);
     if (!outcome.launched) {
         m_logger->log(QStringLiteral("[Script] process() failed to launch ") + path + QStringLiteral(": ")
                           + outcome.launchError,

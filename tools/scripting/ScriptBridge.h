@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/CallReporter.h"
 #include "tools/results/JSONToolResult.h"
 
 #include <QString>
@@ -23,6 +24,10 @@ class ScriptContext;
 // Two calls of one session may share a context and so reach one bridge from two threads;
 // the result and the HTTP bridge are guarded for that.
 //
+// A relative path given to a file method, process or downloadFile names a file in the
+// script's module folder (its own folder), and child processes start there: the process's
+// working directory is shared by every thread and is never changed for a script.
+//
 // File methods act only where FileAccessPolicy allows a script (inside what the user
 // granted; Kelvara's resources and script sources for reading) and bracket their work with
 // the security controller's beginAccess/endAccess. A refusal is logged like any failure.
@@ -32,6 +37,16 @@ public:
     ~ScriptBridge();
 
     QString sid() const { return m_sid; }
+    // For a bridge made ahead of its call.
+    void setSid(const QString &sid) { m_sid = sid; }
+    // The folder relative paths are resolved against; empty leaves them as they are.
+    void setModuleDir(const QString &dir) { m_moduleDir = dir; }
+    QString moduleDir() const { return m_moduleDir; }
+    // An absolute path as it stands, a relative one inside the module folder.
+    QString resolvedPath(const QString &path) const;
+    // Where the call's log messages and progress go to the calling client; null outside a
+    // request (the script editor, tests). loggerName names the script to the client.
+    void setReporter(std::shared_ptr<MCP::CallReporter> reporter, const QString &loggerName);
     std::optional<JSONToolResult> toolResult() const;
 
     void setJSContext(const std::shared_ptr<ScriptContext> &context) { m_jsContext = context; }
@@ -42,6 +57,20 @@ public:
 
     // Logs at the level named by the word ("debug", "error", "warning", else info).
     void log(const QString &level, int code, const QString &message);
+
+    // The levels a message to the client may have, least severe first.
+    static const QStringList &clientLogLevels();
+    // A message for the calling client: level is one of clientLogLevels() (else false and
+    // nothing is sent). The client gets data, or the text when there is no data; an object
+    // gets the text added as "message", any other data goes under "data" beside it. Without
+    // a reporter the message goes to Kelvara's log instead. Nothing once the call is
+    // cancelled or stopped.
+    bool logToClient(const QString &level, const QString &text, const std::optional<MCP::JSONValue> &data);
+    // What logToClient sends as the message's data.
+    static MCP::JSONValue clientLogData(const QString &text, const std::optional<MCP::JSONValue> &data);
+    // Progress for the calling client (when it asked for it); ignored without a reporter and
+    // once the call is cancelled or stopped.
+    void progress(double progress, std::optional<double> total, const QString &message);
     // The text of a file, read as UTF-8, or nothing (logged).
     std::optional<QString> openFile(const QString &path);
     std::optional<QString> readFile(const QString &path);
@@ -88,7 +117,13 @@ public:
                             const QString &stdoutName, const QString &stderrName);
 
 private:
+    // True once the call is cancelled or its watchdog stopped it: it reports nothing more.
+    bool callEnded() const;
+
     QString m_sid;
+    QString m_moduleDir;
+    std::shared_ptr<MCP::CallReporter> m_reporter;
+    std::string m_loggerName;
     std::weak_ptr<ScriptContext> m_jsContext;
     LogController *m_logger;
     BookmarkController *m_security;

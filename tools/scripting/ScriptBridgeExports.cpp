@@ -3,6 +3,7 @@
 #include "tools/scripting/ScriptBridge.h"
 #include "tools/scripting/ScriptValue.h"
 
+#include <cmath>
 #include <mutex>
 
 namespace {
@@ -11,14 +12,75 @@ using BridgeHolder = std::shared_ptr<ScriptBridge>;
 
 #define KELVARA_EXPORT(name)                                                                                    \
     JSValueRef name(JSContextRef ctx, JSObjectRef, JSObjectRef thisObject, size_t argc, const JSValueRef argv[], \
-                    JSValueRef *)
+                    JSValueRef *exception)
 
+// A mistake in a call to the client's log or progress is the script's error: thrown, so that
+// it shows where it was made instead of sending nothing without a word.
+JSValueRef thrown(JSContextRef ctx, JSValueRef *exception, const QString &message)
+{
+    if (exception) {
+        const JSValueRef text = ScriptValue::makeString(ctx, message);
+        *exception = JSObjectMakeError(ctx, 1, &text, nullptr);
+    }
+    return JSValueMakeUndefined(ctx);
+}
+
+// Two forms share the name: log(level, code, message) with a number second writes Kelvara's
+// own log (console uses it); log(level, text, data) is a message for the calling client.
 KELVARA_EXPORT(exportLog)
 {
-    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+    ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject);
+    if (!bridge)
+        return JSValueMakeUndefined(ctx);
+    if (argc >= 2 && JSValueIsNumber(ctx, argv[1])) {
         bridge->log(ScriptValue::argumentString(ctx, argc, argv, 0), ScriptValue::argumentInt(ctx, argc, argv, 1),
                     ScriptValue::argumentString(ctx, argc, argv, 2));
+        return JSValueMakeUndefined(ctx);
     }
+    const QString level = ScriptValue::argumentString(ctx, argc, argv, 0).toLower();
+    if (!ScriptBridge::clientLogLevels().contains(level)) {
+        return thrown(ctx, exception,
+                      QStringLiteral("Kelvara.log: unknown level '%1'; the levels are %2")
+                          .arg(ScriptValue::argumentString(ctx, argc, argv, 0),
+                               ScriptBridge::clientLogLevels().join(QStringLiteral(", "))));
+    }
+    const QString text = ScriptValue::optionalArgumentString(ctx, argc, argv, 1);
+    std::optional<MCP::JSONValue> data;
+    if (argc > 2 && !JSValueIsUndefined(ctx, argv[2])) {
+        JSValueRef failure = nullptr;
+        data = ScriptValue::toJSON(ctx, argv[2], &failure);
+        if (failure) {
+            if (exception)
+                *exception = failure;
+            return JSValueMakeUndefined(ctx);
+        }
+    }
+    bridge->logToClient(level, text.isNull() ? QString() : text, data);
+    return JSValueMakeUndefined(ctx);
+}
+
+KELVARA_EXPORT(exportProgress)
+{
+    ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject);
+    if (!bridge)
+        return JSValueMakeUndefined(ctx);
+    auto number = [&](size_t i) -> std::optional<double> {
+        if (i >= argc || !JSValueIsNumber(ctx, argv[i]))
+            return std::nullopt;
+        const double value = JSValueToNumber(ctx, argv[i], nullptr);
+        return std::isfinite(value) ? std::optional<double>(value) : std::nullopt;
+    };
+    const std::optional<double> progress = number(0);
+    if (!progress)
+        return thrown(ctx, exception, QStringLiteral("Kelvara.progress: progress must be a finite number"));
+    std::optional<double> total;
+    if (argc > 1 && !JSValueIsUndefined(ctx, argv[1]) && !JSValueIsNull(ctx, argv[1])) {
+        total = number(1);
+        if (!total)
+            return thrown(ctx, exception, QStringLiteral("Kelvara.progress: total must be a finite number when given"));
+    }
+    const QString message = ScriptValue::optionalArgumentString(ctx, argc, argv, 2);
+    bridge->progress(*progress, total, message.isNull() ? QString() : message);
     return JSValueMakeUndefined(ctx);
 }
 
@@ -212,6 +274,7 @@ const JSStaticFunction kExports[] = {
     {"promptConfig", exportPromptConfig, kMethod},
     {"process", exportProcess, kMethod},
     {"shell", exportShell, kMethod},
+    {"progress", exportProgress, kMethod},
     {nullptr, nullptr, 0},
 };
 

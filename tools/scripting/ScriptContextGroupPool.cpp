@@ -1,5 +1,7 @@
 #include "tools/scripting/ScriptContextGroupPool.h"
 
+#include <utility>
+
 
 // The group a thread used last; handed to the shared stock when the thread ends.
 struct ThreadGroupSlot {
@@ -70,6 +72,12 @@ void ScriptContextGroupPool::releaseToStock(JSContextGroupRef group)
         }
     }
     JSContextGroupRelease(group);
+}
+
+void ScriptContextGroupPool::releaseThreadGroup()
+{
+    if (JSContextGroupRef own = std::exchange(t_slot.group, nullptr))
+        JSContextGroupRelease(own);
 }
 
 size_t ScriptContextGroupPool::idleCount() const

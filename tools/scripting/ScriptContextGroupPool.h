@@ -14,8 +14,9 @@
 //
 // A thread gets back the group it used last. A group's garbage collector has to stop every
 // live thread that ever entered the group to scan its stack, so groups passed around among
-// long-lived threads would make each collection wait for all of them. The engine's workers
-// are short-lived: when one ends, its group goes to the shared stock for the next thread.
+// long-lived threads would make each collection wait for all of them. A thread that ends
+// hands its group to the shared stock for the next thread; the script threads
+// (ScriptThreadPool) keep theirs for life and release it themselves before they end.
 class ScriptContextGroupPool {
 public:
     static ScriptContextGroupPool &shared();
@@ -29,6 +30,10 @@ public:
     // caller owns one reference and gives it back with release().
     JSContextGroupRef acquire();
     void release(JSContextGroupRef group);
+
+    // Releases the calling thread's own group, if it keeps one: for a thread about to end,
+    // which must not leave it to its thread-local teardown.
+    void releaseThreadGroup();
 
     // Groups in the shared stock (not those kept by a thread).
     size_t idleCount() const;

@@ -15,7 +15,8 @@ ScriptContextManager::ScriptContextManager()
 {
 }
 
-std::shared_ptr<ScriptContext> ScriptContextManager::contextForSession(const QString &sid)
+std::shared_ptr<ScriptContext> ScriptContextManager::contextForSession(const QString &sid,
+                                                                     std::shared_ptr<ScriptContext> offered)
 {
     {
         std::lock_guard lock(m_contextLock);
@@ -24,7 +25,7 @@ std::shared_ptr<ScriptContext> ScriptContextManager::contextForSession(const QSt
     }
     // Made outside the lock: making a context is most of a call's cost, and calls of
     // different sessions must not wait for one another here.
-    std::shared_ptr<ScriptContext> context = ScriptContext::create();
+    std::shared_ptr<ScriptContext> context = offered ? std::move(offered) : ScriptContext::create();
     if (!context)
         return nullptr;
     context->setExceptionHandler([this](JSContextRef ctx, JSValueRef exception) { handleException(ctx, exception); });

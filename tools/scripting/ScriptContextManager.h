@@ -18,9 +18,11 @@ public:
 
     ScriptContextManager();
 
-    // The session's context, made (with the exception handler installed) when there is
-    // none; nothing when the engine can make no context.
-    std::shared_ptr<ScriptContext> contextForSession(const QString &sid);
+    // The session's context; when there is none, `offered` (a context made ahead) or a new
+    // one becomes it, with the exception handler installed. Nothing when the engine can
+    // make no context.
+    std::shared_ptr<ScriptContext> contextForSession(const QString &sid,
+                                                     std::shared_ptr<ScriptContext> offered = nullptr);
     // Forgets the session's context and logs that it did.
     void clearContext(const QString &sid);
     bool hasContext(const QString &sid) const;

@@ -82,7 +82,8 @@ QStringList ScriptProcess::lines(const QByteArray &data)
     return result;
 }
 
-ScriptProcess::Outcome ScriptProcess::run(const QString &executablePath, const QStringList &arguments)
+ScriptProcess::Outcome ScriptProcess::run(const QString &executablePath, const QStringList &arguments,
+                                          const QString &workingDirectory)
 {
     Outcome outcome;
     auto failLaunch = [&outcome](int error) {
@@ -107,6 +108,10 @@ ScriptProcess::Outcome ScriptProcess::run(const QString &executablePath, const Q
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, outPipe[1], STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, errPipe[1], STDERR_FILENO);
+    // Only the child moves: the process's own directory is shared by every thread.
+    const QByteArray directory = QFile::encodeName(workingDirectory);
+    if (!directory.isEmpty())
+        posix_spawn_file_actions_addchdir_np(&actions, directory.constData());
 
     // The child starts with no blocked signals and every handler at its default, whatever
     // the calling thread has set up (the serve command blocks its stop signals).

@@ -8,7 +8,8 @@
 // Runs one program for a script (Kelvara.process and Kelvara.shell) and waits for it.
 //
 // The executable path is taken as it stands: no look-up in PATH, and a relative path counts
-// from the process's current directory. The child gets the application's environment with
+// from the working directory the child starts in (the caller's, or the process's when none
+// is given). The child gets the application's environment with
 // PATH widened and the developer tool variables set (developerEnvironment), standard input
 // from /dev/null, and one pipe each for standard output and standard error, both read while
 // the caller waits, so a chatty child never stalls on a full pipe.
@@ -36,7 +37,8 @@ public:
         bool succeeded() const { return launched && exitedNormally && status == 0; }
     };
 
-    static Outcome run(const QString &executablePath, const QStringList &arguments);
+    static Outcome run(const QString &executablePath, const QStringList &arguments,
+                       const QString &workingDirectory = QString());
 
     // base with PATH = "/usr/local/bin:/usr/bin:/bin:" + base's PATH (or "."), and CC, CXX,
     // CFLAGS, LDFLAGS naming the system's compiler drivers and root.

@@ -1,5 +1,7 @@
 #include "tools/scripting/ScriptValue.h"
 
+#include "engine/JSONParser.h"
+
 #include <QList>
 #include <algorithm>
 #include <cmath>
@@ -111,6 +113,22 @@ int ScriptValue::argumentInt(JSContextRef ctx, size_t argc, const JSValueRef arg
     if (number <= double(std::numeric_limits<int>::min()))
         return std::numeric_limits<int>::min();
     return int(number);
+}
+
+std::optional<MCP::JSONValue> ScriptValue::toJSON(JSContextRef ctx, JSValueRef value, JSValueRef *exception)
+{
+    JSValueRef thrown = nullptr;
+    JSStringRef serial = JSValueCreateJSONString(ctx, value, 0, &thrown);
+    if (thrown || !serial) {
+        if (serial)
+            JSStringRelease(serial);
+        if (exception)
+            *exception = thrown;
+        return std::nullopt;
+    }
+    const String owned(serial);
+    // The engine's own serial form of a value it just made always parses.
+    return MCP::JSONParser::parseDocument(toQString(owned.get()).toStdString());
 }
 
 JSValueRef ScriptValue::makeString(JSContextRef ctx, const QString &text)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/JSONValue.h"
+
 #include <JavaScriptCore/JavaScript.h>
 
 #include <QString>
@@ -42,6 +44,10 @@ public:
     static QVariantList argumentArray(JSContextRef ctx, size_t argc, const JSValueRef argv[], size_t i);
     // Argument i as an integer: NaN and missing give 0, out of range is clamped.
     static int argumentInt(JSContextRef ctx, size_t argc, const JSValueRef argv[], size_t i);
+
+    // The value as JSON.stringify sees it (toJSON and all); nothing for what it leaves out (a
+    // function, undefined) or when it throws (a cycle), the exception then in `exception`.
+    static std::optional<MCP::JSONValue> toJSON(JSContextRef ctx, JSValueRef value, JSValueRef *exception = nullptr);
 
     static JSValueRef makeString(JSContextRef ctx, const QString &text);
     static JSObjectRef makeStringArray(JSContextRef ctx, const QStringList &items);
