@@ -24,6 +24,18 @@ function toolEntry(sid, handlerName, jsonParams) {
         jsonSchemaTool: function (params) {
             return 'Received: ' + JSON.stringify(params);
         },
+        withLogging: function () {
+            Kelvara.log('info', 'Tool execution started');
+            Kelvara.log('info', 'Tool processing data', { step: 2 });
+            Kelvara.log('info', 'Tool execution completed');
+            return 'Tool with logging executed successfully';
+        },
+        withProgress: function () {
+            Kelvara.progress(0, 100, 'Starting');
+            Kelvara.progress(50, 100, 'Halfway');
+            Kelvara.progress(100, 100, 'Done');
+            return 'Progress test completed';
+        },
         errorHandling: function () {
             throw new Error('This tool intentionally returns an error for testing');
         }
