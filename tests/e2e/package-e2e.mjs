@@ -19,7 +19,7 @@ delete env.KELVARA_RESOURCES;
 
 const target = { command: kelvara, args: ['serve', '--stdio'], env };
 const [init, list] = await scenario(target, [{ op: 'initialize' }, { op: 'listTools' }]);
-check('the installed server answers the handshake', () => assert.equal(init.result.serverInfo.name, 'Kelvara Server'));
+check('the installed server answers the handshake', () => assert.equal(init.result.serverInfo.name, 'tamsel_kelvara'));
 check('the installed server lists its built-in tools on a first start', () => {
   const names = list.result.tools.map((t) => t.name);
   for (const name of ['read_file', 'write_file', 'list_files']) assert.ok(names.includes(name), names.join(', '));

@@ -45,7 +45,7 @@ const stoppedText = 'Kelvara is running and its MCP server is stopped: press Sta
       { op: 'callTool', name: 'read_file', arguments: { file_path: notes } },
       { op: 'callTool', name: 'text_statistics', arguments: { text: 'One two. Three.' } },
     ]);
-    check('the relay reaches the running server', () => assert.equal(init.result.serverInfo.name, 'Kelvara Server'));
+    check('the relay reaches the running server', () => assert.equal(init.result.serverInfo.name, 'tamsel_kelvara'));
     check('the relay lists the running server\'s tools', () => {
       const names = list.result.tools.map((t) => t.name);
       assert.ok(names.includes('read_file') && names.includes('text_statistics'), names.join(', '));

@@ -108,8 +108,8 @@ try {
       body: JSON.stringify({ jsonrpc: '2.0', id: 7, method: 'tools/list', params: {} }),
     })).json();
 
-    check('initialize names the server', () => {
-      assert.equal(init.result.serverInfo.name, 'Kelvara Server');
+    check('initialize names the server as its stored Server Name', () => {
+      assert.equal(init.result.serverInfo.name, 'tamsel_kelvara');
       assert.equal(init.result.instructions, 'Kelvara - Model Context Protocol Server');
     });
     check('the listing holds the bundle and the built-in tools with their execution fields', () => {

@@ -49,7 +49,7 @@ const work = workDir('kelvara-stdio-');
     { op: 'callTool', name: 'read_file', arguments: { file_path: notes } },
   ]);
   const [init, list, read] = results;
-  check('kelvara serve --stdio names the server', () => assert.equal(init.result.serverInfo.name, 'Kelvara Server'));
+  check('kelvara serve --stdio names the server', () => assert.equal(init.result.serverInfo.name, 'tamsel_kelvara'));
   check('kelvara serve --stdio lists the built-in tools', () => {
     const names = list.result.tools.map((t) => t.name);
     for (const name of ['read_file', 'write_file', 'list_files', 'text_statistics']) assert.ok(names.includes(name), name);
