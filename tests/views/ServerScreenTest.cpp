@@ -98,6 +98,10 @@ TEST_F(ServerScreenTest, StartsAndStopsFromTheScreenWithItsStatusWords)
     ASSERT_TRUE(QTest::qWaitForWindowActive(window));
     QTest::keyClick(window, Qt::Key_R, Qt::ControlModifier);  // the button's shortcut
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->statusLabel()->text() == "MCP Server running"; }, 10000));
+    // Every screen's status bar says so, with the port.
+    EXPECT_TRUE(TestSupport::waitUntil(
+        [&] { return window->serverStateLabel()->text() == QStringLiteral("MCP Server running on port %1").arg(port); }))
+        << window->serverStateLabel()->text().toStdString();
     EXPECT_TRUE(view->stopButton()->isEnabled());
     EXPECT_FALSE(view->startButton()->isEnabled());
     EXPECT_EQ(view->addressLabel()->text(), QStringLiteral("http://127.0.0.1:%1").arg(port));
@@ -119,6 +123,7 @@ TEST_F(ServerScreenTest, StartsAndStopsFromTheScreenWithItsStatusWords)
 
     view->stopButton()->click();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->statusLabel()->text() == "MCP Server stopped"; }));
+    EXPECT_EQ(window->serverStateLabel()->text(), "MCP Server stopped");
     EXPECT_TRUE(view->startButton()->isEnabled());
 }
 

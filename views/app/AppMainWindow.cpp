@@ -116,6 +116,7 @@ AppMainWindow::AppMainWindow(std::optional<MenuDestination> destination, QWidget
     split->setSizes({190, 834});
     setCentralWidget(split);
     // The machine's load, refreshed each second while the window shows it.
+    addServerState();
     statusBar()->addPermanentWidget(new SystemStatsToolbarView(this));
     statusBar()->setSizeGripEnabled(false);
     addOutdatedServerNotice();
@@ -135,6 +136,27 @@ AppMainWindow::AppMainWindow(std::optional<MenuDestination> destination, QWidget
     connect(MenuVisibility::shared(), &MenuVisibility::startOnboardingChanged, this, &AppMainWindow::takeOnboardingRequest);
 
     openWindows().prepend(this);
+}
+
+void AppMainWindow::addServerState()
+{
+    // Whatever screen is in front, the status bar says whether the server runs and where.
+    ServerConfigController *server = ServerConfigController::shared();
+    m_serverState = new QLabel(this);
+    m_serverState->setObjectName(QStringLiteral("serverStateLabel"));
+    auto show = [this, server] {
+        QString text = server->serverStatusMessage();
+        if (server->isServerRunning() && server->listeningPort() > 0)
+            text += QStringLiteral(" on port %1").arg(server->listeningPort());
+        m_serverState->setToolTip(text);
+        // A start failure's reason can be long; the Server screen shows it whole.
+        m_serverState->setText(m_serverState->fontMetrics().elidedText(text, Qt::ElideRight, 280));
+        m_serverState->setStyleSheet(server->isServerRunning() ? QString() : QStringLiteral("color: palette(mid);"));
+    };
+    statusBar()->addPermanentWidget(m_serverState);
+    show();
+    connect(server, &ServerConfigController::serverStatusMessageChanged, m_serverState, show);
+    connect(server, &ServerConfigController::isServerRunningChanged, m_serverState, show);
 }
 
 void AppMainWindow::addOutdatedServerNotice()

@@ -14,6 +14,7 @@ class AppMenuBar;
 class OnBoardingBubble;
 class OnBoardingController;
 class DestinationScreen;
+class QLabel;
 class QListWidget;
 class QStackedWidget;
 class SettingsManager;
@@ -57,6 +58,7 @@ public:
     bool isShowingSplashScreen() const { return m_showingSplash; }
     // In the status bar while the running server serves an older configuration.
     QWidget *outdatedServerNotice() const { return m_outdatedNotice; }
+    QLabel *serverStateLabel() const { return m_serverState; }
 
     // Shows the destination; store writes it under "menuSelection" as the user's choice.
     void navigate(MenuDestination destination, bool store = false);
@@ -88,6 +90,7 @@ private:
     void watchActiveController();
     void takeOnboardingRequest();
     void addOutdatedServerNotice();
+    void addServerState();
 
     int m_windowNumber;
     std::optional<MenuDestination> m_initialDestination;
@@ -108,4 +111,5 @@ private:
     int m_tourHolds = 0;
     bool m_closeAnswered = false;
     QWidget *m_outdatedNotice = nullptr;
+    QLabel *m_serverState = nullptr;
 };
