@@ -11,6 +11,9 @@
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QDir>
+#include <QFontDatabase>
+#include <QScrollBar>
+#include <QTest>
 #include <QRegularExpression>
 #include <QTextBlock>
 #include <QUrl>
@@ -66,6 +69,35 @@ TEST(HelpPagesTest, EveryPageRendersAsFormattedText)
             EXPECT_FALSE(trimmed.contains(QStringLiteral("\\ -"))) << page.toStdString() << ": " << line.toStdString();
         }
     }
+}
+
+// Prose reads in the application's font and code in the fixed one, and a page opens at its
+// top, whatever was shown before.
+TEST(HelpPagesTest, ProseIsInTheApplicationsFontAndAPageOpensAtItsTop)
+{
+    ReadOnlyTextView view(QStringLiteral("getstarted.md"), QStringLiteral("Get started"));
+    ASSERT_TRUE(view.loaded());
+    auto *browser = view.findChild<MarkdownBrowser *>();
+    ASSERT_NE(browser, nullptr);
+    bool sawProse = false;
+    bool sawCode = false;
+    for (QTextBlock block = browser->document()->begin(); block.isValid(); block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QString family = it.fragment().charFormat().font().family();
+            if (family == QApplication::font().family())
+                sawProse = true;
+            else if (family == QFontDatabase::systemFont(QFontDatabase::FixedFont).family())
+                sawCode = true;
+        }
+    }
+    EXPECT_TRUE(sawProse);
+    EXPECT_TRUE(sawCode);
+    view.resize(400, 300);
+    view.show();
+    browser->verticalScrollBar()->setValue(browser->verticalScrollBar()->maximum());
+    view.load(QStringLiteral("help_tool_config.md"));
+    EXPECT_EQ(browser->textCursor().position(), 0);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return browser->verticalScrollBar()->value() == 0; }, 2000));
 }
 
 TEST(HelpPagesTest, CopyPutsTheCodeOnTheClipboardAndLinksLead)

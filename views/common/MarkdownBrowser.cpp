@@ -8,6 +8,7 @@
 #include <QDesktopServices>
 #include <QMouseEvent>
 #include <QTextBlock>
+#include <QTextCursor>
 #include <QUrl>
 
 MarkdownBrowser::MarkdownBrowser(QWidget *parent) : QTextBrowser(parent)
@@ -19,7 +20,11 @@ MarkdownBrowser::MarkdownBrowser(QWidget *parent) : QTextBrowser(parent)
 
 void MarkdownBrowser::showMarkdown(const QString &markdown)
 {
-    MarkdownRenderer(MarkdownStyle::fromPalette()).render(markdown, document());
+    MarkdownStyle style = MarkdownStyle::fromPalette();
+    if (m_proportional)
+        style.bodyFont = QApplication::font();
+    MarkdownRenderer(style).render(markdown, document());
+    moveCursor(QTextCursor::Start);  // a new document is read from its top
 }
 
 bool MarkdownBrowser::activateLinkAt(const QPoint &viewportPosition)

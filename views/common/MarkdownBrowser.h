@@ -12,6 +12,9 @@ public:
     explicit MarkdownBrowser(QWidget *parent = nullptr);
 
     void showMarkdown(const QString &markdown);
+    // Prose in the application's font instead of the chat's fixed one (help pages); code
+    // blocks stay fixed.
+    void setProportionalText(bool proportional) { m_proportional = proportional; }
     // What a click on the link at this point of the viewport does; false when there is none.
     bool activateLinkAt(const QPoint &viewportPosition);
 
@@ -22,4 +25,7 @@ signals:
 
 protected:
     void mouseReleaseEvent(QMouseEvent *event) override;
+
+private:
+    bool m_proportional = false;
 };

@@ -20,6 +20,7 @@ ReadOnlyTextView::ReadOnlyTextView(const QString &filename, const QString &title
     m_heading = new QLabel(QStringLiteral("<b>%1</b>").arg(title.toHtmlEscaped()), this);
     layout->addWidget(m_heading);
     m_browser = new MarkdownBrowser(this);
+    m_browser->setProportionalText(true);
     layout->addWidget(m_browser, 1);
     // A link to another help page opens it here, as a browser would.
     connect(m_browser, &MarkdownBrowser::documentRequested, this, &ReadOnlyTextView::load);
