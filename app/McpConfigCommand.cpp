@@ -1,5 +1,6 @@
 #include "app/McpConfigCommand.h"
 
+#include "app/CommandLineArguments.h"
 #include "app/config/ClientConfiguration.h"
 #include "app/config/RunningServer.h"
 #include "app/config/ServerConfigController.h"
@@ -47,35 +48,30 @@ std::optional<McpConfigCommand::Options> McpConfigCommand::parse(const QStringLi
 {
     Options options;
     bool stdio = false;
+    bool typeGiven = false;
     auto fail = [error](const QString &message) -> std::optional<Options> {
         if (error)
             *error = message;
         return std::nullopt;
     };
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        const QString &argument = arguments.at(i);
-        auto valueOf = [&](const QString &name) -> std::optional<QString> {
-            if (argument.startsWith(name + QLatin1Char('=')))
-                return argument.mid(name.size() + 1);
-            if (i + 1 >= arguments.size())
-                return std::nullopt;
-            return arguments.at(++i);
-        };
-        if (argument == QLatin1String("-h") || argument == QLatin1String("--help")) {
+    for (CommandLineArguments args(arguments); args.next();) {
+        const QString &argument = args.current();
+        if (args.is(QLatin1String("-h")) || args.is(QLatin1String("--help"))) {
             options.help = true;
-        } else if (argument == QLatin1String("--stdio")) {
+        } else if (args.is(QLatin1String("--stdio"))) {
             stdio = true;
-        } else if (argument == QLatin1String("--http")) {
+        } else if (args.is(QLatin1String("--http"))) {
             options.http = true;
-        } else if (argument == QLatin1String("--entry")) {
+        } else if (args.is(QLatin1String("--entry"))) {
             options.entryOnly = true;
-        } else if (argument == QLatin1String("--type") || argument.startsWith(QLatin1String("--type="))) {
-            const auto value = valueOf(QStringLiteral("--type"));
+        } else if (args.isOption(QStringLiteral("--type"))) {
+            const auto value = args.value(QStringLiteral("--type"));
             if (!value || (*value != QLatin1String("http") && *value != QLatin1String("streamable-http")))
                 return fail(QStringLiteral("--type needs http or streamable-http"));
             options.type = *value;
-        } else if (argument == QLatin1String("--port") || argument.startsWith(QLatin1String("--port="))) {
-            const auto value = valueOf(QStringLiteral("--port"));
+            typeGiven = true;
+        } else if (args.isOption(QStringLiteral("--port"))) {
+            const auto value = args.value(QStringLiteral("--port"));
             bool ok = false;
             const int port = value ? value->toInt(&ok) : 0;
             if (!ok || port < 1 || port > 65535)
@@ -87,8 +83,7 @@ std::optional<McpConfigCommand::Options> McpConfigCommand::parse(const QStringLi
     }
     if (stdio && options.http)
         return fail(QStringLiteral("--stdio and --http exclude each other"));
-    if (!options.http && (options.port || arguments.contains(QStringLiteral("--type")) ||
-                          arguments.filter(QStringLiteral("--type=")).size() > 0))
+    if (!options.http && (options.port || typeGiven))
         return fail(QStringLiteral("--type and --port describe the HTTP form: add --http"));
     return options;
 }

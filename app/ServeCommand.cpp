@@ -1,5 +1,6 @@
 #include "app/ServeCommand.h"
 
+#include "app/CommandLineArguments.h"
 #include "app/ChildProcessPluginInspector.h"
 #include "app/config/ClientConfiguration.h"
 #include "app/PluginCommand.h"
@@ -226,55 +227,48 @@ std::optional<ServeCommand::Options> ServeCommand::parse(const QStringList &argu
             *error = message;
         return std::nullopt;
     };
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        const QString &argument = arguments.at(i);
-        auto valueOf = [&](const QString &name) -> std::optional<QString> {
-            if (argument.startsWith(name + QLatin1Char('=')))
-                return argument.mid(name.size() + 1);
-            if (i + 1 >= arguments.size())
-                return std::nullopt;
-            return arguments.at(++i);
-        };
-        if (argument == QLatin1String("-h") || argument == QLatin1String("--help")) {
+    for (CommandLineArguments args(arguments); args.next();) {
+        const QString &argument = args.current();
+        if (args.is(QLatin1String("-h")) || args.is(QLatin1String("--help"))) {
             options.help = true;
-        } else if (argument == QLatin1String("--port") || argument.startsWith(QLatin1String("--port="))) {
-            const auto value = valueOf(QStringLiteral("--port"));
+        } else if (args.isOption(QStringLiteral("--port"))) {
+            const auto value = args.value(QStringLiteral("--port"));
             if (!value)
                 return fail(QStringLiteral("--port needs a number"));
             options.port = *value;
-        } else if (argument == QLatin1String("--listen-all")) {
+        } else if (args.is(QLatin1String("--listen-all"))) {
             options.listenAtAll = true;
-        } else if (argument == QLatin1String("--loopback")) {
+        } else if (args.is(QLatin1String("--loopback"))) {
             options.listenAtAll = false;
-        } else if (argument == QLatin1String("--import") || argument.startsWith(QLatin1String("--import="))) {
-            const auto value = valueOf(QStringLiteral("--import"));
+        } else if (args.isOption(QStringLiteral("--import"))) {
+            const auto value = args.value(QStringLiteral("--import"));
             if (!value || value->isEmpty())
                 return fail(QStringLiteral("--import needs a folder"));
             options.importFolders.append(*value);
-        } else if (argument == QLatin1String("--allow-origin") || argument.startsWith(QLatin1String("--allow-origin="))) {
-            const auto value = valueOf(QStringLiteral("--allow-origin"));
+        } else if (args.isOption(QStringLiteral("--allow-origin"))) {
+            const auto value = args.value(QStringLiteral("--allow-origin"));
             if (!value || value->isEmpty())
                 return fail(QStringLiteral("--allow-origin needs an origin"));
             if (const std::optional<QString> problem = ServerAccessSettings::originProblem(*value))
                 return fail(*problem);
             options.allowOrigins.append(*value);
-        } else if (argument == QLatin1String("--require-token")) {
+        } else if (args.is(QLatin1String("--require-token"))) {
             options.requireToken = true;
-        } else if (argument == QLatin1String("--no-token")) {
+        } else if (args.is(QLatin1String("--no-token"))) {
             options.requireToken = false;
-        } else if (argument == QLatin1String("--log-level") || argument.startsWith(QLatin1String("--log-level="))) {
-            const auto value = valueOf(QStringLiteral("--log-level"));
+        } else if (args.isOption(QStringLiteral("--log-level"))) {
+            const auto value = args.value(QStringLiteral("--log-level"));
             if (!value || !logLevelFromWord(*value))
                 return fail(QStringLiteral("--log-level needs one of debug, info, warning, error"));
             options.logLevel = value->toLower();
-        } else if (argument == QLatin1String("--keep-alive")) {
+        } else if (args.is(QLatin1String("--keep-alive"))) {
             options.keepAlive = true;
-        } else if (argument == QLatin1String("--stdio")) {
+        } else if (args.is(QLatin1String("--stdio"))) {
             options.stdio = true;
-        } else if (argument == QLatin1String("--import-builtin")) {
+        } else if (args.is(QLatin1String("--import-builtin"))) {
             options.importBuiltin = true;
-        } else if (argument == QLatin1String("--enable-plugin") || argument.startsWith(QLatin1String("--enable-plugin="))) {
-            const auto value = valueOf(QStringLiteral("--enable-plugin"));
+        } else if (args.isOption(QStringLiteral("--enable-plugin"))) {
+            const auto value = args.value(QStringLiteral("--enable-plugin"));
             if (!value || value->isEmpty())
                 return fail(QStringLiteral("--enable-plugin needs a plugin file"));
             options.enablePlugins.append(*value);
