@@ -8,7 +8,6 @@
 #include <QDesktopServices>
 #include <QMouseEvent>
 #include <QTextBlock>
-#include <QTextCursor>
 #include <QUrl>
 
 MarkdownBrowser::MarkdownBrowser(QWidget *parent) : QTextBrowser(parent)
@@ -24,7 +23,6 @@ void MarkdownBrowser::showMarkdown(const QString &markdown)
     if (m_proportional)
         style.bodyFont = QApplication::font();
     MarkdownRenderer(style).render(markdown, document());
-    moveCursor(QTextCursor::Start);  // a new document is read from its top
 }
 
 bool MarkdownBrowser::activateLinkAt(const QPoint &viewportPosition)

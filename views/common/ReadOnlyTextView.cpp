@@ -4,6 +4,7 @@
 #include "views/common/MarkdownBrowser.h"
 
 #include <QShortcut>
+#include <QTextCursor>
 #include <QApplication>
 #include <QFile>
 #include <QLabel>
@@ -39,6 +40,7 @@ void ReadOnlyTextView::load(const QString &filename)
     }
     m_filename = filename;
     m_browser->showMarkdown(QString::fromUtf8(file.readAll()));
+    m_browser->moveCursor(QTextCursor::Start);  // another page is read from its top
     m_loaded = true;
 }
 
