@@ -119,7 +119,10 @@ void MarkdownRenderer::renderBlock(QTextCursor &cursor, const MDBlock &block, bo
         para.setTabPositions({QTextOption::Tab(18, QTextOption::LeftTab)});
         break;
     }
-    case K::Table: para = paragraphFormat(4, 4, L, std::max(11.0, body - 1), 0); break;
+    case K::Table:
+        para = paragraphFormat(4, 4, L, std::max(11.0, body - 1), 0);
+        para.setNonBreakableLines(true);  // a wrapped row would lose its columns
+        break;
     case K::CodeBlock: {
         const double S = L >= 1 ? L / 2 : L;
         para = paragraphFormat(4 * S, 4 * S, S, m_style.codeSize, 8);

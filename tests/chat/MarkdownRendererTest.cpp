@@ -66,6 +66,8 @@ TEST(MarkdownRenderer, TablesArePaddedColumnsWithARuleUnderTheHeader)
     QTextDocument doc;
     EXPECT_EQ(rendered(QStringLiteral("| Name | N |\n|---|---|\n| x | 100 |"), doc),
               QStringLiteral("Name   N  \n────   ───\nx      100"));
+    // A narrow view scrolls a wide table instead of wrapping its rows apart.
+    EXPECT_TRUE(doc.findBlock(doc.toPlainText().indexOf(QStringLiteral("x      100"))).blockFormat().nonBreakableLines());
 }
 
 TEST(MarkdownRenderer, CodeBlockHasRuleLanguageAndCopyLinkWithTheCode)
