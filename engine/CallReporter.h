@@ -2,6 +2,7 @@
 
 #include "engine/JSONValue.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -30,6 +31,16 @@ public:
 
     // True when progress() would send something (the request carried a token).
     virtual bool wantsProgress() const = 0;
+
+    // Ends the stream that carries these messages to the client now, asking it to come back
+    // after `retry` for the rest and the answer (HTTP with a session whose client resumes
+    // streams). The call goes on; what it says from here waits for the client. False, and
+    // nothing changes, where the client cannot resume or the call is over.
+    virtual bool closeStream(std::chrono::milliseconds retry)
+    {
+        (void)retry;
+        return false;
+    }
 };
 
 }  // namespace MCP

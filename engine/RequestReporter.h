@@ -24,6 +24,7 @@ public:
     void progress(double progress, std::optional<double> total, const std::string &message) override;
     void log(const std::string &level, const JSONValue &data, const std::string &logger) override;
     bool wantsProgress() const override;
+    bool closeStream(std::chrono::milliseconds retry) override;
 
     // Whether a log message at this level (an index into MCPSession::kLevels) would be sent;
     // lets the server skip building a line nobody hears.
