@@ -203,6 +203,13 @@ void ScriptBridge::progress(double progress, std::optional<double> total, const 
     m_reporter->progress(progress, total, message.toStdString());
 }
 
+bool ScriptBridge::closeStream(std::chrono::milliseconds retry)
+{
+    if (!m_reporter || callEnded())
+        return false;
+    return m_reporter->closeStream(retry);
+}
+
 std::optional<QString> ScriptBridge::openFile(const QString &path)
 {
     return readFile(path);

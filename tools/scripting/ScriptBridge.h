@@ -71,6 +71,9 @@ public:
     // Progress for the calling client (when it asked for it); ignored without a reporter and
     // once the call is cancelled or stopped.
     void progress(double progress, std::optional<double> total, const QString &message);
+    // Ends the stream that carries the call's messages to the client, which comes back after
+    // `retry` for the rest and the answer; false where the client cannot (see CallReporter).
+    bool closeStream(std::chrono::milliseconds retry);
     // The text of a file, read as UTF-8, or nothing (logged).
     std::optional<QString> openFile(const QString &path);
     std::optional<QString> readFile(const QString &path);

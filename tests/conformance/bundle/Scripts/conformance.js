@@ -36,6 +36,12 @@ function toolEntry(sid, handlerName, jsonParams) {
             Kelvara.progress(100, 100, 'Done');
             return 'Progress test completed';
         },
+        reconnection: function () {
+            // The answer and the message before it wait for the client's GET with Last-Event-ID.
+            Kelvara.closeStream(100);
+            Kelvara.log('info', 'Stream closed; the client comes back for the rest');
+            return 'Reconnection test completed';
+        },
         errorHandling: function () {
             throw new Error('This tool intentionally returns an error for testing');
         }
