@@ -445,7 +445,8 @@ TEST_F(SessionsTest, ACallStreamTheServerEndsIsResumedByItsLastEventIdUpToTheAns
     readAll(post);
     ::close(post);
     get = resume("2-0");
-    const auto replayed = eventsOf(readAll(get).substr(0));
+    const std::string replay = readAll(get);
+    const auto replayed = eventsOf(replay.substr(replay.find("\r\n\r\n") + 4));
     ::close(get);
     ASSERT_EQ(replayed.size(), 1u);
     EXPECT_EQ(replayed[0].second.at("id").asNumber(), 8);
@@ -464,6 +465,22 @@ TEST_F(SessionsTest, ACallStreamTheServerEndsIsResumedByItsLastEventIdUpToTheAns
     ASSERT_EQ(stateless.size(), 3u);
     EXPECT_EQ(stateless[2].first, "3");
     EXPECT_EQ(closed.load(), 2);
+
+    // Stop ends a GET waiting on a running call at once, and the transport comes to rest
+    // once the call is over.
+    release = false;
+    post = sendRaw(port, request("POST", inIt, waitingCall));
+    readAll(post);
+    ::close(post);
+    get = resume("3-1");
+    std::string waiting;
+    ASSERT_TRUE(readUntil(get, waiting, "after"));
+    server.stop();
+    waiting += readAll(get);
+    ::close(get);
+    EXPECT_EQ(waiting.find("polled"), std::string::npos);
+    release = true;
+    EXPECT_TRUE(server.transport().waitUntilIdle(std::chrono::seconds(5)));
 }
 
 TEST(SessionsOverStdio, ReportsAndListChangesAreLinesBetweenTheAnswers)
