@@ -9,6 +9,7 @@
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QComboBox>
+#include <QFontInfo>
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
 #include <QFormLayout>
@@ -168,6 +169,6 @@ void EditorSettingsDialog::showFontNote(const QString &family)
     const bool missing = !SourceTextEditor::isInstalled(family);
     if (missing)
         m_fontNote->setText(QStringLiteral("%1 is not installed here; the editor uses %2.")
-                                .arg(family, SourceTextEditor::editorFont(family, 12).family()));
+                                .arg(family, QFontInfo(SourceTextEditor::editorFont(family, 12)).family()));
     m_fontNote->setVisible(missing);
 }
