@@ -26,7 +26,7 @@ inline std::optional<QString> ToolInputSchemaEditor::documentText(const ToolsCon
 }
 
 template <>
-inline void ToolInputSchemaEditor::setDocumentText(ToolsConfig *tool, const QString &text)
+inline void ToolInputSchemaEditor::setDocumentText(ToolsConfig *tool, const std::optional<QString> &text)
 {
     tool->setInputSchemaJson(text);
 }

@@ -26,7 +26,7 @@ inline std::optional<QString> ToolOutputSchemaEditor::documentText(const ToolsCo
 }
 
 template <>
-inline void ToolOutputSchemaEditor::setDocumentText(ToolsConfig *tool, const QString &text)
+inline void ToolOutputSchemaEditor::setDocumentText(ToolsConfig *tool, const std::optional<QString> &text)
 {
     tool->setOutputSchemaJson(text);
 }

@@ -32,6 +32,8 @@ public:
     ToolSchemaEditor(ToolsConfigController *controller, Schema *schema, bool isNewSchema)
         : m_controller(controller), m_schema(schema), m_isNewSchema(isNewSchema)
     {
+        if (const ToolsConfig *tool = schema->toolConfig())
+            m_openedDocument = documentText(tool);
         load(schema);
     }
 
@@ -182,9 +184,8 @@ public:
     }
 
     // The "JSON" tab's text as typed. A JSON object becomes the tool's schema of this kind,
-    // kept as written, and the parameters are made to match it (the tool's other schemas of
-    // this kind give theirs up: the text is the whole). Anything else changes nothing and
-    // gives the reason.
+    // kept as written, and the parameters of the tool's schemas of this kind are made to
+    // match it (the text is the whole). Anything else changes nothing and gives the reason.
     std::optional<QString> applySchemaJson(const QString &text)
     {
         QJsonParseError parseError{};
@@ -232,6 +233,9 @@ public:
     void revert()
     {
         ToolsConfig *tool = m_schema->toolConfig();
+        // The written schema goes back too: the JSON tab and enum values change it.
+        if (m_isNewSchema && tool && documentText(tool) != m_openedDocument)
+            setDocumentText(tool, m_openedDocument);
         if (m_isNewSchema)
             m_controller->discardNewSchema(m_schema);
         else
@@ -354,37 +358,45 @@ private:
         return schemaOf(*config).authoredJson();
     }
 
-    // The parameter records made to say what form says: a parameter keeps its record where
-    // its name stays, the rest are reused in order, made or deleted.
+    // The parameter records of the tool's schemas of this kind made to say what form says:
+    // a parameter keeps its record (in whichever schema) where its name stays, and this
+    // schema's other records are reused in order; new ones are made here, and the records
+    // of names the text no longer has are deleted.
     void matchRecords(const JSONToolSchema &form)
     {
         StoreContext *context = m_controller->context();
-        for (Schema *other : sortedSchemas(m_schema->toolConfig())) {
-            if (other == m_schema)
-                continue;
-            for (Params *param : ToolsQueryService::sortedProperties(other)) {
-                other->removePropertiesObject(param);
-                context->deleteObject(param);
-            }
-            if (!other->requiredParams().value_or(QString()).isEmpty())
-                other->setRequiredParams(QString());
+        QList<std::pair<Schema *, Params *>> unused;
+        QStringList mergedRequired;
+        for (Schema *schema : sortedSchemas(m_schema->toolConfig())) {
+            for (Params *param : ToolsQueryService::sortedProperties(schema))
+                unused.append({schema, param});
+            if (const QString names = schema->requiredParams().value_or(QString()); !names.isEmpty())
+                mergedRequired = ConfigurationController::splitList(names);
+        }
+        // The required list is the last one given; it is written here only when it changes.
+        const QStringList required = form.required.value_or(QStringList());
+        if (required != mergedRequired) {
+            for (Schema *schema : sortedSchemas(m_schema->toolConfig()))
+                if (schema != m_schema && !schema->requiredParams().value_or(QString()).isEmpty())
+                    schema->setRequiredParams(QString());
+            m_requiredParams = required.join(QStringLiteral(", "));
         }
         m_schemaType = form.type;
-        m_requiredParams = form.required.value_or(QStringList()).join(QStringLiteral(", "));
         writeSchemaFields();
-        QList<Params *> unused = properties();
+        const auto take = [&unused](auto matches) -> Params * {
+            for (qsizetype i = 0; i < unused.size(); ++i)
+                if (matches(unused.at(i)))
+                    return unused.takeAt(i).second;
+            return nullptr;
+        };
         QMap<QString, Params *> records;
         for (auto it = form.properties.cbegin(); it != form.properties.cend(); ++it)
-            for (Params *param : unused)
-                if (param->parameterName().value_or(QString()) == it.key()) {
-                    records.insert(it.key(), param);
-                    unused.removeOne(param);
-                    break;
-                }
+            if (Params *param = take([&](const auto &entry) { return entry.second->parameterName() == it.key(); }))
+                records.insert(it.key(), param);
         for (auto it = form.properties.cbegin(); it != form.properties.cend(); ++it) {
             Params *param = records.value(it.key());
-            if (!param && !unused.isEmpty())
-                param = unused.takeFirst();
+            if (!param)
+                param = take([this](const auto &entry) { return entry.first == m_schema; });
             if (!param) {
                 param = createParams();
                 m_schema->addPropertiesObject(param);
@@ -402,8 +414,8 @@ private:
             set(&Params::itemType, &Params::setItemType, p.items ? p.items->type : QStringLiteral("null"));
             set(&Params::items, &Params::setItems, p.items ? p.items->content.value_or(QString()) : QString());
         }
-        for (Params *param : unused) {
-            m_schema->removePropertiesObject(param);
+        for (const auto &[schema, param] : unused) {
+            schema->removePropertiesObject(param);
             context->deleteObject(param);
         }
         m_controller->updateUnsaved(true);
@@ -426,12 +438,13 @@ private:
     static QList<Schema *> sortedSchemas(const ToolsConfig *tool);
     // The tool's written schema of this kind, and where the export puts it.
     static std::optional<QString> documentText(const ToolsConfig *tool);
-    static void setDocumentText(ToolsConfig *tool, const QString &text);
+    static void setDocumentText(ToolsConfig *tool, const std::optional<QString> &text);
     static const JSONToolSchema &schemaOf(const JSONToolConfig &config);
 
     ToolsConfigController *m_controller;
     Schema *m_schema;
     bool m_isNewSchema;
+    std::optional<QString> m_openedDocument;
     QString m_schemaType = QStringLiteral("object");
     QString m_requiredParams;
     Params *m_selected = nullptr;

@@ -381,6 +381,24 @@ TEST(ToolsScreen, TheJsonTabEnumValuesAndHints)
     view.hintBoxes().at(1)->click();
     view.hintBoxes().at(1)->click();
     tools.saveTapped();
+
+    // A new schema takes what the text adds; its revert takes the written schema back too and
+    // leaves the other schema's parameters as they were.
+    auto *fresh = context->insert<ToolInputSchema>();
+    tool->addInputSchemasObject(fresh);
+    const std::optional<QString> saved = tool->inputSchemaJson();
+    ToolInputSchemaEditor scratch(&tools, fresh, true);
+    QJsonObject more = expected;
+    QJsonObject moreProperties = more["properties"].toObject();
+    moreProperties["extra"] = QJsonObject{{"type", "boolean"}};
+    more["properties"] = moreProperties;
+    EXPECT_EQ(scratch.applySchemaJson(QString::fromUtf8(QJsonDocument(more).toJson())), std::nullopt);
+    EXPECT_EQ(ToolsQueryService::sortedProperties(fresh).size(), 1);
+    EXPECT_EQ(ToolsQueryService::sortedProperties(schema).size(), 2);
+    scratch.revert();
+    EXPECT_EQ(tool->inputSchemaJson(), saved);
+    EXPECT_EQ(tool->inputSchemas(), QList<ToolInputSchema *>{schema});
+    EXPECT_EQ(ToolsQueryService::sortedProperties(schema).size(), 2);
     const auto exported = ConfigurationController::toolConfig(tool);
     ASSERT_TRUE(exported.ok());
     const QJsonObject json = exported->toJson();
