@@ -70,12 +70,18 @@ public:
         std::lock_guard lock(m_mutex);
         m_clientCapabilities = std::move(capabilities);
     }
-    // Whether the client declared this capability ("elicitation", "sampling").
+    // Whether the client declared this capability ("elicitation", "sampling"). The server
+    // asks only with forms: a client whose elicitation names its modes must name "form"
+    // (an empty object is forms alone).
     bool clientSupports(std::string_view capability) const
     {
         std::lock_guard lock(m_mutex);
-        return m_clientCapabilities.isObject() && m_clientCapabilities.contains(capability) &&
-               m_clientCapabilities.at(capability).isObject();
+        if (!m_clientCapabilities.isObject() || !m_clientCapabilities.contains(capability))
+            return false;
+        const JSONValue &declared = m_clientCapabilities.at(capability);
+        if (!declared.isObject())
+            return false;
+        return capability != "elicitation" || declared.asObject().empty() || declared.contains("form");
     }
 
     ClientRequests &clientRequests() { return m_clientRequests; }

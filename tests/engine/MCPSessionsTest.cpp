@@ -527,11 +527,12 @@ TEST_F(SessionsTest, ACallAsksItsClientOnItsStreamAndTheAnswerComesBackByItsId)
     ::close(fd);
     EXPECT_NE(text.find("the client's session has ended"), std::string::npos) << text;
 
-    // A client that declared nothing, or has no session, is not asked.
-    const std::string bare = initializeWith("{}");
-    const auto unsupported = JSONParser::parseDocument(inSession(bare, toolCall(8, "ask")).body);
-    ASSERT_TRUE(unsupported);
-    EXPECT_EQ(unsupported->at("result").at("why").asString(), "unsupported");
+    // A client that declared nothing, or only links to open, or has no session, is not asked.
+    for (const std::string &declared : {std::string("{}"), std::string(R"({"elicitation":{"url":{}}})")}) {
+        const auto unsupported = JSONParser::parseDocument(inSession(initializeWith(declared), toolCall(8, "ask")).body);
+        ASSERT_TRUE(unsupported);
+        EXPECT_EQ(unsupported->at("result").at("why").asString(), "unsupported") << declared;
+    }
     const auto stateless = JSONParser::parseDocument(post(port, toolCall(9, "ask")).body);
     ASSERT_TRUE(stateless);
     EXPECT_EQ(stateless->at("result").at("why").asString(), "unsupported");
