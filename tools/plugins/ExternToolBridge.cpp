@@ -32,9 +32,8 @@ QString ExternToolBridge::httpRequest(const QString &method, const QString &url,
 bool ExternToolBridge::downloadFile(const QString &url, const QString &destination)
 {
     SystemLog::write(QStringLiteral("[ExternToolBridge::downloadFile] url=%1 dest=%2").arg(url, destination));
-    AppError error;
-    if (!m_httpClient.downloadFile(url, destination, &error)) {
-        SystemLog::write(QStringLiteral("[ExternToolBridge::downloadFile] Failed: %1").arg(error.description));
+    if (const Result<void> downloaded = m_httpClient.downloadFile(url, destination); !downloaded) {
+        SystemLog::write(QStringLiteral("[ExternToolBridge::downloadFile] Failed: %1").arg(downloaded.error().description));
         return false;
     }
     return true;

@@ -404,9 +404,8 @@ bool ScriptBridge::downloadFile(const QString &url, const QString &given)
         return false;
     }
     SystemLog::write(QStringLiteral("[Script] downloadFile url=%1 dest=%2").arg(url, destination));
-    AppError error;
-    if (!httpClient().downloadFile(url, destination, &error)) {
-        SystemLog::write(QStringLiteral("[Script] downloadFile failed: %1").arg(error.description));
+    if (const Result<void> downloaded = httpClient().downloadFile(url, destination); !downloaded) {
+        SystemLog::write(QStringLiteral("[Script] downloadFile failed: %1").arg(downloaded.error().description));
         return false;
     }
     return true;
