@@ -21,13 +21,12 @@ ConfigurationLookup::Answer find(Fetch fetch, Matches matches, ToConfig toConfig
 {
     ConfigurationLookup::Answer answer;
     MainThread::runBlocking([&] {
-        AppError error;
-        const auto records = fetch(PersistenceController::shared()->viewContext(), &error);
-        if (error.code != 0) {
-            answer.fetchError = error.description;
+        const auto records = fetch(PersistenceController::shared()->viewContext());
+        if (!records) {
+            answer.fetchError = records.error().description;
             return;
         }
-        for (const auto *record : records) {
+        for (const auto *record : *records) {
             if (matches(record)) {
                 answer.json = QString::fromUtf8(QJsonDocument(toConfig(record).toJson()).toJson(QJsonDocument::Indented));
                 return;
