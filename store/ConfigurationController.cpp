@@ -561,7 +561,7 @@ Result<void> ConfigurationController::importKind(Directory directory, const QStr
             fileError = TransferError::readFailed(file.errorString());
         } else {
             const QByteArray data = file.readAll();
-            QString reason;
+            AppError reason;
             ok = true;
             bool skipped = false;
             auto missing = [&](const QString &name) {
@@ -569,31 +569,34 @@ Result<void> ConfigurationController::importKind(Directory directory, const QStr
                 return !skipped;
             };
             if (directory == Directory::tools) {
-                if (auto config = JSONToolConfig::fromJsonData(data, &reason)) {
+                if (const Result<JSONToolConfig> config = JSONToolConfig::fromJsonData(data)) {
                     if (missing(config->name))
                         insertTool(*config, root);
                 } else {
                     ok = false;
+                    reason = config.error();
                 }
             } else if (directory == Directory::resources) {
-                if (auto config = JSONResourceConfig::fromJsonData(data, &reason)) {
+                if (const Result<JSONResourceConfig> config = JSONResourceConfig::fromJsonData(data)) {
                     if (missing(config->name))
                         insertResource(*config);
                 } else {
                     ok = false;
+                    reason = config.error();
                 }
             } else {
-                if (auto config = JSONPromptConfig::fromJsonData(data, &reason)) {
+                if (const Result<JSONPromptConfig> config = JSONPromptConfig::fromJsonData(data)) {
                     if (missing(config->name))
                         insertPrompt(*config);
                 } else {
                     ok = false;
+                    reason = config.error();
                 }
             }
             if (skipped)
                 continue;
             if (!ok) {
-                fileError = TransferError::decodingFailed(reason);
+                fileError = TransferError::decodingFailed(reason.description);
             } else {
                 // Each file is saved by itself; a failed save leaves its records pending.
                 if (const Result<void> saved = m_context->save(); !saved) {

@@ -72,11 +72,10 @@ void StoreIntegrationHost::resetToolRegistry()
 
 void StoreIntegrationHost::registerTool(const QJsonObject &object)
 {
-    QString error;
-    const std::optional<JSONToolConfig> config = JSONToolConfig::fromJson(object, &error);
+    const Result<JSONToolConfig> config = JSONToolConfig::fromJson(object);
     if (!config) {
         qWarning().noquote() << QStringLiteral("[MCP-IM] Failed to build config for '%1': %2")
-                                    .arg(object.value("name").toString(), error);
+                                    .arg(object.value("name").toString(), config.error().description);
         return;
     }
     // What the server runs on request is never rewritten through its own tools.
