@@ -260,9 +260,15 @@ std::shared_ptr<MCPMessage> MCPServer::process(const std::string &sessionId, std
         log(LogMessageType::Debug, LogCode::Info,
             "Dispatch: \"" + message->method + "\" sid: \"" + sessionId + "\" id: " + message->id.toJSON());
     }
-    // What the client answers to the server's own requests is not routed (nothing asks yet).
-    if (message->type == MCPMessage::MessageType::Response)
+    // The client's answer to a request of the server's goes to the call waiting on it, in the
+    // session it came in; one nobody waits on (unknown id, too late) is dropped.
+    if (message->type == MCPMessage::MessageType::Response) {
+        const auto session = message->inSession ? m_transport->session(sessionId) : nullptr;
+        if (!session || !session->clientRequests().answer(*message))
+            log(LogMessageType::Warning, LogCode::Info,
+                "Response from the client to no waiting request (id " + message->id.toJSON() + ")");
         return nullptr;
+    }
     if (message->type == MCPMessage::MessageType::Request && !message->id.isValid()) {
         log(LogMessageType::Warning, LogCode::Info, "Request with an id that is neither a string nor an integer");
         return MCPServerMessage::createError(RequestId::fromJSON(JSONValue()),
@@ -324,8 +330,12 @@ std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &contex
     const std::string version(ProtocolVersion::negotiate(requested));
     log(LogMessageType::Info, LogCode::Info, "Initialize request received (protocol: " + version + ")");
     if (context.message->inSession) {
-        if (const auto session = m_transport->session(context.sessionId))
+        if (const auto session = m_transport->session(context.sessionId)) {
             session->setProtocolVersion(version);
+            // What the client can be asked during its calls (elicitation, sampling).
+            if (context.params.isObject() && context.params.contains("capabilities"))
+                session->setClientCapabilities(context.params.at("capabilities"));
+        }
     }
     JSONValue result;
     result["protocolVersion"] = JSONValue(version);
@@ -700,6 +710,10 @@ std::shared_ptr<MCPMessage> MCPServer::handleCompletion(const MCPContext &contex
         return fail("Completion argument has no name");
 
     std::vector<std::string> offered;
+    // The arguments already given, for values that depend on them.
+    JSONValue given;
+    if (params.contains("context") && params.at("context").isObject() && params.at("context").contains("arguments"))
+        given = params.at("context").at("arguments");
     const std::string kind = text(ref, "type");
     if (kind == "ref/prompt") {
         const auto prompt = m_promptService->findPrompt(text(ref, "name"));
@@ -707,13 +721,15 @@ std::shared_ptr<MCPMessage> MCPServer::handleCompletion(const MCPContext &contex
             return fail("Prompt not found: " + text(ref, "name"));
         for (const PromptArgument &entry : prompt->arguments)
             if (entry.name == name)
-                offered = entry.values;
+                offered = entry.valuesSource ? entry.valuesSource(name, typed, given) : entry.values;
     } else if (kind == "ref/resource") {
         const std::string uri = text(ref, "uri");
         const auto resource = m_resourceService->findResource(uri);
         if (!resource || resource->type != "template")
             return fail("Resource template not found: " + uri);
-        if (auto it = resource->completions.find(name); it != resource->completions.end())
+        if (resource->valuesSource)
+            offered = resource->valuesSource(name, typed, given);
+        else if (auto it = resource->completions.find(name); it != resource->completions.end())
             offered = it->second;
     } else {
         return fail("Unknown completion reference type: " + kind);
