@@ -19,8 +19,8 @@ void note(const QString &line)
 
 } // namespace
 
-MCPIntegrationManager::MCPIntegrationManager(QSettings &defaults, MCPIntegrationHost &host)
-    : m_defaults(defaults), m_host(host)
+MCPIntegrationManager::MCPIntegrationManager(QSettings &defaults, MCPIntegrationHost &host, QObject *parent)
+    : QObject(parent), m_defaults(defaults), m_host(host)
 {
     load();
 }
@@ -81,6 +81,7 @@ void MCPIntegrationManager::save()
         array.append(server.toJson());
     m_defaults.setValue(QLatin1String(persistKey), QJsonDocument(array).toJson(QJsonDocument::Compact));
     applyToLiveServer();
+    emit changed();
 }
 
 void MCPIntegrationManager::syncTools(MCPIntegration &server)

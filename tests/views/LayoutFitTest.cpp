@@ -15,6 +15,7 @@
 #include "views/script/EditorSettingsDialog.h"
 #include "views/settings/AppSettingsWindow.h"
 #include "workbench/EditorSettings.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -141,7 +142,7 @@ protected:
     void SetUp() override
     {
         ChatView::startsServerOnAppear = false;
-        BuiltinFeatures::registerAll();
+        BuiltinFeatures::registerAll(TestServices::application());
         // The tour's bubble is an overlay; it is checked on its own.
         for (MenuDestination destination : MenuDestinations::all())
             OnBoardingCompletion::shared()->setCompleted(destination, true);

@@ -19,6 +19,7 @@
 #include "workbench/FileExplorerPanels.h"
 #include "workbench/ScriptEditorController.h"
 #include "workbench/SearchReplaceManager.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -57,7 +58,7 @@ TEST(ScriptScreen, OpenEditSaveFindAndRun)
                "}\n");
     file.close();
 
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -174,7 +175,7 @@ TEST(ScriptScreen, ExplorerOpensCreatesAndPastes)
     writeFile(root + QStringLiteral("/main.js"), "// main\n");
     writeFile(root + QStringLiteral("/lib/util.js"), "// util\n");
 
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -239,7 +240,7 @@ TEST(ScriptScreen, ExplorerOpensCreatesAndPastes)
 // what is stored, "Save changes" stores, "Reset" gives the defaults.
 TEST(ScriptScreen, EditorSettingsSheet)
 {
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -291,7 +292,7 @@ TEST(ScriptScreen, EditorSettingsSheet)
 // and the folder tree.
 TEST(ScriptScreen, TabWalksToolbarEditorFindBarLogAndTree)
 {
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -356,7 +357,7 @@ TEST(ScriptScreen, AFileDroppedOnTheEditorOpens)
     file.write("function toolEntry() { return '{\"text\":\"dropped\"}'; }\n");
     file.close();
 
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -380,7 +381,7 @@ TEST(ScriptScreen, TheTreeShowsTheSizeOfTheSavedFile)
 {
     const QString root = TestSupport::makeTempDir();
     writeFile(root + QStringLiteral("/big.js"), QByteArray(2100, 'x'));
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -406,7 +407,7 @@ TEST(ScriptScreen, TheViewTogglesAndTheDividersAreKept)
 {
     UserDefaults::standard()->remove(ScriptEditorController::showLogViewKey);
     UserDefaults::standard()->remove(ScriptEditorController::showFileBrowserKey);
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);

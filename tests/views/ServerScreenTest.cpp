@@ -16,6 +16,7 @@
 #include "views/log/LogListModel.h"
 #include "views/log/LogPaneView.h"
 #include "views/server/ServerConfigView.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -44,7 +45,7 @@ protected:
     void SetUp() override
     {
         UserDefaults::standard()->setValue(QStringLiteral("serverView.VSplitViewPos"), 200);
-        BuiltinFeatures::registerAll();
+        BuiltinFeatures::registerAll(TestServices::application());
         window = launchedWindow(MenuDestination::menuServerConfig);
         window->resize(1000, 700);
         view = qobject_cast<ServerConfigView *>(window->currentScreen());
@@ -361,7 +362,7 @@ TEST_F(ServerScreenTest, ASavedChangeShowsTheOutdatedServerUntilApplyAndRestart)
     ASSERT_TRUE(prompt.open(QIODevice::WriteOnly));
     prompt.write(R"({"arguments":[],"description":"Imported later","name":"later","template":"Later"})");
     prompt.close();
-    ASSERT_TRUE(ConfigurationController::shared()->importConfiguration(bundle));
+    ASSERT_TRUE(TestServices::application().configuration()->importConfiguration(bundle));
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->outdatedBanner()->isVisible(); }));
     EXPECT_TRUE(controller->importHint().contains("Apply and restart"));
     for (PromptConfig *imported : PromptQueryService::fetchPrompts(context))

@@ -15,6 +15,7 @@
 #include "views/server/ServerConfigView.h"
 #include "views/tools/ToolSchemaEditorDialog.h"
 #include "views/tools/ToolsConfigView.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -130,7 +131,7 @@ TEST(ToolsScreen, AScriptToolMadeOnTheScreenIsServedWithItsSchemas)
                  "}\n");
     script.close();
 
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuToolConfig);
     auto *view = qobject_cast<ToolsConfigView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -220,7 +221,7 @@ TEST(ToolsScreen, AScriptToolMadeOnTheScreenIsServedWithItsSchemas)
 // list's row follows the name as it is typed.
 TEST(ToolsScreen, TheSchemaEditorsFieldsAndTheToolsRow)
 {
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuToolConfig);
     auto *view = qobject_cast<ToolsConfigView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -278,7 +279,9 @@ TEST(ToolsScreen, TheSchemaEditorsFieldsAndTheToolsRow)
 
     // A screen shown for the first time highlights the row its controller selects.
     {
-        ToolsConfigView fresh;
+        ToolsConfigView fresh(new ToolsConfigController(TestServices::application().context(),
+                                                        TestServices::application().clipboard()),
+                              TestServices::application().plugins());
         fresh.show();
         ASSERT_TRUE(waitUntil([&] { return fresh.controller()->selectedTool() != nullptr; }));
         ASSERT_NE(fresh.list()->currentItem(), nullptr);
@@ -286,7 +289,7 @@ TEST(ToolsScreen, TheSchemaEditorsFieldsAndTheToolsRow)
             ToolsConfigController::rowName(fresh.controller()->selectedTool()) + u'\n'));
     }
 
-    PersistenceController::shared()->viewContext()->deleteObject(tool);
-    ASSERT_TRUE(PersistenceController::shared()->viewContext()->save());
+    TestServices::application().context()->deleteObject(tool);
+    ASSERT_TRUE(TestServices::application().context()->save());
     closeAllWindows();
 }

@@ -34,7 +34,7 @@ QString fieldText(const std::optional<QString> &value) { return value.value_or(Q
 
 ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *parent)
     : DestinationScreen(parent),
-      m_controller(controller ? controller : ServerConfigController::shared()),
+      m_controller(controller),
       m_splitSettings(new SettingsManager(splitKey, defaultLogHeight, this))
 {
     setObjectName(QStringLiteral("serverConfigView"));

@@ -27,7 +27,7 @@ public:
     // The port shown while no row exists.
     static constexpr int fallbackPort = 8080;
 
-    explicit ServerConfigView(ServerConfigController *controller = nullptr, QWidget *parent = nullptr);
+    explicit ServerConfigView(ServerConfigController *controller, QWidget *parent = nullptr);
 
     AbstractController *activeController() const override;
     void screenDidAppear() override;

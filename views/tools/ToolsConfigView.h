@@ -2,6 +2,7 @@
 
 #include "views/common/ConfigScreen.h"
 
+class PluginController;
 class QComboBox;
 class QLabel;
 class QLineEdit;
@@ -15,7 +16,8 @@ class ToolsConfigView : public ConfigScreen {
     Q_OBJECT
 
 public:
-    explicit ToolsConfigView(ToolsConfigController *controller = nullptr, QWidget *parent = nullptr);
+    explicit ToolsConfigView(ToolsConfigController *controller, PluginController *plugins = nullptr,
+                             QWidget *parent = nullptr);
 
     ToolsConfigController *controller() const { return m_controller; }
     QLineEdit *nameField() const { return m_name; }
@@ -41,6 +43,7 @@ private:
     void chooseScript();
 
     ToolsConfigController *m_controller;
+    PluginController *m_plugins;  // the plug-ins a custom tool may name; may be null
     QLineEdit *m_name;
     QLineEdit *m_description;
     QComboBox *m_type;
