@@ -9,6 +9,7 @@
 #include "store/ToolsQueryService.h"
 #include "store/ServerConfig.h"
 #include "app/config/ServerConfigController.h"
+#include "chat/integrations/MCPIntegrationManager.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "views/app/AppMainWindow.h"
@@ -382,4 +383,38 @@ TEST_F(ServerScreenTest, ASavedChangeShowsTheOutdatedServerUntilApplyAndRestart)
     EXPECT_FALSE(view->outdatedBanner()->isVisible());
     EXPECT_TRUE(TestSupport::waitUntil([&] { return view->startButton()->isEnabled(); }));
     EXPECT_TRUE(controller->importHint().contains("started"));
+}
+
+// The AI Chat's integration switches on one tool of the store: the screen says so under the
+// status, live, and "Serve All Tools" serves all again and takes the notice away.
+TEST_F(ServerScreenTest, AnIntegrationsLimitIsShownUntilServeAllTools)
+{
+    StoreContext *context = controller->context();
+    for (const QString &name : {QStringLiteral("limit_one"), QStringLiteral("limit_two")})
+        ToolsQueryService::createTool(context, 0)->setName(name);
+    ASSERT_TRUE(context->save());
+    EXPECT_TRUE(view->toolLimitNotice()->isHidden());
+
+    MCPIntegrationManager *integrations = TestServices::application().integrations();
+    MCPIntegration chat;
+    chat.label = QStringLiteral("kelvara");
+    chat.kind = MCPIntegration::Kind::plugin;
+    chat.isEnabled = true;
+    integrations->add(chat);
+    MCPIntegration edited = integrations->servers().last();
+    edited.setToolEnabled(QStringLiteral("limit_two"), true);
+    integrations->update(edited);
+    EXPECT_FALSE(view->toolLimitNotice()->isHidden());
+    EXPECT_TRUE(view->toolLimitLabel()->text().startsWith("Serving 1 of ")) << view->toolLimitLabel()->text().toStdString();
+    EXPECT_TRUE(view->toolLimitLabel()->text().endsWith("tools: limited by the AI Chat integration 'kelvara'"));
+
+    view->serveAllToolsButton()->click();
+    EXPECT_TRUE(view->toolLimitNotice()->isHidden());
+    EXPECT_EQ(controller->toolLimitNotice(), QString());
+
+    integrations->remove(edited.id);
+    for (ToolsConfig *tool : ToolsQueryService::fetchTools(context))
+        if (tool->name().value_or(QString()).startsWith(QStringLiteral("limit_")))
+            context->deleteObject(tool);
+    ASSERT_TRUE(context->save());
 }
