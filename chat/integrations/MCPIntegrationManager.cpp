@@ -3,6 +3,7 @@
 #include "diagnostics/LogController.h"
 
 #include <QCoreApplication>
+#include <QHash>
 #include <QJsonDocument>
 #include <QSet>
 #include <QUrl>
@@ -90,13 +91,13 @@ void MCPIntegrationManager::syncTools(MCPIntegration &server)
     if (!configs || configs->isEmpty())
         return; // nothing to go by: keep the choice as it stands
     QList<QJsonObject> built;
-    QSet<QString> builtNames;
+    QHash<QString, QJsonObject> builtByName;
     for (const QJsonObject &config : *configs) {
         const QString name = config.value("name").toString();
         if (name.trimmed().isEmpty())
             continue;
         built.append(config);
-        builtNames.insert(name);
+        builtByName.insert(name, config);
     }
     if (built.isEmpty())
         return;
@@ -107,9 +108,11 @@ void MCPIntegrationManager::syncTools(MCPIntegration &server)
     for (const QJsonObject &config : built)
         if (!known.contains(config.value("name").toString()))
             tools.append({config, false});
+    // A known tool keeps its switch but takes the store's configuration as it is now: it is
+    // what the server registers, and the user may have edited the tool since.
     for (const ToolIntegration &tool : server.integratedTools)
-        if (builtNames.contains(tool.name()))
-            tools.append(tool);
+        if (builtByName.contains(tool.name()))
+            tools.append({builtByName.value(tool.name()), tool.isEnabled});
     server.integratedTools = tools;
 }
 
