@@ -767,6 +767,8 @@ bool expired(const HttpSession &session, Clock::time_point now, std::chrono::mil
 
 void endSession(HttpSession &session)
 {
+    // A call waiting on this client's answer hears at once that none will come.
+    session.info->clientRequests().close("the client's session has ended");
     std::lock_guard lock(session.mutex);
     session.ended = true;
     session.wake.notify_all();
@@ -850,6 +852,8 @@ void wakeStreams(Shared &shared, bool endAll)
             shared.sessions.clear();
     }
     for (const auto &session : sessions) {
+        if (endAll)
+            session->info->clientRequests().close("the server has stopped");
         std::lock_guard lock(session->mutex);
         if (endAll)
             session->ended = true;
