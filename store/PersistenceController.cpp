@@ -61,6 +61,13 @@ const char *const schemaV2[] = {
     R"(ALTER TABLE "PromptArguments" ADD COLUMN "completionValues" TEXT)",
 };
 
+// Version 3: a resource may be read and completed by a script, a prompt argument completed by one.
+const char *const schemaV3[] = {
+    R"(ALTER TABLE "ResourceConfig" ADD COLUMN "scriptFileName" TEXT)",
+    R"(ALTER TABLE "ResourceConfig" ADD COLUMN "valuesScript" TEXT)",
+    R"(ALTER TABLE "PromptArguments" ADD COLUMN "valuesScript" TEXT)",
+};
+
 QString failureText(const QSqlError &error)
 {
     const QString text = error.text().trimmed();
@@ -173,6 +180,12 @@ std::optional<QString> PersistenceController::open()
         }
         if (version < 2) {
             for (const char *statement : schemaV2) {
+                if (!query.exec(QString::fromUtf8(statement)))
+                    return fail(query.lastError());
+            }
+        }
+        if (version < 3) {
+            for (const char *statement : schemaV3) {
                 if (!query.exec(QString::fromUtf8(statement)))
                     return fail(query.lastError());
             }
