@@ -1,19 +1,20 @@
 #pragma once
 
+#include "base/Result.h"
+
 #include <QString>
 
 #include <optional>
 
 // What a script may read of the stored configuration (Kelvara.resourceConfig and
 // Kelvara.promptConfig). The store lives above the tools and implements this; the
-// application's composition root installs it. Called on script worker threads: the implementation hops to the
-// thread that owns the store itself.
+// application's composition root installs it. Called on script worker threads: the
+// implementation hops to the thread that owns the store itself.
 class ConfigurationLookup {
 public:
-    struct Answer {
-        std::optional<QString> json;        // the record's export form, pretty-printed
-        std::optional<QString> fetchError;  // set when the store could not be read
-    };
+    // The record's export form, pretty-printed; nothing when no record matches; the error
+    // when the store could not be read.
+    using Answer = Result<std::optional<QString>>;
 
     virtual ~ConfigurationLookup() = default;
 
