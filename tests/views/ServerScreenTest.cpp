@@ -413,7 +413,9 @@ TEST_F(ServerScreenTest, AnIntegrationsLimitIsShownUntilServeAllTools)
     EXPECT_EQ(controller->toolLimitNotice(), QString());
 
     integrations->remove(edited.id);
-    for (ToolsConfig *tool : ToolsQueryService::fetchTools(context))
+    const auto tools = ToolsQueryService::fetchTools(context);
+    ASSERT_TRUE(tools.ok());
+    for (ToolsConfig *tool : *tools)
         if (tool->name().value_or(QString()).startsWith(QStringLiteral("limit_")))
             context->deleteObject(tool);
     ASSERT_TRUE(context->save());
