@@ -4,6 +4,7 @@
 #include "app/config/ClientConfiguration.h"
 #include "app/config/RunningServer.h"
 #include "app/config/ServerConfigController.h"
+#include "base/AppPaths.h"
 #include "base/UserDefaults.h"
 #include "store/PersistenceController.h"
 #include "store/ServerAccessSettings.h"
@@ -15,6 +16,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <memory>
 
 namespace {
 
@@ -30,7 +32,7 @@ int serverPort()
     if (const std::optional<RunningServer::Record> running = RunningServer::read();
         running && ::kill(pid_t(running->pid), 0) == 0)
         return running->port;
-    PersistenceController *store = PersistenceController::shared();
+    const auto store = std::make_unique<PersistenceController>(AppPaths::storePath());
     if (const std::optional<QString> failure = store->loadError()) {
         printError(QStringLiteral("the store could not be opened (%1), so its port is not known: naming 8888 "
                                   "(--port names another)")

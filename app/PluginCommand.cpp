@@ -1,6 +1,7 @@
 #include "app/PluginCommand.h"
 
 #include "app/ChildProcessPluginInspector.h"
+#include "diagnostics/LogController.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/plugins/PluginInspector.h"
 #include "app/plugins/PluginTexts.h"
@@ -186,10 +187,12 @@ int PluginCommand::main(int argc, char **argv)
     // process before the answer.
     static ChildProcessPluginInspector inspector(QCoreApplication::applicationFilePath());
     PluginInspector::setShared(&inspector);
+    // The command's own registry over the stored list, as the window's is.
+    PluginController registry(BookmarkController::shared(), LogController::shared());
     if (command == QLatin1String("list")) {
         if (arguments.size() > 1)
             return usage(QStringLiteral("unknown argument '%1'").arg(arguments.at(1)));
-        return list(PluginController::shared(), out);
+        return list(&registry, out);
     }
     if (command != QLatin1String("add"))
         return usage(QStringLiteral("unknown command '%1'").arg(command));
@@ -206,5 +209,5 @@ int PluginCommand::main(int argc, char **argv)
     }
     if (paths.size() != 1)
         return usage(QStringLiteral("add needs exactly one plugin file"));
-    return add(PluginController::shared(), paths.first(), assumeYes, in, out, err);
+    return add(&registry, paths.first(), assumeYes, in, out, err);
 }

@@ -1,5 +1,6 @@
 #include "app/ServeCommand.h"
 
+#include "app/ApplicationServices.h"
 #include "app/CommandLineArguments.h"
 #include "app/ChildProcessPluginInspector.h"
 #include "app/config/ClientConfiguration.h"
@@ -315,7 +316,8 @@ int ServeCommand::main(int argc, char **argv)
         }
     }
 
-    PersistenceController *store = PersistenceController::shared();
+    ApplicationServices services;
+    PersistenceController *store = services.store();
     // The window (or another serve) has the store: a client that launched us talks to that
     // instance's server instead of getting nothing.
     if (options->stdio && store->loadError() && store->lockHolder()) {
@@ -337,9 +339,9 @@ int ServeCommand::main(int argc, char **argv)
         UserDefaults::standard()->setValue(logLevelKey, *options->logLevel);
     const MCPLogMessageType level =
         logLevelFromWord(UserDefaults::standard()->value(logLevelKey).toString()).value_or(MCPLogMessageType::Info);
-    LogController *logger = LogController::shared();
+    LogController *logger = services.log();
     logger->setMinimumLevel(level);
-    MCPServerBridge::sharedInstance().setLogLevel(static_cast<int>(level));
+    services.bridge().setLogLevel(static_cast<int>(level));
     const LogController::LogHandler keep = logger->logHandler();
     logger->setLogHandler([keep](MCPLogMessageType level, int code, const QString &message) {
         printLogLine(LogEntry::make(message, code, level).exportLine());
@@ -347,8 +349,7 @@ int ServeCommand::main(int argc, char **argv)
             keep(level, code, message);
     });
 
-    MCPServer &router = MCPServer::shared();
-    ConfigurationController *configuration = ConfigurationController::shared();
+    ConfigurationController *configuration = services.configuration();
     auto report = [](const QString &source, const Result<ImportResult> &result) {
         if (!result) {
             printLine(stderr, QStringLiteral("kelvara serve: import of %1 failed: %2").arg(source, result.error().description));
@@ -387,7 +388,7 @@ int ServeCommand::main(int argc, char **argv)
         PluginInspector::setShared(&inspector);
     for (const QString &file : options->enablePlugins) {
         QString reason;
-        const std::optional<QString> name = PluginCommand::enableForRun(PluginController::shared(), file, &reason);
+        const std::optional<QString> name = PluginCommand::enableForRun(services.plugins(), file, &reason);
         if (!name) {
             printLine(stderr, QStringLiteral("kelvara serve: ") + reason);
             return 1;
@@ -401,14 +402,14 @@ int ServeCommand::main(int argc, char **argv)
     }
     // The controller queues its first sync now; the options are applied after it, so that
     // the sync's reading of the stored flag does not undo --listen-all or --loopback.
-    ServerConfigController controller(store->viewContext(), configuration, &router);
+    ServerConfigController &controller = *services.server();
     ServeSession session(&controller, options->stdio);
     if (options->stdio) {
         // The end of standard input stops the server as a signal does.
         auto transport = std::make_unique<MCP::MCPStdioTransport>();
         transport->setClosedHandler(
             [&session] { QMetaObject::invokeMethod(&session, [&session] { session.signalled(); }, Qt::QueuedConnection); });
-        MCPServerBridge::sharedInstance().setTransport(std::move(transport));
+        services.bridge().setTransport(std::move(transport));
     }
     QSocketNotifier notifier(g_signalPipe[0], QSocketNotifier::Read);
     QObject::connect(&notifier, &QSocketNotifier::activated, &session, [&session] {
@@ -437,6 +438,9 @@ int ServeCommand::main(int argc, char **argv)
                                      chosen.keepAlive ? std::optional<bool>(true) : std::nullopt);
             // A chosen bind flag is saved by the start even when the store has nothing pending.
             controller.updateUnsaved(chosen.listenAtAll.has_value());
+            // The AI Chat's integrations limit what is served here as in the window.
+            if (const QString limit = controller.toolLimitNotice(); !limit.isEmpty())
+                printLine(stderr, QStringLiteral("kelvara serve: ") + limit);
             controller.start();
         },
         Qt::QueuedConnection);
@@ -452,8 +456,7 @@ int ServeCommand::main(int argc, char **argv)
     // and a line a late worker still logs goes nowhere instead of to objects of a main loop
     // that is gone.
     ScriptWatchdog::terminateAll();
-    if (!MCPServerBridge::sharedInstance().waitUntilIdle(stopWaitLimit) ||
-        !QThreadPool::globalInstance()->waitForDone(int(std::chrono::milliseconds(stopWaitLimit).count()))) {
+    if (!services.finish(stopWaitLimit)) {
         // A handler that does not return (a plug-in stuck in a call) still uses the objects
         // that the normal exit would destroy under it: leave without destroying them.
         printLine(stderr, QStringLiteral("kelvara serve: a call was still running %1 s after the stop; exiting without it")
@@ -464,7 +467,6 @@ int ServeCommand::main(int argc, char **argv)
     // The script threads end now, each releasing its own context and group, while every
     // global they use is still whole.
     ScriptThreadPool::shared().stop();
-    MCPServerBridge::sharedInstance().setLogHandler(nullptr);
     logger->setLogHandler(nullptr);
     return code;
 }

@@ -20,12 +20,6 @@ QByteArray readSmall(const QString &path)
 
 SystemMonitor::SystemMonitor(QString procRoot) : m_procRoot(std::move(procRoot)) {}
 
-SystemMonitor &SystemMonitor::shared()
-{
-    static SystemMonitor monitor;
-    return monitor;
-}
-
 std::optional<SystemMonitor::Ticks> SystemMonitor::readTicks() const
 {
     const QByteArray stat = readSmall(m_procRoot + QStringLiteral("/stat"));

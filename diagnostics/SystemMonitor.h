@@ -28,7 +28,6 @@ public:
 
     // procRoot: the folder that holds stat and meminfo; "/proc" unless a test gives copies.
     explicit SystemMonitor(QString procRoot = QStringLiteral("/proc"));
-    static SystemMonitor &shared();
 
     std::optional<Ticks> readTicks() const;
     std::optional<Memory> readMemory() const;

@@ -123,17 +123,11 @@ QString directoryURLText(const QString &path)
 
 }  // namespace
 
-ConfigurationController *ConfigurationController::shared()
+QString ConfigurationController::applicationExportRoot()
 {
-    static ConfigurationController *instance = nullptr;
-    if (!instance) {
-        // Without a data location there is no place for the exported bundle.
-        const bool hasDataLocation = !QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).isEmpty();
-        instance = new ConfigurationController(PersistenceController::shared()->viewContext(), &MCPServer::shared(),
-                                               hasDataLocation ? AppPaths::preferencesDir() : QString(),
-                                               AppPaths::builtinConfigurationDir(), QCoreApplication::instance());
-    }
-    return instance;
+    // Without a data location there is no place for the exported bundle.
+    const bool hasDataLocation = !QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation).isEmpty();
+    return hasDataLocation ? AppPaths::preferencesDir() : QString();
 }
 
 ConfigurationController::ConfigurationController(StoreContext *context, MCPServer *router, QString exportRoot,

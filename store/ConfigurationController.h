@@ -39,9 +39,9 @@ class ConfigurationController : public QObject {
 public:
     enum class Directory { tools, resources, prompts };
 
-    // Over the shared store, router and log; exports to AppPaths::preferencesDir() and
-    // imports the built-in bundle from AppPaths::builtinConfigurationDir().
-    static ConfigurationController *shared();
+    // The application's export folder: AppPaths::preferencesDir(), or empty (export fails)
+    // without a data location.
+    static QString applicationExportRoot();
 
     // exportRoot empty: export fails with invalidPath.
     ConfigurationController(StoreContext *context, MCPServer *router, QString exportRoot, QString builtinRoot,

@@ -2,7 +2,6 @@
 
 #include "base/AppPaths.h"
 #include "base/SystemLog.h"
-#include "store/StoredConfigurationLookup.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -76,18 +75,6 @@ QString failureText(const QSqlError &error)
 }
 
 }  // namespace
-
-PersistenceController *PersistenceController::shared()
-{
-    static PersistenceController *instance = nullptr;
-    if (!instance) {
-        instance = new PersistenceController(AppPaths::storePath(), QCoreApplication::instance());
-        // From now on scripts can read the stored resources and prompts.
-        static StoredConfigurationLookup lookup;
-        ConfigurationLookup::setShared(&lookup);
-    }
-    return instance;
-}
 
 PersistenceController::PersistenceController(const QString &storePath, QObject *parent)
     : QObject(parent), m_storePath(storePath)

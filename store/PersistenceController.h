@@ -17,9 +17,6 @@ public:
     // Stored as the file's user_version; each later version adds one migration step.
     static constexpr int schemaVersion = 3;
 
-    // The application's store at AppPaths::storePath(), made on first use (main thread).
-    static PersistenceController *shared();
-
     // Opens (creating or migrating as needed) the store file at storePath.
     explicit PersistenceController(const QString &storePath, QObject *parent = nullptr);
     ~PersistenceController() override;

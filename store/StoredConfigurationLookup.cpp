@@ -3,7 +3,6 @@
 #include "base/AppError.h"
 #include "base/MainThread.h"
 #include "store/ConfigurationController.h"
-#include "store/PersistenceController.h"
 #include "store/PromptConfig.h"
 #include "store/PromptQueryService.h"
 #include "store/ResourceConfig.h"
@@ -17,11 +16,11 @@ namespace {
 // The JSON text of the first record that `matches`. The store's context belongs to the main
 // thread: the look-up runs there (directly when already there).
 template <class Fetch, class Matches, class ToConfig>
-ConfigurationLookup::Answer find(Fetch fetch, Matches matches, ToConfig toConfig)
+ConfigurationLookup::Answer find(StoreContext *context, Fetch fetch, Matches matches, ToConfig toConfig)
 {
     ConfigurationLookup::Answer answer = std::optional<QString>();
     MainThread::runBlocking([&] {
-        const auto records = fetch(PersistenceController::shared()->viewContext());
+        const auto records = fetch(context);
         if (!records) {
             answer = records.error();
             return;
@@ -41,6 +40,7 @@ ConfigurationLookup::Answer find(Fetch fetch, Matches matches, ToConfig toConfig
 ConfigurationLookup::Answer StoredConfigurationLookup::resourceConfig(const QString &name)
 {
     return find(
+        m_context,
         &ResourceQueryService::fetchResourceConfigs,
         [&name](const ResourceConfig *resource) {
             const std::optional<QString> resourceName = resource->name();
@@ -52,6 +52,7 @@ ConfigurationLookup::Answer StoredConfigurationLookup::resourceConfig(const QStr
 ConfigurationLookup::Answer StoredConfigurationLookup::promptConfig(const QString &name)
 {
     return find(
+        m_context,
         &PromptQueryService::fetchPrompts,
         [&name](const PromptConfig *prompt) { return prompt->name().value_or(QString()) == name; },
         &ConfigurationController::promptConfig);

@@ -8,7 +8,8 @@ class ResourceConfigController;
 class StoreContext;
 class ToolsConfigController;
 
-// The one set of configuration controllers of the application (tools, resources, prompts).
+// The one set of configuration controllers of the application (tools, resources, prompts),
+// made by the composition root (ApplicationServices).
 // Every window's screens are handed these, so that a record being added, the selection and
 // the pending marks are the same in each window over the one store context.
 //
@@ -22,11 +23,6 @@ public:
     ToolsConfigController *tools() const { return m_tools; }
     ResourceConfigController *resources() const { return m_resources; }
     PromptConfigController *prompts() const { return m_prompts; }
-
-    // The application's set. Made on first use over the shared store and clipboard unless
-    // one was installed with install() (which does not take ownership).
-    static ConfigControllers *shared();
-    static void install(ConfigControllers *controllers);
 
 private:
     ToolsConfigController *m_tools;

@@ -13,7 +13,6 @@
 #include "diagnostics/LogController.h"
 #include "engine/bridge/MCPServerBridge.h"
 #include "store/ConfigurationController.h"
-#include "store/PersistenceController.h"
 #include "store/ServerAccessSettings.h"
 #include "store/ServerConfig.h"
 #include "store/ServerQueryService.h"
@@ -21,6 +20,7 @@
 #include "tools/router/MCPError.h"
 #include "tools/router/MCPServer.h"
 #include "tools/plugins/PluginController.h"
+#include "chat/integrations/MCPIntegrationManager.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -43,22 +43,14 @@ void printConsole(const char *line)
 
 }  // namespace
 
-ServerConfigController *ServerConfigController::shared()
-{
-    static ServerConfigController *instance = nullptr;
-    if (!instance)
-        instance = new ServerConfigController(PersistenceController::shared()->viewContext(),
-                                              ConfigurationController::shared(), &MCPServer::shared(),
-                                              QCoreApplication::instance());
-    return instance;
-}
-
 ServerConfigController::ServerConfigController(StoreContext *context, ConfigurationController *exportService,
-                                               MCPServer *router, QObject *parent)
+                                               MCPServer *router, MCPIntegrationManager *integrations,
+                                               QObject *parent)
     : AbstractController(parent),
       m_context(context),
       m_exportService(exportService),
       m_router(router),
+      m_integrations(integrations),
       m_logController(router->logger())
 {
     connect(m_context, &StoreContext::objectsDidChange, this, [this] { updateUnsaved(false); }, Qt::QueuedConnection);
@@ -81,7 +73,14 @@ ServerConfigController::ServerConfigController(StoreContext *context, Configurat
         refreshSavedFingerprint();
         compareServed();
     });
-    connect(PluginController::shared(), &PluginController::pluginsChanged, this, &ServerConfigController::compareServed);
+    if (PluginController *plugins = m_router->toolController())
+        connect(plugins, &PluginController::pluginsChanged, this, &ServerConfigController::compareServed);
+    // The integrations' limit follows their list and the store's tools.
+    if (m_integrations) {
+        connect(m_integrations, &MCPIntegrationManager::changed, this, &ServerConfigController::refreshToolLimit);
+        connect(m_context, &StoreContext::didSave, this, &ServerConfigController::refreshToolLimit);
+        refreshToolLimit();
+    }
 
     queueSync();
 }
@@ -131,7 +130,24 @@ void ServerConfigController::refreshSavedFingerprint()
 
 QByteArray ServerConfigController::pluginFingerprint() const
 {
-    return Plugin::encodeList(PluginController::shared()->plugins());
+    const PluginController *plugins = m_router->toolController();
+    return plugins ? Plugin::encodeList(plugins->plugins()) : QByteArray();
+}
+
+void ServerConfigController::refreshToolLimit()
+{
+    const QString notice = m_integrations ? m_integrations->limitNotice() : QString();
+    if (notice == m_toolLimitNotice)
+        return;
+    m_toolLimitNotice = notice;
+    emit toolLimitChanged();
+    emit changed();
+}
+
+void ServerConfigController::serveAllTools()
+{
+    if (m_integrations)
+        m_integrations->serveAllTools();  // stores and applies; changed() refreshes the notice
 }
 
 void ServerConfigController::compareServed()
@@ -331,6 +347,13 @@ void ServerConfigController::runStartPipeline()
         failStart(MCPError::unableToSaveServerConfiguration().localizedDescription());
         setStarting(false);
         return;
+    }
+
+    // The export registered every tool; the AI Chat's integrations may leave fewer, before
+    // any client can list them.
+    if (m_integrations) {
+        m_integrations->applyToLiveServer();
+        refreshToolLimit();
     }
 
     // What this start serves; the saved configuration is compared with it from now on.

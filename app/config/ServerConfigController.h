@@ -9,6 +9,7 @@
 class ConfigurationController;
 class DesktopNotifier;
 class LogController;
+class MCPIntegrationManager;
 class MCPServer;
 class ServerConfig;
 class StoreContext;
@@ -33,6 +34,7 @@ class ServerConfigController : public AbstractController {
     Q_PROPERTY(bool tokenRequired READ tokenRequired NOTIFY accessChanged)
     Q_PROPERTY(QStringList allowedOrigins READ allowedOrigins NOTIFY accessChanged)
     Q_PROPERTY(bool servesOutdatedConfiguration READ servesOutdatedConfiguration NOTIFY servedConfigurationChanged)
+    Q_PROPERTY(QString toolLimitNotice READ toolLimitNotice NOTIFY toolLimitChanged)
 
 public:
     // The user default behind the bind flag; absent reads as false.
@@ -55,12 +57,10 @@ public:
     static inline const QString saveFailedText = QStringLiteral("Failed to save configuration. Please check your settings.");
     static inline const QString invalidPortText = QStringLiteral("Invalid port number.");
 
-    // The process-wide controller over the shared store, export and router.
-    static ServerConfigController *shared();
-
-    // Subscribes to the context and its own channels, and queues sync().
+    // Subscribes to the context and its own channels, and queues sync(). The AI Chat's
+    // integrations, when given, are applied to every start and may limit the served tools.
     ServerConfigController(StoreContext *context, ConfigurationController *exportService, MCPServer *router,
-                           QObject *parent = nullptr);
+                           MCPIntegrationManager *integrations = nullptr, QObject *parent = nullptr);
     ~ServerConfigController() override;
 
     ServerConfig *serverConfig() const { return m_serverConfig; }
@@ -103,6 +103,11 @@ public:
     // flag, the plug-ins) differs from what is saved: after a save, an import, a plug-in
     // change or a port change.
     bool servesOutdatedConfiguration() const { return m_outdated; }
+    // "Serving 2 of 24 tools: limited by the AI Chat integration 'kelvara'" while the AI
+    // Chat's integrations leave the server fewer tools than the store holds; else empty.
+    QString toolLimitNotice() const { return m_toolLimitNotice; }
+    // Switches every internal tool of the integrations on again, so all are served.
+    void serveAllTools();
     // Why Start is disabled, for its tooltip; empty while it is enabled.
     QString startDisabledReason() const;
     // What to do after an import so that clients get what was imported.
@@ -167,6 +172,7 @@ signals:
     void listenAtAllChanged();
     void accessChanged();
     void servedConfigurationChanged();
+    void toolLimitChanged();
 
 private:
     void runStartPipeline();
@@ -183,10 +189,12 @@ private:
     void refreshSavedFingerprint();
     QByteArray pluginFingerprint() const;
     void compareServed();
+    void refreshToolLimit();
 
     StoreContext *m_context;
     ConfigurationController *m_exportService;
     MCPServer *m_router;
+    MCPIntegrationManager *m_integrations;
     LogController *m_logController;
     DesktopNotifier *m_notifier = nullptr;
 
@@ -195,6 +203,7 @@ private:
     bool m_isServerRunning = false;
     QString m_serverStatusMessage;
     bool m_isStarting = false;
+    QString m_toolLimitNotice;
     bool m_listenAtAll = false;
     QStringList m_runOrigins;
     std::optional<bool> m_runTokenRequired;

@@ -21,21 +21,8 @@ QVariant optionalValue(const std::optional<Plugin> &plugin)
 
 }  // namespace
 
-PluginManagerController *PluginManagerController::shared()
-{
-    static PluginManagerController *instance = nullptr;
-    static std::once_flag once;
-    std::call_once(once, [] {
-        auto *controller = new PluginManagerController;
-        if (auto *app = QCoreApplication::instance(); app && controller->thread() != app->thread())
-            controller->moveToThread(app->thread());
-        instance = controller;
-    });
-    return instance;
-}
-
 PluginManagerController::PluginManagerController(PluginController *registry, QObject *parent)
-    : AbstractController(parent), m_registry(registry ? registry : PluginController::shared())
+    : AbstractController(parent), m_registry(registry)
 {
     connect(m_registry, &PluginController::pluginsChanged, this, [this] {
         emit pluginsChanged();

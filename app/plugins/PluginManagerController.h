@@ -36,12 +36,9 @@ class PluginManagerController : public AbstractController {
     Q_PROPERTY(QVariant enableWizardPlugin READ enableWizardPluginValue NOTIFY enableWizardPluginChanged)
 
 public:
-    // The screen of the shared registry, made on first use; it lives on the main thread,
-    // so every window's Plugin Manager shows the same sheets.
-    static PluginManagerController *shared();
-
-    // Over the given registry, or the shared one.
-    explicit PluginManagerController(PluginController *registry = nullptr, QObject *parent = nullptr);
+    // Over the given registry. The application has one (ApplicationServices), so that every
+    // window's Plugin Manager shows the same sheets.
+    explicit PluginManagerController(PluginController *registry, QObject *parent = nullptr);
     ~PluginManagerController() override;
 
     PluginController *registry() const { return m_registry; }

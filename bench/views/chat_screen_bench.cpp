@@ -2,6 +2,7 @@
 // each applied to the transcript as the stream does and followed by a painted frame of the
 // window. Prints the frame time's percentiles, the total, and the final render when the
 // answer completes.
+#include "app/ApplicationServices.h"
 #include "chat/session/ChatViewModel.h"
 #include "views/chat/ChatView.h"
 
@@ -37,8 +38,9 @@ int main(int argc, char **argv)
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
     ChatView::startsServerOnAppear = false;
+    ApplicationServices services;
     auto *model = new ChatViewModel;
-    ChatView view(model);
+    ChatView view(model, services.server());
     model->setParent(&view);
     view.resize(1000, 800);
     view.show();

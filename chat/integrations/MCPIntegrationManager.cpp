@@ -3,6 +3,7 @@
 #include "diagnostics/LogController.h"
 
 #include <QCoreApplication>
+#include <QHash>
 #include <QJsonDocument>
 #include <QSet>
 #include <QUrl>
@@ -19,8 +20,8 @@ void note(const QString &line)
 
 } // namespace
 
-MCPIntegrationManager::MCPIntegrationManager(QSettings &defaults, MCPIntegrationHost &host)
-    : m_defaults(defaults), m_host(host)
+MCPIntegrationManager::MCPIntegrationManager(QSettings &defaults, MCPIntegrationHost &host, QObject *parent)
+    : QObject(parent), m_defaults(defaults), m_host(host)
 {
     load();
 }
@@ -81,6 +82,7 @@ void MCPIntegrationManager::save()
         array.append(server.toJson());
     m_defaults.setValue(QLatin1String(persistKey), QJsonDocument(array).toJson(QJsonDocument::Compact));
     applyToLiveServer();
+    emit changed();
 }
 
 void MCPIntegrationManager::syncTools(MCPIntegration &server)
@@ -89,13 +91,13 @@ void MCPIntegrationManager::syncTools(MCPIntegration &server)
     if (!configs || configs->isEmpty())
         return; // nothing to go by: keep the choice as it stands
     QList<QJsonObject> built;
-    QSet<QString> builtNames;
+    QHash<QString, QJsonObject> builtByName;
     for (const QJsonObject &config : *configs) {
         const QString name = config.value("name").toString();
         if (name.trimmed().isEmpty())
             continue;
         built.append(config);
-        builtNames.insert(name);
+        builtByName.insert(name, config);
     }
     if (built.isEmpty())
         return;
@@ -106,9 +108,11 @@ void MCPIntegrationManager::syncTools(MCPIntegration &server)
     for (const QJsonObject &config : built)
         if (!known.contains(config.value("name").toString()))
             tools.append({config, false});
+    // A known tool keeps its switch but takes the store's configuration as it is now: it is
+    // what the server registers, and the user may have edited the tool since.
     for (const ToolIntegration &tool : server.integratedTools)
-        if (builtNames.contains(tool.name()))
-            tools.append(tool);
+        if (builtByName.contains(tool.name()))
+            tools.append({builtByName.value(tool.name()), tool.isEnabled});
     server.integratedTools = tools;
 }
 

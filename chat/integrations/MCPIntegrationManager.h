@@ -4,16 +4,20 @@
 #include "chat/integrations/MCPIntegrationHost.h"
 
 #include <QJsonArray>
+#include <QObject>
 #include <QSettings>
 #include <optional>
 
 // The chat's list of MCP integrations: stored under "mcp.servers" in the user defaults, turned
 // into the `integrations` array of an LM Studio chat, and applied to the running local server
-// so that it lists exactly the enabled tools. Main thread; the host outlives the manager.
-class MCPIntegrationManager {
+// so that it lists exactly the enabled tools. The application has one, which every chat
+// window and the server screen share. Main thread; the host outlives the manager.
+class MCPIntegrationManager : public QObject {
+    Q_OBJECT
+
 public:
     // Loads the stored list (an unreadable one counts as none) and syncs each integration's tools.
-    MCPIntegrationManager(QSettings &defaults, MCPIntegrationHost &host);
+    MCPIntegrationManager(QSettings &defaults, MCPIntegrationHost &host, QObject *parent = nullptr);
 
     const QList<MCPIntegration> &servers() const { return m_servers; }
 
@@ -46,6 +50,10 @@ public:
     static bool pointsAt(const QString &url, const QString &localURL);
 
     static constexpr const char *persistKey = "mcp.servers";
+
+signals:
+    // The list was stored and applied: what the server serves, and limitNotice(), may differ.
+    void changed();
 
 private:
     void load();

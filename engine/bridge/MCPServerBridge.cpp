@@ -57,12 +57,6 @@ struct MCPServerBridge::LogSink {
     LogHandler handler;
 };
 
-MCPServerBridge &MCPServerBridge::sharedInstance()
-{
-    static MCPServerBridge *instance = new MCPServerBridge();
-    return *instance;
-}
-
 MCPServerBridge::MCPServerBridge() : m_logSink(std::make_shared<LogSink>())
 {
     auto http = std::make_unique<MCP::MCPHttpTransport>();

@@ -24,8 +24,8 @@ class MCPHttpTransport;
 class MCPServer;
 }
 
-// The one seam between the application layer and the engine: a process-wide object that
-// owns the MCP server for the whole run. It converts configurations given as variant maps
+// The one seam between the application layer and the engine: the application's composition
+// root makes one, which owns the MCP server for the whole run. It converts configurations given as variant maps
 // into the engine's definitions, wraps the application's callbacks, and delivers the
 // engine's log lines on the Qt main thread, in order.
 class MCPServerBridge {
@@ -43,10 +43,6 @@ public:
                                                        const QString &typed, const QVariantMap &given)>;
     // Always called on the Qt main thread.
     using LogHandler = std::function<void(int type, int code, const QString &message)>;
-
-    // Made on first use and never destroyed, so that no worker or queued log line can
-    // outlive it at process exit.
-    static MCPServerBridge &sharedInstance();
 
     MCPServerBridge();
     ~MCPServerBridge();

@@ -5,6 +5,7 @@
 #include "views/chat/ChatView.h"
 #include "views/chat/MessageBubble.h"
 #include "views/common/MarkdownBrowser.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -127,7 +128,7 @@ TEST_F(ChatAppearanceTest, AnOpenChatFollowsTheSharedSettingsLive)
     const AppearanceSettings::Payload before = shared->values();
     ChatView::startsServerOnAppear = false;
     auto *model = new ChatViewModel;
-    ChatView view(model);
+    ChatView view(model, TestServices::application().server());
     model->setParent(&view);
     model->session().setTranscript({message(TranscriptMessage::Role::user, "Question"),
                                     message(TranscriptMessage::Role::assistant, "Answer")});

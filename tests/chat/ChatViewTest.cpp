@@ -22,6 +22,7 @@
 #include "views/chat/MessageBubble.h"
 #include "views/chat/ModelSettingsWindow.h"
 #include "views/chat/PromptPickerSheet.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -50,7 +51,7 @@ TEST(ChatViewTest, ConnectAskSearchSaveAndImport)
     model->connection().selectProvider(AIProviderID::lmStudio);
     model->connection().setBaseURL(peer.baseURL());
     model->connection().setSystemPrompt(QString());
-    ChatView view(model);
+    ChatView view(model, TestServices::application().server());
     model->setParent(&view);
     view.resize(900, 700);
     view.show();
@@ -138,7 +139,7 @@ TEST(ChatViewTest, TheInputAndTheAttachmentsFollowTheModel)
     model->connection().selectProvider(AIProviderID::lmStudio);
     model->connection().setBaseURL(peer.baseURL());
     model->connection().setSystemPrompt(QString());
-    ChatView view(model);
+    ChatView view(model, TestServices::application().server());
     model->setParent(&view);
     view.show();
     model->connection().connect();
@@ -179,7 +180,7 @@ TEST(ChatViewTest, TheInputAndTheAttachmentsFollowTheModel)
 TEST(ChatViewTest, TheDestinationShowsTheChat)
 {
     ChatView::startsServerOnAppear = false;
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = ViewsTestSupport::launchedWindow(MenuDestination::menuAIChat);
     EXPECT_NE(qobject_cast<ChatView *>(window->currentScreen()), nullptr);
     ViewsTestSupport::closeAllWindows();
@@ -188,7 +189,7 @@ TEST(ChatViewTest, TheDestinationShowsTheChat)
 // The prompt picker over the app's store: pick a prompt, fill its argument, insert.
 TEST(ChatViewTest, ThePromptPickerFillsATemplate)
 {
-    StoreContext *context = ServerConfigController::shared()->context();
+    StoreContext *context = TestServices::application().server()->context();
     auto *prompt = context->insert<PromptConfig>();
     prompt->setName(QStringLiteral("summarise"));
     prompt->setTemplateText(QStringLiteral("Summarise {{file}} briefly."));

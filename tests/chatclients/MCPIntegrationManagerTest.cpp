@@ -70,9 +70,13 @@ TEST_F(MCPIntegrationManagerTest, SyncPutsNewToolsFirstOffAndDropsDeletedOnes)
     EXPECT_EQ(names(local), QStringList({"alpha-", "beta-"}));
     local.setToolEnabled("beta", true);
 
-    host.configs = QList<QJsonObject>{tool("alpha"), tool("beta"), tool("gamma"), tool("  ")};
+    QJsonObject edited = tool("beta");
+    edited.insert("description", "beta does more");
+    host.configs = QList<QJsonObject>{tool("alpha"), edited, tool("gamma"), tool("  ")};
     manager.syncTools(local);
     EXPECT_EQ(names(local), QStringList({"gamma-", "alpha-", "beta+"}));
+    // A known tool is served as the store now holds it, not as it was when it was ticked.
+    EXPECT_EQ(local.integratedTools.at(2).config, edited);
 
     host.configs = QList<QJsonObject>{tool("gamma")};
     manager.syncTools(local);

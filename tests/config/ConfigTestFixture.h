@@ -17,6 +17,7 @@
 #include "tests/support/LogLines.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/router/MCPServer.h"
+#include "tools/security/BookmarkController.h"
 
 #include <QDir>
 #include <QFile>
@@ -47,7 +48,8 @@ protected:
         store = std::make_unique<PersistenceController>(root + QStringLiteral("/Kelvara.sqlite"));
         ASSERT_FALSE(store->loadError().has_value());
         context = store->viewContext();
-        router = std::make_unique<MCPServer>(LogController::shared(), &bridge, PluginController::shared());
+        plugins = std::make_unique<PluginController>(BookmarkController::shared(), LogController::shared());
+        router = std::make_unique<MCPServer>(LogController::shared(), &bridge, plugins.get());
         exportRoot = root + QStringLiteral("/Preferences");
         controller = std::make_unique<ConfigurationController>(context, router.get(), exportRoot,
                                                                AppPaths::builtinConfigurationDir());
@@ -169,6 +171,7 @@ protected:
     QString exportRoot;
     std::unique_ptr<PersistenceController> store;
     StoreContext *context = nullptr;
+    std::unique_ptr<PluginController> plugins;
     MCPServerBridge bridge;
     std::unique_ptr<MCPServer> router;
     std::unique_ptr<ConfigurationController> controller;

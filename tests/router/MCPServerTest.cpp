@@ -117,7 +117,8 @@ protected:
         folder = TestSupport::makeTempDir(u"router"_s);
         // The file tools and file resources act only inside granted folders.
         BookmarkController::shared()->addBookmark(QUrl::fromLocalFile(folder));
-        router = std::make_unique<MCPServer>(LogController::shared(), &bridge, PluginController::shared());
+        plugins = std::make_unique<PluginController>(BookmarkController::shared(), LogController::shared());
+        router = std::make_unique<MCPServer>(LogController::shared(), &bridge, plugins.get());
     }
 
     // A tool's configuration as the store registers it.
@@ -151,6 +152,7 @@ protected:
     bool logged(MCPLogMessageType level, const QString &message) { return log.contains(level, -1, message); }
 
     QString folder;
+    std::unique_ptr<PluginController> plugins;
     MCPServerBridge bridge;
     std::unique_ptr<MCPServer> router;
     LogLines log;

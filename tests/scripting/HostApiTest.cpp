@@ -1,6 +1,7 @@
 #include "store/PersistenceController.h"
 #include "store/PromptConfig.h"
 #include "store/ResourceConfig.h"
+#include "store/StoredConfigurationLookup.h"
 #include "tests/http/TestHttpServer.h"
 #include "tests/scripting/ScriptTestFixture.h"
 #include "tools/scripting/ScriptBridge.h"
@@ -238,7 +239,15 @@ TEST_F(HostApiTest, HttpMethodsSendWhatTheirArgumentsSayAndDownloadsReplaceOnlyA
 
 TEST_F(HostApiTest, ResourceConfigMatchesPartOfANamePromptConfigOnlyAWholeOne)
 {
-    StoreContext *context = PersistenceController::shared()->viewContext();
+    // A store of the test's own, installed where the scripts' look-ups find it.
+    PersistenceController store(TestSupport::makeTempDir(u"hostapi-store"_s) + u"/Kelvara.sqlite"_s);
+    ASSERT_FALSE(store.loadError().has_value());
+    StoredConfigurationLookup lookup(store.viewContext());
+    struct Installed {
+        explicit Installed(ConfigurationLookup *lookup) { ConfigurationLookup::setShared(lookup); }
+        ~Installed() { ConfigurationLookup::setShared(nullptr); }
+    } installed(&lookup);
+    StoreContext *context = store.viewContext();
     for (const QString &name : {u"Zulu handbook"_s, u"Alpha handbook"_s}) {
         auto *resource = context->insert<ResourceConfig>();
         resource->setId(QUuid::createUuid());

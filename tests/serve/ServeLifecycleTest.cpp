@@ -9,6 +9,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSettings>
 
 #include <arpa/inet.h>
 #include <atomic>
@@ -72,8 +73,9 @@ struct Served {
     int output = -1;  // the read end of its standard output
 };
 
-// Starts `kelvara serve` with these arguments; its standard output is a pipe the test reads.
-Served spawnServe(const std::vector<std::string> &arguments)
+// Starts `kelvara serve` with these arguments; its standard output (and standard error,
+// when asked) is a pipe the test reads.
+Served spawnServe(const std::vector<std::string> &arguments, bool withErrors = false)
 {
     int pipeFds[2];
     if (::pipe2(pipeFds, O_CLOEXEC) != 0)
@@ -81,7 +83,10 @@ Served spawnServe(const std::vector<std::string> &arguments)
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    if (withErrors)
+        posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDERR_FILENO);
+    else
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     std::vector<std::string> all{KELVARA_BINARY, "serve"};
     all.insert(all.end(), arguments.begin(), arguments.end());
     std::vector<char *> argv;
@@ -140,6 +145,19 @@ std::string describe(int status)
     return "exit code " + std::to_string(WEXITSTATUS(status));
 }
 
+// A tool of a bundle whose script is `script`.
+QJsonObject scriptTool(const QString &name, const QString &script)
+{
+    return QJsonObject{
+        {"name", name}, {"description", "Keeps a worker busy"}, {"toolType", "ScriptTool"},
+        {"annotations", QJsonObject{{"audience", QJsonArray{"assistant"}}, {"priority", 0.5},
+                                    {"lastModified", "2026-01-01T00:00:00.000Z"}}},
+        {"execHandler", name}, {"execMethod", "toolEntry"}, {"pluginName", ""},
+        {"scriptName", script},
+        {"inputSchema", QJsonObject{{"type", "object"}, {"properties", QJsonObject{}}}},
+        {"outputSchema", QJsonObject{{"type", "object"}, {"properties", QJsonObject{}}}}};
+}
+
 // A bundle with one script tool that keeps its worker busy for a while.
 QString busyBundle()
 {
@@ -154,19 +172,36 @@ QString busyBundle()
                  "Kelvara.shell('sleep 0.03'); "
                  "return JSON.stringify({ text: 'done' }); }\n");
     script.close();
-    const QJsonObject tool{
-        {"name", "busy"}, {"description", "Keeps a worker busy"}, {"toolType", "ScriptTool"},
-        {"annotations", QJsonObject{{"audience", QJsonArray{"assistant"}}, {"priority", 0.5},
-                                    {"lastModified", "2026-01-01T00:00:00.000Z"}}},
-        {"execHandler", "busy"}, {"execMethod", "toolEntry"}, {"pluginName", ""},
-        {"scriptName", root + QStringLiteral("/Scripts/busy.js")},
-        {"inputSchema", QJsonObject{{"type", "object"}, {"properties", QJsonObject{}}}},
-        {"outputSchema", QJsonObject{{"type", "object"}, {"properties", QJsonObject{}}}}};
     QFile file(root + QStringLiteral("/Tools/busy.json"));
     file.open(QIODevice::WriteOnly);
-    file.write(QJsonDocument(tool).toJson());
+    file.write(QJsonDocument(scriptTool(QStringLiteral("busy"), root + QStringLiteral("/Scripts/busy.js"))).toJson());
     return root;
 }
+
+// Points the data and settings folders of the processes started from now on at fresh ones,
+// and back at the test's own at the end.
+class FreshFolders {
+public:
+    FreshFolders()
+        : m_data(qgetenv("XDG_DATA_HOME")), m_config(qgetenv("XDG_CONFIG_HOME")),
+          m_root(TestSupport::makeTempDir(QStringLiteral("serve-fresh")))
+    {
+        qputenv("XDG_DATA_HOME", (m_root + QStringLiteral("/data")).toUtf8());
+        qputenv("XDG_CONFIG_HOME", (m_root + QStringLiteral("/config")).toUtf8());
+    }
+    ~FreshFolders()
+    {
+        qputenv("XDG_DATA_HOME", m_data);
+        qputenv("XDG_CONFIG_HOME", m_config);
+    }
+    // The settings file that `kelvara serve` reads.
+    QString settingsFile() const { return m_root + QStringLiteral("/config/Kelvara/Kelvara.conf"); }
+
+private:
+    QByteArray m_data;
+    QByteArray m_config;
+    QString m_root;
+};
 
 }  // namespace
 
@@ -254,4 +289,44 @@ TEST(ServeLifecycleTest, AReaderOfTheOutputThatLeavesDoesNotEndTheServer)
     ::kill(served.pid, SIGTERM);
     const int status = waitFor(served.pid);
     EXPECT_TRUE(status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0) << describe(status);
+}
+
+// The AI Chat's integration, stored by the window, limits the tools: serve says so on standard
+// error and serves only the tools it switches on.
+TEST(ServeLifecycleTest, AnIntegrationThatLimitsTheToolsIsToldAndApplied)
+{
+    FreshFolders folders;
+    const QString bundle = busyBundle();
+    QFile idle(bundle + QStringLiteral("/Tools/idle.json"));
+    ASSERT_TRUE(idle.open(QIODevice::WriteOnly));
+    idle.write(QJsonDocument(scriptTool(QStringLiteral("idle"), bundle + QStringLiteral("/Scripts/busy.js"))).toJson());
+    idle.close();
+    // As the window stores it: each tool's configuration and whether it is switched on.
+    const QString script = bundle + QStringLiteral("/Scripts/busy.js");
+    const QJsonObject integration{
+        {"id", "6C1F2A8E-5B3D-4E7F-9A0B-1C2D3E4F5A6B"}, {"label", "kelvara"}, {"kind", "plugin"}, {"isEnabled", true},
+        {"integratedTools", QJsonArray{QJsonObject{{"config", scriptTool(QStringLiteral("busy"), script)}, {"isEnabled", true}},
+                                       QJsonObject{{"config", scriptTool(QStringLiteral("idle"), script)}, {"isEnabled", false}}}}};
+    {
+        QSettings settings(folders.settingsFile(), QSettings::IniFormat);
+        settings.setValue(QStringLiteral("mcp.servers"), QJsonDocument(QJsonArray{integration}).toJson(QJsonDocument::Compact));
+    }
+
+    const int port = TestSupport::freeLowPort();
+    Served served = spawnServe({"--port", std::to_string(port), "--no-token", "--import", bundle.toStdString()}, true);
+    ASSERT_GT(served.pid, 0);
+    std::string seen;
+    const bool running = readUntil(served.output, seen, "MCP Server running");
+    std::string listed;
+    if (running)
+        post(port, R"({"jsonrpc":"2.0","id":3,"method":"tools/list"})", &listed);
+    ::kill(served.pid, SIGTERM);
+    waitFor(served.pid);
+    ::close(served.output);
+    ASSERT_TRUE(running) << seen;
+    EXPECT_NE(seen.find("kelvara serve: Serving 1 of 2 tools: limited by the AI Chat integration 'kelvara'\n"),
+              std::string::npos)
+        << seen;
+    EXPECT_NE(listed.find("\"busy\""), std::string::npos) << listed;
+    EXPECT_EQ(listed.find("\"idle\""), std::string::npos) << listed;
 }

@@ -1,8 +1,11 @@
 #include "base/DesktopNotifier.h"
 #include "store/ServerConfig.h"
 #include "app/config/ServerConfigController.h"
+#include "chat/integrations/MCPIntegrationManager.h"
+#include "chat/integrations/StoreIntegrationHost.h"
 #include "tests/config/ConfigTestFixture.h"
 
+#include <QSettings>
 #include <QThreadPool>
 
 using namespace Qt::StringLiterals;
@@ -199,4 +202,81 @@ TEST_F(ServerConfigFirstSyncTest, SomebodyElsesPendingEditsAreNotSavedByTheFirst
     EXPECT_TRUE(server->serverConfig()->isInserted());
     EXPECT_TRUE(server->hasUnsavedChanges());
     EXPECT_FALSE(server->canStart());
+}
+
+// The AI Chat's integrations over the same store and router as the server.
+class ServerToolLimitTest : public ConfigTestFixture {
+protected:
+    void SetUp() override
+    {
+        ConfigTestFixture::SetUp();
+        for (const QString &name : {u"alpha"_s, u"beta"_s, u"gamma"_s})
+            addTool(name);
+        save();
+        defaults = std::make_unique<QSettings>(root + u"/defaults.conf"_s, QSettings::IniFormat);
+        host = std::make_unique<StoreIntegrationHost>(context, router.get());
+        integrations = std::make_unique<MCPIntegrationManager>(*defaults, *host);
+        server = std::make_unique<ServerConfigController>(context, controller.get(), router.get(), integrations.get());
+        ASSERT_TRUE(TestSupport::waitUntil([&] { return server->serverConfig() != nullptr; }));
+        ASSERT_TRUE(server->save());
+    }
+
+    void TearDown() override
+    {
+        if (bridge.isRunning())
+            bridge.stop();
+        QThreadPool::globalInstance()->waitForDone();
+        server.reset();
+        integrations.reset();
+        ConfigTestFixture::TearDown();
+    }
+
+    static QStringList sorted(QStringList names)
+    {
+        names.sort();
+        return names;
+    }
+
+    std::unique_ptr<QSettings> defaults;
+    std::unique_ptr<StoreIntegrationHost> host;
+    std::unique_ptr<MCPIntegrationManager> integrations;
+    std::unique_ptr<ServerConfigController> server;
+};
+
+// An integration that switches on one tool of three: the server screen says so as soon as it
+// is saved, and again when the store gains a tool; a start serves only that tool; "Serve All
+// Tools" serves all again and the notice goes.
+TEST_F(ServerToolLimitTest, ALimitingIntegrationIsToldAppliedToTheStartAndLiftedByServeAll)
+{
+    EXPECT_EQ(server->toolLimitNotice(), u""_s);
+    int told = 0;
+    QObject::connect(server.get(), &ServerConfigController::toolLimitChanged, server.get(), [&] { ++told; });
+
+    MCPIntegration chat;
+    chat.label = u"kelvara"_s;
+    chat.kind = MCPIntegration::Kind::plugin;
+    chat.isEnabled = true;
+    integrations->add(chat);
+    MCPIntegration edited = integrations->servers().first();
+    edited.setToolEnabled(u"beta"_s, true);
+    integrations->update(edited);
+    EXPECT_EQ(server->toolLimitNotice(), u"Serving 1 of 3 tools: limited by the AI Chat integration 'kelvara'"_s);
+    EXPECT_GE(told, 1);
+
+    const int port = TestSupport::freeLowPort();
+    ASSERT_NE(port, 0);
+    server->setPort(QString::number(port));
+    server->start();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return server->isServerRunning() && !server->isStarting(); }));
+    EXPECT_EQ(bridge.listTools(), QStringList{u"beta"_s});
+
+    addTool(u"delta"_s);
+    save();
+    EXPECT_EQ(server->toolLimitNotice(), u"Serving 1 of 4 tools: limited by the AI Chat integration 'kelvara'"_s);
+
+    told = 0;
+    server->serveAllTools();
+    EXPECT_EQ(server->toolLimitNotice(), u""_s);
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(sorted(bridge.listTools()), (QStringList{u"alpha"_s, u"beta"_s, u"delta"_s, u"gamma"_s}));
 }

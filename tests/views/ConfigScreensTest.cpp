@@ -15,6 +15,7 @@
 #include "views/app/BuiltinFeatures.h"
 #include "views/prompts/PromptConfigView.h"
 #include "views/resources/ResourceConfigView.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -63,7 +64,7 @@ void clickInBox(const QString &text)
 
 class ConfigScreensViewTest : public ::testing::Test {
 protected:
-    void SetUp() override { BuiltinFeatures::registerAll(); }
+    void SetUp() override { BuiltinFeatures::registerAll(TestServices::application()); }
     void TearDown() override { closeAllWindows(); }
 };
 
@@ -172,7 +173,7 @@ TEST_F(ConfigScreensViewTest, ClosingTheLastWindowAsksAboutPendingEdits)
     ASSERT_NE(view, nullptr);
     view->button("add")->click();
     ASSERT_TRUE(waitUntil([&] { return view->controller()->hasUnsavedChanges(); }));
-    StoreContext *context = PersistenceController::shared()->viewContext();
+    StoreContext *context = TestServices::application().context();
 
     window->close();
     clickInBox(QStringLiteral("Cancel"));
@@ -233,7 +234,7 @@ TEST_F(ConfigScreensViewTest, ATypedEditIsPendingAtOnceAndSavedOnClose)
     window->close();
     clickInBox(QStringLiteral("Save"));
     ASSERT_TRUE(waitUntil([&] { return !window->isVisible(); }));
-    PersistenceController::shared()->viewContext()->rollback();
+    TestServices::application().context()->rollback();
     ASSERT_FALSE(controller->resourceConfigs().isEmpty());
     EXPECT_EQ(controller->resourceConfigs().first()->name(), QStringLiteral("TyXped"));
 }
@@ -243,7 +244,7 @@ namespace {
 // Leaves the shared store without resources for the tests that follow.
 void removeAllResources(ResourceConfigController *controller)
 {
-    StoreContext *context = PersistenceController::shared()->viewContext();
+    StoreContext *context = TestServices::application().context();
     context->rollback();
     for (ResourceConfig *resource : controller->resourceConfigs())
         context->deleteObject(resource);
@@ -285,7 +286,7 @@ TEST_F(ConfigScreensViewTest, QuittingWhileTypingInACheckedFieldAsksAndSaveStore
     MenuCommandDispatcher::shared()->perform(MenuCommand::Quit, window->commandContext());
     clickInBox(QStringLiteral("Save"));
     ASSERT_TRUE(waitUntil([&] { return !window->isVisible(); }));
-    PersistenceController::shared()->viewContext()->rollback();
+    TestServices::application().context()->rollback();
     ASSERT_EQ(controller->resourceConfigs().size(), 1);
     EXPECT_EQ(ResourceConfigController::uriText(controller->resourceConfigs().first()), "file:///srv/notes.md");
     EXPECT_EQ(controller->resourceConfigs().first()->annPriority(), 0.25);
@@ -318,7 +319,7 @@ TEST_F(ConfigScreensViewTest, DeleteWhileAddingIsRefusedAndAConfirmedOneEndsTheA
     ASSERT_TRUE(waitUntil([&] { return controller->resourceConfigs().isEmpty(); }));
     EXPECT_FALSE(controller->isAdding());
     EXPECT_FALSE(controller->hasUnsavedChanges());
-    EXPECT_FALSE(PersistenceController::shared()->viewContext()->hasChanges());
+    EXPECT_FALSE(TestServices::application().context()->hasChanges());
 
     // Adding works again, and its revert leaves nothing behind.
     view->button("add")->click();

@@ -8,6 +8,7 @@
 #include "views/app/AppMenuBar.h"
 #include "views/app/BuiltinFeatures.h"
 #include "views/app/ConfigurationCommands.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -35,7 +36,7 @@ protected:
     void SetUp() override
     {
         DesktopNotifier::setShared(&notifier);
-        BuiltinFeatures::registerAll();
+        BuiltinFeatures::registerAll(TestServices::application());
         window = launchedWindow(MenuDestination::menuAbout);
     }
     void TearDown() override
@@ -75,7 +76,7 @@ TEST_F(ConfigurationCommandsTest, ExportTellsTheUserAndWritesTheBundle)
     EXPECT_EQ(box->text(), ConfigurationController::exportCompletedText);
     EXPECT_EQ(notifier.shown, QStringList{QStringLiteral("Export / ") + ConfigurationController::exportCompletedText
                                           + QStringLiteral(" / Got it")});
-    EXPECT_TRUE(QFileInfo(ConfigurationController::shared()->exportRoot() + QStringLiteral("/Tools")).isDir());
+    EXPECT_TRUE(QFileInfo(TestServices::application().configuration()->exportRoot() + QStringLiteral("/Tools")).isDir());
     box->accept();
 }
 
@@ -99,7 +100,7 @@ TEST_F(ConfigurationCommandsTest, ImportAsksFirstAndCancelDoesNothing)
     EXPECT_EQ(done->text(), "Import complete");
     // The counts and how clients get what was imported.
     EXPECT_TRUE(done->informativeText().contains(QStringLiteral(" tools, ")));
-    EXPECT_TRUE(done->informativeText().endsWith(ServerConfigController::shared()->importHint()));
+    EXPECT_TRUE(done->informativeText().endsWith(TestServices::application().server()->importHint()));
     EXPECT_EQ(notifier.shown, QStringList{QStringLiteral("Import / Import complete / Got it")});
 }
 
@@ -127,7 +128,7 @@ TEST_F(ConfigurationCommandsTest, ImportFromFolderCountsWhatItRead)
     ASSERT_NE(done, nullptr);
     EXPECT_EQ(dialogs.folderRequests.size(), 1);
     EXPECT_EQ(done->text(), QStringLiteral("Import complete \u2014 0 tools, 0 resources, 1 prompts imported."));
-    EXPECT_EQ(done->informativeText(), ServerConfigController::shared()->importHint());
+    EXPECT_EQ(done->informativeText(), TestServices::application().server()->importHint());
 }
 
 }  // namespace

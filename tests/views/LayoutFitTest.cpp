@@ -21,6 +21,7 @@
 #include "views/settings/AppSettingsWindow.h"
 #include "views/tools/ToolSchemaEditorDialog.h"
 #include "workbench/EditorSettings.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -148,7 +149,7 @@ protected:
     void SetUp() override
     {
         ChatView::startsServerOnAppear = false;
-        BuiltinFeatures::registerAll();
+        BuiltinFeatures::registerAll(TestServices::application());
         // The tour's bubble is an overlay; it is checked on its own.
         for (MenuDestination destination : MenuDestinations::all())
             OnBoardingCompletion::shared()->setCompleted(destination, true);

@@ -16,6 +16,7 @@
 #include "views/app/NewAppWindow.h"
 #include "views/app/OnBoardingBubble.h"
 #include "views/app/SplashScreenView.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -50,7 +51,7 @@ TEST_F(MainWindowTest, FreshStartShowsTheLaunchSheetThenTheStoredDestination)
     int questions = 0;
     AppMainWindow::setLaunchFinishedHandler([&](AppMainWindow *) { ++questions; });
 
-    auto *window = new AppMainWindow;
+    auto *window = new AppMainWindow(TestServices::application().server());
     window->show();
     ASSERT_TRUE(window->isShowingSplashScreen());
     ASSERT_NE(window->splash(), nullptr);
@@ -75,7 +76,7 @@ TEST_F(MainWindowTest, FreshStartShowsTheLaunchSheetThenTheStoredDestination)
     EXPECT_TRUE(TestSupport::waitUntil([&] { return window->splash()->isHidden(); }));
 
     // A window opened now shows no sheet, asks nothing and goes straight to its destination.
-    AppMainWindow *second = NewAppWindow::open(MenuDestination::menuToolConfig);
+    AppMainWindow *second = NewAppWindow::open(TestServices::application().server(), MenuDestination::menuToolConfig);
     EXPECT_FALSE(second->isShowingSplashScreen());
     EXPECT_EQ(second->splash(), nullptr);
     EXPECT_EQ(second->destination(), MenuDestination::menuToolConfig);
@@ -180,7 +181,7 @@ TEST_F(MainWindowTest, MenusOfferWhatTheDestinationsScreenCanDo)
 
     // New Window appears once registered and opens on the front window's destination.
     EXPECT_FALSE(menus->action(MenuCommand::NewWindow)->isVisible());
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     EXPECT_TRUE(menus->action(MenuCommand::NewWindow)->isVisible());
     window->navigate(MenuDestination::menuToolConfig);
     menus->action(MenuCommand::NewWindow)->trigger();
@@ -195,7 +196,7 @@ TEST_F(MainWindowTest, MenusOfferWhatTheDestinationsScreenCanDo)
 
 TEST_F(MainWindowTest, HelpPagesOpenInsideKelvara)
 {
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuAbout);
     AppMenuBar *menus = window->appMenuBar();
     EXPECT_EQ(menus->action(MenuCommand::HelpOverview)->text(), "Kelvara - Overview");
@@ -222,7 +223,7 @@ TEST_F(MainWindowTest, TheTourPointsAtEachControlAndHelpReplaysIt)
 {
     OnBoardingCompletion *done = OnBoardingCompletion::shared();
     done->resetAll();
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuAbout);
     window->resize(1100, 760);
     OnBoardingBubble *bubble = window->onboardingBubble();

@@ -11,6 +11,7 @@
 #include "views/app/AppMenuBar.h"
 #include "views/app/BuiltinFeatures.h"
 #include "views/plugins/PluginManagerView.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -178,7 +179,7 @@ TEST_F(PluginManagerScreen, EnablingAsksForTheFileAgainAndUninstallingAsksFirst)
 
 TEST(PluginManagerWindow, ThePluginDestinationShowsTheManagerAndOffersAddPlugin)
 {
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     FakeOpenPanel panel;  // the user cancels
     AccessPanel::setPresenter(&panel);
     AppMainWindow *window = launchedWindow(MenuDestination::menuPluginManager);

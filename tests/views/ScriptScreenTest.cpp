@@ -19,6 +19,7 @@
 #include "workbench/FileExplorerPanels.h"
 #include "workbench/ScriptEditorController.h"
 #include "workbench/SearchReplaceManager.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 #include <QFontInfo>
@@ -59,7 +60,7 @@ TEST(ScriptScreen, OpenEditSaveFindAndRun)
                "}\n");
     file.close();
 
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -176,7 +177,7 @@ TEST(ScriptScreen, ExplorerOpensCreatesAndPastes)
     writeFile(root + QStringLiteral("/main.js"), "// main\n");
     writeFile(root + QStringLiteral("/lib/util.js"), "// util\n");
 
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -241,7 +242,7 @@ TEST(ScriptScreen, ExplorerOpensCreatesAndPastes)
 // what is stored, "Save changes" stores, "Reset" gives the defaults.
 TEST(ScriptScreen, EditorSettingsSheet)
 {
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -299,7 +300,7 @@ TEST(ScriptScreen, EditorSettingsSheet)
 // and the folder tree.
 TEST(ScriptScreen, TabWalksToolbarEditorFindBarLogAndTree)
 {
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -364,7 +365,7 @@ TEST(ScriptScreen, AFileDroppedOnTheEditorOpens)
     file.write("function toolEntry() { return '{\"text\":\"dropped\"}'; }\n");
     file.close();
 
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -388,7 +389,7 @@ TEST(ScriptScreen, TheTreeShowsTheSizeOfTheSavedFile)
 {
     const QString root = TestSupport::makeTempDir();
     writeFile(root + QStringLiteral("/big.js"), QByteArray(2100, 'x'));
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -414,7 +415,7 @@ TEST(ScriptScreen, TheViewTogglesAndTheDividersAreKept)
 {
     UserDefaults::standard()->remove(ScriptEditorController::showLogViewKey);
     UserDefaults::standard()->remove(ScriptEditorController::showFileBrowserKey);
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuScriptEditor);
     auto *view = qobject_cast<ScriptEditorView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);

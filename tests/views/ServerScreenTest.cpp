@@ -9,6 +9,7 @@
 #include "store/ToolsQueryService.h"
 #include "store/ServerConfig.h"
 #include "app/config/ServerConfigController.h"
+#include "chat/integrations/MCPIntegrationManager.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
 #include "views/app/AppMainWindow.h"
@@ -16,6 +17,7 @@
 #include "views/log/LogListModel.h"
 #include "views/log/LogPaneView.h"
 #include "views/server/ServerConfigView.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -44,7 +46,7 @@ protected:
     void SetUp() override
     {
         UserDefaults::standard()->setValue(QStringLiteral("serverView.VSplitViewPos"), 200);
-        BuiltinFeatures::registerAll();
+        BuiltinFeatures::registerAll(TestServices::application());
         window = launchedWindow(MenuDestination::menuServerConfig);
         window->resize(1000, 700);
         view = qobject_cast<ServerConfigView *>(window->currentScreen());
@@ -361,7 +363,7 @@ TEST_F(ServerScreenTest, ASavedChangeShowsTheOutdatedServerUntilApplyAndRestart)
     ASSERT_TRUE(prompt.open(QIODevice::WriteOnly));
     prompt.write(R"({"arguments":[],"description":"Imported later","name":"later","template":"Later"})");
     prompt.close();
-    ASSERT_TRUE(ConfigurationController::shared()->importConfiguration(bundle));
+    ASSERT_TRUE(TestServices::application().configuration()->importConfiguration(bundle));
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->outdatedBanner()->isVisible(); }));
     EXPECT_TRUE(controller->importHint().contains("Apply and restart"));
     for (PromptConfig *imported : PromptQueryService::fetchPrompts(context).valueOr({}))
@@ -381,4 +383,40 @@ TEST_F(ServerScreenTest, ASavedChangeShowsTheOutdatedServerUntilApplyAndRestart)
     EXPECT_FALSE(view->outdatedBanner()->isVisible());
     EXPECT_TRUE(TestSupport::waitUntil([&] { return view->startButton()->isEnabled(); }));
     EXPECT_TRUE(controller->importHint().contains("started"));
+}
+
+// The AI Chat's integration switches on one tool of the store: the screen says so under the
+// status, live, and "Serve All Tools" serves all again and takes the notice away.
+TEST_F(ServerScreenTest, AnIntegrationsLimitIsShownUntilServeAllTools)
+{
+    StoreContext *context = controller->context();
+    for (const QString &name : {QStringLiteral("limit_one"), QStringLiteral("limit_two")})
+        ToolsQueryService::createTool(context, 0)->setName(name);
+    ASSERT_TRUE(context->save());
+    EXPECT_TRUE(view->toolLimitNotice()->isHidden());
+
+    MCPIntegrationManager *integrations = TestServices::application().integrations();
+    MCPIntegration chat;
+    chat.label = QStringLiteral("kelvara");
+    chat.kind = MCPIntegration::Kind::plugin;
+    chat.isEnabled = true;
+    integrations->add(chat);
+    MCPIntegration edited = integrations->servers().last();
+    edited.setToolEnabled(QStringLiteral("limit_two"), true);
+    integrations->update(edited);
+    EXPECT_FALSE(view->toolLimitNotice()->isHidden());
+    EXPECT_TRUE(view->toolLimitLabel()->text().startsWith("Serving 1 of ")) << view->toolLimitLabel()->text().toStdString();
+    EXPECT_TRUE(view->toolLimitLabel()->text().endsWith("tools: limited by the AI Chat integration 'kelvara'"));
+
+    view->serveAllToolsButton()->click();
+    EXPECT_TRUE(view->toolLimitNotice()->isHidden());
+    EXPECT_EQ(controller->toolLimitNotice(), QString());
+
+    integrations->remove(edited.id);
+    const auto tools = ToolsQueryService::fetchTools(context);
+    ASSERT_TRUE(tools.ok());
+    for (ToolsConfig *tool : *tools)
+        if (tool->name().value_or(QString()).startsWith(QStringLiteral("limit_")))
+            context->deleteObject(tool);
+    ASSERT_TRUE(context->save());
 }

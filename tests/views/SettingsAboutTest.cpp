@@ -13,6 +13,7 @@
 #include "views/settings/BookmarkSetupView.h"
 
 #include "tools/security/PrivacyAccess.h"
+#include "tests/support/TestServices.h"
 
 #include <QCheckBox>
 #include <gtest/gtest.h>
@@ -57,7 +58,7 @@ protected:
 
 TEST_F(SettingsAboutTest, SettingsWindowIsOneWindowWithTheSectionsOfTheBuild)
 {
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppSettingsWindow *settings = AppSettingsWindow::showSettings();
     EXPECT_EQ(settings->windowTitle(), "Kelvara - Settings");
     ASSERT_EQ(settings->tabs()->count(), 2);  // the script editor's section is not built yet
@@ -153,7 +154,7 @@ TEST_F(SettingsAboutTest, AboutShowsItselfAndOffersImportOnceTheFeatureIsThere)
     menus->unregisterHandler(MenuCommand::ImportConfiguration);
     EXPECT_FALSE(about.importButton()->isVisible());
     if (hadImport)
-        BuiltinFeatures::registerAll();
+        BuiltinFeatures::registerAll(TestServices::application());
 
     QDialog *privacy = about.openPrivacySheet();
     EXPECT_EQ(privacy->windowTitle(), "Privacy");
@@ -217,7 +218,7 @@ TEST_F(SettingsAboutTest, TheFirstWindowAsksAboutEachUndecidedKindInTurn)
     PrivacyAccess::setStatus(PrivacyAccess::Kind::Reminders, PrivacyAccess::NotDetermined);
     PrivacyAccess::setStatus(PrivacyAccess::Kind::Calendars, PrivacyAccess::FullAccess);  // decided already
     PrivacyAccess::setStatus(PrivacyAccess::Kind::Contacts, PrivacyAccess::NotDetermined);
-    AppMainWindow window;
+    AppMainWindow window(TestServices::application().server());
     window.show();
     StartupQuestions::ask(&window);
     auto question = [&](const char *kind) {

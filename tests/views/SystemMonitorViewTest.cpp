@@ -5,6 +5,7 @@
 #include "views/monitor/SystemStatsToolbarView.h"
 
 #include "tests/support/TestSupport.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +16,7 @@
 // monitor, whose charts sample only while they are on screen.
 TEST(SystemMonitorView, StatusBarFiguresAndChartsThatSampleOnlyWhileShown)
 {
-    auto *window = new AppMainWindow();
+    auto *window = new AppMainWindow(TestServices::application().server());
     window->show();
     auto *stats = window->findChild<SystemStatsToolbarView *>(QStringLiteral("systemStats"));
     ASSERT_NE(stats, nullptr);

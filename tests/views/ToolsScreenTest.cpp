@@ -16,6 +16,7 @@
 #include "views/tools/ToolResultView.h"
 #include "views/tools/ToolSchemaEditorDialog.h"
 #include "views/tools/ToolsConfigView.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -137,7 +138,7 @@ TEST(ToolsScreen, AScriptToolMadeOnTheScreenIsServedWithItsSchemas)
                  "}\n");
     script.close();
 
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuToolConfig);
     auto *view = qobject_cast<ToolsConfigView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -227,7 +228,7 @@ TEST(ToolsScreen, AScriptToolMadeOnTheScreenIsServedWithItsSchemas)
 // list's row follows the name as it is typed.
 TEST(ToolsScreen, TheSchemaEditorsFieldsAndTheToolsRow)
 {
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(TestServices::application());
     AppMainWindow *window = launchedWindow(MenuDestination::menuToolConfig);
     auto *view = qobject_cast<ToolsConfigView *>(window->currentScreen());
     ASSERT_NE(view, nullptr);
@@ -285,7 +286,9 @@ TEST(ToolsScreen, TheSchemaEditorsFieldsAndTheToolsRow)
 
     // A screen shown for the first time highlights the row its controller selects.
     {
-        ToolsConfigView fresh;
+        ToolsConfigView fresh(new ToolsConfigController(TestServices::application().context(),
+                                                        TestServices::application().clipboard()),
+                              TestServices::application().plugins());
         fresh.show();
         ASSERT_TRUE(waitUntil([&] { return fresh.controller()->selectedTool() != nullptr; }));
         ASSERT_NE(fresh.list()->currentItem(), nullptr);
@@ -293,8 +296,8 @@ TEST(ToolsScreen, TheSchemaEditorsFieldsAndTheToolsRow)
             ToolsConfigController::rowName(fresh.controller()->selectedTool()) + u'\n'));
     }
 
-    PersistenceController::shared()->viewContext()->deleteObject(tool);
-    ASSERT_TRUE(PersistenceController::shared()->viewContext()->save());
+    TestServices::application().context()->deleteObject(tool);
+    ASSERT_TRUE(TestServices::application().context()->save());
     closeAllWindows();
 }
 

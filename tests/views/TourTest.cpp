@@ -6,6 +6,7 @@
 #include "views/app/BuiltinFeatures.h"
 #include "views/app/OnBoardingBubble.h"
 #include "views/app/StartupQuestions.h"
+#include "tests/support/TestServices.h"
 
 #include <gtest/gtest.h>
 
@@ -24,7 +25,7 @@ class TourTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        BuiltinFeatures::registerAll();
+        BuiltinFeatures::registerAll(TestServices::application());
         OnBoardingCompletion::shared()->resetAll();
     }
     void TearDown() override

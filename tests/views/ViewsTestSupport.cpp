@@ -3,6 +3,7 @@
 #include "app/AppLaunchState.h"
 #include "tests/support/TestSupport.h"
 #include "views/app/AppMainWindow.h"
+#include "tests/support/TestServices.h"
 
 #include <QApplication>
 
@@ -10,7 +11,7 @@ namespace ViewsTestSupport {
 
 AppMainWindow *launchedWindow(std::optional<MenuDestination> destination)
 {
-    auto *window = new AppMainWindow(destination);
+    auto *window = new AppMainWindow(TestServices::application().server(), destination);
     window->show();
     TestSupport::waitUntil([&] { return AppLaunchState::shared()->launchFinished() && window->destination(); }, 5000);
     return window;

@@ -53,26 +53,6 @@ void storeFlag(const QString &path, bool enabled)
 
 }  // namespace
 
-PluginController *PluginController::shared()
-{
-    static PluginController *instance = nullptr;
-    static std::once_flag once;
-    std::call_once(once, [] {
-        auto *controller = new PluginController;
-        // Made wherever it was first asked for; like every controller it lives on the
-        // main thread.
-        if (auto *app = QCoreApplication::instance(); app && controller->thread() != app->thread())
-            controller->moveToThread(app->thread());
-        instance = controller;
-    });
-    return instance;
-}
-
-PluginController::PluginController(QObject *parent)
-    : PluginController(BookmarkController::shared(), LogController::shared(), parent)
-{
-}
-
 PluginController::PluginController(BookmarkController *security, LogController *logger, QObject *parent)
     : AbstractController(parent), m_security(security), m_logger(logger)
 {

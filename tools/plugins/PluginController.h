@@ -39,10 +39,7 @@ class PluginController : public AbstractController {
 public:
     static inline const QString registeredPluginsKey = QStringLiteral("RegisteredPlugins");
 
-    static PluginController *shared();
-
-    // Over the shared security scopes and log. The stored list is read here.
-    explicit PluginController(QObject *parent = nullptr);
+    // The stored list is read here.
     PluginController(BookmarkController *security, LogController *logger, QObject *parent = nullptr);
     ~PluginController() override;
 

@@ -68,13 +68,6 @@ QJsonValue neutralValue(const QString &type)
 
 }  // namespace
 
-MCPServer &MCPServer::shared()
-{
-    static MCPServer *instance =
-        new MCPServer(LogController::shared(), &MCPServerBridge::sharedInstance(), PluginController::shared());
-    return *instance;
-}
-
 MCPServer::MCPServer(LogController *logger, MCPServerBridge *bridge, PluginController *toolController)
     : m_logger(logger),
       m_bridge(bridge),

@@ -29,9 +29,6 @@ class PluginController;
 // (ToolError, code -1), never as exceptions.
 class MCPServer {
 public:
-    // Made on first use, over the shared log, bridge and plug-in controller.
-    static MCPServer &shared();
-
     // Installs a log handler in the bridge that passes each engine line to the log.
     MCPServer(LogController *logger, MCPServerBridge *bridge, PluginController *toolController);
     ~MCPServer();

@@ -7,9 +7,9 @@
 #include <optional>
 
 // What a script may read of the stored configuration (Kelvara.resourceConfig and
-// Kelvara.promptConfig). The store lives above the tools and implements this; it installs
-// itself when it opens. Called on script worker threads: the implementation hops to the
-// thread that owns the store itself.
+// Kelvara.promptConfig). The store lives above the tools and implements this; the
+// application's composition root installs it. Called on script worker threads: the
+// implementation hops to the thread that owns the store itself.
 class ConfigurationLookup {
 public:
     // The record's export form, pretty-printed; nothing when no record matches; the error
@@ -23,7 +23,9 @@ public:
     // The prompt whose name is exactly `name`.
     virtual Answer promptConfig(const QString &name) = 0;
 
-    // The installed lookup, or nullptr when no store has been opened.
+    // The installed lookup, or nullptr when no store has been opened. Still a process-wide
+    // slot: the host object of a script call (ScriptBridge) is made on the process-wide
+    // script threads, which are not yet handed the store.
     static ConfigurationLookup *shared();
     static void setShared(ConfigurationLookup *lookup);
 };

@@ -10,7 +10,6 @@
 #include "app/config/ServerConfigController.h"
 #include "base/AppPaths.h"
 #include "base/AbstractController.h"
-#include "store/PersistenceController.h"
 #include "store/StoreContext.h"
 #include "views/about/AboutView.h"
 #include "views/common/AppIcons.h"
@@ -64,8 +63,8 @@ QList<AppMainWindow *> AppMainWindow::windows() { return openWindows(); }
 
 AppMainWindow *AppMainWindow::frontWindow() { return openWindows().isEmpty() ? nullptr : openWindows().first(); }
 
-AppMainWindow::AppMainWindow(std::optional<MenuDestination> destination, QWidget *parent)
-    : QMainWindow(parent), m_windowNumber(++windowCounter()), m_initialDestination(destination)
+AppMainWindow::AppMainWindow(ServerConfigController *server, std::optional<MenuDestination> destination, QWidget *parent)
+    : QMainWindow(parent), m_windowNumber(++windowCounter()), m_initialDestination(destination), m_server(server)
 {
     setObjectName(QStringLiteral("mainWindow%1").arg(m_windowNumber));
     setAttribute(Qt::WA_DeleteOnClose);
@@ -141,7 +140,7 @@ AppMainWindow::AppMainWindow(std::optional<MenuDestination> destination, QWidget
 void AppMainWindow::addServerState()
 {
     // Whatever screen is in front, the status bar says whether the server runs and where.
-    ServerConfigController *server = ServerConfigController::shared();
+    ServerConfigController *server = m_server;
     m_serverState = new QLabel(this);
     m_serverState->setObjectName(QStringLiteral("serverStateLabel"));
     auto show = [this, server] {
@@ -163,7 +162,7 @@ void AppMainWindow::addOutdatedServerNotice()
 {
     // Whatever screen is in front, the status bar tells when the running server is behind
     // the saved configuration, with the action that brings it up to date.
-    ServerConfigController *server = ServerConfigController::shared();
+    ServerConfigController *server = m_server;
     auto *notice = new QWidget(this);
     notice->setObjectName(QStringLiteral("outdatedServerNotice"));
     auto *text = new QLabel(ServerConfigController::outdatedText, notice);
@@ -408,7 +407,7 @@ void AppMainWindow::closeEvent(QCloseEvent *event)
     int open = 0;
     for (AppMainWindow *window : windows())
         open += window->isVisible() ? 1 : 0;
-    StoreContext *context = PersistenceController::shared()->viewContext();
+    StoreContext *context = m_server->context();
     if (open > 1 || m_closeAnswered || !context || !context->hasChanges()) {
         QMainWindow::closeEvent(event);
         return;

@@ -24,6 +24,8 @@ class SplashScreenView;
 // screen of the selected one, and the window's own menu bar. The first window of a run
 // shows the launch sheet until the launch job has finished; a later one goes straight to
 // its destination.
+class ServerConfigController;
+
 class AppMainWindow : public QMainWindow {
     Q_OBJECT
 
@@ -34,14 +36,17 @@ public:
     static void setLaunchFinishedHandler(LaunchFinishedHandler handler);
 
     // With a destination the window shows it as soon as the launch has finished; without
-    // one it shows the stored destination ("menuSelection").
-    explicit AppMainWindow(std::optional<MenuDestination> destination = std::nullopt, QWidget *parent = nullptr);
+    // one it shows the stored destination ("menuSelection"). The status bar follows the
+    // application's server; the close question asks about its store.
+    explicit AppMainWindow(ServerConfigController *server, std::optional<MenuDestination> destination = std::nullopt,
+                           QWidget *parent = nullptr);
     ~AppMainWindow() override;
 
     // The open main windows, the front one first.
     static QList<AppMainWindow *> windows();
     static AppMainWindow *frontWindow();
 
+    ServerConfigController *server() const { return m_server; }
     // 1 for the first window of the run, then counting up.
     int windowNumber() const { return m_windowNumber; }
     std::optional<MenuDestination> destination() const { return m_destination; }
@@ -95,6 +100,7 @@ private:
     int m_windowNumber;
     std::optional<MenuDestination> m_initialDestination;
     std::optional<MenuDestination> m_destination;
+    ServerConfigController *m_server;
     bool m_appeared = false;
     bool m_showingSplash = false;
 

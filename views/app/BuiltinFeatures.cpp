@@ -1,6 +1,7 @@
 #include "views/app/BuiltinFeatures.h"
 
 #include "base/AppPaths.h"
+#include "app/ApplicationServices.h"
 #include "app/MenuCommandDispatcher.h"
 #include "app/MenuVisibility.h"
 #include "app/MenuCommandTarget.h"
@@ -40,12 +41,14 @@ bool openHelpPage(const QString &page)
     return QDesktopServices::openUrl(QUrl::fromLocalFile(path));
 }
 
-void registerAll()
+void registerAll(ApplicationServices &services)
 {
     MenuCommandDispatcher *menus = MenuCommandDispatcher::shared();
+    ApplicationServices *root = &services;
+    ServerConfigController *server = services.server();
 
-    menus->registerHandler(MenuCommand::NewWindow, [](const MenuCommandContext &context) {
-        NewAppWindow::open(context.destination);
+    menus->registerHandler(MenuCommand::NewWindow, [server](const MenuCommandContext &context) {
+        NewAppWindow::open(server, context.destination);
     });
     menus->registerHandler(MenuCommand::AppSettings, [](const MenuCommandContext &) {
         AppSettingsWindow::showSettings();
@@ -68,32 +71,32 @@ void registerAll()
     menus->registerHandler(MenuCommand::ShowOnboarding,
                            [](const MenuCommandContext &) { MenuVisibility::shared()->setStartOnboarding(true); });
 
-    ConfigurationCommands::registerCommands();
+    ConfigurationCommands::registerCommands(server);
 
-    DestinationScreenRegistry::registerScreen(MenuDestination::menuServerConfig, [](QWidget *parent) -> DestinationScreen * {
-        return new ServerConfigView(nullptr, parent);
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuServerConfig, [server](QWidget *parent) -> DestinationScreen * {
+        return new ServerConfigView(server, parent);
     });
 
     // The configuration screens of every window work on the application's one set of controllers.
-    DestinationScreenRegistry::registerScreen(MenuDestination::menuResourceConfig, [](QWidget *parent) -> DestinationScreen * {
-        return new ResourceConfigView(ConfigControllers::shared()->resources(), parent);
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuResourceConfig, [root](QWidget *parent) -> DestinationScreen * {
+        return new ResourceConfigView(root->configControllers()->resources(), parent);
     });
     DestinationScreenRegistry::registerScreen(MenuDestination::menuScriptEditor, [](QWidget *parent) -> DestinationScreen * {
         return new ScriptEditorView(nullptr, parent);
     });
-    DestinationScreenRegistry::registerScreen(MenuDestination::menuToolConfig, [](QWidget *parent) -> DestinationScreen * {
-        return new ToolsConfigView(ConfigControllers::shared()->tools(), parent);
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuToolConfig, [root](QWidget *parent) -> DestinationScreen * {
+        return new ToolsConfigView(root->configControllers()->tools(), root->plugins(), parent);
     });
-    DestinationScreenRegistry::registerScreen(MenuDestination::menuPromptConfig, [](QWidget *parent) -> DestinationScreen * {
-        return new PromptConfigView(ConfigControllers::shared()->prompts(), parent);
-    });
-
-    DestinationScreenRegistry::registerScreen(MenuDestination::menuAIChat, [](QWidget *parent) -> DestinationScreen * {
-        return new ChatView(nullptr, parent);
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuPromptConfig, [root](QWidget *parent) -> DestinationScreen * {
+        return new PromptConfigView(root->configControllers()->prompts(), parent);
     });
 
-    DestinationScreenRegistry::registerScreen(MenuDestination::menuPluginManager, [](QWidget *parent) -> DestinationScreen * {
-        return new PluginManagerView(nullptr, parent);
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuAIChat, [root](QWidget *parent) -> DestinationScreen * {
+        return new ChatView(nullptr, root->server(), root->integrations(), parent);
+    });
+
+    DestinationScreenRegistry::registerScreen(MenuDestination::menuPluginManager, [root](QWidget *parent) -> DestinationScreen * {
+        return new PluginManagerView(root->pluginManager(), parent);
     });
 
     AppSettingsWindow::registerSection(AppSettingsSection::privacy, [](QWidget *parent) -> QWidget * {

@@ -46,9 +46,8 @@ void inform(QWidget *parent, const QString &title, const QString &text, const QS
 }
 
 // Under an import's message: the counts (when the message has none) and how the server gets them.
-QString importDetails(const ImportResult &result, bool withCounts)
+QString importDetails(const QString &hint, const ImportResult &result, bool withCounts)
 {
-    const QString hint = ServerConfigController::shared()->importHint();
     if (!withCounts)
         return hint;
     return QStringLiteral("%1 tools, %2 resources, %3 prompts imported.\n\n%4")
@@ -99,10 +98,10 @@ QString importFromFolderQuestion()
            + appendWarning;
 }
 
-void exportConfiguration(const MenuCommandContext &context)
+void exportConfiguration(ServerConfigController *server, const MenuCommandContext &context)
 {
     QWidget *parent = parentOf(context);
-    if (const auto exported = ConfigurationController::shared()->exportConfiguration(); !exported) {
+    if (const auto exported = server->exportService()->exportConfiguration(); !exported) {
         fail(parent, exported.error().description);
         return;
     }
@@ -111,53 +110,57 @@ void exportConfiguration(const MenuCommandContext &context)
     inform(parent, QStringLiteral("Export"), ConfigurationController::exportCompletedText);
 }
 
-void importConfiguration(const MenuCommandContext &context)
+void importConfiguration(ServerConfigController *server, const MenuCommandContext &context)
 {
     QPointer<QWidget> parent = parentOf(context);
     QPointer<AbstractController> controller = context.controller;
-    ask(parent, QStringLiteral("Import Configuration"), importQuestion(), QStringLiteral("Import"), [parent, controller] {
-        const auto imported = ConfigurationController::shared()->importBuiltinConfiguration(controller);
+    ask(parent, QStringLiteral("Import Configuration"), importQuestion(), QStringLiteral("Import"), [server, parent, controller] {
+        const auto imported = server->exportService()->importBuiltinConfiguration(controller);
         if (!imported) {
             fail(parent, importErrorText(imported.error()));
             return;
         }
         const QString done = ConfigurationController::importCompleteText;
         DesktopNotifier::shared()->notify(QStringLiteral("Import"), done, QStringLiteral("Got it"));
-        inform(parent, QStringLiteral("Import"), done, importDetails(*imported, true));
+        inform(parent, QStringLiteral("Import"), done, importDetails(server->importHint(), *imported, true));
     });
 }
 
-void importConfigurationFromFolder(const MenuCommandContext &context)
+void importConfigurationFromFolder(ServerConfigController *server, const MenuCommandContext &context)
 {
     QPointer<QWidget> parent = parentOf(context);
     QPointer<AbstractController> controller = context.controller;
     ask(parent, QStringLiteral("Import Configuration from Folder"), importFromFolderQuestion(),
-        QStringLiteral("Select Folder\u2026"), [parent, controller] {
+        QStringLiteral("Select Folder\u2026"), [server, parent, controller] {
             FileDialogs::FolderRequest request;
             request.title = QStringLiteral("Import Configuration from Folder");
             request.prompt = QStringLiteral("Import");
-            FileDialogs::current()->chooseFolder(parent, request, [parent, controller](const QString &folder) {
+            FileDialogs::current()->chooseFolder(parent, request, [server, parent, controller](const QString &folder) {
                 if (folder.isEmpty())
                     return;
                 const Result<ImportResult> result =
-                    ConfigurationController::shared()->importConfiguration(folder, controller);
+                    server->exportService()->importConfiguration(folder, controller);
                 if (!result) {
                     fail(parent, importErrorText(result.error()));
                     return;
                 }
                 const QString summary = ConfigurationController::importSummary(*result);
                 DesktopNotifier::shared()->notify(QStringLiteral("Import"), summary, QStringLiteral("Got it"));
-                inform(parent, QStringLiteral("Import"), summary, importDetails(*result, false));
+                inform(parent, QStringLiteral("Import"), summary, importDetails(server->importHint(), *result, false));
             });
         });
 }
 
-void registerCommands()
+void registerCommands(ServerConfigController *server)
 {
     MenuCommandDispatcher *menus = MenuCommandDispatcher::shared();
-    menus->registerHandler(MenuCommand::ExportConfiguration, &exportConfiguration);
-    menus->registerHandler(MenuCommand::ImportConfiguration, &importConfiguration);
-    menus->registerHandler(MenuCommand::ImportConfigurationFromFolder, &importConfigurationFromFolder);
+    menus->registerHandler(MenuCommand::ExportConfiguration,
+                           [server](const MenuCommandContext &context) { exportConfiguration(server, context); });
+    menus->registerHandler(MenuCommand::ImportConfiguration,
+                           [server](const MenuCommandContext &context) { importConfiguration(server, context); });
+    menus->registerHandler(MenuCommand::ImportConfigurationFromFolder, [server](const MenuCommandContext &context) {
+        importConfigurationFromFolder(server, context);
+    });
 }
 
 }  // namespace ConfigurationCommands

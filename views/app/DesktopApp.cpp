@@ -1,13 +1,13 @@
 #include "views/app/DesktopApp.h"
 
 #include "base/AppPaths.h"
+#include "app/ApplicationServices.h"
 #include "app/AuthorizedNotifier.h"
 #include "app/DesktopInstance.h"
 #include "app/MenuVisibility.h"
 #include "app/security/AccessPanel.h"
 #include "diagnostics/LogController.h"
-#include "engine/bridge/MCPServerBridge.h"
-#include "store/PersistenceController.h"
+#include "app/ServeCommand.h"
 #include "tools/scripting/ScriptWatchdog.h"
 #include "tools/security/BookmarkController.h"
 #include "views/app/AppDelegate.h"
@@ -30,6 +30,7 @@
 #include <QPointer>
 #include <QUrl>
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -103,8 +104,9 @@ int runDesktop(int argc, char **argv)
             return 0;
     }
 
-    // The store first, then the delegate, then the menus' state.
-    PersistenceController::shared();
+    // The services first (the store among them), then the delegate, then the menus' state.
+    ApplicationServices services;
+    ServerConfigController *server = services.server();
     AppDelegate delegate;
     MenuVisibility *menus = MenuVisibility::shared();
     menus->setMainWindowNumberProvider([]() -> std::optional<int> {
@@ -121,19 +123,19 @@ int runDesktop(int argc, char **argv)
     AccessPanel::setPresenter(QtFileDialogs::instance());
     static AuthorizedNotifier notifier;
     DesktopNotifier::setShared(&notifier);
-    BuiltinFeatures::registerAll();
+    BuiltinFeatures::registerAll(services);
     AppMainWindow::setLaunchFinishedHandler(&StartupQuestions::ask);
 
-    auto *window = new AppMainWindow;
+    auto *window = new AppMainWindow(server);
     delegate.didFinishLaunching(window);
     window->show();
     handleOpenRequests(delegate, options.openRequests);
 
-    QObject::connect(&instance, &DesktopInstance::activationRequested, &app, [&delegate](const QStringList &forwarded) {
+    QObject::connect(&instance, &DesktopInstance::activationRequested, &app, [&delegate, server](const QStringList &forwarded) {
         const Options later = parse(forwarded);
         handleOpenRequests(delegate, later.openRequests);
         if (later.newWindow) {
-            NewAppWindow::open(MenuDestination::menuAbout);
+            NewAppWindow::open(server, MenuDestination::menuAbout);
         } else if (AppMainWindow *front = AppMainWindow::frontWindow()) {
             front->raise();
             front->activateWindow();
@@ -155,9 +157,18 @@ int runDesktop(int argc, char **argv)
     // and a line a late worker still logs goes nowhere instead of to objects of a main loop
     // that is gone.
     ScriptWatchdog::terminateAll();
-    MCPServerBridge::sharedInstance().stop();
-    MCPServerBridge::sharedInstance().setLogHandler(nullptr);
-    LogController::shared()->setLogHandler(nullptr);
+    const bool idle = services.finish(ServeCommand::stopWaitLimit);
+    services.log()->setLogHandler(nullptr);
+    // The windows, closed at quit, go before the services they were handed.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    const QList<AppMainWindow *> left = AppMainWindow::windows();
+    qDeleteAll(left);
+    if (!idle) {
+        // A handler that does not return (a plug-in stuck in a call) still uses the services:
+        // leave without destroying them.
+        std::fflush(stdout);
+        std::_Exit(code);
+    }
     if (tour && tour->failures() > 0)
         return 1;
     return code;

@@ -22,10 +22,10 @@ QString title(MenuDestination destination)
     return AppPaths::displayName() + QStringLiteral(" — ") + MenuDestinations::title(destination);
 }
 
-AppMainWindow *open(std::optional<MenuDestination> destination)
+AppMainWindow *open(ServerConfigController *server, std::optional<MenuDestination> destination)
 {
     const MenuDestination shown = destination.value_or(MenuDestination::menuAbout);
-    auto *window = new AppMainWindow(shown);
+    auto *window = new AppMainWindow(server, shown);
     window->setWindowTitle(title(shown));
     window->resize(int(WindowState::defaultWidth), int(WindowState::defaultHeight));
     AppMainWindow *front = AppMainWindow::frontWindow();

@@ -1,6 +1,7 @@
 #include "views/app/ToolsScreenshotStep.h"
 
 #include "app/MenuVisibility.h"
+#include "app/config/ServerConfigController.h"
 #include "store/ConfigurationController.h"
 #include "store/ToolInputSchema.h"
 #include "store/ToolsConfig.h"
@@ -18,7 +19,7 @@ ScreenshotTour::Step step()
 {
     return [](ScreenshotTour *tour, AppMainWindow *window, std::function<void()> done) {
         // A fresh start has no tools: the built-in bundle gives the screen something to show.
-        (void)ConfigurationController::shared()->importBuiltinConfiguration();
+        (void)window->server()->exportService()->importBuiltinConfiguration();
         MenuVisibility::shared()->setRequestedDestination(MenuDestination::menuToolConfig);
         QPointer<AppMainWindow> weak(window);
         tour->after(400, [tour, weak, done] {

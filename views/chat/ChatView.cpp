@@ -1,11 +1,9 @@
 #include "views/chat/ChatView.h"
 
 #include "views/common/LayoutMetrics.h"
-#include "base/UserDefaults.h"
 #include "chat/appearance/AppearanceSettings.h"
 #include "chat/appearance/HistoryModel.h"
 #include "chat/integrations/MCPIntegrationManager.h"
-#include "chat/integrations/StoreIntegrationHost.h"
 #include "chat/session/ChatTranscriptFile.h"
 #include "chat/session/ChatViewModel.h"
 #include "app/config/ServerConfigController.h"
@@ -51,7 +49,9 @@ QPushButton *namedButton(const char *name, const QString &text, QWidget *parent)
 
 }  // namespace
 
-ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(parent)
+ChatView::ChatView(ChatViewModel *model, ServerConfigController *server, MCPIntegrationManager *integrations,
+                   QWidget *parent)
+    : DestinationScreen(parent), m_server(server), m_integrations(integrations)
 {
     setObjectName(QStringLiteral("chatView"));
     m_model = model ? model : makeOwnModel();
@@ -73,12 +73,8 @@ ChatView::ChatView(ChatViewModel *model, QWidget *parent) : DestinationScreen(pa
 
 ChatViewModel *ChatView::makeOwnModel()
 {
-    // The chat's own integrations: the local model calls the app's server's tools.
-    ServerConfigController *server = ServerConfigController::shared();
-    m_defaults = UserDefaults::standard();
-    m_host = std::make_unique<StoreIntegrationHost>(server->context(), server->router());
-    m_integrations = std::make_unique<MCPIntegrationManager>(*m_defaults, *m_host);
-    return new ChatViewModel(m_integrations.get(), this);
+    // The application's integrations: the local model calls the app's server's tools.
+    return new ChatViewModel(m_integrations, this);
 }
 
 QLayout *ChatView::buildConnectionRow()
@@ -135,7 +131,7 @@ QLayout *ChatView::buildConnectionRow()
         window.exec();
     });
     connect(integrations, &QPushButton::clicked, this, [this] {
-        MCPIntegrationListWindow window(m_integrations.get(), this);
+        MCPIntegrationListWindow window(m_integrations, this);
         window.exec();
     });
     return row;
@@ -155,7 +151,7 @@ QLayout *ChatView::buildTranscriptToolbar()
     auto *next = new QToolButton(this);
     next->setArrowType(Qt::DownArrow);
     next->setToolTip(QStringLiteral("Next result"));
-    m_server = namedButton("server", QStringLiteral("Start MCP server"), this);
+    m_serverButton = namedButton("server", QStringLiteral("Start MCP server"), this);
     QPushButton *exportButton = namedButton("exportChat", QStringLiteral("Export entire chat"), this);
     QPushButton *importButton = namedButton("importChat", QStringLiteral("Import chat"), this);
     QPushButton *clear = namedButton("clearChat", QStringLiteral("Clear"), this);
@@ -168,7 +164,7 @@ QLayout *ChatView::buildTranscriptToolbar()
     toolbar->addFixed(m_searchPosition);
     toolbar->addFixed(previous);
     toolbar->addFixed(next);
-    toolbar->addFixed(m_server);
+    toolbar->addFixed(m_serverButton);
     toolbar->addFoldable(clear);
     toolbar->addFoldable(m_historyButton);
     toolbar->addFoldable(m_chatSettings);
@@ -182,8 +178,7 @@ QLayout *ChatView::buildTranscriptToolbar()
     });
     connect(previous, &QToolButton::clicked, this, [this] { stepSearch(-1); });
     connect(next, &QToolButton::clicked, this, [this] { stepSearch(1); });
-    connect(m_server, &QPushButton::clicked, this, [] {
-        ServerConfigController *server = ServerConfigController::shared();
+    connect(m_serverButton, &QPushButton::clicked, this, [server = m_server] {
         if (server->isServerRunning())
             server->stop();
         else
@@ -272,11 +267,11 @@ QLayout *ChatView::buildAttachmentRow()
     });
     auto insertPicked = [this](const QString &text) { m_model->insertPickedText(text); };
     connect(insertPrompt, &QPushButton::clicked, this, [this, insertPicked] {
-        PromptPickerSheet sheet(ServerConfigController::shared()->context(), insertPicked, this);
+        PromptPickerSheet sheet(m_server->context(), insertPicked, this);
         sheet.exec();
     });
     connect(insertResource, &QPushButton::clicked, this, [this, insertPicked] {
-        ResourcePickerSheet sheet(ServerConfigController::shared()->context(), insertPicked, this);
+        ResourcePickerSheet sheet(m_server->context(), insertPicked, this);
         sheet.exec();
     });
     return row;
@@ -360,13 +355,8 @@ void ChatView::bindModel()
         if (m_following)
             bar->setValue(maximum);
     });
-    connect(ServerConfigController::shared(), &AbstractController::changed, this, [this] {
-        const bool running = ServerConfigController::shared()->isServerRunning();
-        if (running && !m_serverWasRunning && m_integrations)
-            m_integrations->applyToLiveServer();
-        m_serverWasRunning = running;
-        refresh();
-    });
+    // Each start applies the integrations (the server's controller does).
+    connect(m_server, &AbstractController::changed, this, &ChatView::refresh);
 }
 
 ChatView::~ChatView() = default;
@@ -383,7 +373,7 @@ QList<MessageBubble *> ChatView::bubbles() const
 
 void ChatView::screenDidAppear()
 {
-    ServerConfigController *server = ServerConfigController::shared();
+    ServerConfigController *server = m_server;
     if (startsServerOnAppear && !server->isServerRunning() && !server->isStarting())
         server->start();
 }
@@ -457,7 +447,7 @@ void ChatView::refresh()
     m_download->setVisible(lmStudio);
     if (m_jobID->text() != link.downloadJobID())
         m_jobID->setText(link.downloadJobID());
-    m_server->setText(ServerConfigController::shared()->isServerRunning() ? QStringLiteral("Stop MCP server")
+    m_serverButton->setText(m_server->isServerRunning() ? QStringLiteral("Stop MCP server")
                                                                            : QStringLiteral("Start MCP server"));
     m_typing->setVisible(busy);
     m_loadProgress->setVisible(session.modelLoadProgress().has_value());

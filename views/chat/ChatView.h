@@ -10,7 +10,6 @@ class AppearanceSettings;
 class ChatInputField;
 class ChatViewModel;
 class HistoryPanel;
-class MCPIntegrationHost;
 class MCPIntegrationManager;
 class MessageBubble;
 class QComboBox;
@@ -22,7 +21,7 @@ class QLineEdit;
 class QProgressBar;
 class QPushButton;
 class QScrollArea;
-class QSettings;
+class ServerConfigController;
 class QVBoxLayout;
 
 // The AI Chat destination: the provider, the connection and the model row; the transcript
@@ -34,7 +33,10 @@ class ChatView : public DestinationScreen {
 public:
     // model: the chat's state; made (with the integrations over the app's store and server)
     // when null.
-    explicit ChatView(ChatViewModel *model = nullptr, QWidget *parent = nullptr);
+    // Without a model the view makes its own over the application's integrations (which
+    // may be null: then the chat offers none). The server is the application's.
+    ChatView(ChatViewModel *model, ServerConfigController *server, MCPIntegrationManager *integrations = nullptr,
+             QWidget *parent = nullptr);
     ~ChatView() override;
 
     // Whether the screen starts the MCP server when it comes to the front (off in tests).
@@ -81,9 +83,8 @@ private:
     void exportChat();
     void importChat();
 
-    std::unique_ptr<QSettings> m_defaults;
-    std::unique_ptr<MCPIntegrationHost> m_host;
-    std::unique_ptr<MCPIntegrationManager> m_integrations;
+    ServerConfigController *m_server;
+    MCPIntegrationManager *m_integrations;
     ChatViewModel *m_model;
     AppearanceSettings *m_appearance;
     QComboBox *m_provider;
@@ -91,7 +92,7 @@ private:
     QComboBox *m_models;
     QPushButton *m_loadModel;
     QPushButton *m_chatSettings;
-    QPushButton *m_server;
+    QPushButton *m_serverButton;
     QLineEdit *m_search;
     QLabel *m_searchPosition;
     QList<QUuid> m_results;
@@ -112,6 +113,5 @@ private:
     QPushButton *m_send;
     QLabel *m_status;
     bool m_refreshing = false;
-    bool m_serverWasRunning = false;
     bool m_following = true;
 };

@@ -75,10 +75,9 @@ bool SystemStatsToolbarView::isRefreshing() const
 
 void SystemStatsToolbarView::refresh()
 {
-    const SystemMonitor &monitor = SystemMonitor::shared();
-    m_cpuFraction = monitor.toolbarCpuFraction();
-    m_memFraction = monitor.memoryFraction();
-    m_memUsedLabel = monitor.memoryUsedLabel();
+    m_cpuFraction = m_monitor.toolbarCpuFraction();
+    m_memFraction = m_monitor.memoryFraction();
+    m_memUsedLabel = m_monitor.memoryUsedLabel();
     // The figure is the average since the system started, and says so; the monitor's chart
     // shows the load now.
     m_cpuText->setText(QStringLiteral("CPU avg ") + QString::asprintf("%.0f%%", m_cpuFraction * 100));

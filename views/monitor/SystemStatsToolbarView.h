@@ -1,5 +1,7 @@
 #pragma once
 
+#include "diagnostics/SystemMonitor.h"
+
 #include <QWidget>
 
 class QLabel;
@@ -26,6 +28,7 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
 
 private:
+    SystemMonitor m_monitor;  // reads /proc; the figures are since boot, so it keeps no state
     double m_cpuFraction = 0;
     double m_memFraction = 0;
     QString m_memUsedLabel;

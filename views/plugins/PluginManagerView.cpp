@@ -45,7 +45,7 @@ QDialog *openSheet(const PluginManagerController *controller, Sheet sheet)
 }  // namespace
 
 PluginManagerView::PluginManagerView(PluginManagerController *controller, QWidget *parent)
-    : DestinationScreen(parent), m_controller(controller ? controller : PluginManagerController::shared())
+    : DestinationScreen(parent), m_controller(controller)
 {
     setObjectName(QStringLiteral("pluginManagerView"));
 

@@ -26,7 +26,7 @@ class PluginManagerView : public DestinationScreen {
 public:
     enum Column { EnabledColumn = 0, NameColumn, VersionColumn, AuthorColumn, PathColumn, InfoColumn };
 
-    explicit PluginManagerView(PluginManagerController *controller = nullptr, QWidget *parent = nullptr);
+    explicit PluginManagerView(PluginManagerController *controller, QWidget *parent = nullptr);
     ~PluginManagerView() override;
 
     AbstractController *activeController() const override;

@@ -2,7 +2,6 @@
 
 #include "views/common/CommandButton.h"
 
-#include "store/PersistenceController.h"
 #include "store/PromptArguments.h"
 #include "store/PromptConfig.h"
 #include "app/config/PromptConfigController.h"
@@ -22,10 +21,7 @@
 #include <QVBoxLayout>
 
 PromptConfigView::PromptConfigView(PromptConfigController *controller, QWidget *parent)
-    : ConfigScreen(controller ? controller
-                              : new PromptConfigController(PersistenceController::shared()->viewContext(),
-                                                           ConfigClipboard::shared()),
-                   parent),
+    : ConfigScreen(controller, parent),
       m_controller(static_cast<PromptConfigController *>(activeController()))
 {
     // Delete asks the controller once the focus has moved to the list.

@@ -17,7 +17,7 @@ class PromptConfigView : public ConfigScreen {
     Q_OBJECT
 
 public:
-    explicit PromptConfigView(PromptConfigController *controller = nullptr, QWidget *parent = nullptr);
+    explicit PromptConfigView(PromptConfigController *controller, QWidget *parent = nullptr);
 
     PromptConfigController *controller() const { return m_controller; }
     QListWidget *argumentList() const { return m_arguments; }

@@ -2,7 +2,6 @@
 
 #include "views/common/CommandButton.h"
 
-#include "store/PersistenceController.h"
 #include "store/ResourceConfig.h"
 #include "app/config/ResourceConfigController.h"
 #include "app/security/AccessPanel.h"
@@ -25,10 +24,7 @@
 #include <QVBoxLayout>
 
 ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWidget *parent)
-    : ConfigScreen(controller ? controller
-                              : new ResourceConfigController(PersistenceController::shared()->viewContext(),
-                                                             ConfigClipboard::shared()),
-                   parent),
+    : ConfigScreen(controller, parent),
       m_controller(static_cast<ResourceConfigController *>(activeController()))
 {
     build({.objectName = QStringLiteral("resourceConfigView"),

@@ -16,7 +16,7 @@ class ResourceConfigView : public ConfigScreen {
 
 public:
     // Over a controller of the shared store unless one is given.
-    explicit ResourceConfigView(ResourceConfigController *controller = nullptr, QWidget *parent = nullptr);
+    explicit ResourceConfigView(ResourceConfigController *controller, QWidget *parent = nullptr);
 
     ResourceConfigController *controller() const { return m_controller; }
     QLineEdit *nameField() const { return m_name; }

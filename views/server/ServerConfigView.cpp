@@ -34,7 +34,7 @@ QString fieldText(const std::optional<QString> &value) { return value.value_or(Q
 
 ServerConfigView::ServerConfigView(ServerConfigController *controller, QWidget *parent)
     : DestinationScreen(parent),
-      m_controller(controller ? controller : ServerConfigController::shared()),
+      m_controller(controller),
       m_splitSettings(new SettingsManager(splitKey, defaultLogHeight, this))
 {
     setObjectName(QStringLiteral("serverConfigView"));
@@ -122,7 +122,27 @@ QLayout *ServerConfigView::buildStatusRow()
     row->setSpacing(8);
     row->addWidget(m_statusDot);
     row->addWidget(m_status, 1);
-    return row;
+
+    // What the AI Chat's integrations leave of the tools, for every client of the server.
+    m_toolLimit = new QWidget(this);
+    m_toolLimit->setObjectName(QStringLiteral("toolLimitNotice"));
+    m_toolLimitText = new QLabel(m_toolLimit);
+    m_toolLimitText->setObjectName(QStringLiteral("toolLimitText"));
+    m_toolLimitText->setWordWrap(true);
+    m_serveAll = new QPushButton(QStringLiteral("Serve All Tools"), m_toolLimit);
+    m_serveAll->setObjectName(QStringLiteral("serveAllToolsButton"));
+    m_serveAll->setToolTip(QStringLiteral("Switch on every internal tool, so the server serves all of them to every client."));
+    auto *limitRow = new QHBoxLayout(m_toolLimit);
+    limitRow->setContentsMargins(18, 0, 0, 0);
+    limitRow->addWidget(m_toolLimitText, 1);
+    limitRow->addWidget(m_serveAll);
+    connect(m_serveAll, &QPushButton::clicked, m_controller, &ServerConfigController::serveAllTools);
+
+    auto *rows = new QVBoxLayout;
+    rows->setSpacing(4);
+    rows->addLayout(row);
+    rows->addWidget(m_toolLimit);
+    return rows;
 }
 
 QLayout *ServerConfigView::buildAddressRow()
@@ -496,6 +516,9 @@ void ServerConfigView::refresh()
     const QString reason = m_controller->startDisabledReason();
     m_start->setToolTip(reason.isEmpty() ? m_startToolTip : reason);
     m_outdated->setVisible(m_controller->servesOutdatedConfiguration());
+    const QString limit = m_controller->toolLimitNotice();
+    m_toolLimitText->setText(limit);
+    m_toolLimit->setVisible(!limit.isEmpty());
     m_stop->setEnabled(running);
     m_save->setEnabled(m_controller->canSave());
     m_revert->setEnabled(m_controller->hasUnsavedChanges());

@@ -27,7 +27,7 @@ public:
     // The port shown while no row exists.
     static constexpr int fallbackPort = 8080;
 
-    explicit ServerConfigView(ServerConfigController *controller = nullptr, QWidget *parent = nullptr);
+    explicit ServerConfigView(ServerConfigController *controller, QWidget *parent = nullptr);
 
     AbstractController *activeController() const override;
     void screenDidAppear() override;
@@ -44,6 +44,10 @@ public:
     QLineEdit *portField() const { return m_port; }
     QCheckBox *listenAllToggle() const { return m_listenAll; }
     QLabel *statusLabel() const { return m_status; }
+    // Shown while the AI Chat's integrations limit the served tools, with "Serve All Tools".
+    QWidget *toolLimitNotice() const { return m_toolLimit; }
+    QLabel *toolLimitLabel() const { return m_toolLimitText; }
+    QPushButton *serveAllToolsButton() const { return m_serveAll; }
     QLabel *addressLabel() const { return m_address; }
     QSplitter *splitter() const { return m_split; }
     QLabel *tokenLabel() const { return m_token; }
@@ -96,6 +100,9 @@ private:
     QCheckBox *m_listenAll;
     QLabel *m_statusDot;
     QLabel *m_status;
+    QWidget *m_toolLimit;
+    QLabel *m_toolLimitText;
+    QPushButton *m_serveAll;
     QLabel *m_address;
     QPushButton *m_copy;
     QPushButton *m_copyConfiguration;

@@ -3,7 +3,6 @@
 #include "views/common/CommandButton.h"
 #include "views/common/OverflowRow.h"
 
-#include "store/PersistenceController.h"
 #include "store/ToolInputSchema.h"
 #include "store/ToolOutputSchema.h"
 #include "store/ToolsConfig.h"
@@ -29,12 +28,10 @@
 #include <QSet>
 #include <QVBoxLayout>
 
-ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, QWidget *parent)
-    : ConfigScreen(controller ? controller
-                              : new ToolsConfigController(PersistenceController::shared()->viewContext(),
-                                                          ConfigClipboard::shared()),
-                   parent),
-      m_controller(static_cast<ToolsConfigController *>(activeController()))
+ToolsConfigView::ToolsConfigView(ToolsConfigController *controller, PluginController *plugins, QWidget *parent)
+    : ConfigScreen(controller, parent),
+      m_controller(static_cast<ToolsConfigController *>(activeController())),
+      m_plugins(plugins)
 {
     build({.objectName = QStringLiteral("toolsConfigView"),
            .title = ToolsConfigController::screenTitle,
@@ -311,8 +308,9 @@ void ToolsConfigView::showSelection()
     m_plugin->setVisible(type == QLatin1String("CustomTool"));
     m_plugin->clear();
     m_plugin->addItem(QStringLiteral("None"));
-    for (const Plugin &plugin : PluginController::shared()->plugins())
-        m_plugin->addItem(plugin.displayName());
+    if (m_plugins)
+        for (const Plugin &plugin : m_plugins->plugins())
+            m_plugin->addItem(plugin.displayName());
     const QString pluginName = tool->pluginName().value_or(QString());
     m_plugin->setCurrentIndex(pluginName.isEmpty() ? 0 : std::max(0, m_plugin->findText(pluginName)));
     // The count is of parameters, what a client sees, not of the schema records holding them.

@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <functional>
 
+class PluginController;
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -23,7 +24,8 @@ class ToolsConfigView : public ConfigScreen {
     Q_OBJECT
 
 public:
-    explicit ToolsConfigView(ToolsConfigController *controller = nullptr, QWidget *parent = nullptr);
+    explicit ToolsConfigView(ToolsConfigController *controller, PluginController *plugins = nullptr,
+                             QWidget *parent = nullptr);
 
     // How "Run" carries a tool out: the tool as exported and the arguments typed. Without
     // one a script tool runs as the workbench runs it and a built-in tool through its
@@ -62,6 +64,7 @@ private:
     void chooseScript();
 
     ToolsConfigController *m_controller;
+    PluginController *m_plugins;  // the plug-ins a custom tool may name; may be null
     QLineEdit *m_name;
     QLineEdit *m_description;
     QLineEdit *m_title;
