@@ -72,6 +72,8 @@ public:
     void notify(const std::string &connectionId, const std::string &text) override;
     void broadcast(const std::string &text) override;
     std::shared_ptr<MCPSession> session(const std::string &connectionId) override;
+    void sendToSession(const std::string &sessionId, const std::string &text) override;
+    void setSessionEndedHandler(std::function<void(const std::string &)> handler) override;
     // Sessions open now (expired ones count until they are next looked at).
     size_t sessionCount() const;
 

@@ -62,6 +62,11 @@ const char *const schemaV2[] = {
     R"(ALTER TABLE "PromptArguments" ADD COLUMN "completionValues" TEXT)",
 };
 
+// Version 3: a prompt keeps its messages (compact JSON text of the list).
+const char *const schemaV3[] = {
+    R"(ALTER TABLE "PromptConfig" ADD COLUMN "messagesJson" TEXT)",
+};
+
 QString failureText(const QSqlError &error)
 {
     const QString text = error.text().trimmed();
@@ -186,6 +191,12 @@ std::optional<QString> PersistenceController::open()
         }
         if (version < 2) {
             for (const char *statement : schemaV2) {
+                if (!query.exec(QString::fromUtf8(statement)))
+                    return fail(query.lastError());
+            }
+        }
+        if (version < 3) {
+            for (const char *statement : schemaV3) {
                 if (!query.exec(QString::fromUtf8(statement)))
                     return fail(query.lastError());
             }
