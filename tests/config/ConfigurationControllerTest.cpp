@@ -535,9 +535,15 @@ TEST_F(ConfigTestFixture, PromptMessagesRoundTripThroughTheStoreAndReachTheEngin
     EXPECT_EQ(definition->messages.asArray().size(), 3u);
     EXPECT_EQ(definition->messages.asArray().at(2).at("content").at("resource").at("uri").asString(), "{{uri}}");
 
-    // A prompt of the template alone is written as before, without the key.
+    // A prompt of the template alone is written as before, without the key; messages typed
+    // on the screen that are not valid yet keep their prompt out of the bundle, saying why.
     addPrompt(u"Plain"_s);
+    addPrompt(u"Typing"_s)->setMessagesJson(u"[{\"role\": \"user\""_s);
     save();
-    exportOrFail();
+    const ExportResult again = exportOrFail();
     EXPECT_FALSE(readJson(bundleFile(u"Prompts"_s, u"plain.json"_s)).contains(u"messages"_s));
+    ASSERT_EQ(again.promptsErrors.size(), 1);
+    EXPECT_TRUE(again.promptsErrors.first().startsWith(u"Failed to export prompt 'Typing': "_s)) << again.promptsErrors.first().toStdString();
+    EXPECT_TRUE(again.promptsErrors.first().contains(u"The messages are no valid JSON"_s));
+    EXPECT_FALSE(QFile::exists(bundleFile(u"Prompts"_s, u"typing.json"_s)));
 }
