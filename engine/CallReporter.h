@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/ClientRequests.h"
 #include "engine/JSONValue.h"
 
 #include <optional>
@@ -7,13 +8,14 @@
 
 namespace MCP {
 
-// What one tool call tells its client before the answer: progress and log messages (and,
-// later, requests to the client). The server makes one per request and hands it to the
-// handler in its ToolCallContext.
+// What one tool call tells its client before the answer (progress and log messages) and
+// what it asks the client (elicitation, sampling). The server makes one per request and
+// hands it to the handler in its ToolCallContext.
 //
 // Threads: any thread may call it while the handler runs (a script's worker, a plug-in's
 // thread); once the call has been answered or cancelled every method does nothing, so a
-// late report from a thread that outlived its call is harmless. Never blocks on the peer.
+// late report from a thread that outlived its call is harmless. Only request() waits on the
+// peer, and only as long as its caller lets it.
 class CallReporter {
 public:
     virtual ~CallReporter() = default;
@@ -30,6 +32,27 @@ public:
 
     // True when progress() would send something (the request carried a token).
     virtual bool wantsProgress() const = 0;
+
+    // Whether the calling client declared this capability ("elicitation", "sampling") when
+    // it initialized its session. A client without a session declared nothing.
+    virtual bool clientSupports(const std::string &capability) const
+    {
+        (void)capability;
+        return false;
+    }
+    // Sends a request to the calling client and waits for its response: until it comes, the
+    // call is cancelled, the client's session ends, or `stop` (asked every so often) gives a
+    // reason. The reply says which. The caller checks clientSupports first.
+    virtual ClientRequests::Reply request(const std::string &method, const JSONValue &params,
+                                          const ClientRequests::StopCheck &stop)
+    {
+        (void)method;
+        (void)params;
+        (void)stop;
+        ClientRequests::Reply reply;
+        reply.error = "no client to ask";
+        return reply;
+    }
 };
 
 }  // namespace MCP

@@ -768,6 +768,8 @@ bool expired(const HttpSession &session, Clock::time_point now, std::chrono::mil
 
 void endSession(HttpSession &session, const Hooks &hooks)
 {
+    // A call waiting on this client's answer hears at once that none will come.
+    session.info->clientRequests().close("the client's session has ended");
     {
         std::lock_guard lock(session.mutex);
         session.ended = true;
@@ -855,6 +857,8 @@ void wakeStreams(Shared &shared, bool endAll)
             shared.sessions.clear();
     }
     for (const auto &session : sessions) {
+        if (endAll)
+            session->info->clientRequests().close("the server has stopped");
         std::lock_guard lock(session->mutex);
         if (endAll)
             session->ended = true;

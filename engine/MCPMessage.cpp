@@ -28,8 +28,24 @@ std::shared_ptr<MCPMessage> MCPMessage::parse(std::string_view text)
         message->id = RequestId::fromJSON(it->second, parser.capturedNumber().value_or(std::string_view()));
     if (auto it = object.find("params"); it != object.end())
         message->params = std::move(it->second);
-    if (message->method.empty() && (object.count("result") || object.count("error")))
+    if (message->method.empty() && (object.count("result") || object.count("error"))) {
         message->type = MessageType::Response;
+        // The client's answer to a request of the server's: kept for the request's waiter.
+        if (auto it = object.find("result"); it != object.end())
+            message->result = std::move(it->second);
+        if (auto it = object.find("error"); it != object.end()) {
+            const JSONValue &error = it->second;
+            const bool hasText = error.isObject() && error.contains("message") && error.at("message").isString();
+            message->errorMessage = hasText ? error.at("message").asString() : std::string("error without a message");
+            if (error.isObject() && error.contains("code") && error.at("code").isNumber()) {
+                const double code = error.at("code").asNumber();
+                if (code >= std::numeric_limits<int32_t>::min() && code <= std::numeric_limits<int32_t>::max())
+                    message->errorCode = int32_t(code);
+            }
+            if (error.isObject() && error.contains("data"))
+                message->errorData = error.at("data");
+        }
+    }
     else if (!message->method.empty() && (!message->id.present() || message->method.rfind("notifications/", 0) == 0))
         message->type = MessageType::Notification;
     return message;

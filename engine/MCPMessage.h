@@ -44,8 +44,9 @@ public:
     // document, is valid JSON but not an Object, or holds a `method` that is not a String.
     // A message with a method is a Request when it carries an id and a Notification when
     // it has none (or when its method is a "notifications/…" one); one without a method
-    // that carries `result` or `error` is the client's Response. The id is kept as sent
-    // (see RequestId).
+    // that carries `result` or `error` is the client's Response, with its result, or its
+    // error in errorMessage, errorCode and errorData (the type stays Response). The id is
+    // kept as sent (see RequestId).
     static std::shared_ptr<MCPMessage> parse(std::string_view text);
 
     // The envelope's fixed text layout.

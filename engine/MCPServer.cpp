@@ -264,9 +264,15 @@ std::shared_ptr<MCPMessage> MCPServer::process(const std::string &sessionId, std
         log(LogMessageType::Debug, LogCode::Info,
             "Dispatch: \"" + message->method + "\" sid: \"" + sessionId + "\" id: " + message->id.toJSON());
     }
-    // What the client answers to the server's own requests is not routed (nothing asks yet).
-    if (message->type == MCPMessage::MessageType::Response)
+    // The client's answer to a request of the server's goes to the call waiting on it, in the
+    // session it came in; one nobody waits on (unknown id, too late) is dropped.
+    if (message->type == MCPMessage::MessageType::Response) {
+        const auto session = message->inSession ? m_transport->session(sessionId) : nullptr;
+        if (!session || !session->clientRequests().answer(*message))
+            log(LogMessageType::Warning, LogCode::Info,
+                "Response from the client to no waiting request (id " + message->id.toJSON() + ")");
         return nullptr;
+    }
     if (message->type == MCPMessage::MessageType::Request && !message->id.isValid()) {
         log(LogMessageType::Warning, LogCode::Info, "Request with an id that is neither a string nor an integer");
         return MCPServerMessage::createError(RequestId::fromJSON(JSONValue()),
@@ -329,8 +335,12 @@ std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &contex
     const std::string version(ProtocolVersion::negotiate(requested));
     log(LogMessageType::Info, LogCode::Info, "Initialize request received (protocol: " + version + ")");
     if (context.message->inSession) {
-        if (const auto session = m_transport->session(context.sessionId))
+        if (const auto session = m_transport->session(context.sessionId)) {
             session->setProtocolVersion(version);
+            // What the client can be asked during its calls (elicitation, sampling).
+            if (context.params.isObject() && context.params.contains("capabilities"))
+                session->setClientCapabilities(context.params.at("capabilities"));
+        }
     }
     JSONValue result;
     result["protocolVersion"] = JSONValue(version);

@@ -29,11 +29,22 @@ namespace MCP {
 
 std::string MCPServerMessage::notificationLine(std::string_view method, const JSONValue &params)
 {
+    return requestLine(RequestId(), method, params);
+}
+
+std::string MCPServerMessage::requestLine(const RequestId &id, std::string_view method, const JSONValue &params)
+{
     std::string text;
     params.appendTo(text, 0);
     // The layout breaks lines only between tokens (a line feed inside a string is written
     // as \n), so dropping each break with the indentation after it leaves the same JSON.
-    std::string line = R"({"jsonrpc":"2.0","method":")";
+    std::string line = R"({"jsonrpc":"2.0",)";
+    if (id.present()) {
+        line += R"("id":)";
+        id.appendTo(line);
+        line += ',';
+    }
+    line += R"("method":")";
     JSONValue::appendEscaped(line, method);
     line += R"(","params":)";
     line.reserve(line.size() + text.size() + 1);

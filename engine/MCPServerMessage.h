@@ -12,6 +12,8 @@ public:
                                                          JSONValue data = JSONValue());
     // A notification of the server's as one line of JSON: {"jsonrpc":"2.0","method":…,"params":…}.
     static std::string notificationLine(std::string_view method, const JSONValue &params);
+    // A request of the server's to the client, the same way: {"jsonrpc":"2.0","id":…,"method":…,"params":…}.
+    static std::string requestLine(const RequestId &id, std::string_view method, const JSONValue &params);
 };
 
 }  // namespace MCP

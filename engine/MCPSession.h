@@ -1,5 +1,8 @@
 #pragma once
 
+#include "engine/ClientRequests.h"
+#include "engine/JSONValue.h"
+
 #include <atomic>
 #include <mutex>
 #include <string>
@@ -8,8 +11,10 @@
 namespace MCP {
 
 // What the server remembers of one client between its requests: the protocol revision
-// `initialize` settled on and the least severe log level the client wants to hear. A
-// transport keeps one per session (HTTP: per Mcp-Session-Id; stdio: the one peer).
+// `initialize` settled on, the capabilities the client declared there, the least severe log
+// level it wants to hear, and the requests the server has sent it and waits on. A transport
+// keeps one per session (HTTP: per Mcp-Session-Id; stdio: the one peer) and closes its
+// requests when the session ends.
 class MCPSession {
 public:
     // The protocol's log levels, least severe first (RFC 5424 names).
@@ -54,12 +59,41 @@ public:
         m_protocolVersion = std::move(version);
     }
 
+    // The client's `capabilities` from initialize (Null before it).
+    JSONValue clientCapabilities() const
+    {
+        std::lock_guard lock(m_mutex);
+        return m_clientCapabilities;
+    }
+    void setClientCapabilities(JSONValue capabilities)
+    {
+        std::lock_guard lock(m_mutex);
+        m_clientCapabilities = std::move(capabilities);
+    }
+    // Whether the client declared this capability ("elicitation", "sampling"). The server
+    // asks only with forms: a client whose elicitation names its modes must name "form"
+    // (an empty object is forms alone).
+    bool clientSupports(std::string_view capability) const
+    {
+        std::lock_guard lock(m_mutex);
+        if (!m_clientCapabilities.isObject() || !m_clientCapabilities.contains(capability))
+            return false;
+        const JSONValue &declared = m_clientCapabilities.at(capability);
+        if (!declared.isObject())
+            return false;
+        return capability != "elicitation" || declared.asObject().empty() || declared.contains("form");
+    }
+
+    ClientRequests &clientRequests() { return m_clientRequests; }
+
 private:
     const std::string m_id;
     std::atomic<int> m_logLevel{kDefaultLogLevel};
     std::atomic<bool> m_levelChosen{false};
     mutable std::mutex m_mutex;
     std::string m_protocolVersion;
+    JSONValue m_clientCapabilities;
+    ClientRequests m_clientRequests;
 };
 
 }  // namespace MCP

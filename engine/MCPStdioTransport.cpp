@@ -77,6 +77,7 @@ bool MCPStdioTransport::start(int, bool)
         std::lock_guard lock(m_writeMutex);
         m_outputClosed = false;
     }
+    m_session->clientRequests().reopen();
     m_running = true;
     m_reader = std::thread([this] { readLoop(); });
     log(LogMessageType::Info, LogCode::Info, "MCP stdio transport started");
@@ -91,6 +92,7 @@ void MCPStdioTransport::stop()
         const char byte = 1;
         [[maybe_unused]] const ssize_t written = ::write(m_wakePipe[1], &byte, 1);
     }
+    m_session->clientRequests().close("the server has stopped");
     if (m_reader.joinable()) {
         if (m_reader.get_id() == std::this_thread::get_id())
             m_reader.detach();  // called from the closed handler: the reader ends right after it
@@ -126,6 +128,7 @@ bool MCPStdioTransport::waitUntilIdle(std::chrono::milliseconds limit)
         const char byte = 1;
         [[maybe_unused]] const ssize_t written = ::write(m_wakePipe[1], &byte, 1);
     }
+    m_session->clientRequests().close("the server has stopped");
     if (m_reader.joinable() && m_reader.get_id() != std::this_thread::get_id())
         m_reader.join();
     return waitForWorkers(limit);
@@ -193,6 +196,8 @@ void MCPStdioTransport::readLoop()
     // A last line without its line feed still counts: a host may close right after writing.
     if (!skipping)
         handleLine(std::move(pending));
+    // Nobody is left to answer what a call asked the client.
+    m_session->clientRequests().close("the client has gone away");
     {
         std::unique_lock lock(m_workersMutex);
         m_workersDone.wait(lock, [this] { return m_workers == 0; });
@@ -210,6 +215,7 @@ void MCPStdioTransport::handleLine(std::string line)
     auto message = MCPMessage::parse(line);
     if (message && message->expectsNoAnswer()) {
         // A notification (or a response of the client's) is never answered, in order.
+        message->inSession = true;
         if (m_handler)
             m_handler(std::string(), std::move(message));
         return;

@@ -60,6 +60,51 @@ void RequestReporter::log(const std::string &level, const JSONValue &data, const
     send(MCPServerMessage::notificationLine("notifications/message", params));
 }
 
+bool RequestReporter::clientSupports(const std::string &capability) const
+{
+    return m_session && m_session->clientSupports(capability);
+}
+
+ClientRequests::Reply RequestReporter::request(const std::string &method, const JSONValue &params,
+                                               const ClientRequests::StopCheck &stop)
+{
+    ClientRequests::Reply failed;
+    if (!m_session) {
+        failed.error = "the client has no session to answer in";
+        return failed;
+    }
+    ClientRequests &requests = m_session->clientRequests();
+    const std::optional<uint64_t> id = requests.open();
+    if (!id) {
+        failed.error = "the client's session has ended";
+        return failed;
+    }
+    {
+        std::lock_guard lock(m_mutex);
+        if (!m_open || (m_token && m_token->isCancelled())) {
+            requests.abandon(*id);
+            failed.error = "the call has ended";
+            return failed;
+        }
+        m_transport.notify(m_connectionId, MCPServerMessage::requestLine(RequestId(*id), method, params));
+    }
+    ClientRequests::Reply reply = requests.wait(*id, [&]() -> std::optional<std::string> {
+        if (m_token && m_token->isCancelled())
+            return std::string("the call was cancelled");
+        return stop ? stop() : std::nullopt;
+    });
+    if (!reply.answered && reply.code == 0) {
+        // Given up on our side: the client may stop asking its user or its model.
+        JSONValue cancel;
+        cancel["requestId"] = JSONValue(double(*id));
+        cancel["reason"] = JSONValue(reply.error);
+        std::lock_guard lock(m_mutex);
+        if (m_open)
+            m_transport.notify(m_connectionId, MCPServerMessage::notificationLine("notifications/cancelled", cancel));
+    }
+    return reply;
+}
+
 void RequestReporter::send(const std::string &text)
 {
     std::lock_guard lock(m_mutex);

@@ -13,8 +13,9 @@ namespace MCP {
 
 // The server's CallReporter for one request: progress and log messages go to the
 // transport as notifications about that request, log messages filtered by the level of
-// the request's session. close() is called before the request is answered; from then on,
-// and once the request is cancelled, nothing more is sent.
+// the request's session. Requests to the client go the same way and are matched to their
+// answers by the session's ClientRequests. close() is called before the request is answered;
+// from then on, and once the request is cancelled, nothing more is sent.
 class RequestReporter : public CallReporter {
 public:
     // progressToken: the request's params._meta.progressToken as sent, Null when none.
@@ -24,6 +25,9 @@ public:
     void progress(double progress, std::optional<double> total, const std::string &message) override;
     void log(const std::string &level, const JSONValue &data, const std::string &logger) override;
     bool wantsProgress() const override;
+    bool clientSupports(const std::string &capability) const override;
+    ClientRequests::Reply request(const std::string &method, const JSONValue &params,
+                                  const ClientRequests::StopCheck &stop) override;
 
     // Whether a log message at this level (an index into MCPSession::kLevels) would be sent;
     // lets the server skip building a line nobody hears.

@@ -3,6 +3,7 @@
 #include "base/UserDefaults.h"
 
 #include <QCoreApplication>
+#include <QEvent>
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QPalette>
@@ -99,6 +100,28 @@ AppearanceSettings::AppearanceSettings(std::unique_ptr<QSettings> store, QObject
     : QObject(parent), m_store(store ? std::move(store) : UserDefaults::groupSuite()), m_values(defaults())
 {
     load();
+    // The palette changes when the desktop's scheme does; the unpicked colours go with it.
+    if (auto *app = QCoreApplication::instance())
+        app->installEventFilter(this);
+}
+
+bool AppearanceSettings::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == QCoreApplication::instance() && event->type() == QEvent::ApplicationPaletteChange && followScheme())
+        save();
+    return QObject::eventFilter(watched, event);
+}
+
+bool AppearanceSettings::followScheme()
+{
+    const Payload current = defaults();
+    bool moved = false;
+    for (int r = 0; r < ColorCount; ++r)
+        if (!m_chosen[r] && m_values.colors[r] != current.colors[r]) {
+            m_values.colors[r] = current.colors[r];
+            moved = true;
+        }
+    return moved;
 }
 
 AppearanceSettings::~AppearanceSettings() = default;
@@ -157,9 +180,20 @@ void AppearanceSettings::load()
     }
     const QByteArray stored = m_store->value(JsonKey).toByteArray();
     const QJsonDocument doc = QJsonDocument::fromJson(stored);
+    const Payload current = defaults();
     if (doc.isObject())
-        if (auto p = Payload::fromJson(doc.object(), defaults()))
+        if (auto p = Payload::fromJson(doc.object(), current))
             m_values = *p;
+    if (m_store->contains(ChosenColorsKey)) {
+        const QStringList chosen = m_store->value(ChosenColorsKey).toStringList();
+        for (int r = 0; r < ColorCount; ++r)
+            m_chosen[r] = chosen.contains(QLatin1String(kColorKeys[r]));
+    } else {
+        // A record from before the picks were kept: what differs from today's defaults was picked.
+        for (int r = 0; r < ColorCount; ++r)
+            m_chosen[r] = m_values.colors[r] != current.colors[r];
+    }
+    followScheme();
     save();
     m_store->sync();
 }
@@ -167,24 +201,43 @@ void AppearanceSettings::load()
 void AppearanceSettings::save()
 {
     m_store->setValue(JsonKey, QJsonDocument(m_values.toJson()).toJson(QJsonDocument::Compact));
+    QStringList chosen;
+    for (int r = 0; r < ColorCount; ++r)
+        if (m_chosen[r])
+            chosen << QLatin1String(kColorKeys[r]);
+    m_store->setValue(ChosenColorsKey, chosen);
     emit changed();
 }
 
 void AppearanceSettings::setValues(const Payload &values)
 {
+    for (int r = 0; r < ColorCount; ++r)
+        if (values.colors[r] != m_values.colors[r])
+            m_chosen[r] = true;
     m_values = values;
     save();
 }
 
 void AppearanceSettings::setColor(ColorRole role, const QColor &color)
 {
+    m_chosen[role] = true;
     m_values.colors[role] = color;
     save();
 }
 
-void AppearanceSettings::resetColor(ColorRole role) { setColor(role, defaults().colors[role]); }
+void AppearanceSettings::resetColor(ColorRole role)
+{
+    m_chosen[role] = false;
+    m_values.colors[role] = defaults().colors[role];
+    save();
+}
 
-void AppearanceSettings::resetToDefaults() { setValues(defaults()); }
+void AppearanceSettings::resetToDefaults()
+{
+    m_chosen.reset();
+    m_values = defaults();
+    save();
+}
 
 MarkdownStyle AppearanceSettings::markdownStyle() const
 {

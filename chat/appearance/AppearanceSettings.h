@@ -8,13 +8,17 @@
 #include <QObject>
 #include <QSettings>
 #include <array>
+#include <bitset>
 #include <memory>
 #include <optional>
 
 // The chat's fonts, sizes, line spacing and nine colours, one for the application. Stored as
 // one JSON record ("Payload") under "kelvara.appearance.json" in the group suite; a record
 // that doesn't decode leaves every default, a record without colours keeps the default
-// colours. Main thread; `changed` follows every save.
+// colours. The record always holds all nine colours, but only those the user picked are kept
+// when the desktop's scheme changes (on start or live): the others follow the new scheme's
+// defaults. Which ones were picked is kept beside the record, under "ChosenColorsKey".
+// Main thread; `changed` follows every save.
 class AppearanceSettings : public QObject {
     Q_OBJECT
 public:
@@ -39,6 +43,7 @@ public:
     static inline const QString JsonKey = QStringLiteral("kelvara.appearance.json");
     static inline const QString KeyPrefix = QStringLiteral("kelvara.appearance.");
     static inline const QString LegacyPrefix = QStringLiteral("brantor.appearance.");
+    static inline const QString ChosenColorsKey = QStringLiteral("kelvara.appearance.chosenColors");
 
     // Reads the stored record (the group suite unless another store is given), then saves.
     explicit AppearanceSettings(std::unique_ptr<QSettings> store = {}, QObject *parent = nullptr);
@@ -55,10 +60,11 @@ public:
     const Payload &values() const { return m_values; }
     void setValues(const Payload &values); // then saves
     QColor color(ColorRole role) const { return m_values.colors[role]; }
-    void setColor(ColorRole role, const QColor &color);
+    void setColor(ColorRole role, const QColor &color); // the user picked it: kept across schemes
     void resetColor(ColorRole role);
     void resetToDefaults();
     void save();
+    bool isChosen(ColorRole role) const { return m_chosen[role]; }
 
     // The style an answer is rendered with.
     MarkdownStyle markdownStyle() const;
@@ -70,9 +76,15 @@ public:
 signals:
     void changed();
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void load();
+    // Colours the user did not pick take the current scheme's defaults; true when one moved.
+    bool followScheme();
 
     std::unique_ptr<QSettings> m_store;
     Payload m_values;
+    std::bitset<ColorCount> m_chosen;
 };

@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <QFontDatabase>
+#include <QGuiApplication>
+#include <QPalette>
+#include <QScopeGuard>
 #include <QJsonDocument>
 #include <QTemporaryDir>
 
@@ -94,6 +97,45 @@ TEST_F(AppearanceSettingsTest, ResettingAColourTouchesThatColourAlone)
               AppearanceSettings::defaults().colors[AppearanceSettings::InputText]);
     EXPECT_EQ(settings.color(AppearanceSettings::UserBubbleText), QColor(Qt::magenta));
     EXPECT_EQ(AppearanceSettings(store()).color(AppearanceSettings::UserBubbleText), QColor(Qt::magenta));
+}
+
+TEST_F(AppearanceSettingsTest, OnlyPickedColoursStayWhenTheDesktopsSchemeChanges)
+{
+    const QPalette light = QGuiApplication::palette();
+    QPalette dark = light;
+    dark.setColor(QPalette::Base, QColor(0x1e, 0x1e, 0x1e));
+    dark.setColor(QPalette::ButtonText, QColor(0xee, 0xee, 0xee));
+    const auto restore = qScopeGuard([&] { QGuiApplication::setPalette(light); });
+
+    auto settings = std::make_unique<AppearanceSettings>(store());
+    settings->setColor(AppearanceSettings::InputText, Qt::green);
+    int changes = 0;
+    QObject::connect(settings.get(), &AppearanceSettings::changed, [&] { ++changes; });
+
+    QGuiApplication::setPalette(dark); // live, while running
+    EXPECT_GE(changes, 1);
+    EXPECT_EQ(settings->color(AppearanceSettings::InputBackground), QColor(0x1e, 0x1e, 0x1e));
+    EXPECT_EQ(settings->color(AppearanceSettings::AssistantTextPrimary), QColor(0xee, 0xee, 0xee));
+    EXPECT_EQ(settings->color(AppearanceSettings::InputText), QColor(Qt::green));
+    settings.reset();
+
+    QGuiApplication::setPalette(light); // between runs: the next start reads the record under another scheme
+    AppearanceSettings next(store());
+    EXPECT_EQ(next.color(AppearanceSettings::InputBackground), light.color(QPalette::Base));
+    EXPECT_EQ(next.color(AppearanceSettings::InputText), QColor(Qt::green));
+    next.resetColor(AppearanceSettings::InputText);
+    EXPECT_FALSE(AppearanceSettings(store()).isChosen(AppearanceSettings::InputText));
+}
+
+TEST_F(AppearanceSettingsTest, ARecordWithoutPicksKeepsWhatDiffersFromTheDefaults)
+{
+    QJsonObject record = AppearanceSettings::defaults().toJson();
+    record[QStringLiteral("inputBackgroundColor")] =
+        QJsonObject{{"red", 1.0}, {"green", 0.0}, {"blue", 0.0}, {"alpha", 1.0}};
+    write(AppearanceSettings::JsonKey, record);
+    AppearanceSettings settings(store());
+    EXPECT_TRUE(settings.isChosen(AppearanceSettings::InputBackground));
+    EXPECT_FALSE(settings.isChosen(AppearanceSettings::InputText));
 }
 
 TEST(ChatFontFamily, ANamedFontNotInstalledFallsBackToTheFixedFont)

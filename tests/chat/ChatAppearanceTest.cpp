@@ -15,6 +15,7 @@
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextBlock>
 #include <QTextDocument>
 
 namespace {
@@ -37,6 +38,9 @@ AppearanceSettings::Payload restyled()
     values.userFontSize = 22;
     values.assistantFontSize = 17;
     values.inputFontSize = 19;
+    values.codeFont = ChatFontFamily::SystemSerif;
+    values.codeFontSize = 15;
+    values.lineSpacing = 1.6;
     const QColor colors[] = {Qt::red, Qt::darkGreen, Qt::yellow, Qt::blue, Qt::magenta,
                              Qt::darkCyan, Qt::darkYellow, Qt::cyan, Qt::darkBlue};
     for (int role = 0; role < AppearanceSettings::ColorCount; ++role)
@@ -92,6 +96,19 @@ TEST_F(ChatAppearanceTest, BubblesAndTheInputFollowEverySetting)
     first.movePosition(QTextCursor::NextCharacter);
     EXPECT_EQ(first.charFormat().foreground().color(), appearance.color(Role::AssistantTextPrimary));
     EXPECT_EQ(first.charFormat().font().pointSizeF(), 17);
+    // The line spacing leads the paragraph, and a code block is set in the code font and size.
+    AppearanceSettings::Payload tight = appearance.values();
+    tight.lineSpacing = 1.0;
+    AppearanceSettings plain(store());
+    plain.setValues(tight);
+    MessageBubble code(message(TranscriptMessage::Role::assistant, "Some words\n\n```\nlet x = 1\n```\n"), &appearance);
+    MessageBubble tighter(message(TranscriptMessage::Role::assistant, "Some words\n\n```\nlet x = 1\n```\n"), &plain);
+    const QTextBlock words = code.body()->document()->firstBlock();
+    EXPECT_GT(words.blockFormat().lineHeight(), tighter.body()->document()->firstBlock().blockFormat().lineHeight());
+    const QTextCursor inCode = code.body()->document()->find(QStringLiteral("let"));
+    ASSERT_FALSE(inCode.isNull());
+    EXPECT_EQ(inCode.charFormat().font().pointSizeF(), 15);
+    EXPECT_EQ(inCode.charFormat().font().family(), ChatFontFamily::font(ChatFontFamily::SystemSerif, 15).family());
 
     ChatInputField input;
     input.applyAppearance(appearance);

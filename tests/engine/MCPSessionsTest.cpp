@@ -416,3 +416,164 @@ TEST(SessionsOverStdio, ReportsAndListChangesAreLinesBetweenTheAnswers)
     for (int fd : {in[0], in[1], out[0], out[1]})
         ::close(fd);
 }
+
+// ---- requests of the server's to the client ----
+
+namespace {
+
+// A tool that asks its client `method` and gives back what came of it.
+ToolDefinition askingTool(const std::string &method, const std::string &capability)
+{
+    return makeTool("ask", [method, capability](const JSONValue &, const ToolCallContext &call) {
+        JSONValue outcome;
+        if (!call.reporter || !call.reporter->clientSupports(capability)) {
+            outcome["why"] = JSONValue("unsupported");
+            return std::optional<JSONValue>(outcome);
+        }
+        JSONValue params;
+        params["message"] = JSONValue("Name?");
+        const ClientRequests::Reply reply = call.reporter->request(method, params, nullptr);
+        outcome["answered"] = JSONValue(reply.answered);
+        outcome["result"] = reply.result;
+        outcome["why"] = JSONValue(reply.error);
+        outcome["code"] = JSONValue(reply.code);
+        return std::optional<JSONValue>(outcome);
+    });
+}
+
+// The one event of a stream's text that carries a method.
+JSONValue requestIn(const std::string &stream, const std::string &method)
+{
+    for (const auto &[id, message] : eventsOf(stream)) {
+        if (methodOf(message) == method)
+            return message;
+    }
+    return JSONValue();
+}
+
+}  // namespace
+
+TEST_F(SessionsTest, ACallAsksItsClientOnItsStreamAndTheAnswerComesBackByItsId)
+{
+    server.getToolService()->registerTool(askingTool("elicitation/create", "elicitation"));
+    ASSERT_TRUE(server.start(port, false));
+    const auto initializeWith = [&](const std::string &capabilities) {
+        const HttpReply reply = parseReply(roundTrip(port, request("POST", "",
+            R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":"2025-11-25","capabilities":)" +
+                capabilities + "}}")));
+        return headerValue(reply.head, "Mcp-Session-Id");
+    };
+    const std::string session = initializeWith(R"({"elicitation":{}})");
+    const std::string callText = request("POST", std::string(kAcceptBoth) + "Mcp-Session-Id: " + session + "\r\n", toolCall(7, "ask"));
+
+    // Asked on the call's stream; an id the server never gave, or the right digits as a
+    // string, is acknowledged and ignored; the right id answers the call.
+    int fd = sendRaw(port, callText);
+    ASSERT_GE(fd, 0);
+    std::string text;
+    ASSERT_TRUE(readUntil(fd, text, "elicitation/create"));
+    ASSERT_TRUE(readUntil(fd, text, "\n\n"));
+    const JSONValue asked = requestIn(text.substr(text.find("\r\n\r\n") + 4), "elicitation/create");
+    ASSERT_TRUE(asked.isObject()) << text;
+    EXPECT_EQ(asked.at("params").at("message").asString(), "Name?");
+    const std::string id = asked.at("id").toString(0);
+    for (const std::string &wrong : {std::string("999"), "\"" + id + "\""}) {
+        const HttpReply ignored = inSession(session, R"({"jsonrpc":"2.0","id":)" + wrong + R"(,"result":{"action":"decline"}})");
+        EXPECT_EQ(ignored.status, 202);
+    }
+    EXPECT_EQ(inSession(session, R"({"jsonrpc":"2.0","id":)" + id + R"(,"result":{"action":"accept","content":{"name":"Ada"}}})").status, 202);
+    text += readAll(fd);
+    ::close(fd);
+    auto events = eventsOf(text.substr(text.find("\r\n\r\n") + 4));
+    ASSERT_FALSE(events.empty()) << text;
+    const JSONValue &outcome = events.back().second.at("result");
+    EXPECT_TRUE(outcome.at("answered").asBool()) << text;
+    EXPECT_EQ(outcome.at("result").at("content").at("name").asString(), "Ada");
+    // Answered once: the same id again finds nobody waiting.
+    EXPECT_EQ(inSession(session, R"({"jsonrpc":"2.0","id":)" + id + R"(,"result":{"action":"cancel"}})").status, 202);
+
+    // A client's error is the reply's error, with its code; a new request has a new id.
+    fd = sendRaw(port, callText);
+    text.clear();
+    ASSERT_TRUE(readUntil(fd, text, "elicitation/create"));
+    ASSERT_TRUE(readUntil(fd, text, "\n\n"));
+    const std::string second = requestIn(text.substr(text.find("\r\n\r\n") + 4), "elicitation/create").at("id").toString(0);
+    EXPECT_NE(second, id);
+    inSession(session, R"({"jsonrpc":"2.0","id":)" + second + R"(,"error":{"code":-1,"message":"User rejected"}})");
+    text += readAll(fd);
+    ::close(fd);
+    events = eventsOf(text.substr(text.find("\r\n\r\n") + 4));
+    ASSERT_FALSE(events.empty());
+    EXPECT_FALSE(events.back().second.at("result").at("answered").asBool());
+    EXPECT_EQ(events.back().second.at("result").at("why").asString(), "User rejected");
+    EXPECT_EQ(events.back().second.at("result").at("code").asNumber(), -1);
+
+    // Cancelling the call ends its wait, and the client is told to stop asking.
+    fd = sendRaw(port, callText);
+    text.clear();
+    ASSERT_TRUE(readUntil(fd, text, "elicitation/create"));
+    inSession(session, R"({"jsonrpc":"2.0","method":"notifications/cancelled","params":{"requestId":7}})");
+    ASSERT_TRUE(readUntil(fd, text, "notifications/cancelled"));
+    text += readAll(fd);
+    ::close(fd);
+    EXPECT_NE(text.find("Request cancelled"), std::string::npos) << text;
+
+    // Ending the session ends the wait at once.
+    fd = sendRaw(port, callText);
+    text.clear();
+    ASSERT_TRUE(readUntil(fd, text, "elicitation/create"));
+    EXPECT_EQ(parseReply(roundTrip(port, request("DELETE", "Mcp-Session-Id: " + session + "\r\n"))).status, 200);
+    text += readAll(fd);
+    ::close(fd);
+    EXPECT_NE(text.find("the client's session has ended"), std::string::npos) << text;
+
+    // A client that declared nothing, or only links to open, or has no session, is not asked.
+    for (const std::string &declared : {std::string("{}"), std::string(R"({"elicitation":{"url":{}}})")}) {
+        const auto unsupported = JSONParser::parseDocument(inSession(initializeWith(declared), toolCall(8, "ask")).body);
+        ASSERT_TRUE(unsupported);
+        EXPECT_EQ(unsupported->at("result").at("why").asString(), "unsupported") << declared;
+    }
+    const auto stateless = JSONParser::parseDocument(post(port, toolCall(9, "ask")).body);
+    ASSERT_TRUE(stateless);
+    EXPECT_EQ(stateless->at("result").at("why").asString(), "unsupported");
+}
+
+TEST(SessionsOverStdio, ACallAsksItsClientInALineAndTheAnswerLineComesBack)
+{
+    int in[2];
+    int out[2];
+    ASSERT_EQ(::pipe2(in, O_CLOEXEC), 0);
+    ASSERT_EQ(::pipe2(out, O_CLOEXEC), 0);
+    MCPServer server(std::make_unique<MCPStdioTransport>(in[0], out[1]));
+    server.getToolService()->registerTool(askingTool("sampling/createMessage", "sampling"));
+    ASSERT_TRUE(server.start(0, false));
+    auto send = [&](const std::string &line) { ASSERT_EQ(::write(in[1], line.data(), line.size()), ssize_t(line.size())); };
+    std::string text;
+    send(R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"capabilities":{"sampling":{}}}})" "\n");
+    ASSERT_TRUE(readUntil(out[0], text, "\n"));
+    text.clear();
+
+    send(toolCall(2, "ask") + "\n");
+    ASSERT_TRUE(readUntil(out[0], text, "\n"));
+    const auto asked = JSONParser::parseDocument(text);
+    ASSERT_TRUE(asked) << text;
+    EXPECT_EQ(methodOf(*asked), "sampling/createMessage");
+    const std::string id = asked->at("id").toString(0);
+    text.clear();
+    send(R"({"jsonrpc":"2.0","id":12345,"result":{"role":"assistant"}})" "\n");
+    send(R"({"jsonrpc":"2.0","id":)" + id + R"(,"result":{"role":"assistant","model":"m"}})" "\n");
+    ASSERT_TRUE(readUntil(out[0], text, "}\n"));
+    const auto answered = JSONParser::parseDocument(text);
+    ASSERT_TRUE(answered) << text;
+    EXPECT_EQ(answered->at("result").at("result").at("model").asString(), "m");
+
+    // The client going away ends a wait, and the call is still answered.
+    text.clear();
+    send(toolCall(3, "ask") + "\n");
+    ASSERT_TRUE(readUntil(out[0], text, "sampling/createMessage"));
+    ::close(in[1]);
+    ASSERT_TRUE(readUntil(out[0], text, "the client has gone away"));
+    server.stop();
+    for (int fd : {in[0], out[0], out[1]})
+        ::close(fd);
+}

@@ -6,6 +6,7 @@
 #include "tests/support/LogLines.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/router/MCPServer.h"
+#include "tools/scripting/ScriptWatchdog.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,6 +14,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QThread>
+
+#include <set>
 
 #include "tools/security/BookmarkController.h"
 #include "tools/security/PrivacyAccess.h"
@@ -64,9 +67,32 @@ public:
         messages.push_back({level, data, logger});
     }
     bool wantsProgress() const override { return true; }
+    bool clientSupports(const std::string &capability) const override { return capabilities.count(capability) > 0; }
+    // Answers with `reply`; with none, waits as the server would until `stop` gives a reason.
+    MCP::ClientRequests::Reply request(const std::string &method, const MCP::JSONValue &params,
+                                       const MCP::ClientRequests::StopCheck &stop) override
+    {
+        requests.emplace_back(method, params);
+        if (reply)
+            return *reply;
+        if (cancelOnRequest)
+            cancelOnRequest->cancel();
+        MCP::ClientRequests::Reply ended;
+        while (!stopReason) {
+            stopReason = stop();
+            QThread::msleep(5);
+        }
+        ended.error = *stopReason;
+        return ended;
+    }
 
     std::vector<Progress> progressReports;
     std::vector<Message> messages;
+    std::set<std::string> capabilities;
+    std::vector<std::pair<std::string, MCP::JSONValue>> requests;
+    std::optional<MCP::ClientRequests::Reply> reply;
+    MCP::CancellationToken *cancelOnRequest = nullptr;
+    std::optional<std::string> stopReason;
 };
 
 JSONToolSchemaProperty property(const char *type)
@@ -483,4 +509,80 @@ TEST_F(MCPServerTest, PromptsAreNotRenderedAndEngineLogLinesReachTheLog)
                 return true;
         return false;
     }));
+}
+
+TEST_F(MCPServerTest, AScriptAsksItsClientAndGetsTheAnswerOrAClearError)
+{
+    JSONToolConfig config = tool(u"ScriptTool"_s, u"toolEntry"_s);
+    auto run = [&](const char *body, std::shared_ptr<RecordingReporter> reporter, const MCP::CancellationToken *token = nullptr) {
+        config.scriptName = writeFile(folder + u"/ask.js"_s,
+                                      QByteArray("function toolEntry(sid, handlerName, jsonParams) {\n") + body + "\n}\n");
+        const MCP::CancellationToken::Scope current(token);
+        return router->handleToolCall({}, config, ToolInvocation{u"s"_s, u"1"_s, token, reporter});
+    };
+    const char *askName = "try { var a = Kelvara.elicit('Name?', {properties: {name: {type: 'string', default: 'Ada'}}});"
+                          " return JSON.stringify({text: a.action + ' ' + JSON.stringify(a.content)}); }"
+                          " catch (e) { return JSON.stringify({text: e.message}); }";
+
+    // The answer comes back as an object; the schema goes out with its type filled in.
+    auto answering = std::make_shared<RecordingReporter>();
+    answering->capabilities = {"elicitation", "sampling"};
+    answering->reply = MCP::ClientRequests::Reply{true, MCP::JSONParser::parseDocument(R"({"action":"accept","content":{"name":"Bo"}})").value(), {}, 0};
+    EXPECT_EQ(run(askName, answering).content.value(0).text, uR"(accept {"name":"Bo"})"_s);
+    ASSERT_EQ(answering->requests.size(), 1u);
+    EXPECT_EQ(answering->requests[0].first, "elicitation/create");
+    EXPECT_EQ(answering->requests[0].second, MCP::JSONParser::parseDocument(
+        R"({"message":"Name?","requestedSchema":{"properties":{"name":{"type":"string","default":"Ada"}},"type":"object"}})").value());
+
+    // sample: a text is one user message, maxTokens has a default, the options go beside.
+    answering->reply->result = MCP::JSONParser::parseDocument(
+        R"({"role":"assistant","content":{"type":"text","text":"Hi"},"model":"m","stopReason":"endTurn"})").value();
+    EXPECT_EQ(run("var r = Kelvara.sample('Say hi', {temperature: 0.5}); return JSON.stringify({text: r.content.text + ' ' + r.model});",
+                  answering).content.value(0).text, u"Hi m"_s);
+    EXPECT_EQ(answering->requests[1].first, "sampling/createMessage");
+    EXPECT_EQ(answering->requests[1].second, MCP::JSONParser::parseDocument(
+        R"({"maxTokens":1000,"messages":[{"content":{"text":"Say hi","type":"text"},"role":"user"}],"temperature":0.5})").value());
+
+    // What cannot be sent, or gets no answer, is the script's error; nothing unsendable goes out.
+    const std::vector<std::pair<const char *, QString>> faults = {
+        {"Kelvara.elicit('x', {properties: {address: {type: 'object'}}})",
+         u"Kelvara.elicit: requestedSchema property 'address' has type 'object'; a client can be asked only for "
+         "string, number, integer, boolean or an array of choices"_s},
+        {"Kelvara.elicit('x', {properties: {tags: {type: 'array', items: {type: 'string'}}}})",
+         u"Kelvara.elicit: requestedSchema property 'tags' is an array without \"items\" naming its choices (enum or anyOf)"_s},
+        {"Kelvara.elicit('x')", u"Kelvara.elicit: requestedSchema must be an object"_s},
+        {"Kelvara.elicit(7, {properties: {}})", u"Kelvara.elicit: message must be a text"_s},
+        {"Kelvara.sample([])", u"Kelvara.sample: messages must be a text or a non-empty array of {role, content}"_s},
+        {"Kelvara.sample([{role: 'user'}])", u"Kelvara.sample: each message needs a role and a content"_s},
+        {"Kelvara.sample('x', {maxTokens: 0})", u"Kelvara.sample: options.maxTokens must be a positive number"_s},
+    };
+    for (const auto &[call, message] : faults) {
+        const QByteArray body = QByteArray("try { ") + call + "; return JSON.stringify({text: 'sent'}); } "
+                                "catch (e) { return JSON.stringify({text: e.message}); }";
+        EXPECT_EQ(run(body.constData(), answering).content.value(0).text, message) << call;
+    }
+    EXPECT_EQ(answering->requests.size(), 2u);
+
+    answering->reply = MCP::ClientRequests::Reply{false, {}, "User rejected sampling request", -1};
+    EXPECT_EQ(run("try { Kelvara.sample('x'); } catch (e) { return JSON.stringify({text: e.message}); }", answering)
+                  .content.value(0).text, u"Kelvara.sample: the client refused (-1): User rejected sampling request"_s);
+    answering->reply = MCP::ClientRequests::Reply{true, MCP::JSONParser::parseDocument(R"({"content":{}})").value(), {}, 0};
+    EXPECT_EQ(run(askName, answering).content.value(0).text,
+              u"Kelvara.elicit: the client's answer has no action (accept, decline or cancel)"_s);
+
+    // A client that declared nothing is not asked; a call without a client has none to ask.
+    auto bare = std::make_shared<RecordingReporter>();
+    EXPECT_EQ(run(askName, bare).content.value(0).text, u"Kelvara.elicit: the client does not support elicitation"_s);
+    EXPECT_TRUE(bare->requests.empty());
+    EXPECT_EQ(run(askName, nullptr).content.value(0).text,
+              u"Kelvara.elicit: no MCP client made this call, so there is none to ask"_s);
+
+    // A cancel while the script waits ends the wait: the call's limits reach it.
+    auto waiting = std::make_shared<RecordingReporter>();
+    waiting->capabilities = {"elicitation"};
+    MCP::CancellationToken token;
+    waiting->cancelOnRequest = &token;
+    run(askName, waiting, &token);
+    ASSERT_TRUE(waiting->stopReason);
+    EXPECT_EQ(*waiting->stopReason, ScriptWatchdog::cancelledText().toStdString());
 }

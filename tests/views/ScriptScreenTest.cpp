@@ -21,6 +21,8 @@
 #include "workbench/SearchReplaceManager.h"
 
 #include <gtest/gtest.h>
+#include <QFontInfo>
+#include <QFontDatabase>
 
 #include <QFileInfo>
 #include <QApplication>
@@ -281,6 +283,12 @@ TEST(ScriptScreen, EditorSettingsSheet)
         sheet->resetAll();
         EXPECT_EQ(sheet->tabWidthField()->currentData().toInt(), 4);
         EXPECT_EQ(sheet->fontField()->currentText(), "Menlo");
+        // Debian carries no Menlo: the sheet says which face the editor falls back to, a fixed one.
+        if (!QFontDatabase::families().contains(QStringLiteral("Menlo"))) {
+            EXPECT_FALSE(sheet->fontNote()->isHidden());
+            EXPECT_TRUE(sheet->fontNote()->text().startsWith(QStringLiteral("Menlo is not installed here")));
+            EXPECT_TRUE(QFontInfo(SourceTextEditor::editorFont(QStringLiteral("Menlo"), 13)).fixedPitch());
+        }
         sheet->saveChanges();
     });
     EXPECT_EQ(UserDefaults::standard()->value(QStringLiteral("ScriptEditor.tabWidth")).toInt(), 4);

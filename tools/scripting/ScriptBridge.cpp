@@ -29,6 +29,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <filesystem>
+#include <set>
 #include <system_error>
 
 namespace {
@@ -201,6 +202,116 @@ void ScriptBridge::progress(double progress, std::optional<double> total, const 
     if (!m_reporter || callEnded())
         return;
     m_reporter->progress(progress, total, message.toStdString());
+}
+
+ScriptBridge::ClientAnswer ScriptBridge::askClient(const QString &who, const std::string &capability,
+                                                   const std::string &method, const MCP::JSONValue &params)
+{
+    ClientAnswer answer;
+    if (!m_reporter) {
+        answer.error = who + QStringLiteral(": no MCP client made this call, so there is none to ask");
+        return answer;
+    }
+    if (!m_reporter->clientSupports(capability)) {
+        answer.error = who + QStringLiteral(": the client does not support %1").arg(QString::fromStdString(capability));
+        return answer;
+    }
+    if (callEnded()) {
+        answer.error = who + QStringLiteral(": the call has ended");
+        return answer;
+    }
+    // The wait counts against the script's time limit and ends with a cancel or a shutdown.
+    ScriptWatchdog *watchdog = ScriptWatchdog::current();
+    const MCP::ClientRequests::Reply reply =
+        m_reporter->request(method, params, [watchdog]() -> std::optional<std::string> {
+            if (!watchdog)
+                return std::nullopt;
+            if (auto reason = watchdog->reasonToStop())
+                return reason->toStdString();
+            return std::nullopt;
+        });
+    if (reply.answered && reply.result.isObject()) {
+        answer.result = reply.result;
+        return answer;
+    }
+    if (reply.answered)
+        answer.error = who + QStringLiteral(": the client's answer is not an object");
+    else if (reply.code != 0)
+        answer.error = who + QStringLiteral(": the client refused (%1): %2").arg(reply.code).arg(QString::fromStdString(reply.error));
+    else
+        answer.error = who + QStringLiteral(": no answer from the client: ") + QString::fromStdString(reply.error);
+    return answer;
+}
+
+std::optional<QString> ScriptBridge::elicitationSchemaFault(const MCP::JSONValue &schema)
+{
+    if (!schema.isObject())
+        return QStringLiteral("requestedSchema must be an object");
+    if (schema.contains("type") && !(schema.at("type").isString() && schema.at("type").asString() == "object"))
+        return QStringLiteral("requestedSchema's type must be \"object\"");
+    if (!schema.contains("properties") || !schema.at("properties").isObject())
+        return QStringLiteral("requestedSchema must have \"properties\", an object");
+    static const QStringList primitive = {QStringLiteral("string"), QStringLiteral("number"), QStringLiteral("integer"),
+                                          QStringLiteral("boolean")};
+    for (const auto &[name, property] : schema.at("properties").asObject()) {
+        const QString where = QStringLiteral("requestedSchema property '%1'").arg(QString::fromStdString(name));
+        if (!property.isObject() || !property.contains("type") || !property.at("type").isString())
+            return where + QStringLiteral(" must be an object with a \"type\"");
+        const QString type = QString::fromStdString(property.at("type").asString());
+        if (type == QLatin1String("array")) {
+            // A multi-select: its items are the choices, untitled (enum) or titled (anyOf).
+            const bool choices = property.contains("items") && property.at("items").isObject() &&
+                                 (property.at("items").contains("enum") || property.at("items").contains("anyOf"));
+            if (!choices)
+                return where + QStringLiteral(" is an array without \"items\" naming its choices (enum or anyOf)");
+        } else if (!primitive.contains(type)) {
+            return where + QStringLiteral(" has type '%1'; a client can be asked only for string, number, integer, "
+                                          "boolean or an array of choices")
+                               .arg(type);
+        }
+    }
+    return std::nullopt;
+}
+
+ScriptBridge::ClientAnswer ScriptBridge::elicit(const QString &message, const MCP::JSONValue &requestedSchema)
+{
+    static const QString who = QStringLiteral("Kelvara.elicit");
+    if (auto fault = elicitationSchemaFault(requestedSchema))
+        return {std::nullopt, who + QStringLiteral(": ") + *fault};
+    MCP::JSONValue schema = requestedSchema;
+    if (!schema.contains("type"))
+        schema["type"] = MCP::JSONValue(std::string("object"));
+    MCP::JSONValue params;
+    params["message"] = MCP::JSONValue(message.toStdString());
+    params["requestedSchema"] = std::move(schema);
+    ClientAnswer answer = askClient(who, "elicitation", "elicitation/create", params);
+    if (answer.result) {
+        static const std::set<std::string> actions = {"accept", "decline", "cancel"};
+        const MCP::JSONValue &result = *answer.result;
+        if (!result.contains("action") || !result.at("action").isString() || !actions.count(result.at("action").asString()))
+            return {std::nullopt, who + QStringLiteral(": the client's answer has no action (accept, decline or cancel)")};
+    }
+    return answer;
+}
+
+ScriptBridge::ClientAnswer ScriptBridge::sample(const MCP::JSONValue &messages, const MCP::JSONValue &options)
+{
+    static const QString who = QStringLiteral("Kelvara.sample");
+    if (!messages.isArray() || messages.asArray().empty())
+        return {std::nullopt, who + QStringLiteral(": messages must be a text or a non-empty array of {role, content}")};
+    for (const MCP::JSONValue &message : messages.asArray()) {
+        if (!message.isObject() || !message.contains("role") || !message.at("role").isString() || !message.contains("content"))
+            return {std::nullopt, who + QStringLiteral(": each message needs a role and a content")};
+    }
+    if (!options.isNull() && !options.isObject())
+        return {std::nullopt, who + QStringLiteral(": options must be an object when given")};
+    MCP::JSONValue params = options.isObject() ? options : MCP::JSONValue(MCP::JSONValue::ObjectType{});
+    params["messages"] = messages;
+    if (!params.contains("maxTokens"))
+        params["maxTokens"] = MCP::JSONValue(1000);
+    else if (!params.at("maxTokens").isNumber() || params.at("maxTokens").asNumber() < 1)
+        return {std::nullopt, who + QStringLiteral(": options.maxTokens must be a positive number")};
+    return askClient(who, "sampling", "sampling/createMessage", params);
 }
 
 std::optional<QString> ScriptBridge::openFile(const QString &path)

@@ -71,6 +71,23 @@ public:
     // Progress for the calling client (when it asked for it); ignored without a reporter and
     // once the call is cancelled or stopped.
     void progress(double progress, std::optional<double> total, const QString &message);
+    // What the calling client answered to elicit or sample: its result, or why there is
+    // none, in a line for the script's exception.
+    struct ClientAnswer {
+        std::optional<MCP::JSONValue> result;
+        QString error;
+    };
+    // elicitation/create with a message and the flat schema of what to ask. The result has
+    // "action" ("accept", "decline" or "cancel") and, when accepted, "content".
+    ClientAnswer elicit(const QString &message, const MCP::JSONValue &requestedSchema);
+    // sampling/createMessage with the messages and the options (maxTokens, systemPrompt, …)
+    // beside them; maxTokens is 1000 when not given. The result is the client's message
+    // (role, content, model, stopReason).
+    ClientAnswer sample(const MCP::JSONValue &messages, const MCP::JSONValue &options);
+    // Why a requestedSchema is not one the protocol lets a client be asked with (an object
+    // of flat properties: string, number, integer, boolean, or an array of enum strings), or
+    // nothing when it is.
+    static std::optional<QString> elicitationSchemaFault(const MCP::JSONValue &schema);
     // The text of a file, read as UTF-8, or nothing (logged).
     std::optional<QString> openFile(const QString &path);
     std::optional<QString> readFile(const QString &path);
@@ -119,6 +136,10 @@ public:
 private:
     // True once the call is cancelled or its watchdog stopped it: it reports nothing more.
     bool callEnded() const;
+    // Sends a request to the calling client and waits for its answer within the call's
+    // limits; `who` names the host function in the errors.
+    ClientAnswer askClient(const QString &who, const std::string &capability, const std::string &method,
+                           const MCP::JSONValue &params);
 
     QString m_sid;
     QString m_moduleDir;

@@ -84,6 +84,76 @@ KELVARA_EXPORT(exportProgress)
     return JSValueMakeUndefined(ctx);
 }
 
+// The client's answer as a JavaScript value, or the failure thrown.
+JSValueRef answerValue(JSContextRef ctx, JSValueRef *exception, const ScriptBridge::ClientAnswer &answer)
+{
+    if (!answer.result)
+        return thrown(ctx, exception, answer.error);
+    std::string text;
+    answer.result->appendTo(text, 0);
+    JSStringRef json = JSStringCreateWithUTF8CString(text.c_str());
+    JSValueRef value = JSValueMakeFromJSONString(ctx, json);
+    JSStringRelease(json);
+    return value ? value : JSValueMakeUndefined(ctx);
+}
+
+// The JSON of an argument; a value that has none (a function, a cycle) is thrown.
+std::optional<MCP::JSONValue> jsonArgument(JSContextRef ctx, size_t argc, const JSValueRef argv[], size_t i,
+                                           JSValueRef *exception)
+{
+    if (i >= argc || JSValueIsUndefined(ctx, argv[i]))
+        return MCP::JSONValue();
+    JSValueRef failure = nullptr;
+    auto value = ScriptValue::toJSON(ctx, argv[i], &failure);
+    if (failure) {
+        if (exception)
+            *exception = failure;
+        return std::nullopt;
+    }
+    return value ? value : std::optional<MCP::JSONValue>(MCP::JSONValue());
+}
+
+// Kelvara.elicit(message, requestedSchema): blocks until the client answers.
+KELVARA_EXPORT(exportElicit)
+{
+    ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject);
+    if (!bridge)
+        return JSValueMakeUndefined(ctx);
+    if (argc < 1 || !JSValueIsString(ctx, argv[0]))
+        return thrown(ctx, exception, QStringLiteral("Kelvara.elicit: message must be a text"));
+    const QString message = ScriptValue::argumentString(ctx, argc, argv, 0);
+    const auto schema = jsonArgument(ctx, argc, argv, 1, exception);
+    if (!schema)
+        return JSValueMakeUndefined(ctx);
+    return answerValue(ctx, exception, bridge->elicit(message, *schema));
+}
+
+// Kelvara.sample(messages, options): a text stands for one user message of that text.
+KELVARA_EXPORT(exportSample)
+{
+    ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject);
+    if (!bridge)
+        return JSValueMakeUndefined(ctx);
+    std::optional<MCP::JSONValue> messages;
+    if (argc > 0 && JSValueIsString(ctx, argv[0])) {
+        MCP::JSONValue content;
+        content["type"] = MCP::JSONValue(std::string("text"));
+        content["text"] = MCP::JSONValue(ScriptValue::argumentString(ctx, argc, argv, 0).toStdString());
+        MCP::JSONValue message;
+        message["role"] = MCP::JSONValue(std::string("user"));
+        message["content"] = std::move(content);
+        messages = MCP::JSONValue(MCP::JSONValue::ArrayType{std::move(message)});
+    } else {
+        messages = jsonArgument(ctx, argc, argv, 0, exception);
+        if (!messages)
+            return JSValueMakeUndefined(ctx);
+    }
+    const auto options = jsonArgument(ctx, argc, argv, 1, exception);
+    if (!options)
+        return JSValueMakeUndefined(ctx);
+    return answerValue(ctx, exception, bridge->sample(*messages, *options));
+}
+
 KELVARA_EXPORT(exportOpenFile)
 {
     if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
@@ -275,6 +345,8 @@ const JSStaticFunction kExports[] = {
     {"process", exportProcess, kMethod},
     {"shell", exportShell, kMethod},
     {"progress", exportProgress, kMethod},
+    {"elicit", exportElicit, kMethod},
+    {"sample", exportSample, kMethod},
     {nullptr, nullptr, 0},
 };
 

@@ -13,8 +13,10 @@ class ScriptContext {
 public:
     using ExceptionHandler = std::function<void(JSContextRef ctx, JSValueRef exception)>;
 
-    // A thread's every this many contexts collects its group's garbage as it ends.
-    static constexpr unsigned kCollectEvery = 2;
+    // A thread's every this many contexts collects its group's garbage as it ends. A full
+    // collection costs about as much as a context; every 8th keeps a group to a few more
+    // megabytes (the global objects of 8 calls) for a fifth less CPU per call than every 2nd.
+    static constexpr unsigned kCollectEvery = 8;
 
     // Nothing when the engine can make no context.
     static std::shared_ptr<ScriptContext> create();

@@ -1,5 +1,7 @@
 #include "views/script/EditorSettingsDialog.h"
 
+#include "views/script/SourceTextEditor.h"
+
 #include "views/common/CommandButton.h"
 
 #include "workbench/EditorSettings.h"
@@ -7,6 +9,7 @@
 #include <QCheckBox>
 #include <QColorDialog>
 #include <QComboBox>
+#include <QFontInfo>
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
 #include <QFormLayout>
@@ -25,6 +28,10 @@ EditorSettingsDialog::EditorSettingsDialog(EditorSettings *settings, QWidget *pa
     m_font = new QComboBox(this);
     m_font->setObjectName(QStringLiteral("fontName"));
     m_font->addItems(EditorSettings::fontFamilies);
+    m_fontNote = new QLabel(this);
+    m_fontNote->setObjectName(QStringLiteral("fontNote"));
+    m_fontNote->setWordWrap(true);
+    m_fontNote->setForegroundRole(QPalette::PlaceholderText);
     m_size = new QDoubleSpinBox(this);
     m_size->setObjectName(QStringLiteral("fontSize"));
     m_size->setRange(6.0, 48.0);
@@ -44,6 +51,7 @@ EditorSettingsDialog::EditorSettingsDialog(EditorSettings *settings, QWidget *pa
 
     auto *form = new QFormLayout;
     form->addRow(QStringLiteral("Font:"), m_font);
+    form->addRow(QString(), m_fontNote);
     form->addRow(QStringLiteral("Size:"), m_size);
     form->addRow(QStringLiteral("Theme:"), m_theme);
     form->addRow(QString(), m_wrap);
@@ -81,6 +89,7 @@ EditorSettingsDialog::EditorSettingsDialog(EditorSettings *settings, QWidget *pa
         };
     };
     connect(m_font, &QComboBox::currentTextChanged, this, changed([this](const QString &v) { m_settings->fontName = v; }));
+    connect(m_font, &QComboBox::currentTextChanged, this, &EditorSettingsDialog::showFontNote);
     connect(m_size, &QDoubleSpinBox::valueChanged, this, changed([this](double v) { m_settings->fontSize = v; }));
     connect(m_theme, &QComboBox::currentIndexChanged, this, changed([this](int) { m_settings->themeName = QString(); }));
     connect(m_wrap, &QCheckBox::toggled, this, changed([this](bool v) { m_settings->lineWrap = v; }));
@@ -118,6 +127,7 @@ void EditorSettingsDialog::refresh()
     if (m_font->findText(m_settings->fontName) < 0)
         m_font->addItem(m_settings->fontName);
     m_font->setCurrentText(m_settings->fontName);
+    showFontNote(m_settings->fontName);
     m_size->setValue(m_settings->fontSize);
     m_wrap->setChecked(m_settings->lineWrap);
     m_column->setValue(m_settings->lineWrapColumn);
@@ -152,4 +162,13 @@ void EditorSettingsDialog::reject()
 {
     m_settings->discardChanges();
     QDialog::reject();
+}
+
+void EditorSettingsDialog::showFontNote(const QString &family)
+{
+    const bool missing = !SourceTextEditor::isInstalled(family);
+    if (missing)
+        m_fontNote->setText(QStringLiteral("%1 is not installed here; the editor uses %2.")
+                                .arg(family, QFontInfo(SourceTextEditor::editorFont(family, 12)).family()));
+    m_fontNote->setVisible(missing);
 }

@@ -5,6 +5,7 @@
 class EditorSettings;
 class QCheckBox;
 class QComboBox;
+class QLabel;
 class QDoubleSpinBox;
 class QSpinBox;
 class QToolButton;
@@ -20,6 +21,7 @@ public:
     explicit EditorSettingsDialog(EditorSettings *settings, QWidget *parent = nullptr);
 
     QComboBox *fontField() const { return m_font; }
+    QLabel *fontNote() const { return m_fontNote; }
     QDoubleSpinBox *sizeField() const { return m_size; }
     QCheckBox *wrapField() const { return m_wrap; }
     QComboBox *tabWidthField() const { return m_tabWidth; }
@@ -29,10 +31,12 @@ public:
 
 private:
     void refresh();
+    void showFontNote(const QString &family);
     QToolButton *colorButton(const char *name, QColor EditorSettings::*member);
 
     EditorSettings *m_settings;
     QComboBox *m_font;
+    QLabel *m_fontNote;
     QDoubleSpinBox *m_size;
     QComboBox *m_theme;
     QCheckBox *m_wrap;

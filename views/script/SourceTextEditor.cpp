@@ -1,5 +1,7 @@
 #include "views/script/SourceTextEditor.h"
 
+#include <QFontDatabase>
+
 #include <QMimeData>
 #include <QUrl>
 
@@ -34,12 +36,23 @@ const DeclarationIndex &SourceTextEditor::declarations() const
     return m_index;
 }
 
-void SourceTextEditor::applySettings()
+bool SourceTextEditor::isInstalled(const QString &family)
 {
-    QFont font(m_settings->fontName);
+    return QFontDatabase::families().contains(family, Qt::CaseInsensitive);
+}
+
+QFont SourceTextEditor::editorFont(const QString &family, double pointSize)
+{
+    QFont font = isInstalled(family) ? QFont(family) : QFontDatabase::systemFont(QFontDatabase::FixedFont);
     font.setStyleHint(QFont::Monospace);
     font.setFixedPitch(true);
-    font.setPointSizeF(m_settings->fontSize);
+    font.setPointSizeF(pointSize);
+    return font;
+}
+
+void SourceTextEditor::applySettings()
+{
+    const QFont font = editorFont(m_settings->fontName, m_settings->fontSize);
     setFont(font);
     m_ruler->setFont(font);
     setTabStopDistance(fontMetrics().horizontalAdvance(u' ') * m_settings->tabWidth);

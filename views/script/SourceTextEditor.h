@@ -22,6 +22,10 @@ public:
 
     // Reads the font, wrapping, whitespace and colours from the settings again.
     void applySettings();
+    // The family as set, or the desktop's fixed-width font where that family is not installed
+    // (the default "Menlo" rarely is on Linux, and fontconfig's stand-in need not be fixed-width).
+    static QFont editorFont(const QString &family, double pointSize);
+    static bool isInstalled(const QString &family);
     // Marks every match, the current one stronger.
     void showMatches(const QList<SearchReplaceManager::Range> &matches, int current);
     void indentSelection(bool outdent);
