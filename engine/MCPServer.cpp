@@ -716,6 +716,10 @@ std::shared_ptr<MCPMessage> MCPServer::handleCompletion(const MCPContext &contex
         return fail("Completion argument has no name");
 
     std::vector<std::string> offered;
+    // The arguments already given, for values that depend on them.
+    JSONValue given;
+    if (params.contains("context") && params.at("context").isObject() && params.at("context").contains("arguments"))
+        given = params.at("context").at("arguments");
     const std::string kind = text(ref, "type");
     if (kind == "ref/prompt") {
         const auto prompt = m_promptService->findPrompt(text(ref, "name"));
@@ -723,13 +727,15 @@ std::shared_ptr<MCPMessage> MCPServer::handleCompletion(const MCPContext &contex
             return fail("Prompt not found: " + text(ref, "name"));
         for (const PromptArgument &entry : prompt->arguments)
             if (entry.name == name)
-                offered = entry.values;
+                offered = entry.valuesSource ? entry.valuesSource(name, typed, given) : entry.values;
     } else if (kind == "ref/resource") {
         const std::string uri = text(ref, "uri");
         const auto resource = m_resourceService->findResource(uri);
         if (!resource || resource->type != "template")
             return fail("Resource template not found: " + uri);
-        if (auto it = resource->completions.find(name); it != resource->completions.end())
+        if (resource->valuesSource)
+            offered = resource->valuesSource(name, typed, given);
+        else if (auto it = resource->completions.find(name); it != resource->completions.end())
             offered = it->second;
     } else {
         return fail("Unknown completion reference type: " + kind);

@@ -105,6 +105,11 @@ struct ResourceDefinition;
 // Fills in a resource's content: takes the registered definition, gives it back with
 // `data` set.
 using ResourceProvider = std::function<ResourceDefinition(const ResourceDefinition &)>;
+// Completion values made on request: the argument's (or variable's) name, what was typed and
+// the other arguments the client gave (its `context.arguments`, or null). The server then
+// filters them by what was typed, as it does a fixed list.
+using CompletionSource =
+    std::function<std::vector<std::string>(const std::string &argument, const std::string &typed, const JSONValue &context)>;
 
 struct ResourceDefinition {
     std::string uri;
@@ -118,6 +123,8 @@ struct ResourceDefinition {
     std::map<std::string, std::string> variables;
     // Values offered by completion/complete, per template variable.
     std::map<std::string, std::vector<std::string>> completions;
+    // When set, asked for every variable instead of `completions`.
+    CompletionSource valuesSource;
     ResourceMetadata metadata;
     std::vector<std::string> contextTags;
     std::vector<RelatedResource> relatedResources;
@@ -135,6 +142,7 @@ struct PromptArgument {
     std::string description;
     bool required = false;
     std::vector<std::string> values;  // offered by completion/complete
+    CompletionSource valuesSource;    // when set, asked instead of `values`
 };
 
 // Renders a prompt from the request's params.

@@ -50,6 +50,14 @@ QString shortHash(const QString &text)
     return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha256).toHex().left(8));
 }
 
+// A script named relative to a bundle is found beside it: a bundle travels as a folder.
+std::optional<QString> bundlePath(const std::optional<QString> &name, const QString &root)
+{
+    if (!name || name->isEmpty() || !QDir::isRelativePath(*name))
+        return name;
+    return QDir::cleanPath(QDir(root).absoluteFilePath(*name));
+}
+
 // Folds the parameters of a tool's input or output schemas into one file schema.
 template <class Schema>
 Result<JSONToolSchema> mergeSchemas(const QList<Schema *> &schemas, const QString &missingName)
@@ -269,6 +277,8 @@ JSONResourceConfig ConfigurationController::resourceConfig(const ResourceConfig 
     if (resource->type() == QLatin1String("template"))
         config.uri = QUrl::fromPercentEncoding(config.uri.toUtf8());
     config.values = storedObject(resource->completionValues());
+    config.script = resource->scriptFileName();
+    config.valuesScript = resource->valuesScript();
     config.name = resource->name().value_or(QString());
     config.resourceDescription = resource->resourceDescription().value_or(QString());
     config.mimeType = resource->mimeType().value_or(QString());
@@ -299,6 +309,7 @@ JSONPromptConfig ConfigurationController::promptConfig(const PromptConfig *promp
                 list.append(value.toString());
             entry.values = list;
         }
+        entry.valuesScript = argument->valuesScript();
         config.arguments.append(entry);
     }
     return config;
@@ -380,18 +391,40 @@ void ConfigurationController::registerRecord(const JSONToolConfig &config)
     });
 }
 
+namespace {
+// Completion values from the scripts a record names, run as the router runs them.
+MCPServerBridge::CompletionRunner scriptCompletions(MCPServer *router)
+{
+    return [router](const QString &script, const QString &argument, const QString &typed, const QVariantMap &given) {
+        return router->completeWithScript(script, argument, typed, given);
+    };
+}
+}  // namespace
+
 void ConfigurationController::registerRecord(const JSONResourceConfig &config)
 {
     MCPServer *router = m_router;
-    m_router->bridge()->registerResource(config.toVariant(),
-                                         [router](const QVariantMap &resource) { return router->handleResource(resource); });
+    const QString script = config.script.value_or(QString());
+    for (const std::optional<QString> &named : {config.script, config.valuesScript})
+        if (named && !named->isEmpty())
+            FileAccessPolicy::addScriptSource(PluginScripting::resolvedScriptPath(*named));
+    m_router->bridge()->registerResource(
+        config.toVariant(),
+        [router, script](const QVariantMap &resource) {
+            return script.isEmpty() ? router->handleResource(resource) : router->readScriptResource(resource, script);
+        },
+        scriptCompletions(router));
 }
 
 void ConfigurationController::registerRecord(const JSONPromptConfig &config)
 {
     MCPServer *router = m_router;
-    m_router->bridge()->registerPrompt(config.toVariant(),
-                                       [router](const QVariantMap &params) { return router->handlePrompt(params); });
+    for (const JSONPromptArgument &argument : config.arguments)
+        if (argument.valuesScript && !argument.valuesScript->isEmpty())
+            FileAccessPolicy::addScriptSource(PluginScripting::resolvedScriptPath(*argument.valuesScript));
+    m_router->bridge()->registerPrompt(
+        config.toVariant(), [router](const QVariantMap &params) { return router->handlePrompt(params); },
+        scriptCompletions(router));
 }
 
 template <class Record, class Convert>
@@ -587,14 +620,14 @@ Result<void> ConfigurationController::importKind(Directory directory, const QStr
             } else if (directory == Directory::resources) {
                 if (auto config = JSONResourceConfig::fromJsonData(data, &reason)) {
                     if (missing(config->name))
-                        insertResource(*config);
+                        insertResource(*config, root);
                 } else {
                     ok = false;
                 }
             } else {
                 if (auto config = JSONPromptConfig::fromJsonData(data, &reason)) {
                     if (missing(config->name))
-                        insertPrompt(*config);
+                        insertPrompt(*config, root);
                 } else {
                     ok = false;
                 }
@@ -648,7 +681,7 @@ void ConfigurationController::insertTool(const JSONToolConfig &config, const QSt
                                                         &ToolsConfig::addOutputSchmasObject);
 }
 
-void ConfigurationController::insertResource(const JSONResourceConfig &config)
+void ConfigurationController::insertResource(const JSONResourceConfig &config, const QString &root)
 {
     auto *resource = m_context->insert<ResourceConfig>();
     resource->setId(QUuid::createUuid());
@@ -660,6 +693,8 @@ void ConfigurationController::insertResource(const JSONResourceConfig &config)
         resource->setUri(uri);
     if (config.values)
         resource->setCompletionValues(compactText(*config.values));
+    resource->setScriptFileName(bundlePath(config.script, root));
+    resource->setValuesScript(bundlePath(config.valuesScript, root));
     resource->setMimeType(config.mimeType);
     resource->setType(config.type);
     resource->setContextTags(config.contextTags);
@@ -668,7 +703,7 @@ void ConfigurationController::insertResource(const JSONResourceConfig &config)
     resource->setAnnPriority(config.annotations.priority);
 }
 
-void ConfigurationController::insertPrompt(const JSONPromptConfig &config)
+void ConfigurationController::insertPrompt(const JSONPromptConfig &config, const QString &root)
 {
     auto *prompt = m_context->insert<PromptConfig>();
     prompt->setId(QUuid::createUuid());
@@ -686,6 +721,7 @@ void ConfigurationController::insertPrompt(const JSONPromptConfig &config)
         if (argument.values)
             record->setCompletionValues(QString::fromUtf8(
                 QJsonDocument(QJsonArray::fromStringList(*argument.values)).toJson(QJsonDocument::Compact)));
+        record->setValuesScript(bundlePath(argument.valuesScript, root));
         prompt->addArgumentsObject(record);
     }
 }

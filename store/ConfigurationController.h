@@ -121,8 +121,8 @@ private:
     // Whether onlyMissing leaves a record of this kind and name out.
     bool alreadyStored(Directory directory, const QString &name) const;
     void insertTool(const JSONToolConfig &config, const QString &root);
-    void insertResource(const JSONResourceConfig &config);
-    void insertPrompt(const JSONPromptConfig &config);
+    void insertResource(const JSONResourceConfig &config, const QString &root);
+    void insertPrompt(const JSONPromptConfig &config, const QString &root);
     void logFailure(const QString &text);
 
     StoreContext *m_context;

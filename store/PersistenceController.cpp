@@ -62,8 +62,15 @@ const char *const schemaV2[] = {
     R"(ALTER TABLE "PromptArguments" ADD COLUMN "completionValues" TEXT)",
 };
 
-// Version 3: a prompt keeps its messages (compact JSON text of the list).
+// Version 3: a resource may be read and completed by a script, a prompt argument completed by one.
 const char *const schemaV3[] = {
+    R"(ALTER TABLE "ResourceConfig" ADD COLUMN "scriptFileName" TEXT)",
+    R"(ALTER TABLE "ResourceConfig" ADD COLUMN "valuesScript" TEXT)",
+    R"(ALTER TABLE "PromptArguments" ADD COLUMN "valuesScript" TEXT)",
+};
+
+// Version 4: a prompt keeps its messages (JSON text of the list).
+const char *const schemaV4[] = {
     R"(ALTER TABLE "PromptConfig" ADD COLUMN "messagesJson" TEXT)",
 };
 
@@ -197,6 +204,12 @@ std::optional<QString> PersistenceController::open()
         }
         if (version < 3) {
             for (const char *statement : schemaV3) {
+                if (!query.exec(QString::fromUtf8(statement)))
+                    return fail(query.lastError());
+            }
+        }
+        if (version < 4) {
+            for (const char *statement : schemaV4) {
                 if (!query.exec(QString::fromUtf8(statement)))
                     return fail(query.lastError());
             }

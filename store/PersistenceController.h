@@ -15,7 +15,7 @@ class PersistenceController : public QObject {
 public:
     static inline const QString modelName = QStringLiteral("Kelvara");
     // Stored as the file's user_version; each later version adds one migration step.
-    static constexpr int schemaVersion = 3;
+    static constexpr int schemaVersion = 4;
 
     // The application's store at AppPaths::storePath(), made on first use (main thread).
     static PersistenceController *shared();

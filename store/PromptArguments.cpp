@@ -16,7 +16,8 @@ const StoreColumns<PromptArguments::Values> &PromptArguments::columns()
                                                   .add("name", &Values::name)
                                                   .add("info", &Values::info)
                                                   .addInteger("required", &Values::required)
-                                                  .add("completionValues", &Values::completionValues);
+                                                  .add("completionValues", &Values::completionValues)
+                                                  .add("valuesScript", &Values::valuesScript);
     return columns;
 }
 

@@ -24,6 +24,9 @@ public:
     // The values offered for completion, as a compact JSON array text.
     std::optional<QString> completionValues() const { return m_v.completionValues; }
     void setCompletionValues(std::optional<QString> value) { assign(m_v, &Values::completionValues, std::move(value)); }
+    // A script that offers the completion values instead.
+    std::optional<QString> valuesScript() const { return m_v.valuesScript; }
+    void setValuesScript(std::optional<QString> value) { assign(m_v, &Values::valuesScript, std::move(value)); }
     bool required() const { return m_v.required; }
     void setRequired(bool value) { assign(m_v, &Values::required, value); }
 
@@ -44,6 +47,7 @@ private:
         std::optional<QString> info;
         bool required = false;
         std::optional<QString> completionValues;
+        std::optional<QString> valuesScript;
         PromptConfig *promptConfig = nullptr;
     };
     Values m_v;

@@ -21,7 +21,9 @@ const StoreColumns<ResourceConfig::Values> &ResourceConfig::columns()
                                                   .add("annAudience", &Values::annAudience)
                                                   .add("annPriority", &Values::annPriority)
                                                   .add("annLastModified", &Values::annLastModified)
-                                                  .add("completionValues", &Values::completionValues);
+                                                  .add("completionValues", &Values::completionValues)
+                                                  .add("scriptFileName", &Values::scriptFileName)
+                                                  .add("valuesScript", &Values::valuesScript);
     return columns;
 }
 

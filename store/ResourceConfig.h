@@ -35,6 +35,12 @@ public:
     // A template's values offered for completion, per variable, as compact JSON object text.
     std::optional<QString> completionValues() const { return m_v.completionValues; }
     void setCompletionValues(std::optional<QString> value) { assign(m_v, &Values::completionValues, std::move(value)); }
+    // A script that gives the resource's content (a template's gets its variables), and one
+    // that offers a template's completion values; paths as for a tool's script.
+    std::optional<QString> scriptFileName() const { return m_v.scriptFileName; }
+    void setScriptFileName(std::optional<QString> value) { assign(m_v, &Values::scriptFileName, std::move(value)); }
+    std::optional<QString> valuesScript() const { return m_v.valuesScript; }
+    void setValuesScript(std::optional<QString> value) { assign(m_v, &Values::valuesScript, std::move(value)); }
     std::optional<QString> annAudience() const { return m_v.annAudience; }
     void setAnnAudience(std::optional<QString> value) { assign(m_v, &Values::annAudience, std::move(value)); }
     std::optional<double> annPriority() const { return m_v.annPriority; }
@@ -59,6 +65,8 @@ private:
         std::optional<double> annPriority;
         std::optional<QDateTime> annLastModified;
         std::optional<QString> completionValues;
+        std::optional<QString> scriptFileName;
+        std::optional<QString> valuesScript;
     };
     Values m_v;
     std::unique_ptr<Values> m_stored;

@@ -7,6 +7,9 @@
 #include "store/PromptQueryService.h"
 #include "tools/router/PromptMessages.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+
 PromptConfigController::PromptConfigController(StoreContext *context, ConfigClipboard *clipboard, QObject *parent)
     : StoreBackedController(context, clipboard, parent)
 {
@@ -121,6 +124,7 @@ void PromptConfigController::saveNewArgument(const ArgumentForm &form)
         argument->setName(form.name);
         argument->setInfo(form.info);
         argument->setRequired(form.required);
+        argument->setCompletionValues(storedValues(form.values));
         argument->setPromptConfig(prompt);
         setSelectedArgument(argument);
         updateUnsaved(true);
@@ -154,12 +158,31 @@ void PromptConfigController::cancelAddArgument()
     emit argumentStateChanged();
 }
 
+std::optional<QString> PromptConfigController::storedValues(const QString &text)
+{
+    QJsonArray values;
+    for (const QString &value : text.split(QLatin1Char(',')))
+        if (!value.trimmed().isEmpty())
+            values.append(value.trimmed());
+    if (values.isEmpty())
+        return std::nullopt;
+    return QString::fromUtf8(QJsonDocument(values).toJson(QJsonDocument::Compact));
+}
+
+QString PromptConfigController::valuesText(const std::optional<QString> &stored)
+{
+    QStringList values;
+    for (const QJsonValue &value : QJsonDocument::fromJson(stored.value_or(QString()).toUtf8()).array())
+        values.append(value.toString());
+    return values.join(QStringLiteral(", "));
+}
+
 PromptConfigController::ArgumentForm PromptConfigController::editForm() const
 {
     if (!m_selectedArgument)
         return {};
     return {m_selectedArgument->name().value_or(QString()), m_selectedArgument->info().value_or(QString()),
-            m_selectedArgument->required()};
+            m_selectedArgument->required(), valuesText(m_selectedArgument->completionValues())};
 }
 
 void PromptConfigController::saveEditedArgument(const ArgumentForm &form)
@@ -172,6 +195,8 @@ void PromptConfigController::saveEditedArgument(const ArgumentForm &form)
             argument->setInfo(form.info);
         if (argument->required() != form.required)
             argument->setRequired(form.required);
+        if (const std::optional<QString> values = storedValues(form.values); argument->completionValues() != values)
+            argument->setCompletionValues(values);
         updateUnsaved(true);
     }
     emit argumentStateChanged();

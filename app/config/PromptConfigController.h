@@ -22,7 +22,12 @@ public:
         QString name;
         QString info;
         bool required = false;
+        // The values offered for completing the argument, comma-separated.
+        QString values;
     };
+    // The comma-separated values as the stored JSON array, nothing when there are none; and back.
+    static std::optional<QString> storedValues(const QString &text);
+    static QString valuesText(const std::optional<QString> &stored);
 
     static inline const QString screenTitle = QStringLiteral("Prompt Configuration");
     static inline const QString leadText =

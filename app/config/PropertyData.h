@@ -15,6 +15,9 @@ struct PropertyData {
     QString itemType = QStringLiteral("null");
     QString items;
     QList<ObjectProperty> objectProperties;
+    // The allowed values of a string parameter, comma-separated; kept in the tool's written
+    // schema (the parameter records have no place for them).
+    QString enumValues;
 
     // A parameter's type.
     static const QStringList jsonTypes;

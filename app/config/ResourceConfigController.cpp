@@ -6,6 +6,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QLocale>
 #include <QMimeDatabase>
 #include <QUrl>
@@ -136,6 +137,48 @@ void ResourceConfigController::setMimeType(const QString &text)
 {
     if (ResourceConfig *r = selectedResourceConfig())
         writeIfDifferent(r->mimeType(), text, [r](const QString &v) { r->setMimeType(v); });
+}
+
+void ResourceConfigController::setValuesText(const QString &text)
+{
+    ResourceConfig *r = selectedResourceConfig();
+    if (!r)
+        return;
+    const std::optional<QString> values = storedValues(text);
+    if (r->completionValues() != values)
+        r->setCompletionValues(values);
+}
+
+std::optional<QString> ResourceConfigController::storedValues(const QString &text)
+{
+    QJsonObject object;
+    for (const QString &part : text.split(QLatin1Char(';'))) {
+        const qsizetype colon = part.indexOf(QLatin1Char(':'));
+        const QString name = part.left(colon).trimmed();
+        if (colon < 0 || name.isEmpty())
+            continue;
+        QJsonArray values;
+        for (const QString &value : part.mid(colon + 1).split(QLatin1Char(',')))
+            if (!value.trimmed().isEmpty())
+                values.append(value.trimmed());
+        object.insert(name, values);
+    }
+    if (object.isEmpty())
+        return std::nullopt;
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+QString ResourceConfigController::valuesText(const ResourceConfig *resource)
+{
+    const QJsonObject object = QJsonDocument::fromJson(resource->completionValues().value_or(QString()).toUtf8()).object();
+    QStringList parts;
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        QStringList values;
+        for (const QJsonValue &value : it.value().toArray())
+            values.append(value.toString());
+        parts.append(it.key() + QStringLiteral(": ") + values.join(QStringLiteral(", ")));
+    }
+    return parts.join(QStringLiteral("; "));
 }
 
 void ResourceConfigController::setAudience(const QString &word)

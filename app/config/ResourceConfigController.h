@@ -73,6 +73,12 @@ public:
     // A decimal number without locale; empty clears; other text changes nothing.
     void setPriorityText(const QString &text);
     void setAudience(const QString &word);
+    // The values offered for completing a template's variables, written as
+    // "name: a, b; other: c"; empty text removes them.
+    void setValuesText(const QString &text);
+    static QString valuesText(const ResourceConfig *resource);
+    // That text as the stored JSON object, nothing when it names no variable.
+    static std::optional<QString> storedValues(const QString &text);
     // The text fields show these.
     static QString uriText(const ResourceConfig *resource);
     static QString priorityText(const ResourceConfig *resource);

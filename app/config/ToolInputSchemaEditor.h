@@ -18,3 +18,21 @@ inline QList<ToolInputSchema *> ToolInputSchemaEditor::sortedSchemas(const Tools
 {
     return ToolsQueryService::sortedInputSchemas(tool);
 }
+
+template <>
+inline std::optional<QString> ToolInputSchemaEditor::documentText(const ToolsConfig *tool)
+{
+    return tool->inputSchemaJson();
+}
+
+template <>
+inline void ToolInputSchemaEditor::setDocumentText(ToolsConfig *tool, const std::optional<QString> &text)
+{
+    tool->setInputSchemaJson(text);
+}
+
+template <>
+inline const JSONToolSchema &ToolInputSchemaEditor::schemaOf(const JSONToolConfig &config)
+{
+    return config.inputSchema;
+}

@@ -18,3 +18,21 @@ inline QList<ToolOutputSchema *> ToolOutputSchemaEditor::sortedSchemas(const Too
 {
     return ToolsQueryService::sortedOutputSchemas(tool);
 }
+
+template <>
+inline std::optional<QString> ToolOutputSchemaEditor::documentText(const ToolsConfig *tool)
+{
+    return tool->outputSchemaJson();
+}
+
+template <>
+inline void ToolOutputSchemaEditor::setDocumentText(ToolsConfig *tool, const std::optional<QString> &text)
+{
+    tool->setOutputSchemaJson(text);
+}
+
+template <>
+inline const JSONToolSchema &ToolOutputSchemaEditor::schemaOf(const JSONToolConfig &config)
+{
+    return config.outputSchema;
+}

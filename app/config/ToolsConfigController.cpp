@@ -1,5 +1,6 @@
 #include "app/config/ToolsConfigController.h"
 
+#include "store/ConfigurationController.h"
 #include "store/ToolInSchemaParams.h"
 #include "store/ToolInputSchema.h"
 #include "store/ToolOutSchemeParams.h"
@@ -330,6 +331,48 @@ void ToolsConfigController::setName(const QString &text)
 {
     if (ToolsConfig *t = selectedTool(); t && t->name().value_or(QString()) != text)
         t->setName(text);
+}
+
+QJsonObject ToolsConfigController::annotationHints() const
+{
+    const ToolsConfig *t = selectedTool();
+    return t ? ConfigurationController::storedObject(t->annotationHints()).value_or(QJsonObject()) : QJsonObject();
+}
+
+namespace {
+void writeHints(ToolsConfig *tool, const QJsonObject &hints)
+{
+    const std::optional<QString> text =
+        hints.isEmpty() ? std::nullopt : std::optional<QString>(ConfigurationController::compactText(hints));
+    if (tool->annotationHints() != text)
+        tool->setAnnotationHints(text);
+}
+}  // namespace
+
+void ToolsConfigController::setAnnotationTitle(const QString &text)
+{
+    ToolsConfig *t = selectedTool();
+    if (!t)
+        return;
+    QJsonObject hints = annotationHints();
+    if (text.isEmpty())
+        hints.remove(QStringLiteral("title"));
+    else
+        hints.insert(QStringLiteral("title"), text);
+    writeHints(t, hints);
+}
+
+void ToolsConfigController::setAnnotationHint(const QString &key, std::optional<bool> value)
+{
+    ToolsConfig *t = selectedTool();
+    if (!t || !hintKeys.contains(key))
+        return;
+    QJsonObject hints = annotationHints();
+    if (value)
+        hints.insert(key, *value);
+    else
+        hints.remove(key);
+    writeHints(t, hints);
 }
 
 void ToolsConfigController::setToolDescription(const QString &text)

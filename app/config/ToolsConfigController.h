@@ -2,6 +2,10 @@
 
 #include "app/config/StoreBackedController.h"
 
+#include <QJsonObject>
+#include <QStringList>
+#include <optional>
+
 class ToolInputSchema;
 class ToolOutputSchema;
 class ToolsConfig;
@@ -89,6 +93,13 @@ public:
     void setToolType(const QString &type);
     // The chosen script's plain path; marks unsaved changes.
     void setScriptFile(const QString &path);
+    // The selected tool's title and standard hints for clients (its annotations); an empty
+    // title and a hint left open are not written, so clients assume the protocol's defaults.
+    QJsonObject annotationHints() const;
+    void setAnnotationTitle(const QString &text);
+    void setAnnotationHint(const QString &key, std::optional<bool> value);
+    static inline const QStringList hintKeys = {QStringLiteral("readOnlyHint"), QStringLiteral("destructiveHint"),
+                                                QStringLiteral("idempotentHint"), QStringLiteral("openWorldHint")};
     // A missing type shows as "BuiltinTool".
     static QString shownType(const ToolsConfig *tool);
 

@@ -480,7 +480,24 @@ void MCPServerBridge::registerTool(const QVariantMap &configuration, ToolHandler
     m_cppServer->getToolService()->registerTool(definition);
 }
 
-void MCPServerBridge::registerResource(const QVariantMap &configuration, ResourceProvider provider)
+namespace {
+// What the engine asks for values of a record that names a script.
+MCP::CompletionSource scriptSource(const MCPServerBridge::CompletionRunner &run, const QString &script)
+{
+    return [run, script](const std::string &argument, const std::string &typed, const MCP::JSONValue &given) {
+        const QStringList values = run(script, QString::fromStdString(argument), QString::fromStdString(typed),
+                                       given.isObject() ? VariantJSON::toVariantMap(given) : QVariantMap());
+        std::vector<std::string> result;
+        result.reserve(size_t(values.size()));
+        for (const QString &value : values)
+            result.push_back(value.toStdString());
+        return result;
+    };
+}
+}  // namespace
+
+void MCPServerBridge::registerResource(const QVariantMap &configuration, ResourceProvider provider,
+                                       CompletionRunner completions)
 {
     if (!configuration.contains(QStringLiteral("uri"))) {
         systemLog(QStringLiteral("[MCP-SB] Error: Resource configuration missing 'uri' field"));
@@ -515,6 +532,8 @@ void MCPServerBridge::registerResource(const QVariantMap &configuration, Resourc
     const QVariantMap values = configuration.value(QStringLiteral("values")).toMap();
     for (auto it = values.begin(); it != values.end(); ++it)
         definition.completions[utf8(it.key())] = variantStrings(it.value());
+    if (const QString script = configuration.value(QStringLiteral("valuesScript")).toString(); completions && !script.isEmpty())
+        definition.valuesSource = scriptSource(completions, script);
 
     const std::string now = utf8(currentTimestamp());
     definition.metadata.created = now;
@@ -559,7 +578,8 @@ MCP::ResourceDefinition MCPServerBridge::provideResource(const MCP::ResourceDefi
     return result;
 }
 
-void MCPServerBridge::registerPrompt(const QVariantMap &configuration, PromptRenderer renderer)
+void MCPServerBridge::registerPrompt(const QVariantMap &configuration, PromptRenderer renderer,
+                                     CompletionRunner completions)
 {
     if (!configuration.contains(QStringLiteral("name"))) {
         systemLog(QStringLiteral("[MCP-SB] Error: Prompt configuration missing 'name' field"));
@@ -581,6 +601,8 @@ void MCPServerBridge::registerPrompt(const QVariantMap &configuration, PromptRen
         converted.description = utf8(argument.value(QStringLiteral("description")).toString());
         converted.required = argument.value(QStringLiteral("required")).toBool();
         converted.values = variantStrings(argument.value(QStringLiteral("values")));
+        if (const QString script = argument.value(QStringLiteral("valuesScript")).toString(); completions && !script.isEmpty())
+            converted.valuesSource = scriptSource(completions, script);
         definition.arguments.push_back(std::move(converted));
     }
     // Messages are kept as the protocol sends them; the bundle's reader has checked them.

@@ -37,6 +37,10 @@ public:
     using ResourceProvider = std::function<ResourceReading(const QVariantMap &resource)>;
     // Gets the request's params; gives the rendered prompt.
     using PromptRenderer = std::function<QString(const QVariantMap &params)>;
+    // Gets the script a record names for its completion values, the argument's name, what
+    // was typed and the arguments given so far; gives the values (unfiltered).
+    using CompletionRunner = std::function<QStringList(const QString &script, const QString &argument,
+                                                       const QString &typed, const QVariantMap &given)>;
     // Always called on the Qt main thread.
     using LogHandler = std::function<void(int type, int code, const QString &message)>;
 
@@ -96,8 +100,10 @@ public:
     // Each reads the keys of the configuration that are present; a configuration without
     // its key field ("name" or "uri") is logged to the system log and registers nothing.
     void registerTool(const QVariantMap &configuration, ToolHandler handler);
-    void registerResource(const QVariantMap &configuration, ResourceProvider provider);
-    void registerPrompt(const QVariantMap &configuration, PromptRenderer renderer);
+    // A "valuesScript" of the resource (or of a prompt's argument) is run by completions,
+    // when given, for completion/complete.
+    void registerResource(const QVariantMap &configuration, ResourceProvider provider, CompletionRunner completions = {});
+    void registerPrompt(const QVariantMap &configuration, PromptRenderer renderer, CompletionRunner completions = {});
     void unregisterToolWithName(const QString &name);
     void unregisterResourceWithURI(const QString &uri);
     void unregisterPromptWithName(const QString &name);

@@ -469,3 +469,40 @@ TEST_F(FileAccessHandlerTest, WriteFileLeavesACharacterDeviceADevice)
     EXPECT_TRUE(S_ISCHR(st.st_mode));
     EXPECT_EQ(st.st_rdev, makedev(1, 5));
 }
+
+// An image is recognised by its first bytes whatever its name, or else by its extension, and
+// read whole as an image item; text, and a FIFO named like an image, are what they were.
+TEST_F(FileAccessHandlerTest, ReadFileGivesAnImageAsAnImageItem)
+{
+    const QByteArray png = QByteArray("\x89PNG\r\n\x1a\n", 8) + QByteArray(70000, '\0') + "end";
+    const QByteArray webp = QByteArray("RIFF\x10\0\0\0WEBPVP8 ", 16);
+    const QList<std::tuple<QString, QByteArray, QString>> images = {
+        {"chart.dat", png, "image/png"},
+        {"photo", QByteArray("\xff\xd8\xff\xe0", 4) + QByteArray(10, 'j'), "image/jpeg"},
+        {"anim.bin", "GIF89a\x01\0", "image/gif"},
+        {"small", webp, "image/webp"},
+        {"named.WEBP", "not really", "image/webp"},
+        {"tiny.png", "", "image/png"}};
+    for (const auto &[name, bytes, mimeType] : images) {
+        writeBytes(root + "/" + name, bytes);
+        const JSONToolResult read = handler->readFile({{"file_path", root + "/" + name}});
+        ASSERT_EQ(read.content.size(), 1) << name.toStdString();
+        EXPECT_EQ(read.content.first().type, "image") << name.toStdString();
+        EXPECT_EQ(read.content.first().members.value("mimeType").toString(), mimeType) << name.toStdString();
+        EXPECT_EQ(QByteArray::fromBase64(read.content.first().members.value("data").toString().toLatin1()), bytes)
+            << name.toStdString();
+        EXPECT_TRUE(field(read, "success").toBool());
+        EXPECT_EQ(field(read, "size").toInt(), bytes.size());
+    }
+    EXPECT_EQ(handler->readFile({{"file_path", root + "/notes.md"}}).content.first().type, "text");
+
+    const QString fifo = root + "/pipe.png";
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    const JSONToolResult refused = handler->readFile({{"file_path", fifo}});
+    EXPECT_FALSE(field(refused, "success").toBool());
+    EXPECT_EQ(refused.content.first().text, "Failed to read file: The file 'pipe.png' couldn't be read: it is not a "
+                                            "regular file (a FIFO, a device or a socket)");
+    UserDefaults::standard()->setValue(QStringLiteral("mcp.files.maxReadBytes"), 100);
+    EXPECT_FALSE(field(handler->readFile({{"file_path", root + "/chart.dat"}}), "success").toBool());
+    UserDefaults::standard()->remove(QStringLiteral("mcp.files.maxReadBytes"));
+}

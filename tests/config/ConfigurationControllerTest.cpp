@@ -3,6 +3,8 @@
 #include "base/UserDefaults.h"
 #include "engine/IMCPResourceService.h"
 #include "engine/IMCPPromptService.h"
+#include "engine/JSONParser.h"
+#include "engine/MCPMessage.h"
 #include "engine/MCPServer.h"
 #include "store/PromptQueryService.h"
 #include "store/ResourceQueryService.h"
@@ -12,6 +14,7 @@
 
 #include <cstdio>
 #include <set>
+#include <thread>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -546,4 +549,69 @@ TEST_F(ConfigTestFixture, PromptMessagesRoundTripThroughTheStoreAndReachTheEngin
     EXPECT_TRUE(again.promptsErrors.first().startsWith(u"Failed to export prompt 'Typing': "_s)) << again.promptsErrors.first().toStdString();
     EXPECT_TRUE(again.promptsErrors.first().contains(u"The messages are no valid JSON"_s));
     EXPECT_FALSE(QFile::exists(bundleFile(u"Prompts"_s, u"typing.json"_s)));
+
+// A template read by a script gets its variables as arguments; completions come from the
+// script a template or a prompt argument names, given what was typed and the arguments so
+// far, filtered by the prefix. The script names travel with the bundle, found beside it.
+TEST_F(ConfigTestFixture, ScriptsReadTemplatesAndOfferCompletions)
+{
+    const QString in = root + u"/In"_s;
+    writeFile(in + u"/Scripts/weather.js"_s, R"JS(
+function toolEntry(sid, handlerName, jsonParams) {
+    var p = JSON.parse(jsonParams);
+    if (handlerName === 'readResource')
+        return JSON.stringify({text: 'Weather in ' + p.city + ', ' + p.unit});
+    if (handlerName === 'complete') {
+        var offered = p.argument === 'unit' ? ['C', 'F'] : ['Paris', 'Parma', 'Rome', 'P-' + (p.arguments.unit || '')];
+        return JSON.stringify({text: JSON.stringify(offered)});
+    }
+    throw new Error('unexpected ' + handlerName);
+})JS");
+    const QJsonObject annotations{{"audience", QJsonArray{"user"}}, {"priority", 0.5}, {"lastModified", ""}};
+    const QJsonObject resource{{"uri", "weather://forecast/{city}/{unit}"}, {"name", "weather"}, {"description", ""},
+                               {"mimeType", "text/plain"}, {"type", "template"}, {"contextTags", ""},
+                               {"relatedResources", ""}, {"annotations", annotations},
+                               {"script", "Scripts/weather.js"}, {"valuesScript", "Scripts/weather.js"}};
+    const QJsonObject prompt{{"name", "trip"}, {"description", ""}, {"template", "{{city}}"},
+                             {"arguments", QJsonArray{QJsonObject{{"name", "city"}, {"description", ""}, {"required", true},
+                                                                  {"valuesScript", "Scripts/weather.js"}}}}};
+    writeFile(in + u"/Resources/weather.json"_s, QJsonDocument(resource).toJson());
+    writeFile(in + u"/Prompts/trip.json"_s, QJsonDocument(prompt).toJson());
+    const auto imported = controller->importConfiguration(in);
+    ASSERT_TRUE(imported.ok()) << (imported ? QString() : imported.error().description).toStdString();
+    ASSERT_EQ(imported->importedResources + imported->importedPrompts, 2) << imported->allErrors().join(u'\n');
+    exportOrFail();
+    const QString script = QDir::cleanPath(in + u"/Scripts/weather.js"_s);
+    const QJsonObject exported = readJson(bundleFile(u"Resources"_s, u"weather.json"_s));
+    EXPECT_EQ(exported["script"].toString(), script);
+    EXPECT_EQ(exported["valuesScript"].toString(), script);
+    EXPECT_EQ(readJson(bundleFile(u"Prompts"_s, u"trip.json"_s))["arguments"][0]["valuesScript"].toString(), script);
+
+    // Asked as a client asks, on a worker as the engine does.
+    auto ask = [&](const std::string &body) {
+        MCP::JSONValue result;
+        std::thread worker([&] {
+            auto response = bridge.server().process("sid-1", MCP::MCPMessage::parse(body));
+            std::string error;
+            auto document = response ? MCP::JSONParser::parseDocument(response->toString(), &error) : std::nullopt;
+            if (document)
+                result = *document;
+        });
+        worker.join();
+        return result;
+    };
+    const MCP::JSONValue read =
+        ask(R"({"jsonrpc":"2.0","id":1,"method":"resources/read","params":{"uri":"weather://forecast/Paris/C"}})");
+    ASSERT_TRUE(read.contains("result")) << read.toString(0);
+    EXPECT_EQ(read.at("result").at("contents").asArray().at(0).at("text").asString(), "Weather in Paris, C");
+
+    const std::string byResource =
+        R"({"jsonrpc":"2.0","id":2,"method":"completion/complete","params":{"ref":{"type":"ref/resource","uri":"weather://forecast/{city}/{unit}"},)";
+    const auto values = [&](const std::string &body) { return ask(body).at("result").at("completion").at("values"); };
+    const auto list = [](const char *text) { return *MCP::JSONParser::parseDocument(text); };
+    EXPECT_EQ(values(byResource + R"("argument":{"name":"city","value":"p"},"context":{"arguments":{"unit":"F"}}}})"),
+              list(R"(["Paris","Parma","P-F"])"));
+    EXPECT_EQ(values(byResource + R"("argument":{"name":"unit","value":""}}})"), list(R"(["C","F"])"));
+    EXPECT_EQ(values(R"({"jsonrpc":"2.0","id":3,"method":"completion/complete","params":{"ref":{"type":"ref/prompt","name":"trip"},"argument":{"name":"city","value":"r"}}})"),
+              list(R"(["Rome"])"));
 }

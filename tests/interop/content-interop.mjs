@@ -1,7 +1,8 @@
 #!/usr/bin/env node
 // What a tool author writes beyond text, with the official MCP TypeScript SDK client against
 // kelvara serve over stdio: an image from a script tool, a call refused by the tool's JSON
-// Schema before it runs, a resource template read with its variable, completions, a prompt
+// Schema before it runs, a resource template read with its variable, and completions; a
+// template and completions served by a script, the built-in read_file giving an image, a prompt
 // with an embedded resource and an image, and a subscription to a file that changes.
 //
 //   node content-interop.mjs PATH/TO/kelvara
@@ -19,6 +20,9 @@ for (const folder of ['Tools', 'Resources', 'Prompts', 'Scripts', 'items']) mkdi
 const png = 'iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8DwHwAFBQIAX8jx0gAAAABJRU5ErkJggg==';
 writeFileSync(join(bundle, 'Scripts', 'content.js'), `
 function toolEntry(sid, handlerName, jsonParams) {
+    var given = Tool.parse(jsonParams, {});
+    if (handlerName === 'readResource') return JSON.stringify({ text: 'Forecast for ' + given.city });
+    if (handlerName === 'complete') return JSON.stringify({ text: JSON.stringify(['Oslo', 'Osaka', 'Rome']) });
     return Tool.dispatch({
         picture: function () { return [Tool.text('A pixel:'), Tool.image('${png}', 'image/png')]; },
         weather: function (params) { return 'Weather in ' + params.unit; }
@@ -36,6 +40,15 @@ writeFileSync(join(bundle, 'Tools', 'weather.json'), JSON.stringify(tool('weathe
   $schema: 'https://json-schema.org/draft/2020-12/schema', type: 'object',
   properties: { unit: { type: 'string', enum: ['celsius', 'fahrenheit'] } }, required: ['unit'], additionalProperties: false,
 })));
+writeFileSync(join(bundle, 'Tools', 'read_image.json'), JSON.stringify({
+  ...tool('read_image', 'FileAccessHandler', { type: 'object', properties: { file_path: { type: 'string' } } }),
+  execMethod: 'readFile', scriptName: '', toolType: 'BuiltinTool',
+}));
+writeFileSync(join(bundle, 'items', 'pixel.bin'), Buffer.from(png, 'base64'));
+writeFileSync(join(bundle, 'Resources', 'forecast.json'), JSON.stringify({
+  uri: 'forecast://city/{city}', name: 'forecast', description: 'By script', mimeType: 'text/plain', type: 'template',
+  contextTags: '', relatedResources: '', annotations, script: 'Scripts/content.js', valuesScript: 'Scripts/content.js',
+}));
 writeFileSync(join(bundle, 'items', '7.txt'), 'item seven');
 writeFileSync(join(bundle, 'Resources', 'item.json'), JSON.stringify({
   uri: `file://${bundle}/items/{id}.txt`, name: 'item', description: 'One item', mimeType: 'text/plain', type: 'template',
@@ -74,6 +87,9 @@ const { results } = await runScenario({ command: kelvara, args: ['serve', '--std
   { op: 'readResource', uri: `file://${bundle}/items/7.txt` },
   { op: 'complete', ref: { type: 'ref/prompt', name: 'city' }, argument: { name: 'name', value: 'pa' } },
   { op: 'complete', ref: { type: 'ref/resource', uri: `file://${bundle}/items/{id}.txt` }, argument: { name: 'id', value: '7' } },
+  { op: 'readResource', uri: 'forecast://city/Oslo' },
+  { op: 'complete', ref: { type: 'ref/resource', uri: 'forecast://city/{city}' }, argument: { name: 'city', value: 'os' } },
+  { op: 'callTool', name: 'read_image', arguments: { file_path: join(bundle, 'items', 'pixel.bin') } },
   { op: 'getPrompt', name: 'review', arguments: { doc: 'doc://a' } },
   { op: 'subscribeResource', uri: `file://${watched}` },
   { op: 'writeFileAndListen', path: watched, text: 'second', uri: `file://${watched}` },
@@ -81,7 +97,8 @@ const { results } = await runScenario({ command: kelvara, args: ['serve', '--std
   // Nothing comes after unsubscribing: the wait runs out.
   { op: 'writeFileAndListen', path: watched, text: 'third', uri: `file://${watched}`, ms: 1500 },
 ]);
-const [init, list, picture, refused, weather, templates, item, cities, ids, review, subscribed, heard, unsubscribed, unheard] = results;
+const [init, list, picture, refused, weather, templates, item, cities, ids, forecast, scripted, readImage,
+  review, subscribed, heard, unsubscribed, unheard] = results;
 check('initialize advertises completions and subscriptions', () => {
   assert.deepEqual(init.result.capabilities.completions, {});
   assert.equal(init.result.capabilities.resources.subscribe, true);
@@ -116,12 +133,22 @@ check('a call outside the schema is refused with the failing path', () => {
   assert.match(refused.error, /at \/unit: must be one of \["celsius","fahrenheit"\]/);
 });
 check('a call inside the schema runs', () => assert.equal(weather.result.content[0].text, 'Weather in celsius'));
-check('the template is listed', () => {
-  assert.deepEqual(templates.result.resourceTemplates.map((t) => t.uriTemplate), [`file://${bundle}/items/{id}.txt`]);
+check('the templates are listed', () => {
+  assert.deepEqual(templates.result.resourceTemplates.map((t) => t.uriTemplate).sort(),
+    [`file://${bundle}/items/{id}.txt`, 'forecast://city/{city}'].sort());
 });
 check('a URI matching the template reads the file it names', () => {
   assert.equal(item.result.contents[0].text, 'item seven', JSON.stringify(item));
 });
 check('completion offers prompt argument values by prefix', () => assert.deepEqual(cities.result.completion.values, ['Paris', 'Parma']));
 check('completion offers template variable values by prefix', () => assert.deepEqual(ids.result.completion.values, ['7', '70']));
+check('a script template gets its variables', () => {
+  assert.equal(forecast.result.contents[0].text, 'Forecast for Oslo', JSON.stringify(forecast));
+});
+check('a script offers completion values, filtered by prefix', () => {
+  assert.deepEqual(scripted.result.completion.values, ['Oslo', 'Osaka'], JSON.stringify(scripted));
+});
+check('read_file gives an image file as an image', () => {
+  assert.deepEqual(readImage.result.content, [{ type: 'image', data: png, mimeType: 'image/png' }], JSON.stringify(readImage));
+});
 finish();

@@ -96,6 +96,8 @@ TEST_F(HostApiTest, FileMethodFailuresGiveTheirResultAndOneLogLineEach)
         var dir = %1;
         return {
             readType: typeof Kelvara.readFile(dir + '/latin1.txt'),
+            latin1: Kelvara.readFileBase64(dir + '/latin1.txt'),
+            base64Type: typeof Kelvara.readFileBase64(dir + '/missing.png'),
             savedIntoMissingFolder: Kelvara.saveFile(dir + '/missing/x.txt', 'x'),
             savedLoneSurrogate: Kelvara.saveFile(dir + '/plain.txt', 'broken \uD800'),
             listing: Kelvara.listDirectory(dir + '/missing'),
@@ -103,12 +105,17 @@ TEST_F(HostApiTest, FileMethodFailuresGiveTheirResultAndOneLogLineEach)
             deletedMissing: Kelvara.deleteFile(dir + '/missing'),
             exists: Kelvara.fileExists(dir + '/missing')
         };)JS"_s.arg(js(folder)));
-    EXPECT_EQ(seen, (QJsonObject{{"readType", "undefined"}, {"savedIntoMissingFolder", false}, {"savedLoneSurrogate", false},
+    EXPECT_EQ(seen, (QJsonObject{{"readType", "undefined"}, {"latin1", "Y2Fm6Qo="}, {"base64Type", "undefined"},
+                                 {"savedIntoMissingFolder", false}, {"savedLoneSurrogate", false},
                                  {"listing", QJsonArray()}, {"createdOverFile", false}, {"deletedMissing", false},
                                  {"exists", false}}));
 
-    const QString read = described({onlyLine(404)}).first();
-    EXPECT_TRUE(read.startsWith(u"E 404 [Script] Failed to read file: "_s) && read.contains(u"UTF-8"_s)) << read;
+    const QStringList reads = described(linesWithCode(404));
+    ASSERT_EQ(reads.size(), 2) << reads.join(u'\n').toStdString();
+    EXPECT_TRUE(reads.first().startsWith(u"E 404 [Script] Failed to read file: "_s) && reads.first().contains(u"UTF-8"_s))
+        << reads.first();
+    EXPECT_TRUE(reads.last().startsWith(u"E 404 [Script] Failed to read file: "_s) && reads.last().contains(u"missing.png"_s))
+        << reads.last();
 
     QStringList failures;
     for (const QString &line : described(linesWithCode(500)))

@@ -21,6 +21,7 @@ function toolEntry() {
     return JSON.stringify({text: 'ok', metadata: {
         module: mark.name,
         data: data,
+        base64: Kelvara.readFileBase64('data.txt'),
         exists: Kelvara.fileExists('data.txt'),
         listed: Kelvara.listDirectory('lib').join(','),
         shell: stdOut.join(''),
@@ -46,7 +47,7 @@ protected:
     static QJsonObject seen(const JSONToolResult &result)
     {
         QJsonObject object;
-        for (const QString &key : {u"module"_s, u"data"_s, u"exists"_s, u"listed"_s, u"shell"_s, u"moduleDir"_s})
+        for (const QString &key : {u"module"_s, u"data"_s, u"base64"_s, u"exists"_s, u"listed"_s, u"shell"_s, u"moduleDir"_s})
             object.insert(key, field(result, key));
         return object;
     }
@@ -54,6 +55,7 @@ protected:
     static QJsonObject expected(const QString &dir, const QString &name)
     {
         return QJsonObject{{"module", name},         {"data", name + u"-data"_s}, {"exists", true},
+                           {"base64", QString::fromLatin1((name + u"-data"_s).toUtf8().toBase64())},
                            {"listed", "mark.js"},    {"shell", name + u"-data"_s}, {"moduleDir", dir}};
     }
 };

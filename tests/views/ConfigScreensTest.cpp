@@ -519,4 +519,52 @@ TEST_F(ConfigScreensViewTest, PromptMessagesAreKeptAsTypedAndTheirProblemShown)
     delete menu;
     view->button("revert")->click();
     ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+
+// The values offered for completion: a template's per variable on the Resources screen, an
+// argument's in its sheet; each shows again as it was written, and empty text removes them.
+TEST_F(ConfigScreensViewTest, CompletionValuesAreEditedOnBothScreens)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuResourceConfig);
+    auto *resources = qobject_cast<ResourceConfigView *>(window->currentScreen());
+    ASSERT_NE(resources, nullptr);
+    resources->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return resources->controller()->selectedResourceConfig() != nullptr; }));
+    ResourceConfig *resource = resources->controller()->selectedResourceConfig();
+    resources->valuesField()->setFocus();
+    QTest::keyClicks(resources->valuesField(), QStringLiteral(" id: 1, 2,; no colon; kind:a"));
+    EXPECT_EQ(resource->completionValues(), QStringLiteral(R"({"id":["1","2"],"kind":["a"]})"));
+    EXPECT_EQ(ResourceConfigController::valuesText(resource), "id: 1, 2; kind: a");
+    resources->valuesField()->selectAll();
+    QTest::keyClick(resources->valuesField(), Qt::Key_Delete);
+    EXPECT_FALSE(resource->completionValues().has_value());
+    resources->controller()->revertTapped();
+
+    window->navigate(MenuDestination::menuPromptConfig);
+    auto *prompts = qobject_cast<PromptConfigView *>(window->currentScreen());
+    ASSERT_NE(prompts, nullptr);
+    prompts->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return prompts->controller()->selectedPrompt() != nullptr; }));
+    PromptConfig *prompt = prompts->controller()->selectedPrompt();
+    answerDialog(QStringLiteral("addArgumentSheet"), [](QDialog *sheet) {
+        sheet->findChild<QLineEdit *>(QStringLiteral("argumentName"))->setText(QStringLiteral("city"));
+        sheet->findChild<QLineEdit *>(QStringLiteral("argumentValues"))->setText(QStringLiteral("Paris, Rome,"));
+    });
+    prompts->button("addArgument")->click();
+    PromptArguments *city = nullptr;
+    ASSERT_TRUE(waitUntil([&] {
+        for (PromptArguments *argument : prompt->arguments())
+            city = argument->name() == QStringLiteral("city") ? argument : city;
+        return city != nullptr;
+    }));
+    EXPECT_EQ(city->completionValues(), QStringLiteral(R"(["Paris","Rome"])"));
+    QString shown;
+    answerDialog(QStringLiteral("editArgumentSheet"), [&shown](QDialog *sheet) {
+        auto *values = sheet->findChild<QLineEdit *>(QStringLiteral("argumentValues"));
+        shown = values->text();
+        values->clear();
+    });
+    prompts->button("editArgument")->click();
+    ASSERT_TRUE(waitUntil([&] { return !city->completionValues().has_value(); }));
+    EXPECT_EQ(shown, "Paris, Rome");
+    prompts->controller()->revertTapped();
 }

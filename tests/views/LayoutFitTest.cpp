@@ -1,4 +1,5 @@
 #include "app/OnBoardingCompletion.h"
+#include "app/config/ToolsConfigController.h"
 #include "chat/appearance/AppearanceSettings.h"
 #include "tests/support/TestSupport.h"
 #include "tests/views/ViewsTestSupport.h"
@@ -12,8 +13,13 @@
 #include "views/common/ReadOnlyTextView.h"
 #include "views/common/RecordRowDelegate.h"
 #include "views/monitor/SystemMonitorWindow.h"
+#include "store/PersistenceController.h"
+#include "store/StoreContext.h"
+#include "store/ToolInputSchema.h"
+#include "store/ToolsConfig.h"
 #include "views/script/EditorSettingsDialog.h"
 #include "views/settings/AppSettingsWindow.h"
+#include "views/tools/ToolSchemaEditorDialog.h"
 #include "workbench/EditorSettings.h"
 
 #include <gtest/gtest.h>
@@ -34,6 +40,7 @@
 #include <QStyleOptionButton>
 #include <QStyleOptionComboBox>
 #include <QTabBar>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>
 
@@ -196,6 +203,17 @@ TEST_F(LayoutFitTest, SecondaryWindowsAndSheetsFitAtTheirOwnSize)
     AppearanceSettings appearance;
     check(new ChatSettingsWindow(&appearance), QStringLiteral("Chat Settings"));
     check(new EditorSettingsDialog(EditorSettings::shared()), QStringLiteral("Editor settings"));
+
+    // The schema editor, on a tool of a store of its own.
+    QTemporaryDir folder;
+    PersistenceController store(folder.filePath(QStringLiteral("Kelvara.sqlite")));
+    auto *tool = store.viewContext()->insert<ToolsConfig>();
+    auto *schema = store.viewContext()->insert<ToolInputSchema>();
+    tool->addInputSchemasObject(schema);
+    ToolsConfigController tools(store.viewContext());
+    auto *editor = new ToolSchemaEditorDialog(std::make_unique<ToolInputSchemaEditor>(&tools, schema, true), true);
+    editor->addParameter();
+    check(editor, QStringLiteral("Schema editor"));
 }
 
 // Too little room: the last foldable buttons go into "⋯" in their order, still clickable

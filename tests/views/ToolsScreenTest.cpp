@@ -13,12 +13,14 @@
 #include "views/app/AppMainWindow.h"
 #include "views/app/BuiltinFeatures.h"
 #include "views/server/ServerConfigView.h"
+#include "views/tools/ToolResultView.h"
 #include "views/tools/ToolSchemaEditorDialog.h"
 #include "views/tools/ToolsConfigView.h"
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
@@ -28,11 +30,16 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPlainTextEdit>
 #include <QProcess>
 #include <QPushButton>
 #include <QStandardPaths>
+#include <QTabWidget>
+#include <QTemporaryDir>
 #include <QTest>
+#include <QTextDocument>
 #include <QTimer>
+#include <QUrl>
 
 #include <memory>
 
@@ -289,4 +296,164 @@ TEST(ToolsScreen, TheSchemaEditorsFieldsAndTheToolsRow)
     PersistenceController::shared()->viewContext()->deleteObject(tool);
     ASSERT_TRUE(PersistenceController::shared()->viewContext()->save());
     closeAllWindows();
+}
+
+// The schema editor's "JSON" tab writes the tool's whole input schema as typed, and the form
+// shows what it wrote; text that is no schema is named and changes nothing. A string
+// parameter's enum values are edited in the form and go along when it is renamed. The title
+// and hints set on the screen are pending at once and reach the exported tool.
+TEST(ToolsScreen, TheJsonTabEnumValuesAndHints)
+{
+    QTemporaryDir folder;
+    PersistenceController store(folder.filePath(QStringLiteral("Kelvara.sqlite")));
+    StoreContext *context = store.viewContext();
+    auto *tool = context->insert<ToolsConfig>();
+    tool->setName(QStringLiteral("weather"));
+    tool->setToolType(QStringLiteral("BuiltinTool"));
+    tool->setMethodName(QStringLiteral("readFile"));
+    auto *schema = context->insert<ToolInputSchema>();
+    tool->addInputSchemasObject(schema);
+    ASSERT_TRUE(context->save());
+    auto *controller = new ToolsConfigController(context);  // the view owns it
+    ToolsConfigController &tools = *controller;
+    ToolsConfigView view(controller);
+    view.show();
+    ASSERT_TRUE(waitUntil([&] { return tools.selectedTool() == tool; }));
+
+    ToolSchemaEditorDialog dialog(std::make_unique<ToolInputSchemaEditor>(&tools, schema, false), true);
+    dialog.show();
+    dialog.tabs()->setCurrentIndex(1);
+    EXPECT_EQ(QJsonDocument::fromJson(dialog.jsonEditor()->toPlainText().toUtf8()).object(),
+              QJsonObject({{"type", "object"}, {"properties", QJsonObject()}}));
+    for (const auto &[text, message] : {std::pair{"{\"type\": ", "Not valid JSON"},
+                                        {"[1]", "A schema is a JSON object."},
+                                        {"{\"properties\": []}", "\"properties\" must be an object."},
+                                        {"{\"required\": [\"a\", 1]}", "\"required\" must be an array of names."}}) {
+        dialog.jsonEditor()->setPlainText(QString::fromUtf8(text));
+        EXPECT_TRUE(dialog.jsonMessage()->text().startsWith(QString::fromUtf8(message))) << dialog.jsonMessage()->text().toStdString();
+        EXPECT_FALSE(tool->inputSchemaJson().has_value()) << text;
+        EXPECT_TRUE(ToolsQueryService::sortedProperties(schema).isEmpty()) << text;
+    }
+    const QJsonObject typed = QJsonDocument::fromJson(R"({"type": "object", "$defs": {"code": {"type": "string"}},
+        "properties": {"unit": {"type": "string", "enum": ["C", "F"], "description": "Unit"},
+                       "days": {"type": "integer", "minimum": 1}},
+        "required": ["days"], "additionalProperties": false})").object();
+    dialog.jsonEditor()->setPlainText(QString::fromUtf8(QJsonDocument(typed).toJson()));
+    EXPECT_EQ(dialog.jsonMessage()->text(), QString());
+    EXPECT_EQ(ConfigurationController::storedObject(tool->inputSchemaJson()), typed);
+    EXPECT_EQ(schema->requiredParams(), QStringLiteral("days"));
+    EXPECT_TRUE(tools.hasUnsavedChanges());
+
+    // The form shows the parameters the text made.
+    dialog.tabs()->setCurrentIndex(0);
+    ASSERT_EQ(dialog.parameterList()->count(), 2);
+    QStringList shown;
+    for (int row = 0; row < dialog.parameterList()->count(); ++row)
+        shown.append(dialog.parameterList()->item(row)->text());
+    ASSERT_TRUE(shown.contains("unit")) << shown.join(u',').toStdString();
+    dialog.parameterList()->setCurrentRow(int(shown.indexOf("days")));
+    EXPECT_FALSE(dialog.enumField()->isEnabled());  // an integer has no enum field
+    dialog.parameterList()->setCurrentRow(int(shown.indexOf("unit")));
+    EXPECT_TRUE(dialog.enumField()->isEnabled());
+    EXPECT_EQ(dialog.enumField()->text(), "C, F");
+    type(dialog.enumField(), QStringLiteral("C, F, K"));
+    type(dialog.nameField(), QStringLiteral("scale"));
+
+    dialog.tabs()->setCurrentIndex(1);
+    QJsonObject expected = typed;
+    QJsonObject properties = expected["properties"].toObject();
+    QJsonObject scale = properties.take("unit").toObject();
+    scale["enum"] = QJsonArray{"C", "F", "K"};
+    properties["scale"] = scale;
+    expected["properties"] = properties;
+    EXPECT_EQ(QJsonDocument::fromJson(dialog.jsonEditor()->toPlainText().toUtf8()).object(), expected)
+        << dialog.jsonEditor()->toPlainText().toStdString();
+    dialog.saveAndClose();
+    EXPECT_FALSE(context->hasChanges());
+
+    // Title and hints: a partly checked box is a hint left open.
+    type(view.titleField(), QStringLiteral("Weather"));
+    EXPECT_TRUE(context->hasChanges());  // pending at once
+    EXPECT_TRUE(waitUntil([&] { return tools.hasUnsavedChanges(); }));
+    ASSERT_EQ(view.hintBoxes().size(), 4);
+    EXPECT_EQ(view.hintBoxes().at(0)->checkState(), Qt::PartiallyChecked);
+    view.hintBoxes().at(0)->click();
+    view.hintBoxes().at(1)->click();
+    view.hintBoxes().at(1)->click();
+    tools.saveTapped();
+
+    // A new schema takes what the text adds; its revert takes the written schema back too and
+    // leaves the other schema's parameters as they were.
+    auto *fresh = context->insert<ToolInputSchema>();
+    tool->addInputSchemasObject(fresh);
+    const std::optional<QString> saved = tool->inputSchemaJson();
+    ToolInputSchemaEditor scratch(&tools, fresh, true);
+    QJsonObject more = expected;
+    QJsonObject moreProperties = more["properties"].toObject();
+    moreProperties["extra"] = QJsonObject{{"type", "boolean"}};
+    more["properties"] = moreProperties;
+    EXPECT_EQ(scratch.applySchemaJson(QString::fromUtf8(QJsonDocument(more).toJson())), std::nullopt);
+    EXPECT_EQ(ToolsQueryService::sortedProperties(fresh).size(), 1);
+    EXPECT_EQ(ToolsQueryService::sortedProperties(schema).size(), 2);
+    scratch.revert();
+    EXPECT_EQ(tool->inputSchemaJson(), saved);
+    EXPECT_EQ(tool->inputSchemas(), QList<ToolInputSchema *>{schema});
+    EXPECT_EQ(ToolsQueryService::sortedProperties(schema).size(), 2);
+    const auto exported = ConfigurationController::toolConfig(tool);
+    ASSERT_TRUE(exported.ok());
+    const QJsonObject json = exported->toJson();
+    EXPECT_EQ(json["inputSchema"].toObject(), expected);
+    const QJsonObject annotations = json["annotations"].toObject();
+    EXPECT_EQ(annotations["title"], "Weather");
+    EXPECT_EQ(annotations["readOnlyHint"], true);
+    EXPECT_EQ(annotations["destructiveHint"], false);
+    EXPECT_FALSE(annotations.contains("idempotentHint"));
+    EXPECT_FALSE(annotations.contains("openWorldHint"));
+}
+
+// "Run" carries the selected tool out with the typed arguments and shows what it returned:
+// text as it is, a line for each other item, a picture of an image; arguments that are no
+// JSON object are named instead.
+TEST(ToolsScreen, ATestRunShowsWhatTheToolReturns)
+{
+    QTemporaryDir folder;
+    const QString png = QStringLiteral("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mP8z8DwHwAFBQIAX8jx0gAAAABJRU5ErkJggg==");
+    QFile script(folder.filePath(QStringLiteral("show.js")));
+    ASSERT_TRUE(script.open(QIODevice::WriteOnly));
+    script.write(QStringLiteral(R"JS(
+function toolEntry(sid, handlerName, jsonParams) {
+    return Tool.dispatch({ show: function (p) {
+        return [Tool.text('Hello ' + p.who), Tool.image('%1', 'image/png'),
+                Tool.resource('file:///n.txt', 'notes', 'text/plain'), Tool.resourceLink('file:///big.bin', 'big')];
+    } }, sid, handlerName, jsonParams);
+})JS").arg(png).toUtf8());
+    script.close();
+    PersistenceController store(folder.filePath(QStringLiteral("Kelvara.sqlite")));
+    StoreContext *context = store.viewContext();
+    auto *tool = context->insert<ToolsConfig>();
+    tool->setName(QStringLiteral("show"));
+    tool->setToolType(QStringLiteral("ScriptTool"));
+    tool->setMethodName(QStringLiteral("toolEntry"));
+    tool->setHandlerName(QStringLiteral("show"));
+    tool->setScriptFileName(script.fileName());
+    ASSERT_TRUE(context->save());
+    auto *controller = new ToolsConfigController(context);  // the view owns it
+    ToolsConfigController &tools = *controller;
+    ToolsConfigView view(controller);
+    view.show();
+    ASSERT_TRUE(waitUntil([&] { return tools.selectedTool() == tool; }));
+
+    type(view.testArgumentsField(), QStringLiteral("{\"who\": "));
+    view.button("runTool")->click();
+    EXPECT_TRUE(view.resultView()->toPlainText().startsWith("The arguments must be a JSON object")) << view.resultView()->toPlainText().toStdString();
+
+    type(view.testArgumentsField(), QStringLiteral("{\"who\": \"Ada\"}"));
+    view.button("runTool")->click();
+    const QStringList lines = view.resultView()->toPlainText().split(u'\n');
+    const QString pngSize = ToolResultView::sizeText(QByteArray::fromBase64(png.toLatin1()).size());
+    EXPECT_EQ(lines, (QStringList{"Hello Ada", "image: image/png, " + pngSize, QString(QChar::ObjectReplacementCharacter),
+                                  "resource file:///n.txt: text/plain, 5 bytes", "link file:///big.bin: big"}))
+        << lines.join(u'|').toStdString();
+    EXPECT_TRUE(view.resultView()->document()->resource(QTextDocument::ImageResource, QUrl("picture:1")).isValid());
+    EXPECT_EQ(ToolResultView::sizeText(12 * 1024), "12 KB");
 }

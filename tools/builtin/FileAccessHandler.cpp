@@ -409,6 +409,22 @@ JSONToolResult FileAccessHandler::readFile(const QVariantMap &params) const
         return readError(QStringLiteral("File '") + path + QStringLiteral("' does not exist."), path);
 
     QString description;
+    // An image is given as one, for a client to show, not refused as text that is no UTF-8.
+    if (const QString mimeType = Utf8TextFile::imageMimeType(path); !mimeType.isEmpty()) {
+        const std::optional<QByteArray> data = Utf8TextFile::readBytes(path, &description);
+        if (!data)
+            return readError(QStringLiteral("Failed to read file: ") + description, path);
+        JSONToolResult result;
+        result.content.append(JSONToolContent{QStringLiteral("image"), QString(),
+                                              QJsonObject{{QStringLiteral("data"), QString::fromLatin1(data->toBase64())},
+                                                          {QStringLiteral("mimeType"), mimeType}}});
+        result.structuredContent.insert(kSuccess, AnyCodable(true));
+        result.structuredContent.insert(QStringLiteral("file_path"), AnyCodable(path));
+        result.structuredContent.insert(QStringLiteral("encoding"), AnyCodable("base64"));
+        result.structuredContent.insert(QStringLiteral("mimeType"), AnyCodable(mimeType));
+        result.structuredContent.insert(QStringLiteral("size"), AnyCodable(qint64(data->size())));
+        return result;
+    }
     qint64 bytes = 0;
     const std::optional<QString> read = Utf8TextFile::read(path, &description, 0, &bytes);
     if (!read)

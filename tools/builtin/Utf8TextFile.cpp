@@ -135,3 +135,87 @@ std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDes
         *bytesRead = total;
     return text;
 }
+
+std::optional<QByteArray> Utf8TextFile::readBytes(const QString &path, QString *errorDescription, qint64 limit)
+{
+    if (limit <= 0)
+        limit = maxReadBytes();
+    const QString name = QFileInfo(path).fileName();
+    auto fail = [&](const QString &why) -> std::optional<QByteArray> {
+        if (errorDescription)
+            *errorDescription = QStringLiteral("The file '%1' couldn't be read: %2").arg(name, why);
+        return std::nullopt;
+    };
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0)
+        return fail(systemDescription(errno));
+    struct stat st {};
+    const bool stated = ::fstat(fd, &st) == 0;
+    const int statError = errno;
+    if (!stated || !S_ISREG(st.st_mode) || st.st_size > limit) {
+        ::close(fd);
+        if (!stated)
+            return fail(systemDescription(statError));
+        if (S_ISDIR(st.st_mode))
+            return fail(systemDescription(EISDIR));
+        if (!S_ISREG(st.st_mode))
+            return fail(QStringLiteral("it is not a regular file (a FIFO, a device or a socket)"));
+        return fail(QStringLiteral("it is larger than %1 bytes, the limit of %2").arg(limit).arg(maxReadBytesKey));
+    }
+    QByteArray bytes;
+    bytes.reserve(qsizetype(st.st_size));
+    char buffer[65536];
+    for (;;) {
+        const ssize_t got = ::read(fd, buffer, sizeof buffer);
+        if (got == 0)
+            break;
+        if (got < 0) {
+            if (errno == EINTR)
+                continue;
+            const int error = errno;
+            ::close(fd);
+            return fail(systemDescription(error));
+        }
+        if (bytes.size() + got > limit) {
+            ::close(fd);
+            return fail(QStringLiteral("it is larger than %1 bytes, the limit of %2").arg(limit).arg(maxReadBytesKey));
+        }
+        bytes.append(buffer, qsizetype(got));
+    }
+    ::close(fd);
+    return bytes;
+}
+
+QString Utf8TextFile::imageMimeType(const QString &path)
+{
+    char head[12] = {};
+    ssize_t got = 0;
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd >= 0) {
+        struct stat st {};
+        if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode))
+            got = ::read(fd, head, sizeof head);
+        ::close(fd);
+    }
+    const QByteArrayView bytes(head, got > 0 ? qsizetype(got) : 0);
+    if (bytes.startsWith("\x89PNG\r\n\x1a\n"))
+        return QStringLiteral("image/png");
+    if (bytes.startsWith("\xff\xd8\xff"))
+        return QStringLiteral("image/jpeg");
+    if (bytes.startsWith("GIF87a") || bytes.startsWith("GIF89a"))
+        return QStringLiteral("image/gif");
+    if (bytes.size() >= 12 && bytes.startsWith("RIFF") && bytes.sliced(8, 4) == QByteArrayView("WEBP"))
+        return QStringLiteral("image/webp");
+    if (fd < 0)
+        return QString();
+    const QString suffix = QFileInfo(path).suffix().toLower();
+    if (suffix == QLatin1String("png"))
+        return QStringLiteral("image/png");
+    if (suffix == QLatin1String("jpg") || suffix == QLatin1String("jpeg"))
+        return QStringLiteral("image/jpeg");
+    if (suffix == QLatin1String("gif"))
+        return QStringLiteral("image/gif");
+    if (suffix == QLatin1String("webp"))
+        return QStringLiteral("image/webp");
+    return QString();
+}

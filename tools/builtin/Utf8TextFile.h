@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <optional>
 
@@ -25,4 +26,10 @@ public:
     // bytes, which is the text's size in UTF-8.
     static std::optional<QString> read(const QString &path, QString *errorDescription = nullptr, qint64 limit = 0,
                                        qint64 *bytesRead = nullptr);
+    // The file's bytes as they are (an image, say), with the same checks and limit.
+    static std::optional<QByteArray> readBytes(const QString &path, QString *errorDescription = nullptr, qint64 limit = 0);
+    // "image/png", "image/jpeg", "image/gif" or "image/webp" when the file's first bytes or,
+    // failing that, its extension say it is such an image; else empty. Reads at most 12 bytes,
+    // and only from a regular file.
+    static QString imageMimeType(const QString &path);
 };

@@ -9,6 +9,7 @@ const QString kName = QStringLiteral("name");
 const QString kDescription = QStringLiteral("description");
 const QString kRequired = QStringLiteral("required");
 const QString kValues = QStringLiteral("values");
+const QString kValuesScript = QStringLiteral("valuesScript");
 }  // namespace
 
 QJsonObject JSONPromptArgument::toJson() const
@@ -16,6 +17,8 @@ QJsonObject JSONPromptArgument::toJson() const
     QJsonObject object{{kName, name}, {kDescription, argumentDescription}, {kRequired, required}};
     if (values)
         object.insert(kValues, QJsonArray::fromStringList(*values));
+    if (valuesScript)
+        object.insert(kValuesScript, *valuesScript);
     return object;
 }
 
@@ -24,6 +27,8 @@ QVariantMap JSONPromptArgument::toVariant() const
     QVariantMap map{{kName, name}, {kDescription, argumentDescription}, {kRequired, required}};
     if (values)
         map.insert(kValues, *values);
+    if (valuesScript)
+        map.insert(kValuesScript, *valuesScript);
     return map;
 }
 
@@ -36,6 +41,7 @@ std::optional<JSONPromptArgument> JSONPromptArgument::fromJson(const QJsonObject
     argument.argumentDescription = reader.string(kDescription, true).value_or(QString());
     argument.required = reader.boolean(kRequired, true).value_or(false);
     argument.values = reader.stringArray(kValues, false);
+    argument.valuesScript = reader.string(kValuesScript, false);
     parent.adopt(reader);
     if (!reader.ok())
         return std::nullopt;

@@ -14,10 +14,12 @@ struct JSONPromptArgument {
     bool required = false;
     // Offered by completion/complete; written only when set.
     std::optional<QStringList> values;
+    // A script that offers them instead; written only when set.
+    std::optional<QString> valuesScript;
 
     QJsonObject toJson() const;
     QVariantMap toVariant() const;
-    // Name, description and required are required; values is not.
+    // Name, description and required are required; values and valuesScript are not.
     static std::optional<JSONPromptArgument> fromJson(const QJsonObject &object, JSONFieldReader &parent,
                                                       const QString &key);
 

@@ -12,6 +12,8 @@ const QString kContextTags = QStringLiteral("contextTags");
 const QString kRelatedResources = QStringLiteral("relatedResources");
 const QString kAnnotations = QStringLiteral("annotations");
 const QString kValues = QStringLiteral("values");
+const QString kScript = QStringLiteral("script");
+const QString kValuesScript = QStringLiteral("valuesScript");
 }  // namespace
 
 QJsonObject JSONResourceConfig::toJson() const
@@ -26,6 +28,10 @@ QJsonObject JSONResourceConfig::toJson() const
                        {kAnnotations, annotations.toJson()}};
     if (values)
         object.insert(kValues, *values);
+    if (script)
+        object.insert(kScript, *script);
+    if (valuesScript)
+        object.insert(kValuesScript, *valuesScript);
     return object;
 }
 
@@ -41,6 +47,10 @@ QVariantMap JSONResourceConfig::toVariant() const
                        {kAnnotations, annotations.toVariant()}};
     if (values)
         map.insert(kValues, values->toVariantMap());
+    if (script)
+        map.insert(kScript, *script);
+    if (valuesScript)
+        map.insert(kValuesScript, *valuesScript);
     return map;
 }
 
@@ -71,6 +81,8 @@ std::optional<JSONResourceConfig> JSONResourceConfig::fromJson(const QJsonObject
         reader.adopt(valuesReader);
         config.values = *values;
     }
+    config.script = reader.string(kScript, false);
+    config.valuesScript = reader.string(kValuesScript, false);
     if (!reader.ok()) {
         if (error)
             *error = reader.error();

@@ -23,12 +23,16 @@ struct JSONResourceConfig {
     // A template's values offered for completion: variable name to a list of strings.
     // Written only when set.
     std::optional<QJsonObject> values;
+    // A script that gives the content ("script"; a template's gets its variables) and one
+    // that offers the completion values ("valuesScript"). Written only when set.
+    std::optional<QString> script;
+    std::optional<QString> valuesScript;
 
     QJsonObject toJson() const;
     QVariantMap toVariant() const;
     QVariant value(const QString &key) const;
 
-    // Every key but values is required.
+    // Every key but values, script and valuesScript is required.
     static std::optional<JSONResourceConfig> fromJson(const QJsonObject &object, QString *error = nullptr);
     static std::optional<JSONResourceConfig> fromJsonData(const QByteArray &data, QString *error = nullptr);
 

@@ -139,6 +139,38 @@ QJsonObject JSONToolSchema::writtenDocument() const
     return written;
 }
 
+JSONToolSchema JSONToolSchema::fromDocument(const QJsonObject &document)
+{
+    return editorForm(document);
+}
+
+QJsonObject JSONToolSchema::authoredJson() const
+{
+    if (document)
+        return writtenDocument();
+    QJsonObject props;
+    for (auto it = properties.cbegin(); it != properties.cend(); ++it) {
+        const JSONToolSchemaProperty &p = it.value();
+        QJsonObject property;
+        setOrRemove(property, kType, p.type);
+        setOrRemove(property, QStringLiteral("description"), p.schemaDescription);
+        if (p.defaultValue && !p.defaultValue->isEmpty())
+            property.insert(QStringLiteral("default"), *p.defaultValue);
+        if (p.items) {
+            QJsonObject items{{kType, p.items->type}};
+            const QJsonDocument content = QJsonDocument::fromJson(p.items->content.value_or(QString()).toUtf8());
+            if (p.items->type == QLatin1String("object") && content.isObject() && !content.object().isEmpty())
+                items.insert(kProperties, content.object());
+            property.insert(QStringLiteral("items"), items);
+        }
+        props.insert(it.key(), property);
+    }
+    QJsonObject object{{kType, type}, {kProperties, props}};
+    if (required && !required->isEmpty())
+        object.insert(kRequired, QJsonArray::fromStringList(*required));
+    return object;
+}
+
 QJsonObject JSONToolSchema::toJson() const
 {
     if (document)

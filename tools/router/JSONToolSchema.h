@@ -29,6 +29,12 @@ struct JSONToolSchema {
     // differ from what the document says gets them, one the editor removed goes, one it
     // added comes in; everything else stays as written.
     QJsonObject writtenDocument() const;
+    // The schema as a JSON Schema author writes it: the document with the edits laid over
+    // it, or, without one, the fields above in the standard words ("default", and an
+    // object's items under "properties"), without the file format's extra "name".
+    QJsonObject authoredJson() const;
+    // The fields above as the editor shows them from a written schema, which is kept.
+    static JSONToolSchema fromDocument(const QJsonObject &document);
     // Whether the object uses only what the fields above hold (the form the editor writes).
     static bool isPlainForm(const QJsonObject &object);
     static std::optional<JSONToolSchema> fromJson(const QJsonObject &object, JSONFieldReader &parent,

@@ -348,8 +348,12 @@ ResourceReading MCPServer::handleResource(const QVariantMap &resource)
             return readBytes(path);
         const JSONToolResult read = FileAccessHandler::shared()->readFile(QVariantMap{{kFilePath, path}});
         QString text;
-        for (const JSONToolContent &item : read.content)
+        for (const JSONToolContent &item : read.content) {
+            // A resource said to be text that holds an image is not given as empty text.
+            if (item.type != QLatin1String("text"))
+                return failText(QStringLiteral("'%1' is an image, not %2 text.").arg(path, mimeType));
             text += item.text;
+        }
         if (read.structuredContent.value(QStringLiteral("success")).toJson() == QJsonValue(false))
             return failText(text);
         return text;
@@ -377,6 +381,66 @@ ResourceReading MCPServer::handleResource(const QVariantMap &resource)
     }
 
     return failText(cannotHandle);
+}
+
+ResourceReading MCPServer::readScriptResource(const QVariantMap &resource, const QString &script)
+{
+    const QString name = resource.value(QStringLiteral("name")).toString();
+    JSONToolResult failure;
+    const std::optional<QString> json =
+        jsonText(QJsonObject::fromVariantMap(resource.value(QStringLiteral("variables")).toMap()), &failure);
+    if (!json)
+        return ResourceReading::failure(failure.content.value(0).text);
+    const JSONToolResult result =
+        PluginScripting::callScript(QString(), script, QStringLiteral("readResource"), *json, nullptr, name);
+    QString text;
+    for (const JSONToolContent &item : result.content) {
+        const QJsonObject embedded = item.members.value(QStringLiteral("resource")).toObject();
+        const QJsonValue data = item.members.contains(QStringLiteral("data")) ? item.members.value(QStringLiteral("data"))
+                                                                              : embedded.value(QStringLiteral("blob"));
+        if (data.isString())
+            return ResourceReading::ofBytes(QByteArray::fromBase64(data.toString().toLatin1()));
+        text += item.type == QLatin1String("text") ? item.text : embedded.value(QStringLiteral("text")).toString();
+    }
+    if (result.structuredContent.value(QStringLiteral("success")).toJson() == QJsonValue(false)) {
+        fail(QStringLiteral("The script of resource '%1' failed: %2").arg(name, text), MCPLogMessageType::Info);
+        return ResourceReading::failure(text);
+    }
+    return text;
+}
+
+QStringList MCPServer::completeWithScript(const QString &script, const QString &argument, const QString &typed,
+                                          const QVariantMap &given)
+{
+    const QJsonObject params{{QStringLiteral("argument"), argument},
+                             {QStringLiteral("value"), typed},
+                             {QStringLiteral("arguments"), QJsonObject::fromVariantMap(given)}};
+    JSONToolResult failure;
+    const std::optional<QString> json = jsonText(params, &failure);
+    if (!json)
+        return {};
+    const JSONToolResult result = PluginScripting::callScript(QString(), script, QStringLiteral("complete"), *json);
+    QString text;
+    for (const JSONToolContent &item : result.content)
+        text += item.text;
+    if (result.structuredContent.value(QStringLiteral("success")).toJson() == QJsonValue(false)) {
+        fail(QStringLiteral("The completion script '%1' failed: %2").arg(script, text), MCPLogMessageType::Info);
+        return {};
+    }
+    QStringList values;
+    const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8());
+    if (document.isArray()) {
+        for (const QJsonValue &value : document.array())
+            values.append(value.isString() ? value.toString()
+                                           : QString::fromUtf8(QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact))
+                                                 .mid(1)
+                                                 .chopped(1));
+        return values;
+    }
+    for (const QString &line : text.split(QLatin1Char('\n')))
+        if (!line.trimmed().isEmpty())
+            values.append(line.trimmed());
+    return values;
 }
 
 QString MCPServer::handlePrompt(const QVariantMap &params)

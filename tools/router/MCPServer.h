@@ -56,6 +56,15 @@ public:
     // file's text for a textual MIME type, its bytes for another, a link's body, or why
     // it could not be read (logged as well).
     ResourceReading handleResource(const QVariantMap &resource);
+    // A resource whose content a script gives: its "readResource" handler gets the template's
+    // variables as its arguments ({} for a resource that is no template). The text items of
+    // its answer are the text; an image, audio or blob item gives bytes instead.
+    ResourceReading readScriptResource(const QVariantMap &resource, const QString &script);
+    // Completion values from a script: its "complete" handler gets {argument, value,
+    // arguments} (the name, what was typed, the arguments given so far) and answers with a
+    // JSON array of values, or one value a line. Nothing when it fails (logged).
+    QStringList completeWithScript(const QString &script, const QString &argument, const QString &typed,
+                                   const QVariantMap &given);
     // Whether content of this MIME type is given as text (an empty type counts as text).
     static bool isTextual(const QString &mimeType);
     // A prompt request: its params. Prompts are listed but not rendered.

@@ -330,6 +330,19 @@ std::optional<QString> ScriptBridge::readFile(const QString &given)
     return text;
 }
 
+std::optional<QString> ScriptBridge::readFileBase64(const QString &given)
+{
+    const QString path = resolvedPath(given);
+    ScopedSecurityAccess access(m_security, path, FileAccessPolicy::Intent::read, FileAccessPolicy::Caller::scriptHost);
+    QString description = access.denial();
+    const std::optional<QByteArray> bytes = access.allowed() ? Utf8TextFile::readBytes(path, &description) : std::nullopt;
+    if (!bytes) {
+        m_logger->log(QStringLiteral("[Script] Failed to read file: ") + description, 404, MCPLogMessageType::Error);
+        return std::nullopt;
+    }
+    return QString::fromLatin1(bytes->toBase64());
+}
+
 bool ScriptBridge::fileExists(const QString &given)
 {
     const QString path = resolvedPath(given);

@@ -91,6 +91,8 @@ public:
     // The text of a file, read as UTF-8, or nothing (logged).
     std::optional<QString> openFile(const QString &path);
     std::optional<QString> readFile(const QString &path);
+    // The file's bytes as base64 (an image, audio), or nothing (logged).
+    std::optional<QString> readFileBase64(const QString &path);
     // Turns a script's JSON result text into the call's result; a later call replaces an
     // earlier result.
     void setToolResult(const QString &json);

@@ -182,6 +182,15 @@ KELVARA_EXPORT(exportReadFile)
     return JSValueMakeUndefined(ctx);
 }
 
+KELVARA_EXPORT(exportReadFileBase64)
+{
+    if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject)) {
+        if (auto data = bridge->readFileBase64(ScriptValue::argumentString(ctx, argc, argv, 0)))
+            return ScriptValue::makeString(ctx, *data);
+    }
+    return JSValueMakeUndefined(ctx);
+}
+
 KELVARA_EXPORT(exportSetToolResult)
 {
     if (ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject))
@@ -329,6 +338,7 @@ const JSStaticFunction kExports[] = {
     {"openFile", exportOpenFile, kMethod},
     {"saveFile", exportSaveFile, kMethod},
     {"readFile", exportReadFile, kMethod},
+    {"readFileBase64", exportReadFileBase64, kMethod},
     {"setToolResult", exportSetToolResult, kMethod},
     {"fileExists", exportFileExists, kMethod},
     {"listDirectory", exportListDirectory, kMethod},

@@ -248,6 +248,9 @@ void PromptConfigView::showArgumentSheet(bool editing)
     auto *required = new QCheckBox(&sheet);
     required->setObjectName(QStringLiteral("argumentRequired"));
     required->setChecked(start.required);
+    auto *offered = new QLineEdit(start.values, &sheet);
+    offered->setObjectName(QStringLiteral("argumentValues"));
+    offered->setPlaceholderText(QStringLiteral("Offered for completion: a, b, c"));
     auto *buttons = new QDialogButtonBox(&sheet);
     buttons->addButton(CommandButton::label(QStringLiteral("Save changes"), QKeySequence::Save), QDialogButtonBox::AcceptRole)->setShortcut(QKeySequence::Save);
     buttons->addButton(QStringLiteral("Cancel"), QDialogButtonBox::RejectRole)->setToolTip(QStringLiteral("Leave unchanged"));
@@ -257,9 +260,10 @@ void PromptConfigView::showArgumentSheet(bool editing)
     form->addRow(QStringLiteral("Name:"), name);
     form->addRow(QStringLiteral("Description:"), info);
     form->addRow(QStringLiteral("Required:"), required);
+    form->addRow(QStringLiteral("Values:"), offered);
     form->addRow(buttons);
     const bool saved = sheet.exec() == QDialog::Accepted;
-    const PromptConfigController::ArgumentForm values{name->text(), info->text(), required->isChecked()};
+    const PromptConfigController::ArgumentForm values{name->text(), info->text(), required->isChecked(), offered->text()};
     if (editing)
         saved ? m_controller->saveEditedArgument(values) : m_controller->cancelEditArgument();
     else

@@ -57,6 +57,7 @@ ResourceConfigView::ResourceConfigView(ResourceConfigController *controller, QWi
     commitAsTyped(m_mimeType, [this] { m_controller->setMimeType(m_mimeType->text()); });
     commitAsTyped(m_uri, [this] { m_controller->setUriText(m_uri->text()); });
     commitAsTyped(m_priority, [this] { m_controller->setPriorityText(m_priority->text()); });
+    commitAsTyped(m_values, [this] { m_controller->setValuesText(m_values->text()); });
     connect(m_audience, &QComboBox::textActivated, this, [this](const QString &word) { m_controller->setAudience(word); });
     connect(button(QStringLiteral("editTags")), &QPushButton::clicked, this, &ResourceConfigView::editTags);
     connect(button(QStringLiteral("editRelated")), &QPushButton::clicked, this, &ResourceConfigView::editRelatedResources);
@@ -76,6 +77,8 @@ QLayout *ResourceConfigView::makeForm()
     m_mimeType = field("resourceMimeType");
     m_uri = field("resourceUri");
     m_priority = field("resourceAnnPriority");
+    m_values = field("resourceValues");
+    m_values->setPlaceholderText(QStringLiteral("Completions of a template: id: 1, 2; kind: a, b"));
     m_audience = new QComboBox(this);
     m_audience->setObjectName(QStringLiteral("resourceAnnAudience"));
     m_audience->addItems(ResourceConfigController::audienceChoices);
@@ -91,6 +94,7 @@ QLayout *ResourceConfigView::makeForm()
     form->addRow(QStringLiteral("Type:"), m_type);
     form->addRow(QStringLiteral("MIME Type:"), m_mimeType);
     form->addRow(QStringLiteral("URI:"), m_uri);
+    form->addRow(QStringLiteral("Values:"), m_values);
     form->addRow(new QLabel(QStringLiteral("<b>Annotation</b>"), this));
     form->addRow(QStringLiteral("Audience:"), m_audience);
     form->addRow(QStringLiteral("Priority:"), m_priority);
@@ -142,6 +146,7 @@ void ResourceConfigView::showSelection()
     show(m_mimeType, resource->mimeType().value_or(QString()));
     show(m_uri, ResourceConfigController::uriText(resource));
     show(m_priority, ResourceConfigController::priorityText(resource));
+    show(m_values, ResourceConfigController::valuesText(resource));
     // A stored audience the picker does not offer (an imported "user, assistant") shows as it is.
     const QString audience = resource->annAudience().value_or(QString());
     if (!audience.isEmpty() && m_audience->findText(audience) < 0)

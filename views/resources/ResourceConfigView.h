@@ -22,6 +22,7 @@ public:
     QLineEdit *nameField() const { return m_name; }
     QLineEdit *uriField() const { return m_uri; }
     QLineEdit *priorityField() const { return m_priority; }
+    QLineEdit *valuesField() const { return m_values; }
     // The sheets, opened by their buttons; modal.
     void editTags();
     void editRelatedResources();
@@ -39,6 +40,7 @@ private:
     QLineEdit *m_uri;
     QComboBox *m_audience;
     QLineEdit *m_priority;
+    QLineEdit *m_values;
     QLabel *m_tagsLabel;
     QLabel *m_relatedLabel;
 };

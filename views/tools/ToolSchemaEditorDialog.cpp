@@ -10,9 +10,12 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QFontDatabase>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSplitter>
+#include <QTabWidget>
 #include <QTableWidget>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -46,6 +49,16 @@ ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidge
     m_members->setObjectName(QStringLiteral("objectMembers"));
     m_members->setHorizontalHeaderLabels({QStringLiteral("Name"), QStringLiteral("Type"), QStringLiteral("Description")});
     m_members->horizontalHeader()->setStretchLastSection(true);
+    m_enum = new QLineEdit(this);
+    m_enum->setObjectName(QStringLiteral("parameterEnum"));
+    m_enum->setPlaceholderText(QStringLiteral("Allowed values, comma-separated"));
+    m_json = new QPlainTextEdit(this);
+    m_json->setObjectName(QStringLiteral("schemaJson"));
+    m_json->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_json->setLineWrapMode(QPlainTextEdit::NoWrap);
+    m_jsonMessage = new QLabel(this);
+    m_jsonMessage->setObjectName(QStringLiteral("schemaJsonMessage"));
+    m_jsonMessage->setWordWrap(true);
 
     // A button with a shortcut names its keys after the text, as this desktop writes them.
     auto button = [this](const char *name, const QString &text, const char *shortcut = nullptr) {
@@ -74,6 +87,7 @@ ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidge
     form->addRow(QStringLiteral("Type:"), m_type);
     form->addRow(QStringLiteral("Description:"), m_description);
     form->addRow(QStringLiteral("Default:"), m_default);
+    form->addRow(QStringLiteral("Enum values:"), m_enum);
     form->addRow(QStringLiteral("Item type:"), m_itemType);
     form->addRow(QStringLiteral("Items:"), m_items);
     form->addRow(QStringLiteral("Members:"), m_members);
@@ -103,9 +117,20 @@ ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidge
     bottom->addStretch();
     bottom->addWidget(cancel);
     bottom->addWidget(save);
+    auto *formPage = new QWidget(this);
+    auto *formLayout = new QVBoxLayout(formPage);
+    formLayout->addLayout(top);
+    formLayout->addWidget(middle, 1);
+    auto *jsonPage = new QWidget(this);
+    auto *jsonLayout = new QVBoxLayout(jsonPage);
+    jsonLayout->addWidget(m_json, 1);
+    jsonLayout->addWidget(m_jsonMessage);
+    m_tabs = new QTabWidget(this);
+    m_tabs->setObjectName(QStringLiteral("schemaTabs"));
+    m_tabs->addTab(formPage, QStringLiteral("Form"));
+    m_tabs->addTab(jsonPage, QStringLiteral("JSON"));
     auto *layout = new QVBoxLayout(this);
-    layout->addLayout(top);
-    layout->addWidget(middle, 1);
+    layout->addWidget(m_tabs, 1);
     layout->addLayout(bottom);
     resize(760, 460);
 
@@ -119,6 +144,10 @@ ToolSchemaEditorDialog::ToolSchemaEditorDialog(Editor editor, bool input, QWidge
     connect(m_description, &QLineEdit::textEdited, this,
             [this](const QString &t) { withEditor([&](auto &e) { e.setParameterDescription(t); }); });
     connect(m_default, &QLineEdit::textEdited, this, [this](const QString &t) { withEditor([&](auto &e) { e.setDefaultValue(t); }); });
+    connect(m_enum, &QLineEdit::textEdited, this, [this](const QString &t) { withEditor([&](auto &e) { e.setEnumValues(t); }); });
+    connect(m_json, &QPlainTextEdit::textChanged, this, &ToolSchemaEditorDialog::applyJson);
+    // Each tab shows what the other wrote.
+    connect(m_tabs, &QTabWidget::currentChanged, this, [this](int index) { index == 1 ? showJson() : showForm(); });
     connect(m_items, &QLineEdit::textEdited, this, [this](const QString &t) { withEditor([&](auto &e) { e.setItems(t); }); });
     connect(m_type, &QComboBox::textActivated, this, [this](const QString &t) {
         withEditor([&](auto &e) { e.setParameterType(t); });
@@ -187,7 +216,26 @@ void ToolSchemaEditorDialog::saveAndClose()
 void ToolSchemaEditorDialog::revertChanges()
 {
     withEditor([](auto &e) { e.revert(); });
-    showForm();
+    m_tabs->currentIndex() == 1 ? showJson() : showForm();
+}
+
+void ToolSchemaEditorDialog::showJson()
+{
+    m_loading = true;
+    QString error;
+    const QString text = withEditor([&](auto &e) { return e.schemaJsonText(&error); });
+    m_json->setPlainText(text);
+    m_json->setReadOnly(text.isEmpty());
+    m_jsonMessage->setText(error);
+    m_loading = false;
+}
+
+void ToolSchemaEditorDialog::applyJson()
+{
+    if (m_loading)
+        return;
+    const std::optional<QString> failure = withEditor([&](auto &e) { return e.applySchemaJson(m_json->toPlainText()); });
+    m_jsonMessage->setText(failure.value_or(QString()));
 }
 
 void ToolSchemaEditorDialog::showChoice(QComboBox *choice, const QString &value)
@@ -219,6 +267,8 @@ void ToolSchemaEditorDialog::showForm()
         m_description->setText(form.parameterDescription);
         m_description->setCursorPosition(0);
         m_default->setText(form.defaultValue);
+        m_enum->setText(form.enumValues);
+        m_enum->setEnabled(e.selectedProperty() && form.parameterType == QLatin1String("string"));
         showChoice(m_itemType, form.itemType);
         const bool object = form.parameterType == QLatin1String("object");
         // An object's items are its members below; any other type's are written as text.

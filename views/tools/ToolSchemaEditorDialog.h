@@ -8,13 +8,18 @@
 #include <variant>
 
 class QComboBox;
+class QLabel;
 class QLineEdit;
 class QListWidget;
+class QPlainTextEdit;
+class QTabWidget;
 class QTableWidget;
 
 // The schema editor sheet, "Add Input Scheme" or "Add Output Scheme": the schema's type and
 // required list, its parameters, and the form of the selected one (with the members of an
 // "object" parameter). Every change goes straight into the form, which writes the record.
+// The "JSON" tab edits the tool's whole schema of this kind as text: what parses as a schema
+// is written as typed, anything else is named below the text and changes nothing.
 class ToolSchemaEditorDialog : public QDialog {
     Q_OBJECT
 
@@ -28,6 +33,10 @@ public:
     QComboBox *typeChoice() const { return m_type; }
     QTableWidget *membersTable() const { return m_members; }
     QLineEdit *itemsField() const { return m_items; }
+    QLineEdit *enumField() const { return m_enum; }
+    QTabWidget *tabs() const { return m_tabs; }
+    QPlainTextEdit *jsonEditor() const { return m_json; }
+    QLabel *jsonMessage() const { return m_jsonMessage; }
     void addParameter();
     void saveAndClose();
     void revertChanges();
@@ -39,6 +48,8 @@ private:
         return std::visit([&](auto &editor) { return fn(*editor); }, m_editor);
     }
     void showForm();
+    void showJson();
+    void applyJson();
     static void showChoice(QComboBox *choice, const QString &value);
 
     Editor m_editor;
@@ -53,4 +64,8 @@ private:
     QComboBox *m_itemType;
     QLineEdit *m_items;
     QTableWidget *m_members;
+    QLineEdit *m_enum;
+    QTabWidget *m_tabs;
+    QPlainTextEdit *m_json;
+    QLabel *m_jsonMessage;
 };

@@ -9,12 +9,18 @@
 #include "store/ToolsConfig.h"
 #include "store/ToolsQueryService.h"
 #include "app/config/ToolsConfigController.h"
+#include "store/ConfigurationController.h"
 #include "tools/plugins/PluginController.h"
+#include "tools/router/BuiltinToolTable.h"
+#include "tools/scripting/PluginScripting.h"
+#include "views/tools/ToolResultView.h"
 #include "views/tools/ToolSchemaEditorDialog.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QFileDialog>
 #include <QFormLayout>
+#include <QJsonDocument>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -65,6 +71,16 @@ void ToolsConfigView::bindForm()
         refreshSelectedRow();
     });
     commitAsTyped(m_handler, [this] { m_controller->setHandlerName(m_handler->text()); });
+    commitAsTyped(m_title, [this] { m_controller->setAnnotationTitle(m_title->text()); });
+    for (qsizetype i = 0; i < m_hints.size(); ++i) {
+        QCheckBox *box = m_hints.at(i);
+        const QString key = ToolsConfigController::hintKeys.at(i);
+        connect(box, &QCheckBox::clicked, this, [this, box, key] {
+            const Qt::CheckState state = box->checkState();
+            m_controller->setAnnotationHint(key, state == Qt::PartiallyChecked ? std::nullopt
+                                                                              : std::optional<bool>(state == Qt::Checked));
+        });
+    }
     connect(m_type, &QComboBox::activated, this, [this](int index) {
         m_controller->setToolType(m_type->itemData(index).toString());
         showSelection();
@@ -77,6 +93,8 @@ void ToolsConfigView::bindForm()
         m_controller->setPluginName(index == 0 ? QString() : m_plugin->itemText(index));
     });
     connect(button(QStringLiteral("chooseScript")), &QPushButton::clicked, this, &ToolsConfigView::chooseScript);
+    connect(button(QStringLiteral("runTool")), &QPushButton::clicked, this, &ToolsConfigView::runSelectedTool);
+    connect(m_testArguments, &QLineEdit::returnPressed, this, &ToolsConfigView::runSelectedTool);
     connect(list(), &QListWidget::itemClicked, this, [this] { m_controller->setFocus(ToolsConfigController::toolsListView); });
 }
 
@@ -129,6 +147,22 @@ QLayout *ToolsConfigView::makeForm()
     m_name->setObjectName(QStringLiteral("toolName"));
     m_description = new QLineEdit(this);
     m_description->setObjectName(QStringLiteral("toolDescription"));
+    m_title = new QLineEdit(this);
+    m_title->setObjectName(QStringLiteral("toolTitle"));
+    m_title->setPlaceholderText(QStringLiteral("Shown to people instead of the name"));
+    auto *hintRow = new QHBoxLayout;
+    hintRow->setContentsMargins(0, 0, 0, 0);
+    const QStringList hintLabels = {QStringLiteral("Read-only"), QStringLiteral("Destructive"),
+                                    QStringLiteral("Idempotent"), QStringLiteral("Open world")};
+    for (qsizetype i = 0; i < hintLabels.size(); ++i) {
+        auto *box = new QCheckBox(hintLabels.at(i), this);
+        box->setObjectName(ToolsConfigController::hintKeys.at(i));
+        box->setTristate(true);
+        box->setToolTip(QStringLiteral("Checked: yes; empty: no; partly checked: not stated (clients assume the default)"));
+        hintRow->addWidget(box);
+        m_hints.append(box);
+    }
+    hintRow->addStretch();
     m_type = new QComboBox(this);
     m_type->setObjectName(QStringLiteral("toolType"));
     for (const QString &type : ToolsConfigController::toolTypes)
@@ -154,6 +188,8 @@ QLayout *ToolsConfigView::makeForm()
     form->addRow(new QLabel(QStringLiteral("<b>Tool Definition</b>"), this));
     form->addRow(QStringLiteral("Name:"), m_name);
     form->addRow(QStringLiteral("Description:"), m_description);
+    form->addRow(QStringLiteral("Title:"), m_title);
+    form->addRow(QStringLiteral("Hints:"), hintRow);
     form->addRow(new QLabel(QStringLiteral("<b>Tool Action</b>"), this));
     form->addRow(QStringLiteral("Type:"), m_type);
     form->addRow(QStringLiteral("Method Name:"), m_method);
@@ -169,9 +205,19 @@ QLayout *ToolsConfigView::makeForm()
     };
     form->addRow(QStringLiteral("Input:"), schemaRow(m_inputCount, "editInput"));
     form->addRow(QStringLiteral("Output:"), schemaRow(m_outputCount, "editOutput"));
+    m_testArguments = new QLineEdit(this);
+    m_testArguments->setObjectName(QStringLiteral("toolTestArguments"));
+    m_testArguments->setPlaceholderText(QStringLiteral("Arguments as a JSON object, {} for none"));
+    auto *runRow = new QHBoxLayout;
+    runRow->addWidget(m_testArguments, 1);
+    runRow->addWidget(makeButton(this, QStringLiteral("runTool"), QStringLiteral("Run")));
+    form->addRow(new QLabel(QStringLiteral("<b>Test Run</b>"), this));
+    form->addRow(QStringLiteral("Arguments:"), runRow);
+    m_result = new ToolResultView(this);
+    m_result->setMinimumHeight(60);
     auto *page = new QVBoxLayout;
     page->addLayout(form);
-    page->addStretch();
+    page->addWidget(m_result, 1);
     return page;
 }
 
@@ -238,6 +284,15 @@ void ToolsConfigView::showSelection()
             field->setCursorPosition(0);
         }
     }
+    const QJsonObject hints = m_controller->annotationHints();
+    if (const QString title = hints.value(QStringLiteral("title")).toString(); !m_title->hasFocus() && m_title->text() != title) {
+        m_title->setText(title);
+        m_title->setCursorPosition(0);
+    }
+    for (qsizetype i = 0; i < m_hints.size(); ++i) {
+        const QJsonValue value = hints.value(ToolsConfigController::hintKeys.at(i));
+        m_hints.at(i)->setCheckState(!value.isBool() ? Qt::PartiallyChecked : value.toBool() ? Qt::Checked : Qt::Unchecked);
+    }
     const QString type = ToolsConfigController::shownType(tool);
     m_type->setCurrentIndex(m_type->findData(type));
     m_method->clear();
@@ -270,6 +325,45 @@ void ToolsConfigView::showSelection()
     m_inputCount->setText(QStringLiteral("Input Schema contains %1 entries").arg(inputs));
     m_outputCount->setText(QStringLiteral("Output Schema contains %1 entries").arg(outputs));
     m_showing = false;
+}
+
+void ToolsConfigView::runSelectedTool()
+{
+    ToolsConfig *tool = m_controller->selectedTool();
+    if (!tool)
+        return;
+    const QString text = m_testArguments->text().trimmed();
+    QJsonParseError error{};
+    const QJsonDocument parsed = QJsonDocument::fromJson(text.isEmpty() ? QByteArray("{}") : text.toUtf8(), &error);
+    if (error.error != QJsonParseError::NoError || !parsed.isObject()) {
+        m_result->showMessage(QStringLiteral("The arguments must be a JSON object: %1")
+                                  .arg(error.error != QJsonParseError::NoError ? error.errorString()
+                                                                               : QStringLiteral("this is no object")));
+        return;
+    }
+    const Result<JSONToolConfig> config = ConfigurationController::toolConfig(tool);
+    if (!config) {
+        m_result->showMessage(config.error().description);
+        return;
+    }
+    const QJsonObject arguments = parsed.object();
+    if (m_runner) {
+        m_result->showResult(m_runner(*config, arguments));
+        return;
+    }
+    if (config->toolType == QLatin1String("ScriptTool")) {
+        m_result->showResult(PluginScripting::callScript(QString(), config->scriptName, config->execHandler,
+                                                         QString::fromUtf8(QJsonDocument(arguments).toJson()), nullptr,
+                                                         config->name));
+        return;
+    }
+    const BuiltinToolMethod *method =
+        config->toolType == QLatin1String("CustomTool") ? nullptr : BuiltinToolTable::find(config->execMethod);
+    if (!method || !method->run) {
+        m_result->showMessage(QStringLiteral("This tool runs only when a client calls it."));
+        return;
+    }
+    m_result->showResult(method->run(arguments.toVariantMap()));
 }
 
 void ToolsConfigView::chooseScript()

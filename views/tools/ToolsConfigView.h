@@ -1,21 +1,38 @@
 #pragma once
 
+#include "tools/results/JSONToolResult.h"
 #include "views/common/ConfigScreen.h"
 
+#include <QJsonObject>
+#include <functional>
+
+class QCheckBox;
 class QComboBox;
 class QLabel;
 class QLineEdit;
 class ToolsConfig;
 class ToolsConfigController;
+class ToolResultView;
+struct JSONToolConfig;
 
 // The Tools destination: the filtered list of tools beside the form of the selected one
 // ("Tool Definition", "Tool Action" by type, "Schema Definition" with the two schema
-// editors). File ▸ New and Save act on its controller.
+// editors), and a test run of the tool with what it returned. File ▸ New and Save act on its
+// controller.
 class ToolsConfigView : public ConfigScreen {
     Q_OBJECT
 
 public:
     explicit ToolsConfigView(ToolsConfigController *controller = nullptr, QWidget *parent = nullptr);
+
+    // How "Run" carries a tool out: the tool as exported and the arguments typed. Without
+    // one a script tool runs as the workbench runs it and a built-in tool through its
+    // executor; a plug-in tool needs this (the router), since only it reaches the plug-ins.
+    using ToolRunner = std::function<JSONToolResult(const JSONToolConfig &tool, const QJsonObject &arguments)>;
+    void setToolRunner(ToolRunner runner) { m_runner = std::move(runner); }
+    void runSelectedTool();
+    QLineEdit *testArgumentsField() const { return m_testArguments; }
+    ToolResultView *resultView() const { return m_result; }
 
     ToolsConfigController *controller() const { return m_controller; }
     QLineEdit *nameField() const { return m_name; }
@@ -24,6 +41,10 @@ public:
     QComboBox *pluginChoice() const { return m_plugin; }
     QLabel *scriptLabel() const { return m_script; }
     QLabel *inputCountLabel() const { return m_inputCount; }
+    QLineEdit *titleField() const { return m_title; }
+    // The four standard hints, in the order of ToolsConfigController::hintKeys; partly
+    // checked is a hint left open.
+    const QList<QCheckBox *> &hintBoxes() const { return m_hints; }
 
 private:
     QLayout *makeToolbar();
@@ -43,6 +64,8 @@ private:
     ToolsConfigController *m_controller;
     QLineEdit *m_name;
     QLineEdit *m_description;
+    QLineEdit *m_title;
+    QList<QCheckBox *> m_hints;
     QComboBox *m_type;
     QComboBox *m_method;
     QLineEdit *m_handler;
@@ -52,4 +75,7 @@ private:
     QLabel *m_inputCount;
     QLabel *m_outputCount;
     bool m_editorOpen = false;
+    QLineEdit *m_testArguments;
+    ToolResultView *m_result;
+    ToolRunner m_runner;
 };
