@@ -549,6 +549,7 @@ TEST_F(ConfigTestFixture, PromptMessagesRoundTripThroughTheStoreAndReachTheEngin
     EXPECT_TRUE(again.promptsErrors.first().startsWith(u"Failed to export prompt 'Typing': "_s)) << again.promptsErrors.first().toStdString();
     EXPECT_TRUE(again.promptsErrors.first().contains(u"The messages are no valid JSON"_s));
     EXPECT_FALSE(QFile::exists(bundleFile(u"Prompts"_s, u"typing.json"_s)));
+}
 
 // A template read by a script gets its variables as arguments; completions come from the
 // script a template or a prompt argument names, given what was typed and the arguments so

@@ -519,6 +519,7 @@ TEST_F(ConfigScreensViewTest, PromptMessagesAreKeptAsTypedAndTheirProblemShown)
     delete menu;
     view->button("revert")->click();
     ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+}
 
 // The values offered for completion: a template's per variable on the Resources screen, an
 // argument's in its sheet; each shows again as it was written, and empty text removes them.
