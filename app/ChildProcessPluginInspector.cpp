@@ -25,16 +25,14 @@ ChildProcessPluginInspector::ChildProcessPluginInspector(QString executable, int
 {
 }
 
-std::optional<ToolDescriptor> ChildProcessPluginInspector::inspect(const QString &path, int pluginType, AppError *error)
+Result<ToolDescriptor> ChildProcessPluginInspector::inspect(const QString &path, int pluginType)
 {
     QProcess child;
     child.setProgram(m_executable);
     child.setArguments({QStringLiteral("plugin"), QStringLiteral("inspect"), QString::number(pluginType), path});
     child.start(QIODevice::ReadOnly);
-    auto fail = [&](int code, const QString &description) -> std::optional<ToolDescriptor> {
-        if (error)
-            *error = inspectionError(code, description);
-        return std::nullopt;
+    auto fail = [](int code, const QString &description) -> Result<ToolDescriptor> {
+        return inspectionError(code, description);
     };
     if (!child.waitForStarted(m_timeoutMs))
         return fail(1, QStringLiteral("The plug-in could not be inspected: %1").arg(child.errorString()));
@@ -48,27 +46,24 @@ std::optional<ToolDescriptor> ChildProcessPluginInspector::inspect(const QString
         return fail(3, QStringLiteral("The plug-in crashed while it was inspected"));
     if (child.exitCode() == 0) {
         if (std::optional<ToolDescriptor> descriptor = PluginInspector::fromJson(output))
-            return descriptor;
+            return *std::move(descriptor);
         return fail(4, QStringLiteral("Invalid plugin descriptor. Installation failed."));
     }
     // The loader's own words, as the child reported them.
     const QJsonObject reported = QJsonDocument::fromJson(output).object();
     const QString description = reported.value(QStringLiteral("error")).toString();
-    if (error) {
-        *error = AppError{reported.value(QStringLiteral("domain")).toString(kDomain),
-                          reported.value(QStringLiteral("code")).toInt(5), description};
-    }
-    return std::nullopt;
+    return AppError{reported.value(QStringLiteral("domain")).toString(kDomain),
+                    reported.value(QStringLiteral("code")).toInt(5), description};
 }
 
 int ChildProcessPluginInspector::runChild(const QString &path, int pluginType)
 {
     ExternToolBridge bridge;
-    AppError error;
-    const ToolDiscoveryService::Handler handler = bridge.registerPlugin(path, pluginType, &error);
+    const Result<ToolDiscoveryService::Handler> handler = bridge.registerPlugin(path, pluginType);
+    const AppError error = handler ? AppError{} : handler.error();
     std::optional<ToolDescriptor> descriptor;
-    if (handler && error.domain.isEmpty())
-        descriptor = handler->getToolDescriptor();
+    if (handler)
+        descriptor = (*handler)->getToolDescriptor();
     if (!descriptor) {
         const QString description = !error.domain.isEmpty() || !error.description.isEmpty()
                                         ? ToolDiscoveryService::failureDescription(error)

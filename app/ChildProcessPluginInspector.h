@@ -10,7 +10,7 @@ public:
     // executable: the kelvara program to run; timeoutMs: how long the child may take.
     explicit ChildProcessPluginInspector(QString executable, int timeoutMs = 15000);
 
-    std::optional<ToolDescriptor> inspect(const QString &path, int pluginType, AppError *error) override;
+    Result<ToolDescriptor> inspect(const QString &path, int pluginType) override;
 
     // The child's side: loads the plug-in in this process and prints what inspect reads.
     // The exit code is 0 with a descriptor, 1 without.

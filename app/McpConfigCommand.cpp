@@ -37,7 +37,7 @@ int serverPort()
                        .arg(*failure));
         return 8888;
     }
-    if (const ServerConfig *config = ServerQueryService::fetchServerConfig(store->viewContext()))
+    if (const ServerConfig *config = ServerQueryService::fetchServerConfig(store->viewContext()).valueOr(nullptr))
         return quint16(config->port());
     return 8888;
 }

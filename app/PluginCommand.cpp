@@ -130,17 +130,18 @@ std::optional<QString> PluginCommand::enableForRun(PluginController *controller,
     // child process, so that an unregistered library's constructors never run in the server.
     QString name;
     {
-        AppError error;
         if (PluginInspector *inspector = PluginInspector::shared()) {
-            const std::optional<ToolDescriptor> descriptor = inspector->inspect(file, type, &error);
+            const Result<ToolDescriptor> descriptor = inspector->inspect(file, type);
             if (!descriptor)
-                return fail(QStringLiteral("Failed to load plugin: ") + ToolDiscoveryService::failureDescription(error));
+                return fail(QStringLiteral("Failed to load plugin: ") +
+                            ToolDiscoveryService::failureDescription(descriptor.error()));
             name = descriptor->name;
         } else {
-            const std::unique_ptr<CustomToolHandler> probe = controller->bridge().loadPlugin(file, type, &error);
-            if (!probe || !probe->getToolDescriptor())
-                return fail(QStringLiteral("Failed to load plugin: ") + ToolDiscoveryService::failureDescription(error));
-            name = probe->getToolDescriptor()->name;
+            const Result<std::unique_ptr<CustomToolHandler>> probe = controller->bridge().loadPlugin(file, type);
+            if (!probe || !(*probe)->getToolDescriptor())
+                return fail(QStringLiteral("Failed to load plugin: ") +
+                            ToolDiscoveryService::failureDescription(probe ? AppError{} : probe.error()));
+            name = (*probe)->getToolDescriptor()->name;
         }
     }
     const std::optional<Plugin> registered = controller->pluginNamed(name);

@@ -3,6 +3,7 @@
 #include "engine/ClientRequests.h"
 #include "engine/JSONValue.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -33,6 +34,15 @@ public:
     // True when progress() would send something (the request carried a token).
     virtual bool wantsProgress() const = 0;
 
+    // Ends the stream that carries these messages to the client now, asking it to come back
+    // after `retry` for the rest and the answer (HTTP with a session whose client resumes
+    // streams). The call goes on; what it says from here waits for the client. False, and
+    // nothing changes, where the client cannot resume or the call is over.
+    virtual bool closeStream(std::chrono::milliseconds retry)
+    {
+        (void)retry;
+        return false;
+    }
     // Whether the calling client declared this capability ("elicitation", "sampling") when
     // it initialized its session. A client without a session declared nothing.
     virtual bool clientSupports(const std::string &capability) const

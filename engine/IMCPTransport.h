@@ -64,6 +64,15 @@ public:
         (void)connectionId;
         (void)text;
     }
+    // Ends the stream that carries the messages of the request on this connection before
+    // its answer, telling the client when to come back for the rest (`retry`); the rest
+    // then waits for it. False when the transport cannot do that for this request.
+    virtual bool closeStream(const std::string &connectionId, std::chrono::milliseconds retry)
+    {
+        (void)connectionId;
+        (void)retry;
+        return false;
+    }
     // A message for every client that can hear one outside a request (list changes).
     virtual void broadcast(const std::string &text) { (void)text; }
     // The session the request on this connection belongs to; null when it has none.

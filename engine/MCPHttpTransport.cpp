@@ -109,11 +109,22 @@ struct MCPHttpTransport::Listener {
     std::atomic<int> inAccept{0};
 };
 
-namespace {
+// The events of one call's stream in a session, under its session's mutex: kept until the
+// answer has been written to the client, so that a client whose stream ended (the server
+// closed it, or the connection broke) resumes it with a GET and Last-Event-ID.
+struct MCPHttpTransport::CallStream {
+    explicit CallStream(uint64_t streamNumber) : number(streamNumber) {}
+    const uint64_t number;
+    std::deque<std::pair<uint64_t, std::string>> events;  // by their number in the stream
+    uint64_t next = 1;         // 0 is the priming event's
+    bool attached = true;      // the request's own connection still carries the stream
+    bool finished = false;     // the answer (or the call's end without one) is among the events
+    uint64_t generation = 0;   // counts the GETs that resumed it; an older one ends
+};
 
 // One client session: what the server remembers of it, and its stream's backlog. The
 // backlog keeps the last kSessionBacklog messages for a GET stream to write or replay.
-struct HttpSession {
+struct MCPHttpTransport::HttpSession {
     explicit HttpSession(std::string id) : info(std::make_shared<MCPSession>(std::move(id))) {}
     const std::shared_ptr<MCPSession> info;
     std::chrono::steady_clock::time_point lastUsed;  // under Shared::sessionsMutex
@@ -126,9 +137,19 @@ struct HttpSession {
     uint64_t delivered = 0;   // the last event id a stream has written
     uint64_t generation = 0;  // counts the GET streams; an older one ends when a newer opens
     bool ended = false;
+    // The calls' streams not yet delivered whole, by stream number (1, 2, ...).
+    std::map<uint64_t, std::shared_ptr<CallStream>> calls;
+    uint64_t callStreams = 0;
 };
 
+namespace {
+
+using HttpSession = MCPHttpTransport::HttpSession;
+using CallStream = MCPHttpTransport::CallStream;
+
 constexpr size_t kSessionBacklog = 256;
+// Finished call streams nobody came back for are dropped, oldest first, beyond this many.
+constexpr size_t kKeptCallStreams = 16;
 
 }  // namespace
 
@@ -866,13 +887,18 @@ void wakeStreams(Shared &shared, bool endAll)
     }
 }
 
-// One server-sent event: its id, and the message as data lines (a line break of the
-// message's layout starts another data line, which the client joins back with a line feed).
-void appendEvent(std::string &out, uint64_t id, std::string_view text)
+std::string streamHead(std::string_view sessionId);
+
+void appendNumber(std::string &out, uint64_t number)
 {
-    out += "id: ";
     char digits[24];
-    out.append(digits, std::to_chars(digits, digits + sizeof digits, id).ptr);
+    out.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+}
+
+// The rest of an event after its id: the message as data lines (a line break of the
+// message's layout starts another data line, which the client joins back with a line feed).
+void appendEventData(std::string &out, std::string_view text)
+{
     out += "\nevent: message\n";
     size_t start = 0;
     for (;;) {
@@ -885,6 +911,91 @@ void appendEvent(std::string &out, uint64_t id, std::string_view text)
         start = end + 1;
     }
     out += '\n';
+}
+
+// One server-sent event: its id, and the message.
+void appendEvent(std::string &out, uint64_t id, std::string_view text)
+{
+    out += "id: ";
+    appendNumber(out, id);
+    appendEventData(out, text);
+}
+
+// An event of a call's stream: "<stream>-<n>" names the stream a resuming GET continues.
+void appendCallEvent(std::string &out, uint64_t stream, uint64_t n, std::string_view text)
+{
+    out += "id: ";
+    appendNumber(out, stream);
+    out += '-';
+    appendNumber(out, n);
+    appendEventData(out, text);
+}
+
+// Whether the session's client knows priming events and streams the server ends early.
+bool resumable(const HttpSession &session)
+{
+    return session.info->protocolVersion() >= "2025-11-25";
+}
+
+// A new stream for a call in the session. Finished streams beyond the kept number go.
+std::shared_ptr<CallStream> openCallStream(HttpSession &session)
+{
+    std::lock_guard lock(session.mutex);
+    auto call = std::make_shared<CallStream>(++session.callStreams);
+    size_t finished = 0;
+    for (const auto &[number, kept] : session.calls)
+        finished += kept->finished ? 1 : 0;
+    for (auto it = session.calls.begin(); finished > kKeptCallStreams && it != session.calls.end();) {
+        if (it->second->finished) {
+            it = session.calls.erase(it);
+            --finished;
+        } else {
+            ++it;
+        }
+    }
+    session.calls.emplace(call->number, call);
+    return call;
+}
+
+// The first bytes of a call's stream: the head, and for a client that resumes, the priming
+// event (the stream's id before any message, empty data).
+std::string callStreamStart(const HttpSession &session, const CallStream &call, std::string_view issuedId)
+{
+    std::string out = streamHead(issuedId);
+    if (resumable(session)) {
+        out += "id: ";
+        appendNumber(out, call.number);
+        out += "-0\ndata: \n\n";
+    }
+    return out;
+}
+
+// Puts one message on a call's stream: kept in the session, and written after `out` (the
+// stream's start, or nothing) to the request's own connection while that still carries the
+// stream. Once the answer has been written the session lets the stream go.
+void sendOnCall(HttpSession &session, CallStream &call, int fd, std::string out, std::string_view text, bool answer)
+{
+    uint64_t n = 0;
+    bool attached = false;
+    {
+        std::lock_guard lock(session.mutex);
+        n = call.next++;
+        call.events.emplace_back(n, std::string(text));
+        while (call.events.size() > kSessionBacklog)
+            call.events.pop_front();
+        call.finished = call.finished || answer;
+        attached = call.attached;
+        session.wake.notify_all();
+    }
+    if (!attached)
+        return;
+    appendCallEvent(out, call.number, n, text);
+    const bool sent = sendAll(fd, out);
+    std::lock_guard lock(session.mutex);
+    if (!sent)
+        call.attached = false;  // the client may come back for the rest
+    else if (answer)
+        session.calls.erase(call.number);
 }
 
 // The head of an event stream: no length, the stream ends when the connection closes.
@@ -975,6 +1086,98 @@ void serveStream(Shared &shared, const std::shared_ptr<HttpSession> &session, in
     ::close(fd);
 }
 
+// Serves a call's stream from after its event `from` to its end, on a GET that resumes it:
+// what is kept, then what comes, up to the answer; then closes. The request's own connection
+// no longer carries the stream, nor does an earlier GET for it. False when the session holds
+// no stream of that number.
+bool serveCallStream(Shared &shared, const std::shared_ptr<HttpSession> &session, int fd, uint64_t number, uint64_t from)
+{
+    constexpr auto kPingInterval = std::chrono::seconds(15);
+    std::shared_ptr<CallStream> call;
+    uint64_t generation = 0;
+    {
+        std::lock_guard lock(session->mutex);
+        if (auto it = session->calls.find(number); it != session->calls.end())
+            call = it->second;
+        if (!call)
+            return false;
+        generation = ++call->generation;
+        call->attached = false;
+        session->wake.notify_all();  // a GET this one replaces ends
+    }
+    bool open = sendAll(fd, streamHead(session->info->id()));
+    Clock::time_point lastWrite = Clock::now();
+    while (open) {
+        std::string out;
+        uint64_t last = from;
+        bool done = false;
+        {
+            std::unique_lock lock(session->mutex);
+            auto over = [&] {
+                return generation != call->generation || session->ended || !shared.running.load() || shared.destroying.load();
+            };
+            auto more = [&] { return !call->events.empty() && call->events.back().first > from; };
+            session->wake.wait_for(lock, std::chrono::seconds(1), [&] { return over() || more() || call->finished; });
+            if (over())
+                break;
+            for (const auto &[n, text] : call->events) {
+                if (n > from) {
+                    appendCallEvent(out, call->number, n, text);
+                    last = n;
+                }
+            }
+            done = call->finished;
+        }
+        char probe;
+        if (::recv(fd, &probe, 1, MSG_PEEK | MSG_DONTWAIT) == 0)
+            break;
+        const Clock::time_point now = Clock::now();
+        if (!out.empty()) {
+            open = sendAll(fd, out);
+            from = last;
+            lastWrite = now;
+        } else if (now - lastWrite >= kPingInterval) {
+            open = sendAll(fd, ": ping\n\n");
+            lastWrite = now;
+        }
+        if (open && done) {
+            // Delivered whole: the session lets it go.
+            std::lock_guard lock(session->mutex);
+            if (generation == call->generation)
+                session->calls.erase(call->number);
+            break;
+        }
+    }
+    {
+        std::lock_guard lock(shared.sessionsMutex);
+        session->lastUsed = Clock::now();
+    }
+    closeAfterAnswer(fd);
+    return true;
+}
+
+// Last-Event-ID of a call's stream, "<stream>-<n>": the two numbers; nothing for a header
+// that is absent or of another form.
+std::optional<std::pair<uint64_t, uint64_t>> callEventIdOf(const HttpRequest &request)
+{
+    auto it = request.headers.find("last-event-id");
+    if (it == request.headers.end())
+        return std::nullopt;
+    const std::string &text = it->second;
+    const size_t dash = text.find('-');
+    if (dash == std::string::npos)
+        return std::nullopt;
+    uint64_t stream = 0;
+    uint64_t n = 0;
+    const char *middle = text.data() + dash;
+    const char *end = text.data() + text.size();
+    const auto first = std::from_chars(text.data(), middle, stream);
+    const auto second = std::from_chars(middle + 1, end, n);
+    if (first.ec != std::errc() || first.ptr != middle || second.ec != std::errc() || second.ptr != end)
+        return std::nullopt;
+    return std::make_pair(stream, n);
+}
+
 std::optional<uint64_t> lastEventIdOf(const HttpRequest &request)
 {
     auto it = request.headers.find("last-event-id");
@@ -1030,6 +1233,14 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
         auto session = findSession(shared, hooks, sessionHeader->second);
         if (!session)
             return noSession();
+        if (const auto resume = callEventIdOf(request)) {
+            if (!serveCallStream(shared, session, fd, resume->first, resume->second)) {
+                return reply(fd, keepOpen, 400, "application/json",
+                             MCPHttpTransport::refusalBody("Bad Request: stream " + std::to_string(resume->first) +
+                                                           " of this session has ended or never was; nothing to resume"));
+            }
+            return false;
+        }
         serveStream(shared, session, fd, lastEventIdOf(request));
         return false;
     }
@@ -1053,13 +1264,15 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
     pending.keepOpen = keepOpen;
     pending.acceptsStream = acceptsEventStream(request);
     if (inSession) {
-        if (!findSession(shared, hooks, sessionHeader->second))
+        pending.session = findSession(shared, hooks, sessionHeader->second);
+        if (!pending.session)
             return noSession();
         pending.sessionId = sessionHeader->second;
     } else if (message->method == "initialize" && message->type == MCPMessage::MessageType::Request) {
-        if (const auto session = createSession(shared, hooks)) {
+        if (auto session = createSession(shared, hooks)) {
             pending.sessionId = session->info->id();
             pending.issued = true;
+            pending.session = std::move(session);
         }
     }
     message->inSession = !pending.sessionId.empty();
@@ -1106,7 +1319,15 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
         return false;
     }
     if (pending.streaming) {
-        // A stream begun for a request that then got no answer ends here.
+        // A stream begun for a request that then got no answer ends here, and so does a
+        // GET waiting to resume it.
+        if (pending.call) {
+            std::lock_guard lock(pending.session->mutex);
+            pending.call->finished = true;
+            if (pending.call->attached)
+                pending.session->calls.erase(pending.call->number);
+            pending.session->wake.notify_all();
+        }
         closeAfterAnswer(fd);
         return false;
     }
@@ -1559,6 +1780,8 @@ void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared
     bool streaming = false;
     std::string sessionId;
     uint64_t eventId = 0;
+    std::shared_ptr<HttpSession> session;
+    std::shared_ptr<CallStream> call;
     {
         std::lock_guard lock(m_shared->connectionsMutex);
         auto it = m_shared->pendingConnections.find(connectionId);
@@ -1570,6 +1793,10 @@ void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared
         if (it->second.issued)
             sessionId = it->second.sessionId;
         eventId = ++it->second.events;
+        if (streaming && it->second.call) {
+            session = it->second.session;
+            call = it->second.call;
+        }
         // An event stream ends with its answer, and the connection with it.
         if (keepOpen && !streaming)
             it->second.answered = true;
@@ -1582,9 +1809,13 @@ void MCPHttpTransport::sendResponse(const std::string &connectionId, std::shared
             body += *message->resultText;
             body += after;
         }
-        std::string out;
-        appendEvent(out, eventId, body);
-        sendAll(fd, out);
+        if (call) {
+            sendOnCall(*session, *call, fd, {}, body, true);
+        } else {
+            std::string out;
+            appendEvent(out, eventId, body);
+            sendAll(fd, out);
+        }
         closeAfterAnswer(fd);
         return;
     }
@@ -1609,6 +1840,8 @@ void MCPHttpTransport::notify(const std::string &connectionId, const std::string
     std::string sessionId;
     std::string issuedId;
     uint64_t eventId = 0;
+    std::shared_ptr<HttpSession> session;
+    std::shared_ptr<CallStream> call;
     {
         std::lock_guard lock(m_shared->connectionsMutex);
         auto it = m_shared->pendingConnections.find(connectionId);
@@ -1624,7 +1857,17 @@ void MCPHttpTransport::notify(const std::string &connectionId, const std::string
             eventId = ++pending.events;
             if (pending.issued)
                 issuedId = pending.sessionId;
+            if (pending.session) {
+                if (!pending.call)
+                    pending.call = openCallStream(*pending.session);
+                session = pending.session;
+                call = pending.call;
+            }
         }
+    }
+    if (call) {
+        sendOnCall(*session, *call, fd, head ? callStreamStart(*session, *call, issuedId) : std::string(), text, false);
+        return;
     }
     if (fd < 0) {
         // The client takes one JSON body: what the call says goes to its session's stream.
@@ -1637,6 +1880,49 @@ void MCPHttpTransport::notify(const std::string &connectionId, const std::string
     std::string out = head ? streamHead(issuedId) : std::string();
     appendEvent(out, eventId, text);
     sendAll(fd, out);
+}
+
+bool MCPHttpTransport::closeStream(const std::string &connectionId, std::chrono::milliseconds retry)
+{
+    int fd = -1;
+    bool head = false;
+    std::string issuedId;
+    std::shared_ptr<HttpSession> session;
+    std::shared_ptr<CallStream> call;
+    {
+        std::lock_guard lock(m_shared->connectionsMutex);
+        auto it = m_shared->pendingConnections.find(connectionId);
+        if (it == m_shared->pendingConnections.end() || it->second.answered || it->second.stopped)
+            return false;
+        Pending &pending = it->second;
+        // A client of an older revision would take the early end for the call's failure.
+        if (!pending.acceptsStream || !pending.session || !resumable(*pending.session))
+            return false;
+        head = !pending.streaming;
+        pending.streaming = true;
+        fd = pending.fd;
+        if (pending.issued)
+            issuedId = pending.sessionId;
+        if (!pending.call)
+            pending.call = openCallStream(*pending.session);
+        session = pending.session;
+        call = pending.call;
+    }
+    {
+        std::lock_guard lock(session->mutex);
+        if (!call->attached)
+            return true;  // already ended, or taken over by a GET
+        call->attached = false;
+    }
+    std::string out = head ? callStreamStart(*session, *call, issuedId) : std::string();
+    out += "retry: ";
+    appendNumber(out, uint64_t(std::max<int64_t>(0, retry.count())));
+    out += "\n\n";
+    sendAll(fd, out);
+    // The client sees the stream end; the descriptor is closed with the answer, by whoever
+    // takes the connection back.
+    ::shutdown(fd, SHUT_WR);
+    return true;
 }
 
 void MCPHttpTransport::broadcast(const std::string &text)

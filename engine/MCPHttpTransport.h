@@ -33,6 +33,15 @@ namespace MCP {
 // then the answer, then the connection closes. Otherwise they go to the session's stream,
 // or, for a stateless request, are dropped.
 //
+// In a session such a stream can be resumed. Its events have ids "<stream>-<n>" (the
+// session's GET stream keeps plain numbers), and the session keeps them until the answer
+// has reached the client. For a session that settled on 2025-11-25 or later, the stream
+// begins with a priming event (its id, empty data), and closeStream may end it early with
+// a `retry:` hint while the call runs; a GET with that session and Last-Event-ID
+// "<stream>-<n>" then receives the call's events after n, up to and including the answer,
+// and closes. An id of a stream the session no longer holds (answered and delivered, or
+// never issued) gets 400 with a JSON-RPC error body.
+//
 // Where the protocol leaves the choice open: a request for which the handler produces no
 // response (a valid cancel notification) is answered "202 Accepted" with an empty body
 // and closed at once; a content-length that is not a decimal number fails the read (code
@@ -74,6 +83,11 @@ public:
     std::shared_ptr<MCPSession> session(const std::string &connectionId) override;
     void sendToSession(const std::string &sessionId, const std::string &text) override;
     void setSessionEndedHandler(std::function<void(const std::string &)> handler) override;
+    // Ends the event stream of the request on this connection now, with a `retry:` hint;
+    // what the call says from here on, and its answer, wait in its session for the client
+    // to resume. False (and nothing changes) for a request without a session, a session
+    // below 2025-11-25, a client that takes only JSON, or a request already answered.
+    bool closeStream(const std::string &connectionId, std::chrono::milliseconds retry) override;
     // Sessions open now (expired ones count until they are next looked at).
     size_t sessionCount() const;
 
@@ -116,6 +130,8 @@ public:
 
     struct Shared;
     struct Listener;
+    struct HttpSession;
+    struct CallStream;
     // A request handed to the handler and not yet taken back by its worker.
     struct Pending {
         int fd = -1;
@@ -127,6 +143,8 @@ public:
         bool issued = false;         // the answer carries the new session's id
         uint64_t events = 0;         // events written on a stream without a session
         std::string sessionId;       // empty for a stateless request
+        std::shared_ptr<HttpSession> session;  // the session's state, when it has one
+        std::shared_ptr<CallStream> call;      // the resumable stream, once streaming in a session
     };
 
 private:

@@ -113,6 +113,14 @@ void RequestReporter::send(const std::string &text)
     m_transport.notify(m_connectionId, text);
 }
 
+bool RequestReporter::closeStream(std::chrono::milliseconds retry)
+{
+    std::lock_guard lock(m_mutex);
+    if (!m_open || (m_token && m_token->isCancelled()))
+        return false;
+    return m_transport.closeStream(m_connectionId, retry);
+}
+
 void RequestReporter::close()
 {
     std::lock_guard lock(m_mutex);

@@ -25,6 +25,7 @@ public:
     void progress(double progress, std::optional<double> total, const std::string &message) override;
     void log(const std::string &level, const JSONValue &data, const std::string &logger) override;
     bool wantsProgress() const override;
+    bool closeStream(std::chrono::milliseconds retry) override;
     bool clientSupports(const std::string &capability) const override;
     ClientRequests::Reply request(const std::string &method, const JSONValue &params,
                                   const ClientRequests::StopCheck &stop) override;

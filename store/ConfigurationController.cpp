@@ -349,25 +349,24 @@ Result<ExportResult> ConfigurationController::exportConfiguration()
     m_router->bridge()->resetRegistry();
 
     ExportResult result;
-    AppError fetchError;
-    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(m_context, &fetchError);
-    if (fetchError.code != 0)
-        return failWith(TransferError::unknown(fetchError.description));
-    exportKind(tools, root.filePath(folderName(Directory::tools)), QStringLiteral("tool"), QStringLiteral("tool"),
+    const Result<QList<ToolsConfig *>> tools = ToolsQueryService::fetchTools(m_context);
+    if (!tools)
+        return failWith(TransferError::unknown(tools.error().description));
+    exportKind(*tools, root.filePath(folderName(Directory::tools)), QStringLiteral("tool"), QStringLiteral("tool"),
                result.exportedTools, result.toolsErrors,
                [](const ToolsConfig *tool) { return toolConfig(tool); });
 
-    const QList<ResourceConfig *> resources = ResourceQueryService::fetchResourceConfigs(m_context, &fetchError);
-    if (fetchError.code != 0)
-        return failWith(TransferError::unknown(fetchError.description));
-    exportKind(resources, root.filePath(folderName(Directory::resources)), QStringLiteral("Resource"),
+    const Result<QList<ResourceConfig *>> resources = ResourceQueryService::fetchResourceConfigs(m_context);
+    if (!resources)
+        return failWith(TransferError::unknown(resources.error().description));
+    exportKind(*resources, root.filePath(folderName(Directory::resources)), QStringLiteral("Resource"),
                QStringLiteral("resource"), result.exportedResources, result.resourcesErrors,
                [](const ResourceConfig *resource) { return Result<JSONResourceConfig>(resourceConfig(resource)); });
 
-    const QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(m_context, &fetchError);
-    if (fetchError.code != 0)
-        return failWith(TransferError::unknown(fetchError.description));
-    exportKind(prompts, root.filePath(folderName(Directory::prompts)), QStringLiteral("prompt"),
+    const Result<QList<PromptConfig *>> prompts = PromptQueryService::fetchPrompts(m_context);
+    if (!prompts)
+        return failWith(TransferError::unknown(prompts.error().description));
+    exportKind(*prompts, root.filePath(folderName(Directory::prompts)), QStringLiteral("prompt"),
                QStringLiteral("prompt"), result.exportedPrompts, result.promptsErrors,
                [](const PromptConfig *prompt) -> Result<JSONPromptConfig> {
                    // Messages being typed on the Prompts screen may not be whole yet: the file waits for them.
@@ -479,9 +478,8 @@ Result<ImportResult> ConfigurationController::importBuiltinConfiguration(Abstrac
 bool ConfigurationController::holdsNoRecords() const
 {
     for (const StoreEntity entity : {StoreEntity::ToolsConfig, StoreEntity::ResourceConfig, StoreEntity::PromptConfig}) {
-        AppError error;
-        const QList<StoreRecord *> found = m_context->execute(FetchRequest::forEntity(entity), &error);
-        if (!found.isEmpty() || error.code != 0 || !error.description.isEmpty())
+        const Result<QList<StoreRecord *>> found = m_context->execute(FetchRequest::forEntity(entity));
+        if (!found || !found->isEmpty())
             return false;
     }
     return true;
@@ -493,10 +491,10 @@ bool ConfigurationController::alreadyStored(Directory directory, const QString &
         return std::any_of(records.begin(), records.end(), [&name](const auto *record) { return record->name() == name; });
     };
     if (directory == Directory::tools)
-        return named(m_context->fetch<ToolsConfig>(FetchRequest::forEntity(StoreEntity::ToolsConfig)));
+        return named(m_context->fetch<ToolsConfig>(FetchRequest::forEntity(StoreEntity::ToolsConfig)).valueOr({}));
     if (directory == Directory::resources)
-        return named(m_context->fetch<ResourceConfig>(FetchRequest::forEntity(StoreEntity::ResourceConfig)));
-    return named(m_context->fetch<PromptConfig>(FetchRequest::forEntity(StoreEntity::PromptConfig)));
+        return named(m_context->fetch<ResourceConfig>(FetchRequest::forEntity(StoreEntity::ResourceConfig)).valueOr({}));
+    return named(m_context->fetch<PromptConfig>(FetchRequest::forEntity(StoreEntity::PromptConfig)).valueOr({}));
 }
 
 qint64 ConfigurationController::maxImportFileBytes()
@@ -603,7 +601,7 @@ Result<void> ConfigurationController::importKind(Directory directory, const QStr
             fileError = TransferError::readFailed(file.errorString());
         } else {
             const QByteArray data = file.readAll();
-            QString reason;
+            AppError reason;
             ok = true;
             bool skipped = false;
             auto missing = [&](const QString &name) {
@@ -611,31 +609,34 @@ Result<void> ConfigurationController::importKind(Directory directory, const QStr
                 return !skipped;
             };
             if (directory == Directory::tools) {
-                if (auto config = JSONToolConfig::fromJsonData(data, &reason)) {
+                if (const Result<JSONToolConfig> config = JSONToolConfig::fromJsonData(data)) {
                     if (missing(config->name))
                         insertTool(*config, root);
                 } else {
                     ok = false;
+                    reason = config.error();
                 }
             } else if (directory == Directory::resources) {
-                if (auto config = JSONResourceConfig::fromJsonData(data, &reason)) {
+                if (const Result<JSONResourceConfig> config = JSONResourceConfig::fromJsonData(data)) {
                     if (missing(config->name))
                         insertResource(*config, root);
                 } else {
                     ok = false;
+                    reason = config.error();
                 }
             } else {
-                if (auto config = JSONPromptConfig::fromJsonData(data, &reason)) {
+                if (const Result<JSONPromptConfig> config = JSONPromptConfig::fromJsonData(data)) {
                     if (missing(config->name))
                         insertPrompt(*config, root);
                 } else {
                     ok = false;
+                    reason = config.error();
                 }
             }
             if (skipped)
                 continue;
             if (!ok) {
-                fileError = TransferError::decodingFailed(reason);
+                fileError = TransferError::decodingFailed(reason.description);
             } else {
                 // Each file is saved by itself; a failed save leaves its records pending.
                 if (const Result<void> saved = m_context->save(); !saved) {

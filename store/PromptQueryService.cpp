@@ -17,9 +17,9 @@ FetchRequest PromptQueryService::promptsRequest()
     return request;
 }
 
-QList<PromptConfig *> PromptQueryService::fetchPrompts(StoreContext *context, AppError *error)
+Result<QList<PromptConfig *>> PromptQueryService::fetchPrompts(StoreContext *context)
 {
-    return context->fetch<PromptConfig>(promptsRequest(), error);
+    return context->fetch<PromptConfig>(promptsRequest());
 }
 
 QList<PromptArguments *> PromptQueryService::sortedArguments(const PromptConfig *prompt)

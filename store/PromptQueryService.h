@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/AppError.h"
+#include "base/Result.h"
 #include "store/FetchRequest.h"
 
 #include <QList>
@@ -14,7 +14,7 @@ class PromptQueryService {
 public:
     // "PromptConfig" by `name` ascending, with the arguments loaded.
     static FetchRequest promptsRequest();
-    static QList<PromptConfig *> fetchPrompts(StoreContext *context, AppError *error = nullptr);
+    static Result<QList<PromptConfig *>> fetchPrompts(StoreContext *context);
 
     // `arguments` sorted ascending on `name` (missing counts as "").
     static QList<PromptArguments *> sortedArguments(const PromptConfig *prompt);

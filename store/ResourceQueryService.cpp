@@ -12,9 +12,9 @@ FetchRequest ResourceQueryService::resourcesRequest()
     return request;
 }
 
-QList<ResourceConfig *> ResourceQueryService::fetchResourceConfigs(StoreContext *context, AppError *error)
+Result<QList<ResourceConfig *>> ResourceQueryService::fetchResourceConfigs(StoreContext *context)
 {
-    return context->fetch<ResourceConfig>(resourcesRequest(), error);
+    return context->fetch<ResourceConfig>(resourcesRequest());
 }
 
 ResourceConfig *ResourceQueryService::createResourceConfig(StoreContext *context)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/AppError.h"
+#include "base/Result.h"
 #include "store/FetchRequest.h"
 
 #include <QList>
@@ -13,7 +13,7 @@ class ResourceQueryService {
 public:
     // "ResourceConfig" by `name` ascending.
     static FetchRequest resourcesRequest();
-    static QList<ResourceConfig *> fetchResourceConfigs(StoreContext *context, AppError *error = nullptr);
+    static Result<QList<ResourceConfig *>> fetchResourceConfigs(StoreContext *context);
 
     // A new resource with its creation defaults, pending in the context.
     static ResourceConfig *createResourceConfig(StoreContext *context);

@@ -10,23 +10,21 @@ FetchRequest ServerQueryService::serverRequest()
     return request;
 }
 
-ServerConfig *ServerQueryService::fetchServerConfig(StoreContext *context, AppError *error)
+Result<ServerConfig *> ServerQueryService::fetchServerConfig(StoreContext *context)
 {
-    const QList<ServerConfig *> rows = context->fetch<ServerConfig>(serverRequest(), error);
-    return rows.isEmpty() ? nullptr : rows.first();
+    const Result<QList<ServerConfig *>> rows = context->fetch<ServerConfig>(serverRequest());
+    if (!rows)
+        return rows.error();
+    return rows->isEmpty() ? nullptr : rows->first();
 }
 
-ServerConfig *ServerQueryService::fetchOrCreateServerConfig(StoreContext *context, AppError *error)
+Result<ServerConfig *> ServerQueryService::fetchOrCreateServerConfig(StoreContext *context)
 {
-    AppError fetchError;  // code stays 0 unless the fetch fails
-    const QList<ServerConfig *> rows = context->fetch<ServerConfig>(serverRequest(), &fetchError);
-    if (fetchError.code != 0) {
-        if (error)
-            *error = fetchError;
-        return nullptr;
-    }
-    if (!rows.isEmpty())
-        return rows.first();
+    const Result<QList<ServerConfig *>> rows = context->fetch<ServerConfig>(serverRequest());
+    if (!rows)
+        return rows.error();
+    if (!rows->isEmpty())
+        return rows->first();
     auto *config = context->insert<ServerConfig>();
     config->setServerName(QStringLiteral("tamsel_kelvara"));
     config->setServerTitle(QStringLiteral("Kelvara"));

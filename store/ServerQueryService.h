@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/AppError.h"
+#include "base/Result.h"
 #include "store/FetchRequest.h"
 
 class StoreContext;
@@ -12,9 +12,8 @@ class ServerQueryService {
 public:
     // "ServerConfig", at most one.
     static FetchRequest serverRequest();
-    // The first row, or nullptr (also when the fetch fails; error then tells why).
-    static ServerConfig *fetchServerConfig(StoreContext *context, AppError *error = nullptr);
-    // The first row, or a new one with the defaults, inserted but not saved. nullptr only
-    // when the fetch fails.
-    static ServerConfig *fetchOrCreateServerConfig(StoreContext *context, AppError *error = nullptr);
+    // The first row, or nullptr when there is none.
+    static Result<ServerConfig *> fetchServerConfig(StoreContext *context);
+    // The first row, or a new one with the defaults, inserted but not saved; never nullptr.
+    static Result<ServerConfig *> fetchOrCreateServerConfig(StoreContext *context);
 };

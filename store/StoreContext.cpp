@@ -346,28 +346,23 @@ void StoreContext::refresh(StoreRecord *record, bool mergeChanges)
     emit objectsDidChange();
 }
 
-bool StoreContext::ensureLoaded(StoreEntity entity, AppError *error)
+Result<void> StoreContext::ensureLoaded(StoreEntity entity)
 {
     const int index = int(entity);
     if (m_loaded[index])
-        return true;
-    if (m_unavailable) {
-        if (error)
-            *error = unavailableError();
-        return false;
-    }
+        return {};
+    if (m_unavailable)
+        return unavailableError();
     const StoreEntityInfo &info = storeEntityInfo(entity);
-    if (info.owner && !ensureLoaded(*info.owner, error))
-        return false;
-    QString failure;
-    if (!loadTable(entity, &failure)) {
-        if (error)
-            *error =
-                AppError{errorDomain, FetchFailed, QStringLiteral("The configuration could not be read: ") + failure};
-        return false;
+    if (info.owner) {
+        if (Result<void> owner = ensureLoaded(*info.owner); !owner)
+            return owner;
     }
+    QString failure;
+    if (!loadTable(entity, &failure))
+        return AppError{errorDomain, FetchFailed, QStringLiteral("The configuration could not be read: ") + failure};
     m_loaded[index] = true;
-    return true;
+    return {};
 }
 
 bool StoreContext::loadTable(StoreEntity entity, QString *failure)
@@ -437,7 +432,7 @@ bool StoreContext::loadTable(StoreEntity entity, QString *failure)
     return true;
 }
 
-bool StoreContext::prefetch(StoreEntity entity, const QString &keyPath, AppError *error)
+Result<void> StoreContext::prefetch(StoreEntity entity, const QString &keyPath)
 {
     StoreEntity current = entity;
     for (const QString &relationship : keyPath.split(QLatin1Char('.'))) {
@@ -464,32 +459,25 @@ bool StoreContext::prefetch(StoreEntity entity, const QString &keyPath, AppError
         default:
             break;
         }
-        if (!target) {
-            if (error)
-                *error = AppError{
-                    errorDomain, FetchFailed,
-                    QStringLiteral("Unknown relationship '%1' of %2").arg(relationship, storeEntityName(current))};
-            return false;
-        }
-        if (!ensureLoaded(*target, error))
-            return false;
+        if (!target)
+            return AppError{errorDomain, FetchFailed,
+                            QStringLiteral("Unknown relationship '%1' of %2").arg(relationship, storeEntityName(current))};
+        if (Result<void> loaded = ensureLoaded(*target); !loaded)
+            return loaded;
         current = *target;
     }
-    return true;
+    return {};
 }
 
-QList<StoreRecord *> StoreContext::execute(const FetchRequest &request, AppError *error)
+Result<QList<StoreRecord *>> StoreContext::execute(const FetchRequest &request)
 {
-    if (m_unavailable) {
-        if (error)
-            *error = unavailableError();
-        return {};
-    }
-    if (!ensureLoaded(request.entity, error))
-        return {};
+    if (m_unavailable)
+        return unavailableError();
+    if (Result<void> loaded = ensureLoaded(request.entity); !loaded)
+        return loaded.error();
     for (const QString &keyPath : request.relationshipKeyPathsForPrefetching) {
-        if (!prefetch(request.entity, keyPath, error))
-            return {};
+        if (Result<void> loaded = prefetch(request.entity, keyPath); !loaded)
+            return loaded.error();
     }
     compactLiveLists();
     QList<StoreRecord *> result;

@@ -58,17 +58,17 @@ public:
     bool hasChanges() const;
 
     // Records of the request's entity that are not deleted: stored ones and pending inserts.
-    // On failure the result is empty and error is set (its code is never 0); on success
-    // error is left untouched.
-    QList<StoreRecord *> execute(const FetchRequest &request, AppError *error = nullptr);
+    Result<QList<StoreRecord *>> execute(const FetchRequest &request);
     template <class T>
-    QList<T *> fetch(FetchRequest request, AppError *error = nullptr)
+    Result<QList<T *>> fetch(FetchRequest request)
     {
         request.entity = T::staticEntity;
+        const Result<QList<StoreRecord *>> found = execute(request);
+        if (!found)
+            return found.error();
         QList<T *> typed;
-        const QList<StoreRecord *> found = execute(request, error);
-        typed.reserve(found.size());
-        for (StoreRecord *record : found)
+        typed.reserve(found->size());
+        for (StoreRecord *record : *found)
             typed.append(static_cast<T *>(record));
         return typed;
     }
@@ -93,9 +93,9 @@ private:
 
     void recordWillChange(StoreRecord *record);
     void recordDidChange();
-    bool ensureLoaded(StoreEntity entity, AppError *error = nullptr);
+    Result<void> ensureLoaded(StoreEntity entity);
     bool loadTable(StoreEntity entity, QString *failure);
-    bool prefetch(StoreEntity entity, const QString &relationship, AppError *error);
+    Result<void> prefetch(StoreEntity entity, const QString &relationship);
     std::unique_ptr<StoreRecord> makeRecord(StoreEntity entity, qint64 key, StoreRecord::State state);
     void detach(StoreRecord *record);
     void compactLiveLists();

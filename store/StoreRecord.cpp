@@ -24,8 +24,9 @@ void StoreRecord::didChange()
 
 void StoreRecord::ensureLoaded(StoreEntity entity) const
 {
+    // A table that cannot be read leaves the list as it is; the next fetch reports why.
     if (m_state != State::Detached)
-        m_context->ensureLoaded(entity);
+        (void)m_context->ensureLoaded(entity);
 }
 
 namespace {

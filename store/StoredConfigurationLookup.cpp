@@ -19,17 +19,16 @@ namespace {
 template <class Fetch, class Matches, class ToConfig>
 ConfigurationLookup::Answer find(Fetch fetch, Matches matches, ToConfig toConfig)
 {
-    ConfigurationLookup::Answer answer;
+    ConfigurationLookup::Answer answer = std::optional<QString>();
     MainThread::runBlocking([&] {
-        AppError error;
-        const auto records = fetch(PersistenceController::shared()->viewContext(), &error);
-        if (error.code != 0) {
-            answer.fetchError = error.description;
+        const auto records = fetch(PersistenceController::shared()->viewContext());
+        if (!records) {
+            answer = records.error();
             return;
         }
-        for (const auto *record : records) {
+        for (const auto *record : *records) {
             if (matches(record)) {
-                answer.json = QString::fromUtf8(QJsonDocument(toConfig(record).toJson()).toJson(QJsonDocument::Indented));
+                answer = std::optional(QString::fromUtf8(QJsonDocument(toConfig(record).toJson()).toJson(QJsonDocument::Indented)));
                 return;
             }
         }

@@ -66,9 +66,9 @@ FetchRequest ToolsQueryService::toolsRequest()
     return request;
 }
 
-QList<ToolsConfig *> ToolsQueryService::fetchTools(StoreContext *context, AppError *error)
+Result<QList<ToolsConfig *>> ToolsQueryService::fetchTools(StoreContext *context)
 {
-    return context->fetch<ToolsConfig>(toolsRequest(), error);
+    return context->fetch<ToolsConfig>(toolsRequest());
 }
 
 QList<ToolInputSchema *> ToolsQueryService::sortedInputSchemas(const ToolsConfig *tool)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/AppError.h"
+#include "base/Result.h"
 #include "store/FetchRequest.h"
 
 #include <QList>
@@ -20,7 +20,7 @@ class ToolsQueryService {
 public:
     // "ToolsConfig" by `name` ascending, with both schema lists loaded.
     static FetchRequest toolsRequest();
-    static QList<ToolsConfig *> fetchTools(StoreContext *context, AppError *error = nullptr);
+    static Result<QList<ToolsConfig *>> fetchTools(StoreContext *context);
 
     // `inputSchemas` / `outputSchmas` as arrays, stable-sorted ascending on `type`.
     static QList<ToolInputSchema *> sortedInputSchemas(const ToolsConfig *tool);

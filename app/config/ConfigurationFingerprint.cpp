@@ -33,20 +33,20 @@ QByteArray ConfigurationFingerprint::ofStore(StoreContext *context)
     // Each kind in the order export registers it, as export writes it: two stores that
     // export alike serve alike.
     QJsonArray tools;
-    for (const ToolsConfig *tool : ToolsQueryService::fetchTools(context)) {
+    for (const ToolsConfig *tool : ToolsQueryService::fetchTools(context).valueOr({})) {
         if (const auto config = ConfigurationController::toolConfig(tool))
             tools.append(withoutTimestamp(config->toJson()));
         else
             tools.append(QStringLiteral("unexportable: %1").arg(tool->name().value_or(QString())));
     }
     QJsonArray resources;
-    for (const ResourceConfig *resource : ResourceQueryService::fetchResourceConfigs(context))
+    for (const ResourceConfig *resource : ResourceQueryService::fetchResourceConfigs(context).valueOr({}))
         resources.append(withoutTimestamp(ConfigurationController::resourceConfig(resource).toJson()));
     QJsonArray prompts;
-    for (const PromptConfig *prompt : PromptQueryService::fetchPrompts(context))
+    for (const PromptConfig *prompt : PromptQueryService::fetchPrompts(context).valueOr({}))
         prompts.append(withoutTimestamp(ConfigurationController::promptConfig(prompt).toJson()));
     QJsonObject server;
-    if (const ServerConfig *row = ServerQueryService::fetchServerConfig(context)) {
+    if (const ServerConfig *row = ServerQueryService::fetchServerConfig(context).valueOr(nullptr)) {
         server.insert(QStringLiteral("port"), row->port());
         server.insert(QStringLiteral("name"), row->serverName().value_or(QString()));
         server.insert(QStringLiteral("title"), row->serverTitle().value_or(QString()));

@@ -231,7 +231,7 @@ void ServerConfigController::queueSync()
 void ServerConfigController::sync()
 {
     const bool contextWasClean = !m_context->hasChanges();
-    ServerConfig *config = ServerQueryService::fetchOrCreateServerConfig(m_context);
+    ServerConfig *config = ServerQueryService::fetchOrCreateServerConfig(m_context).valueOr(nullptr);
     // A fresh store's row holds nothing but the defaults: write it at once, so that a first
     // start does not wait for a Save of values the user never touched. Pending edits of
     // anybody else's are left for their owner to save or revert.

@@ -197,13 +197,12 @@ void StoreBackedController::reload()
 
 void StoreBackedController::performReload()
 {
-    AppError error;
-    QList<StoreRecord *> fetched = m_context->execute(listRequest(), &error);
-    if (error.code != 0) {
-        showAlert(QStringLiteral("Error"), error.description);
+    Result<QList<StoreRecord *>> fetched = m_context->execute(listRequest());
+    if (!fetched) {
+        showAlert(QStringLiteral("Error"), fetched.error().description);
         return;
     }
-    setRecords(std::move(fetched));
+    setRecords(std::move(fetched).value());
     if (m_selected && !m_records.contains(m_selected))
         setSelectedRecord(nullptr);
     if (!m_records.isEmpty() && (selectsFirstAfterReloadAlways() || !m_selected))

@@ -80,7 +80,7 @@ int main(int argc, char **argv)
     for (int run = 0; run < runs; ++run) {
         timer.restart();
         auto store = std::make_unique<PersistenceController>(path);
-        const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(store->viewContext());
+        const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(store->viewContext()).valueOr({});
         qsizetype schemas = 0;
         for (ToolsConfig *tool : tools)
             schemas += tool->inputSchemas().size() + tool->outputSchmas().size();

@@ -21,14 +21,13 @@ StoreIntegrationHost::StoreIntegrationHost(StoreContext *context, MCPServer *rou
 
 std::optional<QList<QJsonObject>> StoreIntegrationHost::toolConfigs()
 {
-    AppError error;
-    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(m_context, &error);
-    if (!error.description.isEmpty()) {
-        qWarning().noquote() << QStringLiteral("[MCP-IM] Failed to fetch ToolsConfig: %1").arg(error.toString());
+    const Result<QList<ToolsConfig *>> tools = ToolsQueryService::fetchTools(m_context);
+    if (!tools) {
+        qWarning().noquote() << QStringLiteral("[MCP-IM] Failed to fetch ToolsConfig: %1").arg(tools.error().toString());
         return std::nullopt;
     }
     QList<QJsonObject> configs;
-    for (const ToolsConfig *tool : tools) {
+    for (const ToolsConfig *tool : *tools) {
         if (tool->name().value_or(QString()).trimmed().isEmpty())
             continue;
         const Result<JSONToolConfig> config = ConfigurationController::toolConfig(tool);
@@ -44,7 +43,7 @@ std::optional<QList<QJsonObject>> StoreIntegrationHost::toolConfigs()
 
 QString StoreIntegrationHost::serverLabel()
 {
-    const ServerConfig *server = ServerQueryService::fetchServerConfig(m_context);
+    const ServerConfig *server = ServerQueryService::fetchServerConfig(m_context).valueOr(nullptr);
     if (server) {
         if (server->serverTitle() && !server->serverTitle()->trimmed().isEmpty())
             return *server->serverTitle();
@@ -56,7 +55,7 @@ QString StoreIntegrationHost::serverLabel()
 
 int StoreIntegrationHost::serverPort()
 {
-    const ServerConfig *server = ServerQueryService::fetchServerConfig(m_context);
+    const ServerConfig *server = ServerQueryService::fetchServerConfig(m_context).valueOr(nullptr);
     return server ? server->port() : 0;
 }
 
@@ -73,11 +72,10 @@ void StoreIntegrationHost::resetToolRegistry()
 
 void StoreIntegrationHost::registerTool(const QJsonObject &object)
 {
-    QString error;
-    const std::optional<JSONToolConfig> config = JSONToolConfig::fromJson(object, &error);
+    const Result<JSONToolConfig> config = JSONToolConfig::fromJson(object);
     if (!config) {
         qWarning().noquote() << QStringLiteral("[MCP-IM] Failed to build config for '%1': %2")
-                                    .arg(object.value("name").toString(), error);
+                                    .arg(object.value("name").toString(), config.error().description);
         return;
     }
     // What the server runs on request is never rewritten through its own tools.

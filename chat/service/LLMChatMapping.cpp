@@ -1,5 +1,7 @@
 #include "chat/service/LLMChatMapping.h"
 
+#include "chat/clients/ChatClientError.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QUrl>
@@ -130,7 +132,7 @@ QJsonObject LLMChatMapping::geminiRequest(const QString &prompt)
     return QJsonObject{{"contents", QJsonArray{QJsonObject{{"parts", QJsonArray{QJsonObject{{"text", prompt}}}}}}}};
 }
 
-std::optional<AIChatResponse> LLMChatMapping::decodeOpenAIReply(const QByteArray &body, QString *error)
+static std::optional<AIChatResponse> openAIReply(const QByteArray &body, QString *error)
 {
     const auto object = parseObject(body, error);
     if (!object)
@@ -162,7 +164,7 @@ std::optional<AIChatResponse> LLMChatMapping::decodeOpenAIReply(const QByteArray
     return AIChatResponse{object->value("id").toString(), text, cloudStats(input, output)};
 }
 
-std::optional<AIChatResponse> LLMChatMapping::decodeAnthropicReply(const QByteArray &body, QString *error)
+static std::optional<AIChatResponse> anthropicReply(const QByteArray &body, QString *error)
 {
     const auto object = parseObject(body, error);
     if (!object)
@@ -193,7 +195,7 @@ std::optional<AIChatResponse> LLMChatMapping::decodeAnthropicReply(const QByteAr
     return AIChatResponse{object->value("id").toString(), text, cloudStats(input, output)};
 }
 
-std::optional<AIChatResponse> LLMChatMapping::decodeGeminiReply(const QByteArray &body, QString *error)
+static std::optional<AIChatResponse> geminiReply(const QByteArray &body, QString *error)
 {
     const auto object = parseObject(body, error);
     if (!object)
@@ -249,8 +251,7 @@ AIChatResponse LLMChatMapping::fromLMStudio(const LMSChatResponse &reply)
     return response;
 }
 
-std::optional<QList<AIModel>> LLMChatMapping::decodeModels(AIProviderID provider, const QByteArray &body,
-                                                           QString *error)
+static std::optional<QList<AIModel>> models(AIProviderID provider, const QByteArray &body, QString *error)
 {
     const auto object = parseObject(body, error);
     if (!object)
@@ -325,4 +326,46 @@ QList<AIModel> LLMChatMapping::huggingFaceFallbackModels()
     for (const auto &[id, name] : rows)
         models.append(AIModel{QString::fromUtf8(id), QString::fromUtf8(name), AIProviderID::huggingFace, false, {}, {}});
     return models;
+}
+
+namespace {
+
+// What a decoder made of a reply, or why it could not, as the chat clients report a reply
+// that isn't the record it should be.
+template <typename T>
+Result<T> decoded(std::optional<T> value, const QString &error)
+{
+    if (!value)
+        return ChatClientError::make(ChatClientError::Kind::decode, error);
+    return std::move(*value);
+}
+
+} // namespace
+
+Result<AIChatResponse> LLMChatMapping::decodeOpenAIReply(const QByteArray &body)
+{
+    QString error;
+    std::optional<AIChatResponse> reply = openAIReply(body, &error);
+    return decoded(std::move(reply), error);
+}
+
+Result<AIChatResponse> LLMChatMapping::decodeAnthropicReply(const QByteArray &body)
+{
+    QString error;
+    std::optional<AIChatResponse> reply = anthropicReply(body, &error);
+    return decoded(std::move(reply), error);
+}
+
+Result<AIChatResponse> LLMChatMapping::decodeGeminiReply(const QByteArray &body)
+{
+    QString error;
+    std::optional<AIChatResponse> reply = geminiReply(body, &error);
+    return decoded(std::move(reply), error);
+}
+
+Result<QList<AIModel>> LLMChatMapping::decodeModels(AIProviderID provider, const QByteArray &body)
+{
+    QString error;
+    std::optional<QList<AIModel>> list = models(provider, body, &error);
+    return decoded(std::move(list), error);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "chat/clients/LMSChatResponse.h"
 #include "chat/service/AIChatResponse.h"
 #include "chat/service/AIModel.h"
@@ -14,7 +15,7 @@
 // the provider-neutral records. Pure functions; any thread.
 //
 // The decoders are strict: a missing required key or a value of the wrong type is a decode
-// failure (nothing returned, *error says what), never an empty answer.
+// failure (a ChatClientError of the kind decode, saying what), never an empty answer.
 class LLMChatMapping {
 public:
     // OpenAI and the Hugging Face router: a "system" message first, only when the prompt has
@@ -35,16 +36,15 @@ public:
     static QString geminiPrompt(const QString &message, const std::optional<QString> &systemPrompt);
     static QJsonObject geminiRequest(const QString &prompt);
 
-    static std::optional<AIChatResponse> decodeOpenAIReply(const QByteArray &body, QString *error = nullptr);
-    static std::optional<AIChatResponse> decodeAnthropicReply(const QByteArray &body, QString *error = nullptr);
-    static std::optional<AIChatResponse> decodeGeminiReply(const QByteArray &body, QString *error = nullptr);
+    static Result<AIChatResponse> decodeOpenAIReply(const QByteArray &body);
+    static Result<AIChatResponse> decodeAnthropicReply(const QByteArray &body);
+    static Result<AIChatResponse> decodeGeminiReply(const QByteArray &body);
     // The message items' text joined; the figures copied one to one.
     static AIChatResponse fromLMStudio(const LMSChatResponse &reply);
 
     // A cloud provider's model list in the order of the reply. Not for LM Studio. Gemini's
     // models that can't generateContent (embedding models, say) are left out.
-    static std::optional<QList<AIModel>> decodeModels(AIProviderID provider, const QByteArray &body,
-                                                      QString *error = nullptr);
+    static Result<QList<AIModel>> decodeModels(AIProviderID provider, const QByteArray &body);
     // The query of the next page of a model list ("after_id=…" for Anthropic, "pageToken=…"
     // for Gemini), or nothing on the last page and for the providers that don't page.
     static std::optional<QString> nextModelPage(AIProviderID provider, const QByteArray &body);

@@ -17,11 +17,7 @@ Result<T> decodedReply(const Result<QByteArray> &body, Decode decode)
 {
     if (!body)
         return body.error();
-    QString error;
-    std::optional<T> value = decode(*body, &error);
-    if (!value)
-        return ChatClientError::make(ChatClientError::Kind::decode, error);
-    return std::move(*value);
+    return decode(*body);
 }
 
 Result<QList<AIModel>> cloudModels(AIProviderID provider, const QString &baseURL, const QString &token)
@@ -44,8 +40,8 @@ Result<QList<AIModel>> cloudModels(AIProviderID provider, const QString &baseURL
             }
         }();
         Result<QList<AIModel>> decoded =
-            decodedReply<QList<AIModel>>(body, [provider](const QByteArray &reply, QString *error) {
-                return LLMChatMapping::decodeModels(provider, reply, error);
+            decodedReply<QList<AIModel>>(body, [provider](const QByteArray &reply) {
+                return LLMChatMapping::decodeModels(provider, reply);
             });
         if (!decoded)
             return decoded.error();

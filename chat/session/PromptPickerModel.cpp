@@ -6,7 +6,7 @@
 
 void PromptPickerModel::load(StoreContext *context)
 {
-    m_rows = context ? PromptQueryService::fetchPrompts(context) : QList<PromptConfig *>();
+    m_rows = context ? PromptQueryService::fetchPrompts(context).valueOr({}) : QList<PromptConfig *>();
 }
 
 QList<PromptConfig *> PromptPickerModel::visibleRows() const

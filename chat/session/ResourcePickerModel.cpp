@@ -8,7 +8,7 @@
 
 void ResourcePickerModel::load(StoreContext *context)
 {
-    m_rows = context ? ResourceQueryService::fetchResourceConfigs(context) : QList<ResourceConfig *>();
+    m_rows = context ? ResourceQueryService::fetchResourceConfigs(context).valueOr({}) : QList<ResourceConfig *>();
 }
 
 QList<ResourceConfig *> ResourcePickerModel::visibleRows() const

@@ -435,11 +435,10 @@ TEST_F(RecurrenceTest, AnItemIsNeverWrittenOverAFileAnotherProgramChangedSinceIt
     writeFile(path("talk.ics"), synced);
 
     read->title = "Keynote";
-    QString error;
-    bool stale = false;
-    EXPECT_FALSE(store.save(*read, CalendarCollection::Kind::Events, &error, &stale));
-    EXPECT_TRUE(stale);
-    EXPECT_TRUE(error.contains("changed by another program")) << error.toStdString();
+    const Result<void> saved = store.save(*read, CalendarCollection::Kind::Events);
+    ASSERT_FALSE(saved.ok());
+    EXPECT_EQ(saved.error().code, CalendarStore::Stale);
+    EXPECT_TRUE(saved.error().description.contains("changed by another program")) << saved.error().description.toStdString();
     EXPECT_EQ(readFile(path("talk.ics")), synced);
 
     // The tool reads the file as it is now and changes only the title.

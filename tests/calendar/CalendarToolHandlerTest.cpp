@@ -133,6 +133,10 @@ TEST_F(CalendarToolTest, EventsAreCreatedListedUpdatedAndDeletedAsTheRulesSay)
 
     EXPECT_EQ(structured(handler.updateEvent(params({{"event_id", "missing"}}))).value("error").toString(),
               "Event not found for id 'missing'.");
+    // What the store refuses reaches the client in the store's words.
+    EXPECT_EQ(structured(handler.updateEvent(params({{"event_id", id}, {"start_date", "2026-03-01T11:00:00Z"}})))
+                  .value("error").toString(),
+              "Failed to update event: The start date must be before the end date.");
     EXPECT_EQ(structured(handler.updateEvent(params({{"event_id", 3}}))).value("error").toString(),
               "Tool parameter 'event_id' must not be empty.");
     const JSONToolResult deleted = handler.deleteEvent(params({{"event_id", id}}));

@@ -326,11 +326,11 @@ TEST_F(ContactsToolTest, OtherCardsOfTheFileStayAndIdsNeverShift)
 TEST_F(ContactsToolTest, ACardChangedByAnotherProgramIsNeverOverwritten)
 {
     std::optional<ContactsStore::Entry> maja;
-    store.enumerate([&](const ContactsStore::Entry &entry) {
+    (void)store.enumerate([&](const ContactsStore::Entry &entry) {
         if (entry.card.givenName == "Maja")
             maja = entry;
         return !maja;
-    }, nullptr);
+    });
     ASSERT_TRUE(maja);
     // A sync rewrote the file after the card was read.
     const QByteArray synced = readFile(maja->filePath).replace("Call back in", "Called in");
@@ -340,11 +340,10 @@ TEST_F(ContactsToolTest, ACardChangedByAnotherProgramIsNeverOverwritten)
         file.write(synced);
     }
     maja->card.note = "stale";
-    QString error;
-    bool stale = false;
-    EXPECT_FALSE(store.update(*maja, &error, &stale));
-    EXPECT_TRUE(stale);
-    EXPECT_FALSE(store.remove(*maja, &error));
+    const Result<void> updated = store.update(*maja);
+    ASSERT_FALSE(updated.ok());
+    EXPECT_EQ(updated.error().code, ContactsStore::Stale);
+    EXPECT_FALSE(store.remove(*maja).ok());
     EXPECT_EQ(readFile(maja->filePath), synced);
     // The tool reads again and writes over the synced file.
     const QString id = structured(handler.listContacts(params({{"query", "Maja"}}))).value("contacts").toArray()

@@ -13,10 +13,9 @@ namespace {
 
 QList<AIModel> models(AIProviderID provider, const QByteArray &body)
 {
-    QString error;
-    const auto decoded = LLMChatMapping::decodeModels(provider, body, &error);
-    EXPECT_TRUE(decoded.has_value()) << error.toStdString();
-    return decoded.value_or(QList<AIModel>{});
+    const auto decoded = LLMChatMapping::decodeModels(provider, body);
+    EXPECT_TRUE(decoded.ok()) << decoded.error().description.toStdString();
+    return decoded.valueOr(QList<AIModel>{});
 }
 
 } // namespace
@@ -145,12 +144,14 @@ TEST(LLMChatMappingTest, OpenAIReplies)
     EXPECT_EQ(reply->messageText, "");
     EXPECT_EQ(reply->stats, AIChatStats{});
 
-    QString error;
-    EXPECT_FALSE(LLMChatMapping::decodeOpenAIReply(
-        R"({"id":"c3","choices":[{"message":{"role":"assistant","content":null}}]})", &error));
-    EXPECT_FALSE(error.isEmpty());
+    const auto nullContent = LLMChatMapping::decodeOpenAIReply(
+        R"({"id":"c3","choices":[{"message":{"role":"assistant","content":null}}]})");
+    ASSERT_FALSE(nullContent.ok());
+    EXPECT_FALSE(nullContent.error().description.isEmpty());
     EXPECT_FALSE(LLMChatMapping::decodeOpenAIReply(R"({"choices":[]})"));
-    EXPECT_FALSE(LLMChatMapping::decodeOpenAIReply("<html>502</html>"));
+    const auto page = LLMChatMapping::decodeOpenAIReply("<html>502</html>");
+    ASSERT_FALSE(page.ok());
+    EXPECT_TRUE(page.error().description.startsWith("The reply isn't valid JSON: ")) << page.error().description.toStdString();
     EXPECT_FALSE(LLMChatMapping::decodeOpenAIReply(R"({"id":"c","choices":[],"usage":{"prompt_tokens":"3"}})"));
 }
 

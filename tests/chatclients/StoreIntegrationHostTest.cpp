@@ -13,7 +13,7 @@ TEST_F(StoreIntegrationHostTest, TheRunningServerListsTheEnabledStoreToolsAndThe
 {
     addTool("alpha");
     addTool("beta");
-    ServerConfig *server = ServerQueryService::fetchOrCreateServerConfig(context);
+    ServerConfig *server = ServerQueryService::fetchOrCreateServerConfig(context).valueOr(nullptr);
     ASSERT_NE(server, nullptr);
     server->setServerTitle(QString("  Studio Server "));
     server->setPort(3456);

@@ -121,7 +121,7 @@ TEST_F(ConfigTestFixture, AToolExportedAndImportedHasOneInputAndOneOutputSchema)
     EXPECT_EQ(imported->importedTools, 2);
     EXPECT_FALSE(imported->hasErrors()) << imported->allErrors().join(u'\n');
 
-    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(other.viewContext());
+    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(other.viewContext()).valueOr({});
     ASSERT_EQ(tools.size(), 2);
     for (ToolsConfig *tool : tools) {
         EXPECT_EQ(tool->inputSchemas().size(), 1) << *tool->name();
@@ -173,7 +173,7 @@ TEST_F(ConfigTestFixture, ResourcesAndPromptsRoundTrip)
     ASSERT_TRUE(imported.ok());
     EXPECT_EQ(imported->importedResources, 1);
     ResourceConfig *copy = nullptr;
-    for (ResourceConfig *r : ResourceQueryService::fetchResourceConfigs(context))
+    for (ResourceConfig *r : ResourceQueryService::fetchResourceConfigs(context).valueOr({}))
         if (!r->uri())
             copy = r;
     ASSERT_NE(copy, nullptr);
@@ -210,7 +210,7 @@ TEST_F(ConfigTestFixture, ImportSkipsCapitalExtensionsAndReportsMissingFoldersAn
     // The same folder again doubles the records: names equal, ids differ.
     ASSERT_TRUE(controller->importConfiguration(bundle).ok());
     QList<ToolsConfig *> goods;
-    for (ToolsConfig *tool : ToolsQueryService::fetchTools(context))
+    for (ToolsConfig *tool : ToolsQueryService::fetchTools(context).valueOr({}))
         if (tool->name() == u"good"_s)
             goods.append(tool);
     ASSERT_EQ(goods.size(), 3);  // the original and two imports
@@ -304,7 +304,7 @@ TEST_F(ConfigTestFixture, TheBuiltInBundleWhereMissingAddsEachRecordOnceByNameAn
 
     auto named = [this](const QString &name) {
         QList<ToolsConfig *> found;
-        for (ToolsConfig *tool : ToolsQueryService::fetchTools(context))
+        for (ToolsConfig *tool : ToolsQueryService::fetchTools(context).valueOr({}))
             if (tool->name() == name)
                 found.append(tool);
         return found;
@@ -314,18 +314,18 @@ TEST_F(ConfigTestFixture, TheBuiltInBundleWhereMissingAddsEachRecordOnceByNameAn
     EXPECT_EQ(named(u"read_file"_s).size(), 1);
 
     // Twice more: nothing is added, nothing is an error.
-    const qsizetype tools = ToolsQueryService::fetchTools(context).size();
-    const qsizetype resources = ResourceQueryService::fetchResourceConfigs(context).size();
-    const qsizetype prompts = PromptQueryService::fetchPrompts(context).size();
+    const qsizetype tools = ToolsQueryService::fetchTools(context).valueOr({}).size();
+    const qsizetype resources = ResourceQueryService::fetchResourceConfigs(context).valueOr({}).size();
+    const qsizetype prompts = PromptQueryService::fetchPrompts(context).valueOr({}).size();
     for (int run = 0; run < 2; ++run) {
         const auto again = controller->importBuiltinConfiguration(nullptr, Mode::onlyMissing);
         ASSERT_TRUE(again.ok()) << again.error().description;
         EXPECT_EQ(again->importedTools + again->importedResources + again->importedPrompts, 0);
         EXPECT_FALSE(again->hasErrors()) << again->allErrors().join(u'\n');
     }
-    EXPECT_EQ(ToolsQueryService::fetchTools(context).size(), tools);
-    EXPECT_EQ(ResourceQueryService::fetchResourceConfigs(context).size(), resources);
-    EXPECT_EQ(PromptQueryService::fetchPrompts(context).size(), prompts);
+    EXPECT_EQ(ToolsQueryService::fetchTools(context).valueOr({}).size(), tools);
+    EXPECT_EQ(ResourceQueryService::fetchResourceConfigs(context).valueOr({}).size(), resources);
+    EXPECT_EQ(PromptQueryService::fetchPrompts(context).valueOr({}).size(), prompts);
 
     // The plain import still appends, and the mode does not stick to the controller.
     const auto appended = controller->importBuiltinConfiguration();
@@ -383,7 +383,7 @@ TEST_F(ConfigTestFixture, LongNamesAndNamesThatDifferInCaseEachKeepAFileAndComeB
     const auto imported = importer.importConfiguration(exportRoot);
     ASSERT_TRUE(imported.ok()) << imported.error().description;
     QStringList names;
-    for (ToolsConfig *tool : ToolsQueryService::fetchTools(other.viewContext()))
+    for (ToolsConfig *tool : ToolsQueryService::fetchTools(other.viewContext()).valueOr({}))
         names.append(*tool->name());
     names.sort();
     QStringList expected{longName, wide, u"Dup_Name"_s, u"dup_name"_s};
@@ -421,7 +421,7 @@ TEST_F(ConfigTestFixture, AWrittenSchemaAndToolHintsRoundTripThroughTheStore)
     store = std::make_unique<PersistenceController>(root + u"/Kelvara.sqlite"_s);
     context = store->viewContext();
     controller = std::make_unique<ConfigurationController>(context, router.get(), exportRoot, QString());
-    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(context);
+    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(context).valueOr({});
     ASSERT_EQ(tools.size(), 1);
     tools.first()->setToolDescription(u"Forecast for a place"_s);
     save();

@@ -92,10 +92,10 @@ protected:
     MCPHttpTransport &http() { return dynamic_cast<MCPHttpTransport &>(server.transport()); }
 
     // An initialize over HTTP; gives the session id it was answered with.
-    std::string initialize()
+    std::string initialize(const std::string &version = "2025-06-18")
     {
         const HttpReply reply = parseReply(roundTrip(
-            port, request("POST", "", R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":"2025-06-18"}})")));
+            port, request("POST", "", R"({"jsonrpc":"2.0","id":1,"method":"initialize","params":{"protocolVersion":")" + version + R"("}})")));
         EXPECT_EQ(reply.status, 200);
         return headerValue(reply.head, "Mcp-Session-Id");
     }
@@ -374,6 +374,112 @@ TEST_F(SessionsTest, TheSessionStreamCarriesListChangesAndResumesAfterTheLastEve
     server.stop();
     EXPECT_EQ(readAll(second).find("event:"), std::string::npos);
     ::close(second);
+    EXPECT_TRUE(server.transport().waitUntilIdle(std::chrono::seconds(5)));
+}
+
+TEST_F(SessionsTest, ACallStreamTheServerEndsIsResumedByItsLastEventIdUpToTheAnswer)
+{
+    std::atomic<int> closed{0};
+    std::atomic<bool> release{false};
+    server.getToolService()->registerTool(makeTool("poll", [&](const JSONValue &arguments, const ToolCallContext &call) {
+        call.reporter->progress(1, 3, "before");
+        closed += call.reporter->closeStream(std::chrono::milliseconds(250)) ? 1 : 0;
+        call.reporter->closeStream(std::chrono::milliseconds(250));  // once ended, it stays so
+        call.reporter->progress(2, 3, "after");
+        if (arguments.contains("wait"))
+            waitFor([&] { return release.load(); }, std::chrono::seconds(30));
+        return std::optional<JSONValue>(JSONParser::parseDocument(R"({"content":[{"type":"text","text":"polled"}]})").value());
+    }));
+    ASSERT_TRUE(server.start(port, false));
+    const std::string session = initialize("2025-11-25");
+    const std::string inIt = std::string(kAcceptBoth) + "Mcp-Session-Id: " + session + "\r\n";
+    auto resume = [&](const std::string &lastEventId) {
+        return sendRaw(port, request("GET", inIt + "Last-Event-ID: " + lastEventId + "\r\n"));
+    };
+    const std::string waitingCall =
+        R"({"jsonrpc":"2.0","id":7,"method":"tools/call","params":{"name":"poll","arguments":{"wait":true},"_meta":{"progressToken":"p"}}})";
+
+    // The POST's stream: the priming event first, a message, the retry hint, then its end.
+    int post = sendRaw(port, request("POST", inIt, waitingCall));
+    const std::string posted = readAll(post);
+    ::close(post);
+    const std::string stream = posted.substr(posted.find("\r\n\r\n") + 4);
+    EXPECT_EQ(stream.rfind("id: 1-0\ndata: \n\n", 0), 0u) << posted;
+    EXPECT_NE(stream.find("\n\nretry: 250\n\n"), std::string::npos) << posted;
+    const auto before = eventsOf(stream);
+    ASSERT_EQ(before.size(), 1u) << posted;
+    EXPECT_EQ(before[0].first, "1-1");
+    EXPECT_EQ(before[0].second.at("params").at("message").asString(), "before");
+
+    // The GET takes the stream up after the event named, waits with the call, and ends with
+    // its answer.
+    int get = resume("1-1");
+    std::string resumed;
+    ASSERT_TRUE(readUntil(get, resumed, "after"));
+    release = true;
+    resumed += readAll(get);
+    ::close(get);
+    EXPECT_EQ(closed.load(), 1);
+    const auto after = eventsOf(resumed.substr(resumed.find("\r\n\r\n") + 4));
+    ASSERT_EQ(after.size(), 2u) << resumed;
+    EXPECT_EQ(after[0].first, "1-2");
+    EXPECT_EQ(after[0].second.at("params").at("message").asString(), "after");
+    EXPECT_EQ(after[1].first, "1-3");
+    EXPECT_EQ(after[1].second.at("id").asNumber(), 7);
+    EXPECT_EQ(after[1].second.at("result").at("content").asArray()[0].at("text").asString(), "polled");
+
+    // Delivered whole, the stream is gone; so is one never issued: 400 with a JSON-RPC body.
+    for (const char *gone : {"1-1", "9-0"}) {
+        get = resume(gone);
+        const HttpReply refused = parseReply(readAll(get));
+        ::close(get);
+        EXPECT_EQ(refused.status, 400) << gone;
+        const auto body = JSONParser::parseDocument(refused.body);
+        ASSERT_TRUE(body) << refused.body;
+        EXPECT_NE(body->at("error").at("message").asString().find("nothing to resume"), std::string::npos);
+    }
+
+    // An answer that comes while nobody listens waits; the priming id replays all of it,
+    // and the session's own stream hears none of it.
+    post = sendRaw(port, request("POST", inIt, toolCall(8, "poll")));
+    readAll(post);
+    ::close(post);
+    get = resume("2-0");
+    const std::string replay = readAll(get);
+    const auto replayed = eventsOf(replay.substr(replay.find("\r\n\r\n") + 4));
+    ::close(get);
+    ASSERT_EQ(replayed.size(), 1u);
+    EXPECT_EQ(replayed[0].second.at("id").asNumber(), 8);
+    EXPECT_EQ(closed.load(), 2);
+
+    // A client of an older revision, or one without a session, keeps its stream to the end.
+    const std::string older = initialize("2025-06-18");
+    const HttpReply whole = inSession(older, waitingCall, kAcceptBoth);
+    EXPECT_EQ(closed.load(), 2);
+    EXPECT_EQ(whole.body.find("data: \n"), std::string::npos) << whole.body;
+    EXPECT_EQ(whole.body.find("retry:"), std::string::npos) << whole.body;
+    const auto olderEvents = eventsOf(whole.body);
+    ASSERT_EQ(olderEvents.size(), 3u) << whole.body;
+    EXPECT_EQ(olderEvents[2].first, "1-3");
+    const auto stateless = eventsOf(parseReply(roundTrip(port, request("POST", kAcceptBoth, waitingCall))).body);
+    ASSERT_EQ(stateless.size(), 3u);
+    EXPECT_EQ(stateless[2].first, "3");
+    EXPECT_EQ(closed.load(), 2);
+
+    // Stop ends a GET waiting on a running call at once, and the transport comes to rest
+    // once the call is over.
+    release = false;
+    post = sendRaw(port, request("POST", inIt, waitingCall));
+    readAll(post);
+    ::close(post);
+    get = resume("3-1");
+    std::string waiting;
+    ASSERT_TRUE(readUntil(get, waiting, "after"));
+    server.stop();
+    waiting += readAll(get);
+    ::close(get);
+    EXPECT_EQ(waiting.find("polled"), std::string::npos);
+    release = true;
     EXPECT_TRUE(server.transport().waitUntilIdle(std::chrono::seconds(5)));
 }
 

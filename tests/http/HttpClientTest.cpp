@@ -81,24 +81,27 @@ TEST_F(HttpClientTest, UnusableArgumentsFailBeforeAnythingIsSent)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.description.toStdString());
-        AppError error;
-        const HttpClientResult result = client.request(QStringLiteral("POST"), c.url, c.body, c.params, c.headers, &error);
-        EXPECT_EQ(error.toString(), QStringLiteral("Error Domain=com.tamsel.kelvara.HttpClient Code=%1 \"%2\"").arg(c.code).arg(c.description));
+        const HttpClientResult result = client.request(QStringLiteral("POST"), c.url, c.body, c.params, c.headers);
+        EXPECT_EQ(result.error.value_or(AppError{}).toString(), QStringLiteral("Error Domain=com.tamsel.kelvara.HttpClient Code=%1 \"%2\"").arg(c.code).arg(c.description));
         EXPECT_EQ(result.error.value_or(AppError{}).code, c.code);
         EXPECT_EQ(result.toJSONString(),
                   QStringLiteral(R"({"body":"","error":"%1","headers":{},"statusCode":0,"success":false})").arg(c.description));
     }
 
     // A parse error is handed on inside 1010 / 1012; a bare scalar is no JSON document here either.
-    AppError error;
-    EXPECT_FALSE(client.buildRequest(QStringLiteral("GET"), url, {}, QStringLiteral("{\"a\":"), {}, &error).has_value());
+    const Result<HttpRequest> unparsed = client.buildRequest(QStringLiteral("GET"), url, {}, QStringLiteral("{\"a\":"), {});
+    ASSERT_FALSE(unparsed.ok());
+    const AppError &error = unparsed.error();
     EXPECT_EQ(error.code, 1010);
     EXPECT_GT(error.description.size(), QStringLiteral("Invalid params JSON: ").size());
     EXPECT_TRUE(error.description.startsWith(QStringLiteral("Invalid params JSON: "))) << error.description;
-    EXPECT_FALSE(client.buildRequest(QStringLiteral("GET"), url, {}, {}, QStringLiteral("\"text\""), &error).has_value());
-    EXPECT_EQ(error.code, 1012);
-    EXPECT_EQ(client.get(url, QStringLiteral("nonsense"), &error).error.value_or(AppError{}).description, error.description);
-    EXPECT_EQ(error.code, 1010);
+    const Result<HttpRequest> scalar = client.buildRequest(QStringLiteral("GET"), url, {}, {}, QStringLiteral("\"text\""));
+    ASSERT_FALSE(scalar.ok());
+    EXPECT_EQ(scalar.error().code, 1012);
+    const Result<HttpRequest> nonsense = client.buildRequest(QStringLiteral("GET"), url, {}, QStringLiteral("nonsense"), {});
+    ASSERT_FALSE(nonsense.ok());
+    EXPECT_EQ(client.get(url, QStringLiteral("nonsense")).error.value_or(AppError{}).description, nonsense.error().description);
+    EXPECT_EQ(nonsense.error().code, 1010);
 }
 
 TEST_F(HttpClientTest, BodyHeadersAreSetOnlyForABodyAndHeadersFromTheJSONWinOverEachDefault)
@@ -133,7 +136,7 @@ TEST_F(HttpClientTest, BodyHeadersAreSetOnlyForABodyAndHeadersFromTheJSONWinOver
                   + custom.header("X-Count") + '|' + custom.header("X-On") + '|' + custom.body,
               QByteArray("text/csv|text/plain|3|7|false|a,b"));
 
-    EXPECT_EQ(client.buildRequest(QStringLiteral("post"), server.url(), {}, {}, {}, nullptr)->timeoutInterval, 30.0);
+    EXPECT_EQ(client.buildRequest(QStringLiteral("post"), server.url(), {}, {}, {})->timeoutInterval, 30.0);
 }
 
 // Error statuses, redirects and bodies in either encoding are answers, not failures.
@@ -189,14 +192,14 @@ TEST_F(HttpClientTest, DownloadReplacesTheFileOnlyAfterSuccess)
     ASSERT_TRUE(old.open(QIODevice::WriteOnly) && old.write("old content") == 11);
     old.close();
 
-    AppError error;
-    EXPECT_FALSE(client.downloadFile(server.url(QStringLiteral("/broken")), destination, &error));
-    EXPECT_EQ(error.code, 500);
-    EXPECT_EQ(error.description, QStringLiteral("Server returned HTTP 500"));
+    const Result<void> broken = client.downloadFile(server.url(QStringLiteral("/broken")), destination);
+    ASSERT_FALSE(broken.ok());
+    EXPECT_EQ(broken.error().code, 500);
+    EXPECT_EQ(broken.error().description, QStringLiteral("Server returned HTTP 500"));
     EXPECT_EQ(readFile(destination), QStringLiteral("old content"));
     EXPECT_EQ(QDir(dir).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("data.txt")});  // no leftovers
 
-    EXPECT_TRUE(client.downloadFile(server.url(QStringLiteral("/file")), destination, &error));
+    EXPECT_TRUE(client.downloadFile(server.url(QStringLiteral("/file")), destination).ok());
     EXPECT_EQ(readFile(destination), QStringLiteral("fresh content\n"));
     EXPECT_EQ(QDir(dir).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("data.txt")});
 
@@ -204,14 +207,15 @@ TEST_F(HttpClientTest, DownloadReplacesTheFileOnlyAfterSuccess)
     // A bare file name lands in the current folder and makes no folder.
     const QString previous = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(dir));
-    EXPECT_TRUE(client.downloadFile(server.url(QStringLiteral("/file")), QStringLiteral("bare.txt"), &error));
+    EXPECT_TRUE(client.downloadFile(server.url(QStringLiteral("/file")), QStringLiteral("bare.txt")).ok());
     QDir::setCurrent(previous);
     EXPECT_EQ(readFile(dir + QStringLiteral("/bare.txt")), QStringLiteral("fresh content\n"));
     EXPECT_TRUE(QDir(dir).entryList(QDir::Dirs | QDir::NoDotAndDotDot).isEmpty());
 
-    EXPECT_FALSE(client.downloadFile(QStringLiteral("http://bad host/"), destination, &error));
-    EXPECT_EQ(error.code, 1020);
-    EXPECT_EQ(error.description, QStringLiteral("Malformed URL: http://bad host/"));
+    const Result<void> malformed = client.downloadFile(QStringLiteral("http://bad host/"), destination);
+    ASSERT_FALSE(malformed.ok());
+    EXPECT_EQ(malformed.error().code, 1020);
+    EXPECT_EQ(malformed.error().description, QStringLiteral("Malformed URL: http://bad host/"));
     EXPECT_EQ(readFile(destination), QStringLiteral("fresh content\n"));
 }
 
@@ -243,9 +247,7 @@ TEST_F(HttpClientTest, TransportFailuresAreResultsWithStatusZero)
         TestHttpServer closed([](const TestHttpServer::Request &) { return Response{200, {}, ""}; });
         port = closed.port();
     }
-    AppError error{QStringLiteral("untouched"), -1, QString()};
-    const HttpClientResult result = HttpClient::shared().get(QStringLiteral("http://127.0.0.1:%1/").arg(port), QString(), &error);
-    EXPECT_EQ(error.domain, QStringLiteral("untouched"));  // only build failures go to the cell
+    const HttpClientResult result = HttpClient::shared().get(QStringLiteral("http://127.0.0.1:%1/").arg(port), QString());
     ASSERT_TRUE(result.error.has_value());
     EXPECT_FALSE(result.error->description.isEmpty());
     EXPECT_EQ(result.statusCode, 0);
@@ -344,9 +346,9 @@ TEST_F(HttpClientTest, TheThreadsStopCheckEndsATricklingTransferAndADownloadWith
         EXPECT_EQ(stopped.statusCode, 0);
 
         const QString dir = TestSupport::makeTempDir();
-        AppError error;
-        EXPECT_FALSE(client.downloadFile(server.url(QStringLiteral("/trickle")), dir + QStringLiteral("/file.txt"), &error));
-        EXPECT_EQ(error.description, reason);
+        const Result<void> downloaded = client.downloadFile(server.url(QStringLiteral("/trickle")), dir + QStringLiteral("/file.txt"));
+        ASSERT_FALSE(downloaded.ok());
+        EXPECT_EQ(downloaded.error().description, reason);
         EXPECT_TRUE(QDir(dir).entryList(QDir::Files | QDir::Hidden).isEmpty());  // no partial file left
 
         // An inner check holds while it lives; the outer one comes back after it.

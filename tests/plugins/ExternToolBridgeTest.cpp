@@ -124,76 +124,75 @@ TEST(ToolDiscoveryService, StoredPluginListsSkipIncompleteEntriesAndLoadTheRest)
 TEST(ExternToolBridge, LoadPluginHandsOverAHandlerThatIsInNoList)
 {
     ExternToolBridge bridge;
-    AppError error;
-    std::unique_ptr<CustomToolHandler> handler = bridge.loadPlugin(fixture(u"reply_echo.so"_s), 1, &error);
-    ASSERT_TRUE(handler);
-    EXPECT_TRUE(error.domain.isEmpty());
+    const Result<std::unique_ptr<CustomToolHandler>> handler = bridge.loadPlugin(fixture(u"reply_echo.so"_s), 1);
+    ASSERT_TRUE(handler.ok());
+    ASSERT_TRUE(*handler);
     EXPECT_TRUE(bridge.availableTools().isEmpty());
 
-    // A failure keeps the loader's cause in the caller's cell.
+    // A failure gives the loader's cause.
     SystemLogCapture log;
-    EXPECT_FALSE(bridge.loadPlugin(fixture(u"missing.so"_s), 1, &error));
-    EXPECT_EQ(error.domain, "CustomToolHandler");
-    EXPECT_EQ(error.code, 1);
+    const Result<std::unique_ptr<CustomToolHandler>> missing = bridge.loadPlugin(fixture(u"missing.so"_s), 1);
+    ASSERT_FALSE(missing.ok());
+    EXPECT_EQ(missing.error().domain, "CustomToolHandler");
+    EXPECT_EQ(missing.error().code, 1);
     EXPECT_TRUE(log.contains(u"[ExternToolBridge::loadPlugin] Failed to load custom plugin"_s));
 
     // Another interface version fails without a cause.
-    AppError none;
-    EXPECT_FALSE(bridge.loadPlugin(fixture(u"fixture_abi4.so"_s), 1, &none));
-    EXPECT_TRUE(none.domain.isEmpty());
+    const Result<std::unique_ptr<CustomToolHandler>> other = bridge.loadPlugin(fixture(u"fixture_abi4.so"_s), 1);
+    ASSERT_FALSE(other.ok());
+    EXPECT_TRUE(other.error().domain.isEmpty());
 }
 
 TEST(ExternToolBridge, UnloadingLeavesADeadHandlerThatLookUpsKeepFinding)
 {
     ExternToolBridge bridge;
     const QString path = fixture(u"reply_echo.so"_s);
-    const auto first = bridge.registerPlugin(path, CustomToolHandler::DynamicLibrary);
+    const auto first = bridge.registerPlugin(path, CustomToolHandler::DynamicLibrary).valueOr(nullptr);
     ASSERT_TRUE(first);
-    EXPECT_EQ(bridge.findPlugin(u"reply_echo"_s), first);
+    EXPECT_EQ(bridge.findPlugin(u"reply_echo"_s).valueOr(nullptr), first);
 
     SystemLogCapture log;
-    AppError error;
-    bridge.unloadPlugin(u"reply_echo"_s, &error);
-    EXPECT_TRUE(error.domain.isEmpty());
+    EXPECT_TRUE(bridge.unloadPlugin(u"reply_echo"_s).ok());
     EXPECT_TRUE(log.contains(u"[ExternToolBridge::unloadPlugin] Unloading plugin: reply_echo"_s));
     EXPECT_EQ(first->pluginHandle(), nullptr);
     EXPECT_EQ(bridge.availableTools().size(), 1);
 
-    const auto second = bridge.registerPlugin(path, CustomToolHandler::DynamicLibrary);
+    const auto second = bridge.registerPlugin(path, CustomToolHandler::DynamicLibrary).valueOr(nullptr);
     ASSERT_TRUE(second);
     EXPECT_EQ(bridge.availableTools().size(), 2);
-    EXPECT_EQ(bridge.findPlugin(u"reply_echo"_s), first);
+    EXPECT_EQ(bridge.findPlugin(u"reply_echo"_s).valueOr(nullptr), first);
 
     // An unknown name is no error; an absent one is error 116.
-    bridge.unloadPlugin(u"nobody"_s, &error);
-    EXPECT_TRUE(error.domain.isEmpty());
-    EXPECT_FALSE(bridge.findPlugin(u"nobody"_s, &error));
-    EXPECT_TRUE(error.domain.isEmpty());
-    bridge.unloadPlugin(QString(), &error);
-    EXPECT_EQ(error.toString(), R"(Error Domain=ExternToolBridge Code=116 "Invalid 'name' parameter")");
-    AppError findError;
-    EXPECT_FALSE(bridge.findPlugin(QString(), &findError));
-    EXPECT_EQ(findError.code, 116);
+    EXPECT_TRUE(bridge.unloadPlugin(u"nobody"_s).ok());
+    const Result<ToolDiscoveryService::Handler> nobody = bridge.findPlugin(u"nobody"_s);
+    ASSERT_TRUE(nobody.ok());
+    EXPECT_FALSE(*nobody);
+    const Result<void> unnamed = bridge.unloadPlugin(QString());
+    ASSERT_FALSE(unnamed.ok());
+    EXPECT_EQ(unnamed.error().toString(), R"(Error Domain=ExternToolBridge Code=116 "Invalid 'name' parameter")");
+    const Result<ToolDiscoveryService::Handler> findUnnamed = bridge.findPlugin(QString());
+    ASSERT_FALSE(findUnnamed.ok());
+    EXPECT_EQ(findUnnamed.error().code, 116);
 }
 
 TEST(ExternToolBridge, RegisterWithBookmarkLoadsFromTheBookmarkPath)
 {
     ExternToolBridge bridge;
-    AppError error;
-    EXPECT_FALSE(bridge.registerPluginWithBookmark(u"/a/Echo.so"_s, QString(), 1, &error));
-    EXPECT_EQ(error.code, 116);
-    EXPECT_EQ(error.description, "Invalid path or bookmark path parameter");
+    const Result<ToolDiscoveryService::Handler> unmarked = bridge.registerPluginWithBookmark(u"/a/Echo.so"_s, QString(), 1);
+    ASSERT_FALSE(unmarked.ok());
+    EXPECT_EQ(unmarked.error().code, 116);
+    EXPECT_EQ(unmarked.error().description, "Invalid path or bookmark path parameter");
 
     const QString loaded = fixture(u"reply_echo.bundle"_s);
     SystemLogCapture log;
-    const auto handler = bridge.registerPluginWithBookmark(u"/a/Echo.bundle"_s, loaded, 2);
+    const auto handler = bridge.registerPluginWithBookmark(u"/a/Echo.bundle"_s, loaded, 2).valueOr(nullptr);
     ASSERT_TRUE(handler);
     EXPECT_EQ(handler->toolDescriptor()->fullPathName, loaded);
     EXPECT_EQ(bridge.availableTools().size(), 1);
     EXPECT_TRUE(log.contains("[ExternToolBridge::registerPluginWithBookmark] Loading: /a/Echo.bundle via bookmark: " + loaded));
     EXPECT_TRUE(log.contains(u"[ExternToolBridge::registerPluginWithBookmark] Successfully registered: reply_echo"_s));
 
-    EXPECT_FALSE(bridge.registerPluginWithBookmark(u"/a/Gone.so"_s, loaded + u"x"_s, 2));
+    EXPECT_FALSE(bridge.registerPluginWithBookmark(u"/a/Gone.so"_s, loaded + u"x"_s, 2).ok());
     EXPECT_TRUE(log.contains("[ExternToolBridge::registerPluginWithBookmark] Failed to load plugin at " + loaded + u"x"_s));
     EXPECT_EQ(bridge.availableTools().size(), 1);
 }

@@ -26,13 +26,19 @@ const char *kTool = R"({
   "pluginName": "", "scriptName": "", "toolType": "BuiltinTool"
 })";
 
+// Why a record failed to decode; empty when it decoded.
+template <class Decoded>
+QString failureOf(const Result<Decoded> &decoded)
+{
+    return decoded ? QString() : decoded.error().description;
+}
+
 }  // namespace
 
 TEST(ConfigRecords, ToolFileDecodesWithItemsByTheirType)
 {
-    QString error;
-    const auto config = JSONToolConfig::fromJson(parse(kTool), &error);
-    ASSERT_TRUE(config.has_value()) << error.toStdString();
+    const auto config = JSONToolConfig::fromJson(parse(kTool));
+    ASSERT_TRUE(config.ok()) << failureOf(config).toStdString();
     EXPECT_FALSE(config->title.has_value());
     EXPECT_EQ(config->toolDescription, QStringLiteral("Reads"));
     EXPECT_EQ(config->inputSchema.required, QStringList{QStringLiteral("file_path")});
@@ -50,9 +56,7 @@ TEST(ConfigRecords, AMissingKeyOrAWrongTypeFailsTheWholeFile)
 {
     QJsonObject noName = parse(kTool);
     noName.remove(QStringLiteral("name"));
-    QString error;
-    EXPECT_FALSE(JSONToolConfig::fromJson(noName, &error).has_value());
-    EXPECT_EQ(error, QStringLiteral("The key 'name' is missing."));
+    EXPECT_EQ(failureOf(JSONToolConfig::fromJson(noName)), QStringLiteral("The key 'name' is missing."));
 
     QJsonObject badProperty = parse(kTool);
     QJsonObject input = badProperty.value(QStringLiteral("inputSchema")).toObject();
@@ -63,22 +67,19 @@ TEST(ConfigRecords, AMissingKeyOrAWrongTypeFailsTheWholeFile)
     props.insert(QStringLiteral("tags"), tags);
     input.insert(QStringLiteral("properties"), props);
     badProperty.insert(QStringLiteral("inputSchema"), input);
-    EXPECT_FALSE(JSONToolConfig::fromJson(badProperty, &error).has_value());
-    EXPECT_EQ(error, QStringLiteral("The value of 'inputSchema.properties.tags.items.content' is not an array."));
+    EXPECT_EQ(failureOf(JSONToolConfig::fromJson(badProperty)), QStringLiteral("The value of 'inputSchema.properties.tags.items.content' is not an array."));
 
-    EXPECT_FALSE(JSONToolConfig::fromJsonData("{\"name\": ", &error).has_value());
-    EXPECT_TRUE(error.startsWith(QStringLiteral("The file is no valid JSON"))) << error.toStdString();
+    const QString invalid = failureOf(JSONToolConfig::fromJsonData("{\"name\": "));
+    EXPECT_TRUE(invalid.startsWith(QStringLiteral("The file is no valid JSON"))) << invalid.toStdString();
 
     QJsonObject prompt = parse(R"({"name": "p", "description": "", "template": "",
                                   "arguments": [{"name": "a", "description": "", "required": "yes"}]})");
-    EXPECT_FALSE(JSONPromptConfig::fromJson(prompt, &error).has_value());
-    EXPECT_EQ(error, QStringLiteral("The value of 'arguments.0.required' is not a boolean."));
+    EXPECT_EQ(failureOf(JSONPromptConfig::fromJson(prompt)), QStringLiteral("The value of 'arguments.0.required' is not a boolean."));
 
     QJsonObject resource = parse(R"({"uri": "file:///x", "name": "x", "description": "", "mimeType": "text/plain",
                                     "type": "file", "contextTags": "", "relatedResources": "",
                                     "annotations": {"audience": [], "priority": 1}})");
-    EXPECT_FALSE(JSONResourceConfig::fromJson(resource, &error).has_value());
-    EXPECT_EQ(error, QStringLiteral("The key 'annotations.lastModified' is missing."));
+    EXPECT_EQ(failureOf(JSONResourceConfig::fromJson(resource)), QStringLiteral("The key 'annotations.lastModified' is missing."));
 }
 
 TEST(ConfigRecords, ItemsAreWrittenUnderTheKeyOfTheirType)
@@ -112,7 +113,7 @@ TEST(ConfigRecords, ItemsAreWrittenUnderTheKeyOfTheirType)
 TEST(ConfigRecords, BridgeKeysUseTheFileNames)
 {
     auto config = JSONToolConfig::fromJson(parse(kTool));
-    ASSERT_TRUE(config.has_value());
+    ASSERT_TRUE(config.ok());
     EXPECT_EQ(config->value(QStringLiteral("description")).toString(), QStringLiteral("Reads"));
     EXPECT_FALSE(config->value(QStringLiteral("title")).isValid());
     EXPECT_FALSE(config->value(QStringLiteral("toolDescription")).isValid());
@@ -166,9 +167,8 @@ QJsonObject toolWithSchema(const QJsonObject &schema)
 TEST(ConfigRecords, AWrittenSchemaIsKeptWholeAndEditedInPlace)
 {
     const QJsonObject written = parse(kWrittenSchema);
-    QString error;
-    auto config = JSONToolConfig::fromJson(toolWithSchema(written), &error);
-    ASSERT_TRUE(config.has_value()) << error.toStdString();
+    auto config = JSONToolConfig::fromJson(toolWithSchema(written));
+    ASSERT_TRUE(config.ok()) << failureOf(config).toStdString();
     ASSERT_TRUE(config->inputSchema.document.has_value());
     EXPECT_EQ(config->toJson().value(QStringLiteral("inputSchema")).toObject(), written);
     // What the editor shows of it: a property without type or description reads as empty.
@@ -214,16 +214,14 @@ TEST(ConfigRecords, SchemasInTheEditorsFormStayInIt)
     // Only the keys the editor writes: read as before, no document kept, and a property may
     // now go without a description.
     QJsonObject schema = parse(R"({"type": "object", "properties": {"a": {"type": "string"}}})");
-    QString error;
-    auto config = JSONToolConfig::fromJson(toolWithSchema(schema), &error);
-    ASSERT_TRUE(config.has_value()) << error.toStdString();
+    auto config = JSONToolConfig::fromJson(toolWithSchema(schema));
+    ASSERT_TRUE(config.ok()) << failureOf(config).toStdString();
     EXPECT_FALSE(config->inputSchema.document.has_value());
     EXPECT_FALSE(config->toVariant().value(QStringLiteral("inputSchema")).toMap().contains(QStringLiteral("document")));
     // What would make a written schema no schema is still refused, with its path.
     QJsonObject broken = parse(kWrittenSchema);
     broken.insert(QStringLiteral("required"), QJsonArray{1});
-    EXPECT_FALSE(JSONToolConfig::fromJson(toolWithSchema(broken), &error).has_value());
-    EXPECT_EQ(error, QStringLiteral("The value of 'inputSchema.required' is not an array of strings."));
+    EXPECT_EQ(failureOf(JSONToolConfig::fromJson(toolWithSchema(broken))), QStringLiteral("The value of 'inputSchema.required' is not an array of strings."));
 }
 
 TEST(ConfigRecords, ToolHintsTravelWithTheAnnotations)
@@ -234,9 +232,8 @@ TEST(ConfigRecords, ToolHintsTravelWithTheAnnotations)
     annotations.insert(QStringLiteral("readOnlyHint"), true);
     annotations.insert(QStringLiteral("destructiveHint"), false);
     tool.insert(QStringLiteral("annotations"), annotations);
-    QString error;
-    const auto config = JSONToolConfig::fromJson(tool, &error);
-    ASSERT_TRUE(config.has_value()) << error.toStdString();
+    const auto config = JSONToolConfig::fromJson(tool);
+    ASSERT_TRUE(config.ok()) << failureOf(config).toStdString();
     EXPECT_EQ(config->annotations.readOnlyHint, true);
     EXPECT_EQ(config->annotations.destructiveHint, false);
     EXPECT_FALSE(config->annotations.openWorldHint.has_value());
@@ -249,8 +246,7 @@ TEST(ConfigRecords, ToolHintsTravelWithTheAnnotations)
 
     annotations.insert(QStringLiteral("idempotentHint"), QStringLiteral("yes"));
     tool.insert(QStringLiteral("annotations"), annotations);
-    EXPECT_FALSE(JSONToolConfig::fromJson(tool, &error).has_value());
-    EXPECT_EQ(error, QStringLiteral("The value of 'annotations.idempotentHint' is not a boolean."));
+    EXPECT_EQ(failureOf(JSONToolConfig::fromJson(tool)), QStringLiteral("The value of 'annotations.idempotentHint' is not a boolean."));
 }
 
 TEST(ConfigRecords, CompletionValuesAreOptionalAndTyped)
@@ -258,16 +254,14 @@ TEST(ConfigRecords, CompletionValuesAreOptionalAndTyped)
     const QJsonObject templated = parse(R"({"uri": "test://t/{id}", "name": "t", "description": "", "mimeType": "text/plain",
         "type": "template", "contextTags": "", "relatedResources": "",
         "annotations": {"audience": [], "priority": 1, "lastModified": ""}, "values": {"id": ["1", "2"]}})");
-    QString error;
-    const auto resource = JSONResourceConfig::fromJson(templated, &error);
-    ASSERT_TRUE(resource.has_value()) << error.toStdString();
+    const auto resource = JSONResourceConfig::fromJson(templated);
+    ASSERT_TRUE(resource.ok()) << failureOf(resource).toStdString();
     EXPECT_EQ(resource->toJson(), templated);
     EXPECT_EQ(resource->toVariant().value(QStringLiteral("values")).toMap().value(QStringLiteral("id")).toStringList(),
               (QStringList{"1", "2"}));
     QJsonObject bad = templated;
     bad.insert(QStringLiteral("values"), QJsonObject{{"id", QJsonArray{1}}});
-    EXPECT_FALSE(JSONResourceConfig::fromJson(bad, &error).has_value());
-    EXPECT_EQ(error, QStringLiteral("The value of 'values.id' is not an array of strings."));
+    EXPECT_EQ(failureOf(JSONResourceConfig::fromJson(bad)), QStringLiteral("The value of 'values.id' is not an array of strings."));
     QJsonObject without = templated;
     without.remove(QStringLiteral("values"));
     EXPECT_FALSE(JSONResourceConfig::fromJson(without)->toJson().contains(QStringLiteral("values")));
@@ -275,8 +269,8 @@ TEST(ConfigRecords, CompletionValuesAreOptionalAndTyped)
     const QJsonObject prompt = parse(R"({"name": "p", "description": "", "template": "{{a}}",
         "arguments": [{"name": "a", "description": "", "required": false, "values": ["x", "y"]},
                       {"name": "b", "description": "", "required": false}]})");
-    const auto config = JSONPromptConfig::fromJson(prompt, &error);
-    ASSERT_TRUE(config.has_value()) << error.toStdString();
+    const auto config = JSONPromptConfig::fromJson(prompt);
+    ASSERT_TRUE(config.ok()) << failureOf(config).toStdString();
     EXPECT_EQ(config->toJson(), prompt);
     EXPECT_EQ(config->arguments[0].values, (QStringList{"x", "y"}));
     EXPECT_FALSE(config->arguments[1].values.has_value());

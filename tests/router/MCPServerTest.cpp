@@ -67,6 +67,11 @@ public:
         messages.push_back({level, data, logger});
     }
     bool wantsProgress() const override { return true; }
+    bool closeStream(std::chrono::milliseconds retry) override
+    {
+        streamRetries.push_back(retry.count());
+        return true;
+    }
     bool clientSupports(const std::string &capability) const override { return capabilities.count(capability) > 0; }
     // Answers with `reply`; with none, waits as the server would until `stop` gives a reason.
     MCP::ClientRequests::Reply request(const std::string &method, const MCP::JSONValue &params,
@@ -88,6 +93,7 @@ public:
 
     std::vector<Progress> progressReports;
     std::vector<Message> messages;
+    std::vector<int64_t> streamRetries;
     std::set<std::string> capabilities;
     std::vector<std::pair<std::string, MCP::JSONValue>> requests;
     std::optional<MCP::ClientRequests::Reply> reply;
@@ -325,7 +331,8 @@ TEST_F(MCPServerTest, AScriptsProgressAndLogMessagesReachTheCallersReporter)
                                   "  Kelvara.log('emergency', '', {only: 'data'});\n"
                                   "  Kelvara.log('notice', 'the text leads', {message: 'overruled'});\n"
                                   "  console.log('to Kelvara only');\n"
-                                  "  return JSON.stringify({text: 'reported'});\n}\n");
+                                  "  var ended = Kelvara.closeStream(250) && Kelvara.closeStream();\n"
+                                  "  return JSON.stringify({text: ended ? 'reported' : 'stream kept'});\n}\n");
     auto reporter = std::make_shared<RecordingReporter>();
     const JSONToolResult result =
         router->handleToolCall({}, config, ToolInvocation{u"session-1"_s, u"7"_s, nullptr, reporter});
@@ -356,6 +363,8 @@ TEST_F(MCPServerTest, AScriptsProgressAndLogMessagesReachTheCallersReporter)
         EXPECT_EQ(reporter->messages[i].logger, "reporting_tool") << i;
     }
     EXPECT_TRUE(log.contains(MCPLogMessageType::Info, -1, u"to Kelvara only"_s));
+    // The retry as given, a second when left out.
+    EXPECT_EQ(reporter->streamRetries, (std::vector<int64_t>{250, 1000}));
 }
 
 TEST_F(MCPServerTest, BadReportsAreTheScriptsErrorsAndACancelledCallReportsNothing)
@@ -397,6 +406,12 @@ TEST_F(MCPServerTest, BadReportsAreTheScriptsErrorsAndACancelledCallReportsNothi
     EXPECT_TRUE(thrownLine(u"[Script] Error: Kelvara.progress: total must be a finite number when given"_s));
     EXPECT_TRUE(noNumberReporter->progressReports.empty());
     EXPECT_TRUE(badTotalReporter->progressReports.empty());
+    for (const char *retry : {"'soon'", "-1", "Infinity"}) {
+        auto [badRetry, badRetryReporter] = run((std::string("Kelvara.closeStream(") + retry + ");").c_str());
+        EXPECT_EQ(errorMessage(badRetry), u"[Script] Invalid JSON result"_s) << retry;
+        EXPECT_TRUE(badRetryReporter->streamRetries.empty()) << retry;
+    }
+    EXPECT_TRUE(thrownLine(u"[Script] Error: Kelvara.closeStream: retry must be a number of milliseconds from 0 to 86400000"_s));
 
     // Data that has no JSON form (a cycle) is an error too, not a half-sent message.
     auto [cycle, cycleReporter] = run("var a = {}; a.self = a; Kelvara.log('info', 'loop', a);");
@@ -406,9 +421,11 @@ TEST_F(MCPServerTest, BadReportsAreTheScriptsErrorsAndACancelledCallReportsNothi
     // Once the call is cancelled the script's reports go nowhere.
     MCP::CancellationToken cancelled;
     cancelled.cancel();
-    auto [late, lateReporter] = run("Kelvara.progress(1, 2, 'late'); Kelvara.log('error', 'late');", &cancelled);
+    auto [late, lateReporter] = run("Kelvara.progress(1, 2, 'late'); Kelvara.log('error', 'late'); Kelvara.closeStream(1);",
+                                    &cancelled);
     EXPECT_TRUE(lateReporter->progressReports.empty());
     EXPECT_TRUE(lateReporter->messages.empty());
+    EXPECT_TRUE(lateReporter->streamRetries.empty());
 }
 
 TEST_F(MCPServerTest, FileResourcesGiveTheTextTheBytesOrTheReadersError)

@@ -35,13 +35,13 @@ TEST_F(StoreContextTest, ReopenedStoreHoldsWhatWasSavedAndNothingRolledBack)
     PromptConfig *prompt = PromptQueryService::createPrompt(context, 0);
     PromptQueryService::createArgument(context, prompt)->setName(QStringLiteral("zeta"));
     PromptQueryService::createArgument(context, prompt)->setRequired(true);
-    ServerQueryService::fetchOrCreateServerConfig(context)->setPort(9123);
+    ServerQueryService::fetchOrCreateServerConfig(context).valueOr(nullptr)->setPort(9123);
     const Result<void> stored = context->save();
     ASSERT_TRUE(stored.ok()) << stored.error().description;
 
     // Pending work that must not survive.
     makeTool(QStringLiteral("discarded"));
-    ToolsQueryService::fetchTools(context).first()->setToolDescription(QStringLiteral("edited"));
+    ToolsQueryService::fetchTools(context).valueOr({}).first()->setToolDescription(QStringLiteral("edited"));
     resource->setName(QStringLiteral("renamed"));
     context->deleteObject(prompt);
     context->rollback();
@@ -50,7 +50,7 @@ TEST_F(StoreContextTest, ReopenedStoreHoldsWhatWasSavedAndNothingRolledBack)
     EXPECT_FALSE(prompt->isDeleted());
 
     reopen();
-    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(context);
+    const QList<ToolsConfig *> tools = ToolsQueryService::fetchTools(context).valueOr({});
     ASSERT_EQ(tools.size(), 1);
     ToolsConfig *tool = tools.first();
     ASSERT_EQ(ToolsConfigSnapshot::fromRecord(*tool), saved);  // every value and child, in the sorted views
@@ -61,19 +61,19 @@ TEST_F(StoreContextTest, ReopenedStoreHoldsWhatWasSavedAndNothingRolledBack)
     EXPECT_EQ(tool->inputSchemas()[0]->toolConfig(), tool);
     EXPECT_EQ(tool->outputSchmas()[0]->properties()[0]->toolOutputSchema(), tool->outputSchmas()[0]);
 
-    const QList<ResourceConfig *> resources = ResourceQueryService::fetchResourceConfigs(context);
+    const QList<ResourceConfig *> resources = ResourceQueryService::fetchResourceConfigs(context).valueOr({});
     ASSERT_EQ(resources.size(), 1);
     EXPECT_EQ(resources[0]->uri(), QUrl(QStringLiteral("file:///anyfile.txt")));
     EXPECT_EQ(resources[0]->annPriority(), std::nullopt);
 
-    const QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(context);
+    const QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(context).valueOr({});
     ASSERT_EQ(prompts.size(), 1);
     const QList<PromptArguments *> arguments = prompts[0]->arguments();
     EXPECT_EQ(namesOf(arguments, &PromptArguments::name),  // insertion order kept
               (QStringList{QStringLiteral("New Argument 1"), QStringLiteral("zeta"), QStringLiteral("New Argument 3")}));
     EXPECT_TRUE(arguments.value(2) && arguments[2]->required());
 
-    ServerConfig *server = ServerQueryService::fetchServerConfig(context);
+    ServerConfig *server = ServerQueryService::fetchServerConfig(context).valueOr(nullptr);
     ASSERT_NE(server, nullptr);
     EXPECT_EQ(server->port(), 9123);
 }
@@ -85,7 +85,7 @@ TEST_F(StoreContextTest, DeletingCascadesDownAndNullifiesUp)
     PromptConfig *prompt = PromptQueryService::createPrompt(context, 0);
     ASSERT_TRUE(context->save());
     // Saved before any fetch: reading the tables now must not bring the rows in twice.
-    EXPECT_EQ(ToolsQueryService::fetchTools(context).size(), 2);
+    EXPECT_EQ(ToolsQueryService::fetchTools(context).valueOr({}).size(), 2);
     EXPECT_EQ(kept->inputSchemas().first()->properties().size(), 2);
     ASSERT_EQ(rowCount(QStringLiteral("ToolInSchemaParams")), 6);
 
@@ -94,7 +94,7 @@ TEST_F(StoreContextTest, DeletingCascadesDownAndNullifiesUp)
     context->deleteObject(doomed);
     EXPECT_TRUE(schema->isDeleted());
     EXPECT_TRUE(param->isDeleted());
-    EXPECT_EQ(ToolsQueryService::fetchTools(context), QList<ToolsConfig *>{kept});
+    EXPECT_EQ(ToolsQueryService::fetchTools(context).valueOr({}), QList<ToolsConfig *>{kept});
 
     // Deleting a child takes it out of its owner's list at once.
     ToolInputSchema *keptSchema = kept->inputSchemas().last();
@@ -161,7 +161,7 @@ TEST_F(StoreContextTest, SiblingsKeepTheirOrderWhenTheListChanges)
     ASSERT_TRUE(context->save());
 
     reopen();
-    const QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(context);
+    const QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(context).valueOr({});
     ASSERT_EQ(prompts.size(), 2);
     EXPECT_TRUE(prompts[0]->arguments().isEmpty());
     EXPECT_EQ(namesOf(prompts[1]->arguments(), &PromptArguments::name),
@@ -173,7 +173,7 @@ TEST_F(StoreContextTest, TablesLoadLazilyAndRollbackKeepsLaterLoadedChildren)
     makeTool(QStringLiteral("t"));
     ASSERT_TRUE(context->save());
     reopen();
-    ToolsConfig *tool = context->fetch<ToolsConfig>(FetchRequest::forEntity(StoreEntity::ToolsConfig)).first();
+    ToolsConfig *tool = context->fetch<ToolsConfig>(FetchRequest::forEntity(StoreEntity::ToolsConfig)).valueOr({}).first();
     EXPECT_FALSE(context->isLoaded(StoreEntity::ToolInputSchema));
     tool->setName(QStringLiteral("edited before the schemas were read"));
     ASSERT_EQ(tool->inputSchemas().size(), 2);  // reads the table now
@@ -183,7 +183,7 @@ TEST_F(StoreContextTest, TablesLoadLazilyAndRollbackKeepsLaterLoadedChildren)
     EXPECT_EQ(tool->inputSchemas().size(), 2);
     EXPECT_EQ(tool->inputSchemas().first()->properties().size(), 2);
 
-    ToolsQueryService::fetchTools(context);
+    (void)ToolsQueryService::fetchTools(context);
     EXPECT_TRUE(context->isLoaded(StoreEntity::ToolOutputSchema));
 }
 
@@ -193,7 +193,7 @@ TEST_F(StoreContextTest, FailedSaveWritesNothingAndKeepsChangesPending)
     ASSERT_TRUE(context->save());
     StoreTestUtil::refuseInserts(path, QStringLiteral("ToolsConfig"), QStringLiteral("tools are refused"));
 
-    ResourceQueryService::fetchResourceConfigs(context).first()->setName(QStringLiteral("changed with the tool"));
+    ResourceQueryService::fetchResourceConfigs(context).valueOr({}).first()->setName(QStringLiteral("changed with the tool"));
     ResourceQueryService::createResourceConfig(context);
     makeTool(QStringLiteral("refused"));
     const Result<void> refused = context->save();
@@ -225,11 +225,11 @@ TEST_F(StoreContextTest, UnopenableStoreFailsEveryFetchAndSaveWithAMessage)
     ASSERT_TRUE(store->loadError().has_value());
     EXPECT_FALSE(context->isAvailable());
 
-    AppError error;
-    EXPECT_TRUE(ToolsQueryService::fetchTools(context, &error).isEmpty());
-    EXPECT_EQ(error.code, StoreContext::StoreUnavailable);
-    EXPECT_TRUE(error.description.startsWith(QStringLiteral("The configuration store could not be opened: ")));
-    EXPECT_EQ(ServerQueryService::fetchOrCreateServerConfig(context), nullptr);
+    const Result<QList<ToolsConfig *>> tools = ToolsQueryService::fetchTools(context);
+    ASSERT_FALSE(tools.ok());
+    EXPECT_EQ(tools.error().code, StoreContext::StoreUnavailable);
+    EXPECT_TRUE(tools.error().description.startsWith(QStringLiteral("The configuration store could not be opened: ")));
+    EXPECT_FALSE(ServerQueryService::fetchOrCreateServerConfig(context).ok());
 
     ResourceQueryService::createResourceConfig(context);  // in memory only
     const Result<void> saved = context->save();
@@ -265,13 +265,13 @@ TEST_F(StoreContextTest, AVersionThreeStoreGainsPromptMessagesAndKeepsItsPrompts
     EXPECT_EQ(StoreTestUtil::sql(path, columns).toInt(), 1);
     ASSERT_FALSE(store->loadError()) << *store->loadError();
     EXPECT_EQ(StoreTestUtil::sql(path, QStringLiteral("PRAGMA user_version")).toInt(), 4);
-    QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(context);
+    QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(context).valueOr({});
     ASSERT_EQ(prompts.size(), 1);
     EXPECT_EQ(prompts.first()->messagesJson(), std::nullopt);
     prompts.first()->setMessagesJson(QStringLiteral("[]"));
     ASSERT_TRUE(context->save().ok());
     reopen();
-    EXPECT_EQ(PromptQueryService::fetchPrompts(context).first()->messagesJson(), QStringLiteral("[]"));
+    EXPECT_EQ(PromptQueryService::fetchPrompts(context).valueOr({}).first()->messagesJson(), QStringLiteral("[]"));
 }
 
 TEST_F(StoreContextTest, RefreshTurnsOneRecordBack)
@@ -310,12 +310,12 @@ TEST_F(StoreContextTest, EveryChangeIsAnnouncedButEqualValuesAreNoChange)
 
 TEST_F(StoreContextTest, FetchOrCreateServerConfigInsertsWithoutSaving)
 {
-    EXPECT_EQ(ServerQueryService::fetchServerConfig(context), nullptr);
-    ServerConfig *config = ServerQueryService::fetchOrCreateServerConfig(context);
+    EXPECT_EQ(ServerQueryService::fetchServerConfig(context).valueOr(nullptr), nullptr);
+    ServerConfig *config = ServerQueryService::fetchOrCreateServerConfig(context).valueOr(nullptr);
     ASSERT_NE(config, nullptr);
     EXPECT_TRUE(config->isInserted());
     EXPECT_EQ(config->port(), 8888);
-    EXPECT_EQ(ServerQueryService::fetchOrCreateServerConfig(context), config);
+    EXPECT_EQ(ServerQueryService::fetchOrCreateServerConfig(context).valueOr(nullptr), config);
     EXPECT_EQ(rowCount(QStringLiteral("ServerConfig")), 0);
 }
 
@@ -325,7 +325,7 @@ TEST_F(StoreContextTest, SortingIsByCodePoint)
         ToolsQueryService::createTool(context, 0)->setName(QString::fromUtf8(name));
     ToolsQueryService::createTool(context, 0)->setName(std::nullopt);
     // U+FF21 sorts before U+1F600 by code point, though not by UTF-16 unit.
-    EXPECT_EQ(namesOf(ToolsQueryService::fetchTools(context), &ToolsConfig::name),
+    EXPECT_EQ(namesOf(ToolsQueryService::fetchTools(context).valueOr({}), &ToolsConfig::name),
               (QStringList{QStringLiteral("<missing>"), QStringLiteral("B"), QStringLiteral("_"), QStringLiteral("a"),
                            QString::fromUtf8("\xEF\xBC\xA1"), QString::fromUtf8("\xF0\x9F\x98\x80")}));
 
@@ -386,5 +386,5 @@ TEST_F(StoreContextTest, ASecondOpeningOfABusyStoreIsRefusedAndChangesNothing)
     // The lock goes with its holder.
     reopen();
     ASSERT_FALSE(store->loadError()) << store->loadError()->toStdString();
-    EXPECT_EQ(ToolsQueryService::fetchTools(context).size(), 1);
+    EXPECT_EQ(ToolsQueryService::fetchTools(context).valueOr({}).size(), 1);
 }

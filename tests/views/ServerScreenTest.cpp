@@ -364,7 +364,7 @@ TEST_F(ServerScreenTest, ASavedChangeShowsTheOutdatedServerUntilApplyAndRestart)
     ASSERT_TRUE(ConfigurationController::shared()->importConfiguration(bundle));
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->outdatedBanner()->isVisible(); }));
     EXPECT_TRUE(controller->importHint().contains("Apply and restart"));
-    for (PromptConfig *imported : PromptQueryService::fetchPrompts(context))
+    for (PromptConfig *imported : PromptQueryService::fetchPrompts(context).valueOr({}))
         if (imported->name() == QStringLiteral("later"))
             context->deleteObject(imported);
     ASSERT_TRUE(context->save());

@@ -377,6 +377,11 @@ QString sanitisedFileName(const QString &uid)
     return name + QStringLiteral(".ics");
 }
 
+AppError failure(const QString &description, int code = CalendarStore::Failed)
+{
+    return AppError{CalendarStore::errorDomain(), code, description};
+}
+
 }  // namespace
 
 CalendarStore::CalendarStore(QString root) : m_root(std::move(root)) {}
@@ -492,29 +497,23 @@ QList<CalendarCollection> CalendarStore::collections(Kind kind)
     return result;
 }
 
-std::optional<CalendarCollection> CalendarStore::createCollection(const QString &name, Kind kind, QString *error)
+Result<CalendarCollection> CalendarStore::createCollection(const QString &name, Kind kind)
 {
     const QString identifier = name.toLower();
     QDir root(m_root);
-    if (!PrivateFile::makeFolder(root.filePath(identifier))) {
-        if (error)
-            *error = QStringLiteral("The folder '%1' could not be created.").arg(root.filePath(identifier));
-        return std::nullopt;
-    }
+    if (!PrivateFile::makeFolder(root.filePath(identifier)))
+        return failure(QStringLiteral("The folder '%1' could not be created.").arg(root.filePath(identifier)));
     const QString path = root.filePath(identifier);
     const std::optional<QString> failed =
         PrivateFile::write(path + u'/' + kDisplayNameFile, name.toUtf8());
     const std::optional<QString> kindFailed = PrivateFile::write(
         path + u'/' + kKindFile, kind == Kind::Reminders ? QByteArrayLiteral("reminders") : QByteArrayLiteral("events"));
-    if (failed || kindFailed) {
-        if (error)
-            *error = failed.value_or(kindFailed.value_or(QString()));
-        return std::nullopt;
-    }
+    if (failed || kindFailed)
+        return failure(failed.value_or(kindFailed.value_or(QString())));
     return CalendarCollection{identifier, name, path, kind};
 }
 
-std::optional<CalendarCollection> CalendarStore::defaultCollection(Kind kind, QString *error)
+Result<CalendarCollection> CalendarStore::defaultCollection(Kind kind)
 {
     std::lock_guard lock(m_mutex);
     for (const Folder &folder : scan()) {
@@ -524,7 +523,7 @@ std::optional<CalendarCollection> CalendarStore::defaultCollection(Kind kind, QS
             return collection;
         }
     }
-    return createCollection(kind == Kind::Events ? QStringLiteral("Calendar") : QStringLiteral("Reminders"), kind, error);
+    return createCollection(kind == Kind::Events ? QStringLiteral("Calendar") : QStringLiteral("Reminders"), kind);
 }
 
 QList<CalendarItem> CalendarStore::events(const QDateTime &start, const QDateTime &end,
@@ -693,36 +692,27 @@ std::optional<CalendarItem> CalendarStore::occurrence(const QString &identifier,
     return std::nullopt;
 }
 
-bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error, bool *stale)
+Result<void> CalendarStore::save(CalendarItem &item, Kind kind)
 {
     std::lock_guard lock(m_mutex);
     // Another program (a sync) rewrote the file since the item was read: writing now would
     // put the old fields back over its change.
     if (!item.filePath.isEmpty() && item.fileSize >= 0 &&
-        statusOf(item.filePath) != std::optional(std::pair{item.fileSize, item.fileModified})) {
-        if (stale)
-            *stale = true;
-        *error = QStringLiteral("The file '%1' was changed by another program; read it again.").arg(item.filePath);
-        return false;
-    }
+        statusOf(item.filePath) != std::optional(std::pair{item.fileSize, item.fileModified}))
+        return failure(QStringLiteral("The file '%1' was changed by another program; read it again.").arg(item.filePath),
+                       Stale);
     if (!item.occurrence.isEmpty())
-        return saveOccurrence(item, error);
+        return saveOccurrence(item);
     const QList<Folder> folders = scan();
     const auto target = std::find_if(folders.begin(), folders.end(),
                                      [&](const Folder &f) { return f.collection.identifier == item.collection; });
-    if (target == folders.end()) {
-        *error = item.collection.isEmpty() ? QStringLiteral("No calendar was given for the item.")
-                                           : QStringLiteral("The calendar '%1' does not exist.").arg(item.collection);
-        return false;
-    }
-    if (kind == Kind::Events && (!item.start.isValid() || !item.end.isValid())) {
-        *error = QStringLiteral("The event has no start or end date.");
-        return false;
-    }
-    if (kind == Kind::Events && !item.allDay && item.end < item.start) {
-        *error = QStringLiteral("The start date must be before the end date.");
-        return false;
-    }
+    if (target == folders.end())
+        return failure(item.collection.isEmpty() ? QStringLiteral("No calendar was given for the item.")
+                                                 : QStringLiteral("The calendar '%1' does not exist.").arg(item.collection));
+    if (kind == Kind::Events && (!item.start.isValid() || !item.end.isValid()))
+        return failure(QStringLiteral("The event has no start or end date."));
+    if (kind == Kind::Events && !item.allDay && item.end < item.start)
+        return failure(QStringLiteral("The start date must be before the end date."));
     const icalcomponent_kind componentKind = kind == Kind::Events ? ICAL_VEVENT_COMPONENT : ICAL_VTODO_COMPONENT;
 
     // An existing item is rewritten in its own file, keeping what else the file holds.
@@ -765,36 +755,30 @@ bool CalendarStore::save(CalendarItem &item, Kind kind, QString *error, bool *st
     // Only the item's own text changes; a move takes it alone out of a file of several.
     const QByteArray bytes = moves ? CalendarFileText::extracted(original, file.root, item.identifier)
                                    : CalendarFileText::spliced(original, file.root, item.identifier);
-    if (const std::optional<QString> failed = PrivateFile::write(path, bytes)) {
-        *error = *failed;
-        return false;
-    }
+    if (const std::optional<QString> failed = PrivateFile::write(path, bytes))
+        return failure(*failed);
     if (moves && CalendarFileText::holdsOthers(original, item.identifier)) {
         if (const std::optional<QString> failed =
                 PrivateFile::write(oldPath, CalendarFileText::spliced(original, nullptr, item.identifier))) {
-            *error = QStringLiteral("The item was copied to '%1' but could not be taken out of '%2': %3")
-                         .arg(path, oldPath, *failed);
-            return false;
+            return failure(QStringLiteral("The item was copied to '%1' but could not be taken out of '%2': %3")
+                               .arg(path, oldPath, *failed));
         }
     } else if (moves && !QFile::remove(oldPath)) {
-        *error = QStringLiteral("The item was copied to '%1' but '%2' could not be removed.").arg(path, oldPath);
-        return false;
+        return failure(QStringLiteral("The item was copied to '%1' but '%2' could not be removed.").arg(path, oldPath));
     }
     item.filePath = path;
     m_files.remove(path);
     m_files.remove(oldPath);
-    return true;
+    return {};
 }
 
-bool CalendarStore::remove(const CalendarItem &item, QString *error)
+Result<void> CalendarStore::remove(const CalendarItem &item)
 {
     std::lock_guard lock(m_mutex);
     if (!item.occurrence.isEmpty())
-        return removeOccurrence(item, error);
-    if (item.filePath.isEmpty() || !QFileInfo::exists(item.filePath)) {
-        *error = QStringLiteral("The item '%1' is no longer stored.").arg(item.identifier);
-        return false;
-    }
+        return removeOccurrence(item);
+    if (item.filePath.isEmpty() || !QFileInfo::exists(item.filePath))
+        return failure(QStringLiteral("The item '%1' is no longer stored.").arg(item.identifier));
     // A file that holds other items too keeps them.
     const QByteArray original = readNamed(item.filePath);
     Component file(parse(original));
@@ -815,11 +799,9 @@ bool CalendarStore::remove(const CalendarItem &item, QString *error)
     }
     m_files.remove(item.filePath);
     if (!calendar || !own || others == 0) {
-        if (!QFile::remove(item.filePath)) {
-            *error = QStringLiteral("The file '%1' could not be removed.").arg(item.filePath);
-            return false;
-        }
-        return true;
+        if (!QFile::remove(item.filePath))
+            return failure(QStringLiteral("The file '%1' could not be removed.").arg(item.filePath));
+        return {};
     }
     // Every component of that UID goes: the item and its overrides.
     QList<icalcomponent *> mine;
@@ -833,11 +815,9 @@ bool CalendarStore::remove(const CalendarItem &item, QString *error)
         icalcomponent_free(c);
     }
     if (const std::optional<QString> failed =
-            PrivateFile::write(item.filePath, CalendarFileText::spliced(original, file.root, item.identifier))) {
-        *error = *failed;
-        return false;
-    }
-    return true;
+            PrivateFile::write(item.filePath, CalendarFileText::spliced(original, file.root, item.identifier)))
+        return failure(*failed);
+    return {};
 }
 
 namespace {
@@ -877,19 +857,15 @@ std::optional<QString> writeTree(const QString &path, const QByteArray &original
 
 }  // namespace
 
-bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
+Result<void> CalendarStore::saveOccurrence(CalendarItem &item)
 {
     const QByteArray original = readNamed(item.filePath);
     Component file(parse(original));
     const SeriesParts parts = seriesParts(file.root, item);
-    if (!parts.master) {
-        *error = QStringLiteral("The event '%1' is no longer stored.").arg(item.identifier);
-        return false;
-    }
-    if (!item.allDay && item.end < item.start) {
-        *error = QStringLiteral("The start date must be before the end date.");
-        return false;
-    }
+    if (!parts.master)
+        return failure(QStringLiteral("The event '%1' is no longer stored.").arg(item.identifier));
+    if (!item.allDay && item.end < item.start)
+        return failure(QStringLiteral("The start date must be before the end date."));
     // One occurrence stays in its series' calendar.
     item.collection = readItem(parts.master, item.collection, item.filePath).collection;
     const CalendarRecurrence::TimeForm form = CalendarRecurrence::formOf(parts.master);
@@ -915,23 +891,19 @@ bool CalendarStore::saveOccurrence(CalendarItem &item, QString *error)
         before = readItem(parts.override, item.collection, item.filePath);
     writeItem(override, item, before ? &*before : nullptr,
               CalendarRecurrence::formOf(parts.override ? parts.override : parts.master));
-    if (const std::optional<QString> failed = writeTree(item.filePath, original, file.root, item.identifier)) {
-        *error = *failed;
-        return false;
-    }
+    if (const std::optional<QString> failed = writeTree(item.filePath, original, file.root, item.identifier))
+        return failure(*failed);
     m_files.remove(item.filePath);
-    return true;
+    return {};
 }
 
-bool CalendarStore::removeOccurrence(const CalendarItem &item, QString *error)
+Result<void> CalendarStore::removeOccurrence(const CalendarItem &item)
 {
     const QByteArray original = readNamed(item.filePath);
     Component file(parse(original));
     const SeriesParts parts = seriesParts(file.root, item);
-    if (!parts.master) {
-        *error = QStringLiteral("The event '%1' is no longer stored.").arg(item.identifier);
-        return false;
-    }
+    if (!parts.master)
+        return failure(QStringLiteral("The event '%1' is no longer stored.").arg(item.identifier));
     if (parts.override) {
         icalcomponent_remove_component(icalcomponent_get_parent(parts.override), parts.override);
         icalcomponent_free(parts.override);
@@ -940,10 +912,8 @@ bool CalendarStore::removeOccurrence(const CalendarItem &item, QString *error)
                                CalendarRecurrence::newProperty(ICAL_EXDATE_PROPERTY,
                                                                CalendarRecurrence::keyInstant(item.occurrence),
                                                                CalendarRecurrence::formOf(parts.master)));
-    if (const std::optional<QString> failed = writeTree(item.filePath, original, file.root, item.identifier)) {
-        *error = *failed;
-        return false;
-    }
+    if (const std::optional<QString> failed = writeTree(item.filePath, original, file.root, item.identifier))
+        return failure(*failed);
     m_files.remove(item.filePath);
-    return true;
+    return {};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "tools/calendar/CalendarCollection.h"
 #include "tools/calendar/CalendarItem.h"
 
@@ -50,8 +51,8 @@ public:
     // In the order of their identifiers.
     QList<CalendarCollection> collections(Kind kind);
     // The collection new items go to: the first one of the kind, or a new one named
-    // "Calendar" or "Reminders" when there is none. nullopt when none can be made.
-    std::optional<CalendarCollection> defaultCollection(Kind kind, QString *error = nullptr);
+    // "Calendar" or "Reminders" when there is none.
+    Result<CalendarCollection> defaultCollection(Kind kind);
 
     // Events that overlap [start, end] in the given collections (all when nullopt), by
     // start time, a repeating one as its occurrences; calendars, when given, receives every
@@ -68,12 +69,17 @@ public:
     // is none.
     std::optional<CalendarItem> item(const QString &identifier, Kind kind);
 
+    // Failures carry this domain; the description is the reason a tool shows.
+    static QString errorDomain() { return QStringLiteral("CalendarStore"); }
+    enum ErrorCode {
+        Failed = 1,
+        Stale = 2,  // the file changed since the item was read: nothing was written, read it again
+    };
+
     // Writes the item into its collection (a new file for a new item, whose identifier is
-    // made here when empty); an item whose collection changed moves there. False with the
-    // reason on failure.
-    // An item read from a file that has changed since is not written: stale is set.
-    bool save(CalendarItem &item, Kind kind, QString *error, bool *stale = nullptr);
-    bool remove(const CalendarItem &item, QString *error);
+    // made here when empty); an item whose collection changed moves there.
+    Result<void> save(CalendarItem &item, Kind kind);
+    Result<void> remove(const CalendarItem &item);
 
 private:
     // A repeating event of a cached file: its components stay in the file's parsed tree.
@@ -102,9 +108,9 @@ private:
     const CachedFile &cached(const QString &path, const QString &collection, qint64 size, qint64 modified);
     std::optional<CalendarItem> occurrence(const QString &identifier, Kind kind);
     QList<CalendarItem> currentOccurrences(const Series &series, const QDateTime &now);
-    bool saveOccurrence(CalendarItem &item, QString *error);
-    bool removeOccurrence(const CalendarItem &item, QString *error);
-    std::optional<CalendarCollection> createCollection(const QString &name, Kind kind, QString *error);
+    Result<void> saveOccurrence(CalendarItem &item);
+    Result<void> removeOccurrence(const CalendarItem &item);
+    Result<CalendarCollection> createCollection(const QString &name, Kind kind);
 
     mutable std::mutex m_mutex;
     QString m_root;

@@ -185,18 +185,25 @@ bool moveToNamedCollection(CalendarStore *store, const ItemKind &kind, const QVa
     return true;
 }
 
-// Writes the item and answers with it as the store reads it back; the message names
+// The answer to a save of the item: the item as the store reads it back; the message names
 // shownTitle, or else the title read back.
-JSONToolResult write(CalendarStore *store, const ItemKind &kind, CalendarItem item, const QString &verb,
-                     const std::optional<QString> &shownTitle, bool *stale = nullptr)
+JSONToolResult answer(CalendarStore *store, const ItemKind &kind, const CalendarItem &item, const QString &verb,
+                      const std::optional<QString> &shownTitle, const Result<void> &saved)
 {
-    QString error;
-    if (!store->save(item, kind.kind, &error, stale))
-        return failure(QStringLiteral("Failed to ") + verb + u' ' + kind.noun + QStringLiteral(": ") + error);
+    if (!saved)
+        return failure(QStringLiteral("Failed to ") + verb + u' ' + kind.noun + QStringLiteral(": ") +
+                       saved.error().description);
     const CalendarItem shown = store->item(item.recordId(), kind.kind).value_or(item);
     const QString collectionTitle = titleOf(store->collections(kind.kind), shown.collection);
     return withContext(successResult({{kind.noun, kind.record(shown, collectionTitle)}}),
                        kind.label + u' ' + verb + QStringLiteral("d: ") + shownTitle.value_or(readBackTitle(shown)));
+}
+
+JSONToolResult write(CalendarStore *store, const ItemKind &kind, CalendarItem item, const QString &verb,
+                     const std::optional<QString> &shownTitle)
+{
+    const Result<void> saved = store->save(item, kind.kind);
+    return answer(store, kind, item, verb, shownTitle, saved);
 }
 
 JSONToolResult createItem(CalendarStore *store, const ItemKind &kind, const QVariantMap &params)
@@ -212,7 +219,8 @@ JSONToolResult createItem(CalendarStore *store, const ItemKind &kind, const QVar
     if (const std::optional<QString> invalid = kind.read(params, item, true))
         return failure(*invalid);
     if (!moveToNamedCollection(store, kind, params, item)) {
-        if (const std::optional<CalendarCollection> fallback = store->defaultCollection(kind.kind))
+        // Without one the save below refuses the item for want of a calendar.
+        if (const Result<CalendarCollection> fallback = store->defaultCollection(kind.kind))
             item.collection = fallback->identifier;
     }
     // A new reminder is answered with the title it was given, an event with the one read back.
@@ -250,10 +258,9 @@ JSONToolResult updateItem(CalendarStore *store, const ItemKind &kind, const QVar
         }
         kind.read(params, item, false);
         moveToNamedCollection(store, kind, params, item);
-        bool stale = false;
-        JSONToolResult result = write(store, kind, item, QStringLiteral("update"), std::nullopt, &stale);
-        if (!stale || attempt == 2)
-            return result;
+        const Result<void> saved = store->save(item, kind.kind);
+        if (saved || saved.error().code != CalendarStore::Stale || attempt == 2)
+            return answer(store, kind, item, QStringLiteral("update"), std::nullopt, saved);
     }
 }
 
@@ -263,9 +270,8 @@ JSONToolResult deleteItem(CalendarStore *store, const ItemKind &kind, const QVar
     if (const auto *refused = std::get_if<JSONToolResult>(&found))
         return *refused;
     const CalendarItem &item = std::get<CalendarItem>(found);
-    QString error;
-    if (!store->remove(item, &error))
-        return failure(QStringLiteral("Failed to delete ") + kind.noun + QStringLiteral(": ") + error);
+    if (const Result<void> removed = store->remove(item); !removed)
+        return failure(QStringLiteral("Failed to delete ") + kind.noun + QStringLiteral(": ") + removed.error().description);
     return withContext(successResult({{kind.idKey, item.recordId()}}),
                        kind.label + QStringLiteral(" deleted: ") + item.recordId());
 }

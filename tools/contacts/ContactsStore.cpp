@@ -38,6 +38,11 @@ QString identifierOf(const VCard &card, const QString &path, int index)
     return index == 0 ? base : base + u'#' + QString::number(index);
 }
 
+AppError failure(const QString &description, int code = ContactsStore::Failed)
+{
+    return AppError{ContactsStore::errorDomain(), code, description};
+}
+
 }  // namespace
 
 ContactsStore::ContactsStore(QString root) : m_root(std::move(root)) {}
@@ -60,14 +65,12 @@ void ContactsStore::setRoot(const QString &root)
     m_root = root;
 }
 
-bool ContactsStore::enumerate(const std::function<bool(const Entry &)> &visit, QString *error)
+Result<void> ContactsStore::enumerate(const std::function<bool(const Entry &)> &visit)
 {
     std::lock_guard lock(m_mutex);
     const QDir root(m_root);
-    if (root.exists() && !QFileInfo(m_root).isReadable()) {
-        *error = QStringLiteral("The contacts folder '%1' cannot be read.").arg(m_root);
-        return false;
-    }
+    if (root.exists() && !QFileInfo(m_root).isReadable())
+        return failure(QStringLiteral("The contacts folder '%1' cannot be read.").arg(m_root));
     for (const QString &collection : root.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
         const QDir dir(root.filePath(collection));
         for (const QString &file : dir.entryList({QStringLiteral("*.vcf")}, QDir::Files, QDir::Name)) {
@@ -79,11 +82,11 @@ bool ContactsStore::enumerate(const std::function<bool(const Entry &)> &visit, Q
                 if (status)
                     std::tie(entry.fileSize, entry.fileModified) = *status;
                 if (!visit(entry))
-                    return true;
+                    return {};
             }
         }
     }
-    return true;
+    return {};
 }
 
 std::optional<ContactsStore::Entry> ContactsStore::find(const QString &identifier)
@@ -108,16 +111,16 @@ std::optional<ContactsStore::Entry> ContactsStore::find(const QString &identifie
     return std::nullopt;
 }
 
-std::optional<ContactsStore::Entry> ContactsStore::contact(const QString &identifier, QString *error)
+Result<ContactsStore::Entry> ContactsStore::contact(const QString &identifier)
 {
     std::lock_guard lock(m_mutex);
     std::optional<Entry> found = find(identifier);
     if (!found)
-        *error = QStringLiteral("No contact has the identifier '%1'.").arg(identifier);
-    return found;
+        return failure(QStringLiteral("No contact has the identifier '%1'.").arg(identifier));
+    return *std::move(found);
 }
 
-std::optional<ContactsStore::Entry> ContactsStore::add(VCard card, QString *error)
+Result<ContactsStore::Entry> ContactsStore::add(VCard card)
 {
     std::lock_guard lock(m_mutex);
     QDir root(m_root);
@@ -125,34 +128,26 @@ std::optional<ContactsStore::Entry> ContactsStore::add(VCard card, QString *erro
     if (collections.isEmpty()) {
         // Address books are private: the folder 0700, its files 0600.
         if (!PrivateFile::makeFolder(root.filePath(QStringLiteral("contacts"))) ||
-            PrivateFile::write(root.filePath(QStringLiteral("contacts/displayname")), "Contacts")) {
-            *error = QStringLiteral("The contacts folder '%1' could not be created.").arg(root.filePath(QStringLiteral("contacts")));
-            return std::nullopt;
-        }
+            PrivateFile::write(root.filePath(QStringLiteral("contacts/displayname")), "Contacts"))
+            return failure(QStringLiteral("The contacts folder '%1' could not be created.")
+                               .arg(root.filePath(QStringLiteral("contacts"))));
         collections = {QStringLiteral("contacts")};
     }
     if (card.uid.isEmpty())
         card.uid = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     const QString path = QDir(root.filePath(collections.first())).filePath(card.uid + QStringLiteral(".vcf"));
-    if (const std::optional<QString> failed = PrivateFile::write(path, VCard::serialiseAll({card}))) {
-        *error = *failed;
-        return std::nullopt;
-    }
+    if (const std::optional<QString> failed = PrivateFile::write(path, VCard::serialiseAll({card})))
+        return failure(*failed);
     return Entry{card, card.uid, path};
 }
 
-bool ContactsStore::rewrite(const Entry &entry, const std::optional<VCard> &replacement, QString *error,
-                            bool *stale)
+Result<void> ContactsStore::rewrite(const Entry &entry, const std::optional<VCard> &replacement)
 {
     const QString &path = entry.filePath;
     // Another program (a sync, an address book) changed the file since the card was read:
     // writing now would put the old card back over its change.
-    if (entry.fileSize >= 0 && statusOf(path) != std::optional(std::pair{entry.fileSize, entry.fileModified})) {
-        if (stale)
-            *stale = true;
-        *error = QStringLiteral("The file '%1' was changed by another program; read it again.").arg(path);
-        return false;
-    }
+    if (entry.fileSize >= 0 && statusOf(path) != std::optional(std::pair{entry.fileSize, entry.fileModified}))
+        return failure(QStringLiteral("The file '%1' was changed by another program; read it again.").arg(path), Stale);
     const QByteArray bytes = readBytes(path);
     const QList<VCard> cards = VCard::parseAll(bytes);
     int target = -1;
@@ -160,16 +155,12 @@ bool ContactsStore::rewrite(const Entry &entry, const std::optional<VCard> &repl
         if (identifierOf(cards.at(i), path, i) == entry.identifier)
             target = i;
     }
-    if (target < 0) {
-        *error = QStringLiteral("No contact has the identifier '%1'.").arg(entry.identifier);
-        return false;
-    }
+    if (target < 0)
+        return failure(QStringLiteral("No contact has the identifier '%1'.").arg(entry.identifier));
     if (!replacement && cards.size() == 1) {
-        if (!QFile::remove(path)) {
-            *error = QStringLiteral("The file '%1' could not be removed.").arg(path);
-            return false;
-        }
-        return true;
+        if (!QFile::remove(path))
+            return failure(QStringLiteral("The file '%1' could not be removed.").arg(path));
+        return {};
     }
     // The bytes between and around the cards stay; a card without UID gets its id as one.
     QByteArray out;
@@ -186,26 +177,24 @@ bool ContactsStore::rewrite(const Entry &entry, const std::optional<VCard> &repl
         out += written.serialised();
     }
     out += bytes.mid(copied);
-    if (const std::optional<QString> failed = PrivateFile::write(path, out)) {
-        *error = *failed;
-        return false;
-    }
-    return true;
+    if (const std::optional<QString> failed = PrivateFile::write(path, out))
+        return failure(*failed);
+    return {};
 }
 
-bool ContactsStore::update(Entry &entry, QString *error, bool *stale)
+Result<void> ContactsStore::update(Entry &entry)
 {
     std::lock_guard lock(m_mutex);
     if (entry.card.uid.isEmpty())
         entry.card.uid = entry.identifier;
-    if (!rewrite(entry, entry.card, error, stale))
-        return false;
+    if (Result<void> written = rewrite(entry, entry.card); !written)
+        return written;
     entry.identifier = entry.card.uid;
-    return true;
+    return {};
 }
 
-bool ContactsStore::remove(const Entry &entry, QString *error, bool *stale)
+Result<void> ContactsStore::remove(const Entry &entry)
 {
     std::lock_guard lock(m_mutex);
-    return rewrite(entry, std::nullopt, error, stale);
+    return rewrite(entry, std::nullopt);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "tools/contacts/VCard.h"
 
 #include <QString>
@@ -39,21 +40,27 @@ public:
     static QString rootSettingKey() { return QStringLiteral("mcp.contacts.root"); }
     void setRoot(const QString &root);
 
-    // Walks the contacts in collection and file order until visit returns false. False
-    // with the reason when the tree cannot be read.
-    bool enumerate(const std::function<bool(const Entry &)> &visit, QString *error);
-    std::optional<Entry> contact(const QString &identifier, QString *error);
+    // Failures carry this domain; the description is the reason a tool shows.
+    static QString errorDomain() { return QStringLiteral("ContactsStore"); }
+    enum ErrorCode {
+        Failed = 1,
+        Stale = 2,  // the file changed since the card was read: nothing was written, read it again
+    };
+
+    // Walks the contacts in collection and file order until visit returns false. Fails when
+    // the tree cannot be read.
+    Result<void> enumerate(const std::function<bool(const Entry &)> &visit);
+    Result<Entry> contact(const QString &identifier);
     // A new contact (its UID made here) into the default collection.
-    std::optional<Entry> add(VCard card, QString *error);
+    Result<Entry> add(VCard card);
     // Writes the card over the one it was read from; entry's identifier becomes the card's
-    // UID. When the file changed since the card was read nothing is written and stale is
-    // set: read it again.
-    bool update(Entry &entry, QString *error, bool *stale = nullptr);
-    bool remove(const Entry &entry, QString *error, bool *stale = nullptr);
+    // UID.
+    Result<void> update(Entry &entry);
+    Result<void> remove(const Entry &entry);
 
 private:
     std::optional<Entry> find(const QString &identifier);
-    bool rewrite(const Entry &entry, const std::optional<VCard> &replacement, QString *error, bool *stale);
+    Result<void> rewrite(const Entry &entry, const std::optional<VCard> &replacement);
 
     std::mutex m_mutex;
     QString m_root;

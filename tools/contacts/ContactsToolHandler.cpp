@@ -137,8 +137,7 @@ JSONToolResult ContactsToolHandler::listContacts(const QVariantMap &params) cons
     const qint64 limit = readLimit(params.value(QStringLiteral("limit")));
     QJsonArray records;
     QStringList lines;
-    QString error;
-    const bool ok = store()->enumerate(
+    const Result<void> listed = store()->enumerate(
         [&](const ContactsStore::Entry &entry) {
             if (records.size() >= limit)
                 return false;
@@ -156,10 +155,9 @@ JSONToolResult ContactsToolHandler::listContacts(const QVariantMap &params) cons
             records.append(record);
             lines.append(entry.identifier + QStringLiteral(", ") + entry.card.displayName());
             return true;
-        },
-        &error);
-    if (!ok)
-        return JSONToolResult::errorResult(QStringLiteral("Failed to list contacts: ") + error);
+        });
+    if (!listed)
+        return JSONToolResult::errorResult(QStringLiteral("Failed to list contacts: ") + listed.error().description);
     return success({{QStringLiteral("count"), records.size()}, {QStringLiteral("contacts"), records}},
                    lines.join(u'\n'));
 }
@@ -178,13 +176,10 @@ JSONToolResult ContactsToolHandler::createContact(const QVariantMap &params) con
     card.note = textParam(params, QStringLiteral("note"));
     card.phoneNumbers = readList(params.value(QStringLiteral("phone_numbers")));
     card.emailAddresses = readList(params.value(QStringLiteral("email_addresses")));
-    QString error;
-    const std::optional<ContactsStore::Entry> added = store()->add(card, &error);
-    std::optional<ContactsStore::Entry> saved;
-    if (added)
-        saved = store()->contact(added->identifier, &error);
+    const Result<ContactsStore::Entry> added = store()->add(card);
+    const Result<ContactsStore::Entry> saved = added ? store()->contact(added->identifier) : added;
     if (!saved)
-        return JSONToolResult::errorResult(QStringLiteral("Failed to create contact: ") + error);
+        return JSONToolResult::errorResult(QStringLiteral("Failed to create contact: ") + saved.error().description);
     return success({{QStringLiteral("contact"), contactRecord(*saved)}},
                    QStringLiteral("Contact created: ") + saved->card.displayName());
 }
@@ -199,10 +194,9 @@ JSONToolResult ContactsToolHandler::updateContact(const QVariantMap &params) con
     // Read, change and write; when another program changed the file in between, once more
     // over what it wrote.
     for (int attempt = 1;; ++attempt) {
-        QString error;
-        std::optional<ContactsStore::Entry> entry = store()->contact(id, &error);
+        Result<ContactsStore::Entry> entry = store()->contact(id);
         if (!entry)
-            return JSONToolResult::errorResult(QStringLiteral("Failed to update contact: ") + error);
+            return JSONToolResult::errorResult(QStringLiteral("Failed to update contact: ") + entry.error().description);
         struct Field {
             const char *key;
             QString *target;
@@ -217,14 +211,13 @@ JSONToolResult ContactsToolHandler::updateContact(const QVariantMap &params) con
             entry->card.phoneNumbers = readList(params.value(QStringLiteral("phone_numbers")));
         if (params.contains(QStringLiteral("email_addresses")))
             entry->card.emailAddresses = readList(params.value(QStringLiteral("email_addresses")));
-        bool stale = false;
-        std::optional<ContactsStore::Entry> saved;
-        if (store()->update(*entry, &error, &stale))
-            saved = store()->contact(entry->identifier, &error);
-        if (stale && attempt < 2)
+        const Result<void> updated = store()->update(*entry);
+        if (!updated && updated.error().code == ContactsStore::Stale && attempt < 2)
             continue;
+        const Result<ContactsStore::Entry> saved =
+            updated ? store()->contact(entry->identifier) : Result<ContactsStore::Entry>(updated.error());
         if (!saved)
-            return JSONToolResult::errorResult(QStringLiteral("Failed to update contact: ") + error);
+            return JSONToolResult::errorResult(QStringLiteral("Failed to update contact: ") + saved.error().description);
         return success({{QStringLiteral("contact"), contactRecord(*saved)}},
                        QStringLiteral("Contact updated: ") + saved->card.displayName());
     }
@@ -238,13 +231,12 @@ JSONToolResult ContactsToolHandler::deleteContact(const QVariantMap &params) con
     if (id.isEmpty())
         return JSONToolResult::errorResult(QStringLiteral("Tool parameter 'contact_id' must not be empty."));
     for (int attempt = 1;; ++attempt) {
-        QString error;
-        bool stale = false;
-        const std::optional<ContactsStore::Entry> entry = store()->contact(id, &error);
-        if (entry && store()->remove(*entry, &error, &stale))
+        const Result<ContactsStore::Entry> entry = store()->contact(id);
+        const Result<void> removed = entry ? store()->remove(*entry) : Result<void>(entry.error());
+        if (removed)
             break;
-        if (!stale || attempt == 2)
-            return JSONToolResult::errorResult(QStringLiteral("Failed to delete contact: ") + error);
+        if (removed.error().code != ContactsStore::Stale || attempt == 2)
+            return JSONToolResult::errorResult(QStringLiteral("Failed to delete contact: ") + removed.error().description);
     }
     return success({{QStringLiteral("contact_id"), id}}, QStringLiteral("Contact deleted: ") + id);
 }

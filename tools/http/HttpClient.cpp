@@ -75,30 +75,24 @@ QString textForm(const QJsonValue &value)
 
 // Parses a JSON argument into name/value pairs of text. An empty text gives no pairs and no
 // error. The pairs come in the object's key order.
-bool parseJSONArgument(const QString &text, Fields *fields, AppError *error)
+Result<Fields> parseJSONArgument(const QString &text)
 {
-    fields->clear();
+    Fields fields;
     if (text.isEmpty())
-        return true;
-    if (!Utf8Text::isEncodable(text)) {
-        *error = HttpClientError::cannotEncodeJSON();
-        return false;
-    }
+        return fields;
+    if (!Utf8Text::isEncodable(text))
+        return HttpClientError::cannotEncodeJSON();
     QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        *error = AppError{QStringLiteral("QJsonParseError"), int(parseError.error),
-                          QStringLiteral("%1 at offset %2").arg(parseError.errorString()).arg(parseError.offset)};
-        return false;
-    }
-    if (!document.isObject()) {
-        *error = HttpClientError::jsonNotAnObject();
-        return false;
-    }
+    if (parseError.error != QJsonParseError::NoError)
+        return AppError{QStringLiteral("QJsonParseError"), int(parseError.error),
+                        QStringLiteral("%1 at offset %2").arg(parseError.errorString()).arg(parseError.offset)};
+    if (!document.isObject())
+        return HttpClientError::jsonNotAnObject();
     const QJsonObject object = document.object();
     for (auto it = object.constBegin(); it != object.constEnd(); ++it)
-        fields->append({it.key(), textForm(it.value())});
-    return true;
+        fields.append({it.key(), textForm(it.value())});
+    return fields;
 }
 
 bool isUsableUrl(const QUrl &url)
@@ -438,65 +432,50 @@ HttpClient &HttpClient::shared()
     return client;
 }
 
-HttpClientResult HttpClient::get(const QString &url, const QString &query, AppError *error)
+HttpClientResult HttpClient::get(const QString &url, const QString &query)
 {
-    AppError buildError;
-    const std::optional<HttpRequest> built = buildRequest(QStringLiteral("GET"), url, QString(), query, QString(), &buildError);
+    const Result<HttpRequest> built = buildRequest(QStringLiteral("GET"), url, QString(), query, QString());
     if (!built) {
-        if (error)
-            *error = buildError;
-        HttpClientResult result = HttpClientResult::withError(buildError);
+        HttpClientResult result = HttpClientResult::withError(built.error());
         result.body = QStringLiteral("");
         return result;
     }
     return executeRequest(*built);
 }
 
-HttpClientResult HttpClient::post(const QString &url, const QString &body, const QString &headersJSON, AppError *error)
+HttpClientResult HttpClient::post(const QString &url, const QString &body, const QString &headersJSON)
 {
-    return request(QStringLiteral("POST"), url, body, QString(), headersJSON, error);
+    return request(QStringLiteral("POST"), url, body, QString(), headersJSON);
 }
 
 HttpClientResult HttpClient::request(const QString &method, const QString &url, const QString &body,
-                                     const QString &paramsJSON, const QString &headersJSON, AppError *error)
+                                     const QString &paramsJSON, const QString &headersJSON)
 {
-    AppError buildError;
-    const std::optional<HttpRequest> built = buildRequest(method, url, body, paramsJSON, headersJSON, &buildError);
-    if (!built) {
-        if (error)
-            *error = buildError;
-        return HttpClientResult::withError(buildError);
-    }
+    const Result<HttpRequest> built = buildRequest(method, url, body, paramsJSON, headersJSON);
+    if (!built)
+        return HttpClientResult::withError(built.error());
     return executeRequest(*built);
 }
 
-std::optional<HttpRequest> HttpClient::buildRequest(const QString &method, const QString &url, const QString &body,
-                                                    const QString &paramsJSON, const QString &headersJSON, AppError *error)
+Result<HttpRequest> HttpClient::buildRequest(const QString &method, const QString &url, const QString &body,
+                                             const QString &paramsJSON, const QString &headersJSON)
 {
-    AppError ignored;
-    AppError &failure = error ? *error : ignored;
-
     QString urlText = url;
     if (!paramsJSON.isEmpty()) {
-        Fields items;
-        AppError cause;
-        if (!parseJSONArgument(paramsJSON, &items, &cause)) {
-            failure = HttpClientError::invalidParamsJSON(cause);
-            return std::nullopt;
-        }
+        const Result<Fields> items = parseJSONArgument(paramsJSON);
+        if (!items)
+            return HttpClientError::invalidParamsJSON(items.error());
         // A URL that can't be taken apart is left as it is; the next step judges it.
-        if (!items.isEmpty() && QUrl(url, QUrl::StrictMode).isValid()) {
-            const QString rebuilt = appendQueryItems(url, items);
+        if (!items->isEmpty() && QUrl(url, QUrl::StrictMode).isValid()) {
+            const QString rebuilt = appendQueryItems(url, *items);
             if (!rebuilt.isEmpty())
                 urlText = rebuilt;
         }
     }
 
     const QUrl parsed(urlText, QUrl::StrictMode);
-    if (urlText.isEmpty() || !isUsableUrl(parsed)) {
-        failure = HttpClientError::malformedURL(urlText);
-        return std::nullopt;
-    }
+    if (urlText.isEmpty() || !isUsableUrl(parsed))
+        return HttpClientError::malformedURL(urlText);
 
     HttpRequest request;
     request.url = parsed;
@@ -504,21 +483,16 @@ std::optional<HttpRequest> HttpClient::buildRequest(const QString &method, const
     request.timeoutInterval = timeoutInterval;
 
     if (!headersJSON.isEmpty()) {
-        Fields headers;
-        AppError cause;
-        if (!parseJSONArgument(headersJSON, &headers, &cause)) {
-            failure = HttpClientError::invalidHeadersJSON(cause);
-            return std::nullopt;
-        }
-        for (const auto &header : headers)
+        const Result<Fields> headers = parseJSONArgument(headersJSON);
+        if (!headers)
+            return HttpClientError::invalidHeadersJSON(headers.error());
+        for (const auto &header : *headers)
             request.setValue(header.second, header.first);
     }
 
     if (!body.isEmpty()) {
-        if (!Utf8Text::isEncodable(body)) {
-            failure = HttpClientError::cannotEncodeBody();
-            return std::nullopt;
-        }
+        if (!Utf8Text::isEncodable(body))
+            return HttpClientError::cannotEncodeBody();
         request.body = body.toUtf8();
         if (!request.hasHeader(QStringLiteral("Content-Length")))
             request.setValue(QString::number(request.body.size()), QStringLiteral("Content-Length"));
@@ -556,38 +530,30 @@ HttpClientResult HttpClient::executeRequest(const HttpRequest &request)
     return result;
 }
 
-bool HttpClient::downloadFile(const QString &url, const QString &destination, AppError *error)
+Result<void> HttpClient::downloadFile(const QString &url, const QString &destination)
 {
-    AppError ignored;
-    AppError &failure = error ? *error : ignored;
-    auto finish = [&](bool ok) {
+    auto finish = [&](Result<void> outcome) {
         if (verboseLogging)
-            SystemLog::write(QStringLiteral("[HttpClient] download %1 -> %2 success=%3").arg(url, destination, yesNo(ok)));
-        return ok;
+            SystemLog::write(QStringLiteral("[HttpClient] download %1 -> %2 success=%3").arg(url, destination, yesNo(outcome.ok())));
+        return outcome;
     };
 
     const QUrl parsed(url, QUrl::StrictMode);
-    if (url.isEmpty() || !isUsableUrl(parsed)) {
-        failure = HttpClientError::malformedDownloadURL(url);
-        return finish(false);
-    }
+    if (url.isEmpty() || !isUsableUrl(parsed)) 
+        return finish(HttpClientError::malformedDownloadURL(url));
 
     const QString directory = directoryPart(destination);
     if (!directory.isEmpty()) {
         std::error_code code;
         std::filesystem::create_directories(std::filesystem::path(QFile::encodeName(directory).toStdString()), code);
-        if (code && code != std::errc::file_exists) {
-            failure = posixError(code.value());
-            return finish(false);
-        }
+        if (code && code != std::errc::file_exists) 
+            return finish(posixError(code.value()));
     }
 
     QString partialPath;
     const int fd = createPartialFile(destination, &partialPath);
-    if (fd < 0) {
-        failure = posixError(errno);
-        return finish(false);
-    }
+    if (fd < 0) 
+        return finish(posixError(errno));
     const QByteArray partialName = QFile::encodeName(partialPath);
 
     const double timeout = 4.0 * timeoutInterval;
@@ -601,20 +567,18 @@ bool HttpClient::downloadFile(const QString &url, const QString &destination, Ap
 
     if (transferError) {
         ::unlink(partialName.constData());
-        failure = *transferError;
-        return finish(false);
+        return finish(*transferError);
     }
     const long status = transfer.status();
     if (status < 200 || status >= 300) {
         ::unlink(partialName.constData());
-        failure = HttpClientError::httpStatus(status);
-        return finish(false);
+        return finish(HttpClientError::httpStatus(status));
     }
     // One rename replaces the old file, so a reader never sees a half-written destination.
     if (::rename(partialName.constData(), QFile::encodeName(destination).constData()) != 0) {
-        failure = posixError(errno);
+        const AppError renameError = posixError(errno);
         ::unlink(partialName.constData());
-        return finish(false);
+        return finish(renameError);
     }
-    return finish(true);
+    return finish({});
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/AppError.h"
+#include "base/Result.h"
 #include "tools/http/HttpClientResult.h"
 #include "tools/http/HttpRequest.h"
 
@@ -51,17 +51,18 @@ public:
     // The session's cap on a whole transfer, in seconds.
     double resourceTimeoutInterval() const { return m_resourceTimeoutInterval; }
 
-    // When the request can't be built, the error goes to error and into the result as well.
-    HttpClientResult get(const QString &url, const QString &query = {}, AppError *error = nullptr);
-    HttpClientResult post(const QString &url, const QString &body, const QString &headersJSON = {},
-                          AppError *error = nullptr);
+    // The exchange as scripts and plug-ins see it: a request that can't be built or a
+    // transfer that fails comes back in the result's error, as an HTTP error status does in
+    // its status.
+    HttpClientResult get(const QString &url, const QString &query = {});
+    HttpClientResult post(const QString &url, const QString &body, const QString &headersJSON = {});
     HttpClientResult request(const QString &method, const QString &url, const QString &body,
-                             const QString &paramsJSON, const QString &headersJSON, AppError *error = nullptr);
+                             const QString &paramsJSON, const QString &headersJSON);
     // Writes the response body to destination, which is replaced only after a 2xx answer.
-    bool downloadFile(const QString &url, const QString &destination, AppError *error = nullptr);
+    Result<void> downloadFile(const QString &url, const QString &destination);
 
-    std::optional<HttpRequest> buildRequest(const QString &method, const QString &url, const QString &body,
-                                            const QString &paramsJSON, const QString &headersJSON, AppError *error);
+    Result<HttpRequest> buildRequest(const QString &method, const QString &url, const QString &body,
+                                     const QString &paramsJSON, const QString &headersJSON);
     HttpClientResult executeRequest(const HttpRequest &request);
 
 private:

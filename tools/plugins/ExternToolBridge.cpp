@@ -32,9 +32,8 @@ QString ExternToolBridge::httpRequest(const QString &method, const QString &url,
 bool ExternToolBridge::downloadFile(const QString &url, const QString &destination)
 {
     SystemLog::write(QStringLiteral("[ExternToolBridge::downloadFile] url=%1 dest=%2").arg(url, destination));
-    AppError error;
-    if (!m_httpClient.downloadFile(url, destination, &error)) {
-        SystemLog::write(QStringLiteral("[ExternToolBridge::downloadFile] Failed: %1").arg(error.description));
+    if (const Result<void> downloaded = m_httpClient.downloadFile(url, destination); !downloaded) {
+        SystemLog::write(QStringLiteral("[ExternToolBridge::downloadFile] Failed: %1").arg(downloaded.error().description));
         return false;
     }
     return true;
@@ -49,72 +48,60 @@ AppError bridgeError(int code, const QString &description)
     return AppError{ExternToolBridge::errorDomain, code, description};
 }
 
-void setError(AppError *cell, const AppError &error)
-{
-    if (cell)
-        *cell = error;
-}
-
-// Makes and loads one handler; nothing on failure, with the cause in error where there is one.
-std::unique_ptr<CustomToolHandler> makeAndLoad(const QString &path, int pluginType, AppError *error)
+// Makes and loads one handler. The loader always gets a cell, so that it logs its failure in
+// full; a library of another interface version leaves the cell, and so the error, empty.
+Result<std::unique_ptr<CustomToolHandler>> makeAndLoad(const QString &path, int pluginType)
 {
     std::unique_ptr<CustomToolHandler> handler(new (std::nothrow) CustomToolHandler);
-    if (!handler) {
-        setError(error, bridgeError(16, QStringLiteral("Could not allocate CustomToolHandler")));
-        return nullptr;
-    }
-    if (!handler->loadToolAtPath(path, pluginType, error))
-        return nullptr;
+    if (!handler)
+        return bridgeError(16, QStringLiteral("Could not allocate CustomToolHandler"));
+    AppError error;
+    if (!handler->loadToolAtPath(path, pluginType, &error))
+        return error;
     return handler;
 }
 
 }  // namespace
 
-std::unique_ptr<CustomToolHandler> ExternToolBridge::loadPlugin(const QString &path, int pluginType, AppError *error)
+Result<std::unique_ptr<CustomToolHandler>> ExternToolBridge::loadPlugin(const QString &path, int pluginType)
 {
-    if (path.isEmpty()) {
-        setError(error, bridgeError(116, QStringLiteral("Invalid path or bookmark path parameter")));
-        return nullptr;
-    }
-    std::unique_ptr<CustomToolHandler> handler = makeAndLoad(path, pluginType, error);
+    if (path.isEmpty())
+        return bridgeError(116, QStringLiteral("Invalid path or bookmark path parameter"));
+    Result<std::unique_ptr<CustomToolHandler>> handler = makeAndLoad(path, pluginType);
     if (!handler)
         SystemLog::write(QStringLiteral("[ExternToolBridge::loadPlugin] Failed to load custom plugin"));
     return handler;
 }
 
-ToolDiscoveryService::Handler ExternToolBridge::registerPlugin(const QString &path, int pluginType, AppError *error)
+Result<ToolDiscoveryService::Handler> ExternToolBridge::registerPlugin(const QString &path, int pluginType)
 {
-    if (path.isEmpty()) {
-        setError(error, bridgeError(116, QStringLiteral("Invalid path or bookmark path parameter")));
-        return nullptr;
-    }
-    ToolDiscoveryService::Handler handler = makeAndLoad(path, pluginType, error);
-    if (!handler) {
+    if (path.isEmpty())
+        return bridgeError(116, QStringLiteral("Invalid path or bookmark path parameter"));
+    Result<std::unique_ptr<CustomToolHandler>> loaded = makeAndLoad(path, pluginType);
+    if (!loaded) {
         SystemLog::write(QStringLiteral("[ExternToolBridge::registerPlugin] Failed to load custom plugin"));
-        return nullptr;
+        return loaded.error();
     }
+    ToolDiscoveryService::Handler handler = std::move(loaded).value();
     m_discoveryService.addHandler(handler);
     return handler;
 }
 
-void ExternToolBridge::unloadPlugin(const QString &name, AppError *error)
+Result<void> ExternToolBridge::unloadPlugin(const QString &name)
 {
-    if (name.isEmpty()) {
-        setError(error, bridgeError(116, QStringLiteral("Invalid 'name' parameter")));
-        return;
-    }
+    if (name.isEmpty())
+        return bridgeError(116, QStringLiteral("Invalid 'name' parameter"));
     if (const ToolDiscoveryService::Handler handler = m_discoveryService.findHandler(name)) {
         SystemLog::write(QStringLiteral("[ExternToolBridge::unloadPlugin] Unloading plugin: %1").arg(name));
         handler->unloadPlugin();
     }
+    return {};
 }
 
-ToolDiscoveryService::Handler ExternToolBridge::findPlugin(const QString &name, AppError *error) const
+Result<ToolDiscoveryService::Handler> ExternToolBridge::findPlugin(const QString &name) const
 {
-    if (name.isEmpty()) {
-        setError(error, bridgeError(116, QStringLiteral("Invalid 'name' parameter")));
-        return nullptr;
-    }
+    if (name.isEmpty())
+        return bridgeError(116, QStringLiteral("Invalid 'name' parameter"));
     return m_discoveryService.findHandler(name);
 }
 
@@ -133,22 +120,21 @@ void ExternToolBridge::startPluginDiscoveryWithBookmarks(const QVariantList &plu
     }
     qsizetype loaded = 0;
     for (const QVariant &info : plugins) {
-        QString path;
-        QString bookmarkPath;
-        int type = 0;
-        if (!ToolDiscoveryService::readPluginInfo(info, &path, &type, &bookmarkPath)) {
+        const std::optional<ToolDiscoveryService::PluginInfo> read = ToolDiscoveryService::readPluginInfo(info);
+        if (!read) {
             SystemLog::write(QStringLiteral("[ExternToolBridge] Invalid plugin info dictionary"));
             continue;
         }
+        const auto &[path, type, bookmarkPath] = *read;
         const QString name = QFileInfo(path).fileName();
         SystemLog::write(QStringLiteral("[ExternToolBridge] Loading plugin: %1 (type: %2)").arg(name).arg(type));
-        AppError error;
-        ToolDiscoveryService::Handler handler = makeAndLoad(bookmarkPath, type, &error);
-        if (!handler) {
+        Result<std::unique_ptr<CustomToolHandler>> made = makeAndLoad(bookmarkPath, type);
+        if (!made) {
             SystemLog::write(QStringLiteral("[ExternToolBridge] Failed to load plugin %1: %2")
-                                 .arg(name, ToolDiscoveryService::failureDescription(error)));
+                                 .arg(name, ToolDiscoveryService::failureDescription(made.error())));
             continue;
         }
+        const ToolDiscoveryService::Handler handler = std::move(made).value();
         m_discoveryService.addHandler(handler);
         ++loaded;
         SystemLog::write(QStringLiteral("[ExternToolBridge] Successfully loaded plugin: %1").arg(handler->toolDescriptor()->name));
@@ -157,22 +143,21 @@ void ExternToolBridge::startPluginDiscoveryWithBookmarks(const QVariantList &plu
                          .arg(loaded));
 }
 
-ToolDiscoveryService::Handler ExternToolBridge::registerPluginWithBookmark(const QString &path,
-                                                                           const QString &bookmarkPath, int pluginType,
-                                                                           AppError *error)
+Result<ToolDiscoveryService::Handler> ExternToolBridge::registerPluginWithBookmark(const QString &path,
+                                                                                   const QString &bookmarkPath,
+                                                                                   int pluginType)
 {
-    if (path.isEmpty() || bookmarkPath.isEmpty()) {
-        setError(error, bridgeError(116, QStringLiteral("Invalid path or bookmark path parameter")));
-        return nullptr;
-    }
+    if (path.isEmpty() || bookmarkPath.isEmpty())
+        return bridgeError(116, QStringLiteral("Invalid path or bookmark path parameter"));
     SystemLog::write(QStringLiteral("[ExternToolBridge::registerPluginWithBookmark] Loading: %1 via bookmark: %2")
                          .arg(path, bookmarkPath));
-    ToolDiscoveryService::Handler handler = makeAndLoad(bookmarkPath, pluginType, error);
-    if (!handler) {
+    Result<std::unique_ptr<CustomToolHandler>> loaded = makeAndLoad(bookmarkPath, pluginType);
+    if (!loaded) {
         SystemLog::write(QStringLiteral("[ExternToolBridge::registerPluginWithBookmark] Failed to load plugin at %1")
                              .arg(bookmarkPath));
-        return nullptr;
+        return loaded.error();
     }
+    const ToolDiscoveryService::Handler handler = std::move(loaded).value();
     m_discoveryService.addHandler(handler);
     SystemLog::write(QStringLiteral("[ExternToolBridge::registerPluginWithBookmark] Successfully registered: %1")
                          .arg(handler->toolDescriptor()->name));

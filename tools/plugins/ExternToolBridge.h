@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "tools/http/HttpClient.h"
 #include "tools/plugins/ToolDiscoveryService.h"
 
@@ -26,9 +27,10 @@ public:
     bool downloadFile(const QString &url, const QString &destination);
 
     // Native plug-ins. Errors have the domain "ExternToolBridge": 16 when no handler could be
-    // made, 116 when a name or a path is missing; a load failure leaves the loader's own error
-    // (domain "CustomToolHandler") in the cell, or none for a library of another interface
-    // version. The lines go to the system log. The list of registered handlers is the
+    // made, 116 when a name or a path is missing; a load failure gives the loader's own error
+    // (domain "CustomToolHandler"), or an empty one for a library of another interface
+    // version (ToolDiscoveryService::failureDescription words it). The lines go to the
+    // system log. The list of registered handlers is the
     // discovery service's; tool calls never read it, they load their own handler.
     static inline const QString errorDomain = QStringLiteral("ExternToolBridge");
 
@@ -37,19 +39,20 @@ public:
 
     // Loads a handler that is in no list; the caller owns it, and a library is closed again
     // when it is dropped. Any thread: tool calls load in parallel.
-    std::unique_ptr<CustomToolHandler> loadPlugin(const QString &path, int pluginType, AppError *error = nullptr);
+    Result<std::unique_ptr<CustomToolHandler>> loadPlugin(const QString &path, int pluginType);
     // Loads and appends to the list.
-    ToolDiscoveryService::Handler registerPlugin(const QString &path, int pluginType, AppError *error = nullptr);
+    Result<ToolDiscoveryService::Handler> registerPlugin(const QString &path, int pluginType);
     // Unloads the first listed handler of that name; it stays in the list. An unknown name is
     // no error.
-    void unloadPlugin(const QString &name, AppError *error = nullptr);
-    ToolDiscoveryService::Handler findPlugin(const QString &name, AppError *error = nullptr) const;
+    Result<void> unloadPlugin(const QString &name);
+    // nullptr for an unknown name.
+    Result<ToolDiscoveryService::Handler> findPlugin(const QString &name) const;
     void startPluginDiscoveryAtPath(const QString &path);
     // Refills the list from plug-in info dictionaries (see ToolDiscoveryService).
     void startPluginDiscoveryWithBookmarks(const QVariantList &plugins);
     // As registerPlugin, loading from bookmarkPath; path is for the messages.
-    ToolDiscoveryService::Handler registerPluginWithBookmark(const QString &path, const QString &bookmarkPath,
-                                                             int pluginType, AppError *error = nullptr);
+    Result<ToolDiscoveryService::Handler> registerPluginWithBookmark(const QString &path, const QString &bookmarkPath,
+                                                                     int pluginType);
 
 private:
     HttpClient m_httpClient;

@@ -235,21 +235,22 @@ std::optional<Plugin> PluginController::prepareRegistration(const QUrl &url, Plu
     bool loadedHere = false;
     if (PluginInspector *inspector = PluginInspector::shared()) {
         // Read in a process of its own: nothing of the library runs here before approval.
-        descriptor = inspector->inspect(path, type, &error);
-        if (!descriptor)
-            return refuse(PluginRefusal::failure(ToolDiscoveryService::failureDescription(error)));
+        const Result<ToolDescriptor> inspected = inspector->inspect(path, type);
+        if (!inspected)
+            return refuse(PluginRefusal::failure(ToolDiscoveryService::failureDescription(inspected.error())));
+        descriptor = *inspected;
     } else {
-        const ToolDiscoveryService::Handler handler = m_bridge.registerPlugin(path, type, &error);
-        if (!handler || !error.domain.isEmpty())
-            return refuse(PluginRefusal::failure(ToolDiscoveryService::failureDescription(error)));
-        descriptor = handler->getToolDescriptor();
+        const Result<ToolDiscoveryService::Handler> handler = m_bridge.registerPlugin(path, type);
+        if (!handler)
+            return refuse(PluginRefusal::failure(ToolDiscoveryService::failureDescription(handler.error())));
+        descriptor = (*handler)->getToolDescriptor();
         loadedHere = true;
     }
     if (!descriptor)
         return refuse(PluginRefusal::failure(QStringLiteral("Invalid plugin descriptor. Installation failed.")));
     if (pluginNamed(descriptor->name)) {
         if (loadedHere)
-            m_bridge.unloadPlugin(descriptor->name);
+            (void)m_bridge.unloadPlugin(descriptor->name);  // only an empty name fails, and nothing is loaded under it
         return refuse(PluginRefusal::duplicate(descriptor->name));
     }
 
@@ -307,12 +308,11 @@ std::optional<PluginRefusal> PluginController::enablePlugin(const Plugin &plugin
     const int type = pluginTypeForExtension(path);
     if (type == CustomToolHandler::Framework)
         return PluginRefusal::failure(QStringLiteral("Unknown plugin type: ") + extensionOf(path));
-    AppError error;
-    const ToolDiscoveryService::Handler handler = m_bridge.registerPlugin(path, type, &error);
-    if (!handler || !error.domain.isEmpty())
+    const Result<ToolDiscoveryService::Handler> handler = m_bridge.registerPlugin(path, type);
+    if (!handler)
         return PluginRefusal::failure(QStringLiteral("Failed to load plugin: ") +
-                                      ToolDiscoveryService::failureDescription(error));
-    const std::optional<ToolDescriptor> descriptor = handler->getToolDescriptor();
+                                      ToolDiscoveryService::failureDescription(handler.error()));
+    const std::optional<ToolDescriptor> descriptor = (*handler)->getToolDescriptor();
     if (!descriptor || !plugin.toolDescriptor || descriptor->name != plugin.toolDescriptor->name)
         return PluginRefusal::failure(
             QStringLiteral("Plugin descriptor mismatch. Selected file does not match registered plugin."));
@@ -328,7 +328,7 @@ void PluginController::disablePlugin(const Plugin &plugin)
     setEnabledFlag(plugin, false);
     if (!plugin.toolDescriptor)
         return;
-    m_bridge.unloadPlugin(plugin.toolDescriptor->name);
+    (void)m_bridge.unloadPlugin(plugin.toolDescriptor->name);  // only an empty name fails, and nothing is loaded under it
     print(QStringLiteral("[PluginController] Disabled plugin: %1").arg(plugin.toolDescriptor->name));
 }
 
@@ -339,7 +339,7 @@ std::optional<PluginRefusal> PluginController::uninstallPlugin(const Plugin &plu
     if (!plugin.toolDescriptor)
         return PluginRefusal::failure(QStringLiteral("Uninstall plugin: Invalid plugin descriptor"));
     const QString name = plugin.toolDescriptor->name;
-    m_bridge.unloadPlugin(name);
+    (void)m_bridge.unloadPlugin(name);  // only an empty name fails, and nothing is loaded under it
     m_security->removeBookmark(QUrl::fromLocalFile(plugin.path));
     {
         QMutexLocker locker(&storeMutex());
@@ -383,13 +383,13 @@ JSONToolResult PluginController::callPlugin(const QString &sid, const QString &p
             continue;
 
         // A handler of this call's own; a library is closed again when it goes.
-        AppError error;
-        const std::unique_ptr<CustomToolHandler> handler = m_bridge.loadPlugin(plugin.path, type, &error);
-        if (!handler || !error.domain.isEmpty()) {
+        const Result<std::unique_ptr<CustomToolHandler>> loaded = m_bridge.loadPlugin(plugin.path, type);
+        if (!loaded) {
             m_logger->log(QStringLiteral("Custom tool '") + name + QStringLiteral("' is not discovered yet, skiped."), -1,
                           MCPLogMessageType::Info);
             continue;
         }
+        const std::unique_ptr<CustomToolHandler> &handler = *loaded;
         if (!handler->getToolDescriptor())
             return fail(QStringLiteral("Custom tool plugin '") + name + QStringLiteral("' has an invalid descriptor."));
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/AppError.h"
+#include "base/Result.h"
 #include "tools/plugins/ToolDescriptor.h"
 
 #include <QString>
@@ -15,8 +15,8 @@
 class PluginInspector {
 public:
     virtual ~PluginInspector() = default;
-    // The descriptor, or nothing with error filled in (the loader's own words).
-    virtual std::optional<ToolDescriptor> inspect(const QString &path, int pluginType, AppError *error) = 0;
+    // The descriptor, or the loader's own words (empty for another interface version).
+    virtual Result<ToolDescriptor> inspect(const QString &path, int pluginType) = 0;
 
     // The inspector of the process (owned by its caller), or nullptr.
     static PluginInspector *shared();

@@ -40,22 +40,19 @@ QString ToolDiscoveryService::failureDescription(const AppError &error)
     return QStringLiteral("Unsupported plugin interface version (expected %1)").arg(KELVARA_TOOL_ABI_VERSION);
 }
 
-bool ToolDiscoveryService::readPluginInfo(const QVariant &info, QString *path, int *pluginType, QString *bookmarkPath)
+std::optional<ToolDiscoveryService::PluginInfo> ToolDiscoveryService::readPluginInfo(const QVariant &info)
 {
     const QVariantMap map = info.toMap();
     const QVariant pathValue = map.value(pathKey);
     const QVariant typeValue = map.value(pluginTypeKey);
     const QVariant bookmarkValue = map.value(bookmarkPathKey);
     if (pathValue.typeId() != QMetaType::QString || bookmarkValue.typeId() != QMetaType::QString || !typeValue.isValid())
-        return false;
+        return std::nullopt;
     bool numeric = false;
     const int type = typeValue.toInt(&numeric);
     if (!numeric || typeValue.typeId() == QMetaType::QString)
-        return false;
-    *path = pathValue.toString();
-    *pluginType = type;
-    *bookmarkPath = bookmarkValue.toString();
-    return true;
+        return std::nullopt;
+    return PluginInfo{pathValue.toString(), type, bookmarkValue.toString()};
 }
 
 void ToolDiscoveryService::unloadAll()
@@ -122,13 +119,12 @@ void ToolDiscoveryService::startDiscoveryWithBookmarkedPlugins(const QVariantLis
     unloadAll();
 
     for (const QVariant &info : plugins) {
-        QString path;
-        QString bookmarkPath;
-        int type = 0;
-        if (!readPluginInfo(info, &path, &type, &bookmarkPath)) {
+        const std::optional<PluginInfo> read = readPluginInfo(info);
+        if (!read) {
             log(QStringLiteral("[ToolDiscoveryService] Invalid plugin info: missing required keys"));
             continue;
         }
+        const auto &[path, type, bookmarkPath] = *read;
         const QString name = QFileInfo(path).fileName();
         log(QStringLiteral("[ToolDiscoveryService] Loading plugin: %1 (type: %2)").arg(name).arg(type));
         Handler handler(new (std::nothrow) CustomToolHandler);

@@ -8,6 +8,7 @@
 #include <QString>
 #include <QVariantList>
 #include <memory>
+#include <optional>
 
 // The list of loaded plug-in handlers that the bridge keeps for registered plug-ins. It can
 // also fill itself by scanning a folder or from a list of stored plug-ins; either refill
@@ -53,8 +54,13 @@ public:
     // without a cause, and this says so.
     static QString failureDescription(const AppError &error);
 
-    // Reads one plug-in info dictionary; false when a key is missing or of the wrong kind.
-    static bool readPluginInfo(const QVariant &info, QString *path, int *pluginType, QString *bookmarkPath);
+    // One plug-in info dictionary; nothing when a key is missing or of the wrong kind.
+    struct PluginInfo {
+        QString path;
+        int pluginType = 0;
+        QString bookmarkPath;
+    };
+    static std::optional<PluginInfo> readPluginInfo(const QVariant &info);
 
 private:
     void unloadAll();

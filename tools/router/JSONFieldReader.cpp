@@ -5,22 +5,17 @@
 
 JSONFieldReader::JSONFieldReader(const QJsonObject &object, QString path) : m_object(object), m_path(std::move(path)) {}
 
-std::optional<QJsonObject> JSONFieldReader::parseObject(const QByteArray &data, QString *error)
+Result<QJsonObject> JSONFieldReader::parseObject(const QByteArray &data)
 {
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(data, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        if (error)
-            *error = QStringLiteral("The file is no valid JSON: %1 at offset %2.")
-                         .arg(parseError.errorString())
-                         .arg(parseError.offset);
-        return std::nullopt;
-    }
-    if (!document.isObject()) {
-        if (error)
-            *error = QStringLiteral("The file does not hold a JSON object.");
-        return std::nullopt;
-    }
+    if (parseError.error != QJsonParseError::NoError)
+        return AppError{errorDomain(), decodingFailed,
+                        QStringLiteral("The file is no valid JSON: %1 at offset %2.")
+                            .arg(parseError.errorString())
+                            .arg(parseError.offset)};
+    if (!document.isObject())
+        return AppError{errorDomain(), decodingFailed, QStringLiteral("The file does not hold a JSON object.")};
     return document.object();
 }
 

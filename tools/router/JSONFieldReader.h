@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Result.h"
+
 #include <QByteArray>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -15,8 +17,13 @@ class JSONFieldReader {
 public:
     JSONFieldReader(const QJsonObject &object, QString path = QString());
 
-    // The JSON object a configuration file holds; on failure error tells why.
-    static std::optional<QJsonObject> parseObject(const QByteArray &data, QString *error);
+    // A record that fails to decode fails with this domain and code, the description saying
+    // why and where.
+    static QString errorDomain() { return QStringLiteral("ConfigurationRecord"); }
+    static constexpr int decodingFailed = 1;
+
+    // The JSON object a configuration file holds.
+    static Result<QJsonObject> parseObject(const QByteArray &data);
 
     std::optional<QString> string(const QString &key, bool required);
     std::optional<bool> boolean(const QString &key, bool required);
@@ -31,6 +38,8 @@ public:
 
     bool ok() const { return !m_error.has_value(); }
     QString error() const { return m_error.value_or(QString()); }
+    // The kept error as a decoding failure (only when !ok()).
+    AppError failure() const { return AppError{errorDomain(), decodingFailed, error()}; }
     // The dotted path of a member, for nested readers and messages.
     QString pathOf(const QString &key) const;
 

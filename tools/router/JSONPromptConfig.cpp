@@ -41,7 +41,7 @@ QVariant JSONPromptConfig::value(const QString &key) const
     return toVariant().value(key);
 }
 
-std::optional<JSONPromptConfig> JSONPromptConfig::fromJson(const QJsonObject &object, QString *error)
+Result<JSONPromptConfig> JSONPromptConfig::fromJson(const QJsonObject &object)
 {
     JSONFieldReader reader(object);
     JSONPromptConfig config;
@@ -66,18 +66,15 @@ std::optional<JSONPromptConfig> JSONPromptConfig::fromJson(const QJsonObject &ob
         }
         reader.adopt(listReader);
     }
-    if (!reader.ok()) {
-        if (error)
-            *error = reader.error();
-        return std::nullopt;
-    }
+    if (!reader.ok())
+        return reader.failure();
     return config;
 }
 
-std::optional<JSONPromptConfig> JSONPromptConfig::fromJsonData(const QByteArray &data, QString *error)
+Result<JSONPromptConfig> JSONPromptConfig::fromJsonData(const QByteArray &data)
 {
-    const auto object = JSONFieldReader::parseObject(data, error);
+    const Result<QJsonObject> object = JSONFieldReader::parseObject(data);
     if (!object)
-        return std::nullopt;
-    return fromJson(*object, error);
+        return object.error();
+    return fromJson(*object);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "tools/router/JSONPromptArgument.h"
 
 #include <QByteArray>
@@ -27,8 +28,8 @@ struct JSONPromptConfig {
     QVariant value(const QString &key) const;
 
     // Every key is required but "messages"; "template" may be left out when it is there.
-    static std::optional<JSONPromptConfig> fromJson(const QJsonObject &object, QString *error = nullptr);
-    static std::optional<JSONPromptConfig> fromJsonData(const QByteArray &data, QString *error = nullptr);
+    static Result<JSONPromptConfig> fromJson(const QJsonObject &object);
+    static Result<JSONPromptConfig> fromJsonData(const QByteArray &data);
 
     bool operator==(const JSONPromptConfig &) const = default;
 };

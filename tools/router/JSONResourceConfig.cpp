@@ -59,7 +59,7 @@ QVariant JSONResourceConfig::value(const QString &key) const
     return toVariant().value(key);
 }
 
-std::optional<JSONResourceConfig> JSONResourceConfig::fromJson(const QJsonObject &object, QString *error)
+Result<JSONResourceConfig> JSONResourceConfig::fromJson(const QJsonObject &object)
 {
     JSONFieldReader reader(object);
     JSONResourceConfig config;
@@ -83,18 +83,15 @@ std::optional<JSONResourceConfig> JSONResourceConfig::fromJson(const QJsonObject
     }
     config.script = reader.string(kScript, false);
     config.valuesScript = reader.string(kValuesScript, false);
-    if (!reader.ok()) {
-        if (error)
-            *error = reader.error();
-        return std::nullopt;
-    }
+    if (!reader.ok())
+        return reader.failure();
     return config;
 }
 
-std::optional<JSONResourceConfig> JSONResourceConfig::fromJsonData(const QByteArray &data, QString *error)
+Result<JSONResourceConfig> JSONResourceConfig::fromJsonData(const QByteArray &data)
 {
-    const auto object = JSONFieldReader::parseObject(data, error);
+    const Result<QJsonObject> object = JSONFieldReader::parseObject(data);
     if (!object)
-        return std::nullopt;
-    return fromJson(*object, error);
+        return object.error();
+    return fromJson(*object);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "tools/router/JSONAnnotations.h"
 
 #include <QByteArray>
@@ -33,8 +34,8 @@ struct JSONResourceConfig {
     QVariant value(const QString &key) const;
 
     // Every key but values, script and valuesScript is required.
-    static std::optional<JSONResourceConfig> fromJson(const QJsonObject &object, QString *error = nullptr);
-    static std::optional<JSONResourceConfig> fromJsonData(const QByteArray &data, QString *error = nullptr);
+    static Result<JSONResourceConfig> fromJson(const QJsonObject &object);
+    static Result<JSONResourceConfig> fromJsonData(const QByteArray &data);
 
     bool operator==(const JSONResourceConfig &) const = default;
 };

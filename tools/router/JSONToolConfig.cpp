@@ -56,7 +56,7 @@ QVariant JSONToolConfig::value(const QString &key) const
     return toVariant().value(key);
 }
 
-std::optional<JSONToolConfig> JSONToolConfig::fromJson(const QJsonObject &object, QString *error)
+Result<JSONToolConfig> JSONToolConfig::fromJson(const QJsonObject &object)
 {
     JSONFieldReader reader(object);
     JSONToolConfig config;
@@ -80,18 +80,15 @@ std::optional<JSONToolConfig> JSONToolConfig::fromJson(const QJsonObject &object
         if (auto decoded = JSONToolSchema::fromJson(*schema, reader, kOutputSchema))
             config.outputSchema = *decoded;
     }
-    if (!reader.ok()) {
-        if (error)
-            *error = reader.error();
-        return std::nullopt;
-    }
+    if (!reader.ok())
+        return reader.failure();
     return config;
 }
 
-std::optional<JSONToolConfig> JSONToolConfig::fromJsonData(const QByteArray &data, QString *error)
+Result<JSONToolConfig> JSONToolConfig::fromJsonData(const QByteArray &data)
 {
-    const auto object = JSONFieldReader::parseObject(data, error);
+    const Result<QJsonObject> object = JSONFieldReader::parseObject(data);
     if (!object)
-        return std::nullopt;
-    return fromJson(*object, error);
+        return object.error();
+    return fromJson(*object);
 }

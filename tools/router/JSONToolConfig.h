@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/Result.h"
 #include "tools/router/JSONAnnotations.h"
 #include "tools/router/JSONToolSchema.h"
 
@@ -35,8 +36,8 @@ struct JSONToolConfig {
     QVariant value(const QString &key) const;
 
     // Every key but `title` is required, and every value must have its JSON type.
-    static std::optional<JSONToolConfig> fromJson(const QJsonObject &object, QString *error = nullptr);
-    static std::optional<JSONToolConfig> fromJsonData(const QByteArray &data, QString *error = nullptr);
+    static Result<JSONToolConfig> fromJson(const QJsonObject &object);
+    static Result<JSONToolConfig> fromJsonData(const QByteArray &data);
 
     bool operator==(const JSONToolConfig &) const = default;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Result.h"
+
 #include <QString>
 
 #include <optional>
@@ -10,10 +12,9 @@
 // thread that owns the store itself.
 class ConfigurationLookup {
 public:
-    struct Answer {
-        std::optional<QString> json;        // the record's export form, pretty-printed
-        std::optional<QString> fetchError;  // set when the store could not be read
-    };
+    // The record's export form, pretty-printed; nothing when no record matches; the error
+    // when the store could not be read.
+    using Answer = Result<std::optional<QString>>;
 
     virtual ~ConfigurationLookup() = default;
 

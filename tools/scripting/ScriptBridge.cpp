@@ -91,17 +91,18 @@ QString configJSON(LogController *logger, const QString &kind, const QString &na
 {
     ConfigurationLookup *lookup = ConfigurationLookup::shared();
     const ConfigurationLookup::Answer answer =
-        lookup ? (lookup->*lookUp)(name) : ConfigurationLookup::Answer{std::nullopt, QStringLiteral("no store is open")};
-    if (answer.fetchError) {
-        logger->log(QStringLiteral("[Script] Fetch error: ") + *answer.fetchError, -40110, MCPLogMessageType::Error);
+        lookup ? (lookup->*lookUp)(name)
+               : ConfigurationLookup::Answer(AppError{QStringLiteral("ConfigurationLookup"), 1, QStringLiteral("no store is open")});
+    if (!answer) {
+        logger->log(QStringLiteral("[Script] Fetch error: ") + answer.error().description, -40110, MCPLogMessageType::Error);
         return QStringLiteral("");
     }
-    if (!answer.json) {
+    if (!*answer) {
         logger->log(QStringLiteral("[Script] ") + kind + QStringLiteral(" ") + name + QStringLiteral(" not found"),
                     -40110, MCPLogMessageType::Error);
         return QStringLiteral("");
     }
-    return *answer.json;
+    return **answer;
 }
 
 }  // namespace
@@ -202,6 +203,13 @@ void ScriptBridge::progress(double progress, std::optional<double> total, const 
     if (!m_reporter || callEnded())
         return;
     m_reporter->progress(progress, total, message.toStdString());
+}
+
+bool ScriptBridge::closeStream(std::chrono::milliseconds retry)
+{
+    if (!m_reporter || callEnded())
+        return false;
+    return m_reporter->closeStream(retry);
 }
 
 ScriptBridge::ClientAnswer ScriptBridge::askClient(const QString &who, const std::string &capability,
@@ -528,9 +536,8 @@ bool ScriptBridge::downloadFile(const QString &url, const QString &given)
         return false;
     }
     SystemLog::write(QStringLiteral("[Script] downloadFile url=%1 dest=%2").arg(url, destination));
-    AppError error;
-    if (!httpClient().downloadFile(url, destination, &error)) {
-        SystemLog::write(QStringLiteral("[Script] downloadFile failed: %1").arg(error.description));
+    if (const Result<void> downloaded = httpClient().downloadFile(url, destination); !downloaded) {
+        SystemLog::write(QStringLiteral("[Script] downloadFile failed: %1").arg(downloaded.error().description));
         return false;
     }
     return true;

@@ -71,6 +71,9 @@ public:
     // Progress for the calling client (when it asked for it); ignored without a reporter and
     // once the call is cancelled or stopped.
     void progress(double progress, std::optional<double> total, const QString &message);
+    // Ends the stream that carries the call's messages to the client, which comes back after
+    // `retry` for the rest and the answer; false where the client cannot (see CallReporter).
+    bool closeStream(std::chrono::milliseconds retry);
     // What the calling client answered to elicit or sample: its result, or why there is
     // none, in a line for the script's exception.
     struct ClientAnswer {

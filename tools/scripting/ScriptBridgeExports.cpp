@@ -84,6 +84,20 @@ KELVARA_EXPORT(exportProgress)
     return JSValueMakeUndefined(ctx);
 }
 
+KELVARA_EXPORT(exportCloseStream)
+{
+    ScriptBridge *bridge = ScriptBridgeExports::bridgeOf(ctx, thisObject);
+    if (!bridge)
+        return JSValueMakeBoolean(ctx, false);
+    double retry = 1000;
+    if (argc > 0 && !JSValueIsUndefined(ctx, argv[0])) {
+        retry = JSValueIsNumber(ctx, argv[0]) ? JSValueToNumber(ctx, argv[0], nullptr) : -1;
+        if (!std::isfinite(retry) || retry < 0 || retry > 86400000)
+            return thrown(ctx, exception, QStringLiteral("Kelvara.closeStream: retry must be a number of milliseconds from 0 to 86400000"));
+    }
+    return JSValueMakeBoolean(ctx, bridge->closeStream(std::chrono::milliseconds(int64_t(retry))));
+}
+
 // The client's answer as a JavaScript value, or the failure thrown.
 JSValueRef answerValue(JSContextRef ctx, JSValueRef *exception, const ScriptBridge::ClientAnswer &answer)
 {
@@ -355,6 +369,7 @@ const JSStaticFunction kExports[] = {
     {"process", exportProcess, kMethod},
     {"shell", exportShell, kMethod},
     {"progress", exportProgress, kMethod},
+    {"closeStream", exportCloseStream, kMethod},
     {"elicit", exportElicit, kMethod},
     {"sample", exportSample, kMethod},
     {nullptr, nullptr, 0},

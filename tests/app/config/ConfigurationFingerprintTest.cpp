@@ -37,7 +37,7 @@ TEST_F(ConfigurationFingerprintTest, ChangesExactlyWithWhatWouldBeServed)
             param->setParameterName(QStringLiteral("result"));
     ResourceConfig *resource = ResourceQueryService::createResourceConfig(context);
     PromptConfig *prompt = PromptQueryService::createPrompt(context, 0);
-    ServerConfig *row = ServerQueryService::fetchOrCreateServerConfig(context);
+    ServerConfig *row = ServerQueryService::fetchOrCreateServerConfig(context).valueOr(nullptr);
     ASSERT_TRUE(context->save());
 
     const QByteArray first = ConfigurationFingerprint::ofStore(context);
@@ -46,10 +46,10 @@ TEST_F(ConfigurationFingerprintTest, ChangesExactlyWithWhatWouldBeServed)
     reopen();
     EXPECT_EQ(ConfigurationFingerprint::ofStore(context), first);
 
-    resource = ResourceQueryService::fetchResourceConfigs(context).first();
-    prompt = PromptQueryService::fetchPrompts(context).first();
-    row = ServerQueryService::fetchServerConfig(context);
-    ToolsConfig *tool = ToolsQueryService::fetchTools(context).first();
+    resource = ResourceQueryService::fetchResourceConfigs(context).valueOr({}).first();
+    prompt = PromptQueryService::fetchPrompts(context).valueOr({}).first();
+    row = ServerQueryService::fetchServerConfig(context).valueOr(nullptr);
+    ToolsConfig *tool = ToolsQueryService::fetchTools(context).valueOr({}).first();
     const auto changes = [&](const std::function<void()> &edit) {
         edit();
         const QByteArray changed = ConfigurationFingerprint::ofStore(context);

@@ -36,6 +36,12 @@ function toolEntry(sid, handlerName, jsonParams) {
             Kelvara.progress(100, 100, 'Done');
             return 'Progress test completed';
         },
+        reconnection: function () {
+            // The answer and the message before it wait for the client's GET with Last-Event-ID.
+            Kelvara.closeStream(100);
+            Kelvara.log('info', 'Stream closed; the client comes back for the rest');
+            return 'Reconnection test completed';
+        },
         sampling: function (params) {
             var reply = Kelvara.sample([{ role: 'user', content: { type: 'text', text: params.prompt } }], { maxTokens: 100 });
             return 'LLM response: ' + (reply.content && reply.content.text !== undefined ? reply.content.text : JSON.stringify(reply.content));
