@@ -81,6 +81,16 @@ public:
         (void)connectionId;
         return nullptr;
     }
+    // A message for one session outside a request (a subscribed resource changed); dropped
+    // when the session has ended.
+    virtual void sendToSession(const std::string &sessionId, const std::string &text)
+    {
+        (void)sessionId;
+        (void)text;
+    }
+    // Told the id of each session that ends (deleted or expired), so that what was kept
+    // for it goes too. Set while stopped; called on any thread.
+    virtual void setSessionEndedHandler(std::function<void(const std::string &sessionId)> handler) { (void)handler; }
 };
 
 }  // namespace MCP

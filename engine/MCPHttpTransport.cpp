@@ -39,6 +39,7 @@ struct Hooks {
     LogCallback log;
     LogMessageType level = LogMessageType::Debug;
     MCPHttpPolicy policy;
+    std::function<void(const std::string &)> sessionEnded;
 };
 
 // How long an acceptor waits for a connection before it ends, when another one is left
@@ -786,13 +787,17 @@ bool expired(const HttpSession &session, Clock::time_point now, std::chrono::mil
     return timeout.count() > 0 && !session.streamOpen.load() && now - session.lastUsed > timeout;
 }
 
-void endSession(HttpSession &session)
+void endSession(HttpSession &session, const Hooks &hooks)
 {
     // A call waiting on this client's answer hears at once that none will come.
     session.info->clientRequests().close("the client's session has ended");
-    std::lock_guard lock(session.mutex);
-    session.ended = true;
-    session.wake.notify_all();
+    {
+        std::lock_guard lock(session.mutex);
+        session.ended = true;
+        session.wake.notify_all();
+    }
+    if (hooks.sessionEnded)
+        hooks.sessionEnded(session.info->id());
 }
 
 // A new session, after ending those that have been idle too long; null when no id could
@@ -822,7 +827,7 @@ std::shared_ptr<HttpSession> createSession(Shared &shared, const Hooks &hooks)
         shared.sessions.emplace(std::move(id), session);
     }
     for (const auto &old : ended)
-        endSession(*old);
+        endSession(*old, hooks);
     return session;
 }
 
@@ -845,7 +850,7 @@ std::shared_ptr<HttpSession> findSession(Shared &shared, const Hooks &hooks, con
         session = std::move(it->second);
         shared.sessions.erase(it);
     }
-    endSession(*session);
+    endSession(*session, hooks);
     return nullptr;
 }
 
@@ -1221,7 +1226,7 @@ bool serveRequest(Shared &shared, const Hooks &hooks, int fd, HttpRequest &reque
         }
         if (!session)
             return noSession();
-        endSession(*session);
+        endSession(*session, hooks);
         return reply(fd, keepOpen, 200, "application/json", "");
     }
     if (request.method == "GET" && inSession && acceptsEventStream(request)) {
@@ -1931,6 +1936,27 @@ void MCPHttpTransport::broadcast(const std::string &text)
     }
     for (const auto &session : sessions)
         postEvent(*session, text);
+}
+
+void MCPHttpTransport::sendToSession(const std::string &sessionId, const std::string &text)
+{
+    std::shared_ptr<HttpSession> session;
+    {
+        std::lock_guard lock(m_shared->sessionsMutex);
+        auto it = m_shared->sessions.find(sessionId);
+        if (it == m_shared->sessions.end())
+            return;
+        session = it->second;
+    }
+    postEvent(*session, text);
+}
+
+void MCPHttpTransport::setSessionEndedHandler(std::function<void(const std::string &)> handler)
+{
+    std::lock_guard lock(m_shared->hooksMutex);
+    auto hooks = std::make_shared<Hooks>(*m_shared->hooks);
+    hooks->sessionEnded = std::move(handler);
+    m_shared->hooks = std::move(hooks);
 }
 
 std::shared_ptr<MCPSession> MCPHttpTransport::session(const std::string &connectionId)

@@ -81,6 +81,8 @@ public:
     void notify(const std::string &connectionId, const std::string &text) override;
     void broadcast(const std::string &text) override;
     std::shared_ptr<MCPSession> session(const std::string &connectionId) override;
+    void sendToSession(const std::string &sessionId, const std::string &text) override;
+    void setSessionEndedHandler(std::function<void(const std::string &)> handler) override;
     // Ends the event stream of the request on this connection now, with a `retry:` hint;
     // what the call says from here on, and its answer, wait in its session for the client
     // to resume. False (and nothing changes) for a request without a session, a session

@@ -51,6 +51,7 @@ MCPServer::MCPServer(std::unique_ptr<IMCPTransport> transport)
     m_toolService->setListObserver([this] { listChanged(ToolsChanged); });
     m_resourceService->setListObserver([this] { listChanged(ResourcesChanged); });
     m_promptService->setListObserver([this] { listChanged(PromptsChanged); });
+    m_transport->setSessionEndedHandler([this](const std::string &id) { m_subscriptions.dropSession(id); });
 }
 
 void MCPServer::listChanged(unsigned bits)
@@ -110,7 +111,9 @@ void MCPServer::setTransport(std::unique_ptr<IMCPTransport> transport)
 {
     if (m_running || !transport)
         return;
+    m_subscriptions.clear();
     m_transport = std::move(transport);
+    m_transport->setSessionEndedHandler([this](const std::string &id) { m_subscriptions.dropSession(id); });
     if (m_logCallback)
         m_transport->setLogCallback(m_logCallback);
     m_transport->setLogLevel(m_logLevel);
@@ -224,6 +227,7 @@ void MCPServer::stop()
         return;
     stopAnnouncing();
     m_transport->stop();
+    m_subscriptions.clear();
     m_running = false;
     log(LogMessageType::Info, LogCode::Info, "MCP Server stopped");
 }
@@ -310,6 +314,7 @@ void MCPServer::setupRoutes()
     m_router.addRoute("prompts/list", bind(&MCPServer::handlePromptsList));
     m_router.addRoute("prompts/get", bind(&MCPServer::handlePromptsGet));
     addContentRoutes();
+    addSubscriptionRoutes();
 }
 
 void MCPServer::addContentRoutes()
@@ -350,9 +355,10 @@ std::shared_ptr<MCPMessage> MCPServer::handleInitialize(const MCPContext &contex
     // The list changes are sent to every session's stream and over stdio.
     if (m_toolService->count() > 0)
         capabilities["tools"]["listChanged"] = JSONValue(true);
-    // Only what is answered: resources/subscribe is not, so no "subscribe".
-    if (m_resourceService->count() > 0)
+    if (m_resourceService->count() > 0) {
         capabilities["resources"]["listChanged"] = JSONValue(true);
+        capabilities["resources"]["subscribe"] = JSONValue(true);
+    }
     if (m_promptService->count() > 0)
         capabilities["prompts"]["listChanged"] = JSONValue(true);
     // Values for prompt arguments and template variables, where the records give some.
@@ -762,6 +768,60 @@ JSONValue MCPServer::completionResult(const std::vector<std::string> &offered, c
     return result;
 }
 
+// ---- subscriptions ----
+
+void MCPServer::addSubscriptionRoutes()
+{
+    m_router.addRoute("resources/subscribe", [this](const MCPContext &context) { return handleSubscription(context, true); });
+    m_router.addRoute("resources/unsubscribe",
+                      [this](const MCPContext &context) { return handleSubscription(context, false); });
+}
+
+std::shared_ptr<MCPMessage> MCPServer::handleSubscription(const MCPContext &context, bool subscribe)
+{
+    const RequestId &id = context.message->id;
+    const char *const method = subscribe ? "resources/subscribe" : "resources/unsubscribe";
+    auto fail = [&](int32_t code, const std::string &text, JSONValue data = JSONValue()) {
+        log(LogMessageType::Error, LogCode::Info, text);
+        return MCPServerMessage::createError(id, text, code, std::move(data));
+    };
+    const JSONValue &params = context.params;
+    if (!params.isObject() || !params.contains("uri") || !params.at("uri").isString() || params.at("uri").asString().empty())
+        return fail(RPCCode::InvalidParams, std::string(method) + " needs a 'uri'");
+    const std::string &uri = params.at("uri").asString();
+    // The updates go to the session's stream; a request without a session has none.
+    const auto session = context.message->inSession ? m_transport->session(context.sessionId) : nullptr;
+    if (!session)
+        return fail(RPCCode::InvalidRequest, std::string(method) + " needs a session (initialize and send Mcp-Session-Id)");
+    if (subscribe) {
+        auto found = m_resourceService->findResource(uri);
+        if (!found)
+            found = m_resourceService->matchTemplate(uri);
+        if (!found) {
+            JSONValue data;
+            data["uri"] = JSONValue(uri);
+            return fail(RPCCode::ResourceUnknown, "Resource object for '" + uri + "' not found", std::move(data));
+        }
+        m_subscriptions.subscribe(session->id(), uri, found->type);
+    } else {
+        m_subscriptions.unsubscribe(session->id(), uri);
+    }
+    log(LogMessageType::Info, LogCode::Info, std::string(subscribe ? "Subscribed to " : "Unsubscribed from ") + uri);
+    return MCPServerMessage::createResponse(*context.message, JSONValue(JSONValue::ObjectType{}));
+}
+
+void MCPServer::resourceChanged(const std::string &uri)
+{
+    const std::vector<std::string> sessions = m_subscriptions.listeners(uri);
+    if (sessions.empty())
+        return;
+    JSONValue params;
+    params["uri"] = JSONValue(uri);
+    const std::string line = MCPServerMessage::notificationLine("notifications/resources/updated", params);
+    for (const std::string &session : sessions)
+        m_transport->sendToSession(session, line);
+}
+
 // ---- prompts ----
 
 std::shared_ptr<MCPMessage> MCPServer::handlePromptsList(const MCPContext &context)
@@ -812,18 +872,29 @@ std::shared_ptr<MCPMessage> MCPServer::handlePromptsGet(const MCPContext &contex
             return MCPServerMessage::createError(id, message, RPCCode::InvalidParams);
         }
     }
-    if (!prompt->template_.empty())
-        text = PromptTemplate::render(prompt->template_, prompt->arguments, values);
-    else
-        text = m_promptService->renderPrompt(name, params);
-
-    JSONValue message;
-    message["role"] = JSONValue("user");
-    message["content"]["type"] = JSONValue("text");
-    message["content"]["text"] = JSONValue(std::move(text));
+    // A prompt with messages: the template, when there is one, as the first user message,
+    // then the messages. Without: the template's (or the renderer's) one user message.
+    const bool hasMessages = prompt->messages.isArray() && !prompt->messages.asArray().empty();
+    JSONValue::ArrayType messages;
+    if (!hasMessages || !prompt->template_.empty()) {
+        if (!prompt->template_.empty())
+            text = PromptTemplate::render(prompt->template_, prompt->arguments, values);
+        else
+            text = m_promptService->renderPrompt(name, params);
+        JSONValue message;
+        message["role"] = JSONValue("user");
+        message["content"]["type"] = JSONValue("text");
+        message["content"]["text"] = JSONValue(std::move(text));
+        messages.push_back(std::move(message));
+    }
+    if (hasMessages) {
+        JSONValue rendered = PromptTemplate::renderMessages(prompt->messages, prompt->arguments, values);
+        for (JSONValue &message : rendered.asArray())
+            messages.push_back(std::move(message));
+    }
     JSONValue result;
     result["description"] = JSONValue("Rendered prompt");
-    result["messages"] = JSONValue(JSONValue::ArrayType{std::move(message)});
+    result["messages"] = JSONValue(std::move(messages));
     return MCPServerMessage::createResponse(*context.message, std::move(result));
 }
 

@@ -6,6 +6,7 @@
 #include "engine/LogMessageType.h"
 #include "engine/MCPContext.h"
 #include "engine/MessageRouter.h"
+#include "engine/ResourceSubscriptions.h"
 
 #include <condition_variable>
 #include <memory>
@@ -64,6 +65,13 @@ public:
     // The same without the transport: gives the response, or an empty pointer for none.
     std::shared_ptr<MCPMessage> process(const std::string &sessionId, std::shared_ptr<MCPMessage> message);
 
+    // Resource subscriptions: the watch hears when a URI gains its first subscriber and loses
+    // its last one (unsubscribe, the session's end, the server's stop); whoever watches the
+    // source calls resourceChanged, from any thread, and each subscribed session is told.
+    void setResourceWatch(ResourceSubscriptions::Watch watch) { m_subscriptions.setWatch(std::move(watch)); }
+    void resourceChanged(const std::string &uri);
+    const ResourceSubscriptions &subscriptions() const { return m_subscriptions; }
+
     IMCPTransport &transport() { return *m_transport; }
     // Serves over another transport from the next start on. Only while stopped.
     void setTransport(std::unique_ptr<IMCPTransport> transport);
@@ -95,6 +103,9 @@ private:
     void addContentRoutes();
     std::shared_ptr<MCPMessage> handleResourceTemplatesList(const MCPContext &context);
     std::shared_ptr<MCPMessage> handleCompletion(const MCPContext &context);
+    // resources/subscribe and resources/unsubscribe.
+    void addSubscriptionRoutes();
+    std::shared_ptr<MCPMessage> handleSubscription(const MCPContext &context, bool subscribe);
     // The completion/complete result: the offered values that start with what was typed.
     static JSONValue completionResult(const std::vector<std::string> &offered, const std::string &typed);
     // Why the arguments do not meet the tool's input schema (the first failing path), or nothing.
@@ -131,6 +142,7 @@ private:
     std::unique_ptr<MCPPromptService> m_promptService;
     std::unique_ptr<IMCPTransport> m_transport;
     MessageRouter m_router;
+    ResourceSubscriptions m_subscriptions;
     MCPServerConfig m_config;
     bool m_running = false;
     LogCallback m_logCallback;

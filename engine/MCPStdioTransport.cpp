@@ -264,6 +264,12 @@ void MCPStdioTransport::broadcast(const std::string &text)
         writeLine(text);
 }
 
+void MCPStdioTransport::sendToSession(const std::string &sessionId, const std::string &text)
+{
+    if (m_running && sessionId == m_session->id())
+        writeLine(text);
+}
+
 std::shared_ptr<MCPSession> MCPStdioTransport::session(const std::string &)
 {
     return m_session;

@@ -52,6 +52,8 @@ public:
     void notify(const std::string &connectionId, const std::string &text) override;
     void broadcast(const std::string &text) override;
     std::shared_ptr<MCPSession> session(const std::string &connectionId) override;
+    // The one session: the line goes out like a broadcast.
+    void sendToSession(const std::string &sessionId, const std::string &text) override;
 
     // Called once when the input has ended and every request read before has been answered;
     // set while stopped.

@@ -153,6 +153,9 @@ struct PromptDefinition {
     std::string description;
     std::vector<PromptArgument> arguments;
     std::string template_;  // `template` on the wire
+    // Messages as the protocol sends them ({role, content}), with {{argument}} placeholders
+    // in texts and resource URIs; an Array, or null for a prompt of the template alone.
+    JSONValue messages;
     PromptRenderer renderer;
 
     JSONValue toJSON() const;

@@ -44,6 +44,31 @@ std::string PromptTemplate::render(std::string_view text, const std::vector<Prom
     return out;
 }
 
+JSONValue PromptTemplate::renderMessages(const JSONValue &messages, const std::vector<PromptArgument> &arguments,
+                                         const JSONValue &values)
+{
+    JSONValue::ArrayType out;
+    if (!messages.isArray())
+        return JSONValue(std::move(out));
+    auto fill = [&](JSONValue &object, const char *key) {
+        if (object.isObject() && object.contains(key) && object.at(key).isString())
+            object[key] = JSONValue(render(object.at(key).asString(), arguments, values));
+    };
+    for (const JSONValue &message : messages.asArray()) {
+        if (!message.isObject() || !message.contains("content") || !message.at("content").isObject())
+            continue;
+        JSONValue copy = message;
+        JSONValue &content = copy["content"];
+        fill(content, "text");
+        if (content.contains("resource") && content.at("resource").isObject()) {
+            fill(content["resource"], "uri");
+            fill(content["resource"], "text");
+        }
+        out.push_back(std::move(copy));
+    }
+    return JSONValue(std::move(out));
+}
+
 std::optional<std::string> PromptTemplate::missingRequired(const std::vector<PromptArgument> &arguments, const JSONValue &values)
 {
     for (const PromptArgument &argument : arguments) {

@@ -10,6 +10,7 @@
 #include "store/PromptArguments.h"
 #include "store/PromptConfig.h"
 #include "store/PromptQueryService.h"
+#include "tools/router/PromptMessages.h"
 #include "store/ResourceConfig.h"
 #include "store/ResourceQueryService.h"
 #include "store/StoreContext.h"
@@ -292,6 +293,7 @@ JSONPromptConfig ConfigurationController::promptConfig(const PromptConfig *promp
     config.name = prompt->name().value_or(QString());
     config.promptDescription = prompt->promptDescription().value_or(QString());
     config.templateText = prompt->templateText().value_or(QString());
+    config.messages = PromptMessages::fromText(prompt->messagesJson().value_or(QString()));
     for (const PromptArguments *argument : PromptQueryService::sortedArguments(prompt)) {
         JSONPromptArgument entry{argument->name().value_or(QString()), argument->info().value_or(QString()),
                                  argument->required(), std::nullopt};
@@ -360,7 +362,12 @@ Result<ExportResult> ConfigurationController::exportConfiguration()
         return failWith(TransferError::unknown(prompts.error().description));
     exportKind(*prompts, root.filePath(folderName(Directory::prompts)), QStringLiteral("prompt"),
                QStringLiteral("prompt"), result.exportedPrompts, result.promptsErrors,
-               [](const PromptConfig *prompt) { return Result<JSONPromptConfig>(promptConfig(prompt)); });
+               [](const PromptConfig *prompt) -> Result<JSONPromptConfig> {
+                   // Messages being typed on the Prompts screen may not be whole yet: the file waits for them.
+                   if (const auto problem = PromptMessages::textProblem(prompt->messagesJson().value_or(QString())))
+                       return TransferError::invalidConfig(*problem).toAppError();
+                   return promptConfig(prompt);
+               });
     return result;
 }
 
@@ -698,6 +705,8 @@ void ConfigurationController::insertPrompt(const JSONPromptConfig &config, const
     prompt->setName(config.name);
     prompt->setPromptDescription(config.promptDescription);
     prompt->setTemplateText(config.templateText);
+    if (config.messages)
+        prompt->setMessagesJson(QString::fromUtf8(QJsonDocument(*config.messages).toJson(QJsonDocument::Indented)));
     for (const JSONPromptArgument &argument : config.arguments) {
         auto *record = m_context->insert<PromptArguments>();
         record->setId(QUuid::createUuid());

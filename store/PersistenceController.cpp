@@ -68,6 +68,11 @@ const char *const schemaV3[] = {
     R"(ALTER TABLE "PromptArguments" ADD COLUMN "valuesScript" TEXT)",
 };
 
+// Version 4: a prompt keeps its messages (JSON text of the list).
+const char *const schemaV4[] = {
+    R"(ALTER TABLE "PromptConfig" ADD COLUMN "messagesJson" TEXT)",
+};
+
 QString failureText(const QSqlError &error)
 {
     const QString text = error.text().trimmed();
@@ -186,6 +191,12 @@ std::optional<QString> PersistenceController::open()
         }
         if (version < 3) {
             for (const char *statement : schemaV3) {
+                if (!query.exec(QString::fromUtf8(statement)))
+                    return fail(query.lastError());
+            }
+        }
+        if (version < 4) {
+            for (const char *statement : schemaV4) {
                 if (!query.exec(QString::fromUtf8(statement)))
                     return fail(query.lastError());
             }

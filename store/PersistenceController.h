@@ -15,7 +15,7 @@ class PersistenceController : public QObject {
 public:
     static inline const QString modelName = QStringLiteral("Kelvara");
     // Stored as the file's user_version; each later version adds one migration step.
-    static constexpr int schemaVersion = 3;
+    static constexpr int schemaVersion = 4;
 
     // Opens (creating or migrating as needed) the store file at storePath.
     explicit PersistenceController(const QString &storePath, QObject *parent = nullptr);

@@ -15,7 +15,8 @@ const StoreColumns<PromptConfig::Values> &PromptConfig::columns()
     static const auto columns = StoreColumns<Values>().add("id", &Values::id)
                                                   .add("name", &Values::name)
                                                   .add("promptDescription", &Values::promptDescription)
-                                                  .add("template", &Values::templateText);
+                                                  .add("template", &Values::templateText)
+                                                  .add("messagesJson", &Values::messagesJson);
     return columns;
 }
 

@@ -27,6 +27,9 @@ public:
     }
     std::optional<QString> templateText() const { return m_v.templateText; }
     void setTemplateText(std::optional<QString> value) { assign(m_v, &Values::templateText, std::move(value)); }
+    // The prompt's messages as compact JSON text of the list; none for a template alone.
+    std::optional<QString> messagesJson() const { return m_v.messagesJson; }
+    void setMessagesJson(std::optional<QString> value) { assign(m_v, &Values::messagesJson, std::move(value)); }
 
     QList<PromptArguments *> arguments() const;
     // Also sets the child's `promptConfig`; a child that belonged to another record leaves it.
@@ -45,6 +48,7 @@ private:
         std::optional<QString> name;
         std::optional<QString> promptDescription;
         std::optional<QString> templateText;
+        std::optional<QString> messagesJson;
         QList<PromptArguments *> arguments;
     };
     Values m_v;

@@ -13,6 +13,7 @@ PromptConfigSnapshot PromptConfigSnapshot::fromRecord(const PromptConfig &record
     snapshot.name = record.name().value_or(QString());
     snapshot.promptDescription = record.promptDescription().value_or(QString());
     snapshot.templateText = record.templateText().value_or(QString());
+    snapshot.messagesJson = record.messagesJson();
     for (const auto *child : PromptQueryService::sortedArguments(&record))
         snapshot.arguments.append(PromptArgumentSnapshot::fromRecord(*child));
     return snapshot;
@@ -31,6 +32,8 @@ QJsonObject PromptConfigSnapshot::toJson() const
             items.append(item.toJson());
         object.insert(QStringLiteral("arguments"), items);
     }
+    if (messagesJson)
+        object.insert(QStringLiteral("messagesJson"), *messagesJson);
     return object;
 }
 
@@ -44,6 +47,10 @@ std::optional<PromptConfigSnapshot> PromptConfigSnapshot::fromJson(const QJsonOb
         SnapshotJson::readString(object, QStringLiteral("template"), snapshot.templateText) &&
         SnapshotJson::readList(object, QStringLiteral("arguments"), snapshot.arguments);
     if (!complete)
+        return std::nullopt;
+    if (const QJsonValue messages = object.value(QStringLiteral("messagesJson")); messages.isString())
+        snapshot.messagesJson = messages.toString();
+    else if (!messages.isUndefined())
         return std::nullopt;
     return snapshot;
 }

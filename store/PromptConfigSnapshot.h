@@ -19,6 +19,8 @@ struct PromptConfigSnapshot {
     QString promptDescription;
     QString templateText;
     QList<PromptArgumentSnapshot> arguments;
+    // The messages' JSON text; the key "messagesJson" is written only when set and may be absent.
+    std::optional<QString> messagesJson;
 
     // Made by the reading rules: missing texts read as "", a missing id as a fresh one.
     static PromptConfigSnapshot fromRecord(const PromptConfig &record);

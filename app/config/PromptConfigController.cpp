@@ -5,6 +5,7 @@
 #include "store/PromptConfig.h"
 #include "store/PromptConfigSnapshot.h"
 #include "store/PromptQueryService.h"
+#include "tools/router/PromptMessages.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -19,6 +20,7 @@ PromptConfigController::PromptConfigController(StoreContext *context, ConfigClip
         prompt->setName(s.name + QStringLiteral(" Copy"));
         prompt->setPromptDescription(s.promptDescription);
         prompt->setTemplateText(s.templateText);
+        prompt->setMessagesJson(s.messagesJson);
         for (const PromptArgumentSnapshot &a : s.arguments) {
             auto *argument = this->context()->insert<PromptArguments>();
             argument->setId(QUuid::createUuid());
@@ -307,6 +309,26 @@ void PromptConfigController::setTemplateText(const QString &text)
 {
     if (PromptConfig *p = selectedPrompt(); p && p->templateText().value_or(QString()) != text)
         p->setTemplateText(text);
+}
+
+void PromptConfigController::setMessagesText(const QString &text)
+{
+    PromptConfig *p = selectedPrompt();
+    if (!p || p->messagesJson().value_or(QString()) == text)
+        return;
+    // A blank text is no messages, as a prompt of the template alone has.
+    p->setMessagesJson(text.trimmed().isEmpty() ? std::nullopt : std::optional<QString>(text));
+}
+
+QString PromptConfigController::messagesText() const
+{
+    const PromptConfig *p = selectedPrompt();
+    return p ? p->messagesJson().value_or(QString()) : QString();
+}
+
+std::optional<QString> PromptConfigController::messagesProblem() const
+{
+    return PromptMessages::textProblem(messagesText());
 }
 
 bool PromptConfigController::canEditArgument() const

@@ -75,6 +75,12 @@ public:
     void setName(const QString &text);
     void setPromptDescription(const QString &text);
     void setTemplateText(const QString &text);
+    // The messages (JSON text of the list) as typed, kept in the record also while they are
+    // not valid yet so that no edit is lost; the export refuses them until they are.
+    void setMessagesText(const QString &text);
+    QString messagesText() const;
+    // What is wrong with the selected prompt's messages; nothing when they are valid or blank.
+    std::optional<QString> messagesProblem() const;
 
     bool canEditArgument() const;
     bool canDelete() const override;

@@ -599,6 +599,10 @@ void MCPServerBridge::registerPrompt(const QVariantMap &configuration, PromptRen
             converted.valuesSource = scriptSource(completions, script);
         definition.arguments.push_back(std::move(converted));
     }
+    // Messages are kept as the protocol sends them; the bundle's reader has checked them.
+    const QVariant messages = configuration.value(QStringLiteral("messages"));
+    if (messages.typeId() == QMetaType::QVariantList)
+        definition.messages = VariantJSON::fromVariant(messages);
     const std::string key = definition.name;
     definition.renderer = [this, key](const MCP::JSONValue &params) { return renderPrompt(key, params); };
     m_cppServer->getPromptService()->registerPrompt(definition);
@@ -615,6 +619,22 @@ std::string MCPServerBridge::renderPrompt(const std::string &name, const MCP::JS
     if (!renderer)
         return {};
     return utf8(renderer(dictionary));  // a null QString counts as empty
+}
+
+void MCPServerBridge::setResourceWatch(ResourceWatch watch)
+{
+    if (!watch) {
+        m_cppServer->setResourceWatch(nullptr);
+        return;
+    }
+    m_cppServer->setResourceWatch([watch = std::move(watch)](const std::string &uri, const std::string &type, bool on) {
+        watch(QString::fromStdString(uri), QString::fromStdString(type), on);
+    });
+}
+
+void MCPServerBridge::resourceChanged(const QString &uri)
+{
+    m_cppServer->resourceChanged(utf8(uri));
 }
 
 void MCPServerBridge::unregisterToolWithName(const QString &name)

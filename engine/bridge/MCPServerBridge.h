@@ -104,6 +104,15 @@ public:
     void unregisterResourceWithURI(const QString &uri);
     void unregisterPromptWithName(const QString &name);
 
+    // Resource subscriptions. The watch is told, on an engine worker, when a URI gains its
+    // first subscriber (true) and loses its last one (false), with the resource's type; it
+    // must only hand the news on (never call back into the bridge there). Any source of a
+    // resource, a file watcher or a provider of its own, says "changed" through
+    // resourceChanged, from any thread; each subscribed session hears of it.
+    using ResourceWatch = std::function<void(const QString &uri, const QString &type, bool watch)>;
+    void setResourceWatch(ResourceWatch watch);
+    void resourceChanged(const QString &uri);
+
     QStringList listTools() const;
     QStringList listResources() const;
     QStringList listPrompts() const;

@@ -502,6 +502,55 @@ TEST_F(ConfigTestFixture, TemplatesKeepTheirUriAndCompletionValuesThroughTheStor
     EXPECT_EQ(promptDefinition->arguments.at(0).values, (std::vector<std::string>{"Paris", "Parma"}));
 }
 
+TEST_F(ConfigTestFixture, PromptMessagesRoundTripThroughTheStoreAndReachTheEngine)
+{
+    const QJsonArray messages{
+        QJsonObject{{"role", "user"}, {"content", QJsonObject{{"type", "text"}, {"text", "Read {{uri}}"}}}},
+        QJsonObject{{"role", "assistant"},
+                    {"content", QJsonObject{{"type", "image"}, {"data", "iVBORw0KGgo="}, {"mimeType", "image/png"}}}},
+        QJsonObject{{"role", "user"},
+                    {"content", QJsonObject{{"type", "resource"},
+                                            {"resource", QJsonObject{{"uri", "{{uri}}"}, {"text", "body"},
+                                                                     {"mimeType", "text/plain"}}}}}}};
+    const QJsonObject prompt{{"name", "rich"}, {"description", "d"}, {"arguments", QJsonArray{}}, {"messages", messages}};
+    const QString in = root + u"/In"_s;
+    writeFile(in + u"/Prompts/rich.json"_s, QJsonDocument(prompt).toJson());
+    // A message the protocol could not carry keeps its file out, saying where.
+    QJsonObject bad = prompt;
+    bad.insert(u"name"_s, u"bad"_s);
+    bad.insert(u"messages"_s, QJsonArray{QJsonObject{{"role", "user"},
+                                                     {"content", QJsonObject{{"type", "image"}, {"data", "iVBORw0KGgo="}}}}});
+    writeFile(in + u"/Prompts/bad.json"_s, QJsonDocument(bad).toJson());
+    const auto imported = controller->importConfiguration(in);
+    ASSERT_TRUE(imported.ok());
+    EXPECT_EQ(imported->importedPrompts, 1);
+    EXPECT_EQ(imported->promptsErrors,
+              QStringList{u"Failed to import prompt from 'bad.json': Decoding Failed: The key 'messages.0.content.mimeType' is missing."_s});
+    exportOrFail();
+
+    // The template left out comes back empty beside the messages, which come back as written.
+    const QJsonObject exported = readJson(bundleFile(u"Prompts"_s, u"rich.json"_s));
+    EXPECT_EQ(exported["messages"].toArray(), messages);
+    EXPECT_EQ(exported["template"].toString(), QString());
+    const auto definition = bridge.server().getPromptService()->findPrompt("rich");
+    ASSERT_TRUE(definition.has_value());
+    ASSERT_TRUE(definition->messages.isArray());
+    EXPECT_EQ(definition->messages.asArray().size(), 3u);
+    EXPECT_EQ(definition->messages.asArray().at(2).at("content").at("resource").at("uri").asString(), "{{uri}}");
+
+    // A prompt of the template alone is written as before, without the key; messages typed
+    // on the screen that are not valid yet keep their prompt out of the bundle, saying why.
+    addPrompt(u"Plain"_s);
+    addPrompt(u"Typing"_s)->setMessagesJson(u"[{\"role\": \"user\""_s);
+    save();
+    const ExportResult again = exportOrFail();
+    EXPECT_FALSE(readJson(bundleFile(u"Prompts"_s, u"plain.json"_s)).contains(u"messages"_s));
+    ASSERT_EQ(again.promptsErrors.size(), 1);
+    EXPECT_TRUE(again.promptsErrors.first().startsWith(u"Failed to export prompt 'Typing': "_s)) << again.promptsErrors.first().toStdString();
+    EXPECT_TRUE(again.promptsErrors.first().contains(u"The messages are no valid JSON"_s));
+    EXPECT_FALSE(QFile::exists(bundleFile(u"Prompts"_s, u"typing.json"_s)));
+}
+
 // A template read by a script gets its variables as arguments; completions come from the
 // script a template or a prompt argument names, given what was typed and the arguments so
 // far, filtered by the prefix. The script names travel with the bundle, found beside it.

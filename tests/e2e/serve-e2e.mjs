@@ -196,7 +196,7 @@ try {
       assert.notEqual(read.result.isError, true);
     });
     check('initialize advertises only what the server answers', () => {
-      assert.deepEqual(init.result.capabilities.resources, { listChanged: true });
+      assert.deepEqual(init.result.capabilities.resources, { listChanged: true, subscribe: true });
     });
 
     const lenient = await runScenario(server.target(port), [

@@ -82,7 +82,7 @@ TEST_F(RoutesTest, InitializeReflectsRegistrationsAndConfiguration)
     EXPECT_FALSE(again.contains("instructions"));
     EXPECT_EQ(again.at("capabilities").toString(0),
               "{\n  \"completions\": {},\n  \"logging\": {},\n  \"prompts\": {\n    \"listChanged\": true\n  },\n"
-              "  \"resources\": {\n    \"listChanged\": true\n  },\n"
+              "  \"resources\": {\n    \"listChanged\": true,\n    \"subscribe\": true\n  },\n"
               "  \"tools\": {\n    \"listChanged\": true\n  }\n}");
 }
 
@@ -98,7 +98,7 @@ TEST_F(RoutesTest, SessionRoutesAndUnknownMethods)
     EXPECT_EQ(pong->method, "ping");  // a response carries its request's method
     EXPECT_TRUE(log.contains(0, "Ping received"));
 
-    expectError(R"({"id":8,"method":"resources/subscribe"})", -32601, "Method not found: resources/subscribe");
+    expectError(R"({"id":8,"method":"tools/subscribe"})", -32601, "Method not found: tools/subscribe");
     expectError(R"({"id":9,"params":{}})", -32601, "Method not found: ");
 
     // Ids come back as they were sent; one that is neither a string nor an integer is refused.
@@ -462,6 +462,36 @@ TEST_F(RoutesTest, PromptRoutes)
     EXPECT_EQ(first.at("template").asString(), "Hi {{who}}");
     EXPECT_TRUE(first.at("arguments").asArray().at(0).at("required").asBool());
     EXPECT_TRUE(log.contains(0, "Prompts list requested - count: 2"));
+}
+
+TEST_F(RoutesTest, PromptMessagesFollowTheTemplateWithTheirTextsAndUrisFilledIn)
+{
+    auto parsed = [](const std::string &text) { return *JSONParser::parseDocument(text); };
+    const JSONValue messages = parsed(R"([
+        {"role":"assistant","content":{"type":"image","data":"iVBORw0KGgo=","mimeType":"image/png"}},
+        {"role":"user","content":{"type":"resource","resource":{"uri":"test://{{uri}}","text":"about {{uri}}","mimeType":"text/plain"}}},
+        {"role":"user","content":{"type":"text","text":"{{uri}} and {{other}}","annotations":{"priority":1}}},
+        "not a message", {"role":"user"}])");
+    server.getPromptService()->registerPrompt({.name = "rich", .arguments = {{"uri", "", true}}, .messages = messages});
+    server.getPromptService()->registerPrompt(
+        {.name = "both", .arguments = {{"uri", "", false}}, .template_ = "First {{uri}}", .messages = messages});
+    const std::string head = R"({"id":1,"method":"prompts/get","params":)";
+    expectError(head + R"({"name":"rich"}})", -32602, "Missing required argument 'uri' for prompt 'rich'", 3011);
+
+    // No template: the messages alone; what is no message is left out, the rest kept as written.
+    const JSONValue rich = resultOf(call(head + R"({"name":"rich","arguments":{"uri":"x/1"}}})"));
+    EXPECT_EQ(rich.at("messages").toString(0), parsed(R"([
+        {"role":"assistant","content":{"type":"image","data":"iVBORw0KGgo=","mimeType":"image/png"}},
+        {"role":"user","content":{"type":"resource","resource":{"uri":"test://x/1","text":"about x/1","mimeType":"text/plain"}}},
+        {"role":"user","content":{"type":"text","text":"x/1 and {{other}}","annotations":{"priority":1}}}])").toString(0));
+
+    // A template comes first, as a user message; the registered messages stay unfilled.
+    const JSONValue both = resultOf(call(head + R"({"name":"both","arguments":{"uri":"y"}}})"));
+    ASSERT_EQ(both.at("messages").asArray().size(), 4u);
+    EXPECT_EQ(both.at("messages").asArray().at(0).toString(0),
+              parsed(R"({"role":"user","content":{"type":"text","text":"First y"}})").toString(0));
+    EXPECT_EQ(both.at("messages").asArray().at(2).at("content").at("resource").at("uri").asString(), "test://y");
+    EXPECT_EQ(server.getPromptService()->findPrompt("both")->messages.toString(0), messages.toString(0));
 }
 
 TEST_F(RoutesTest, ListRepliesAreKeptUntilARegistryChanges)

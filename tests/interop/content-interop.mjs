@@ -2,7 +2,8 @@
 // What a tool author writes beyond text, with the official MCP TypeScript SDK client against
 // kelvara serve over stdio: an image from a script tool, a call refused by the tool's JSON
 // Schema before it runs, a resource template read with its variable, and completions; a
-// template and completions served by a script, and the built-in read_file giving an image.
+// template and completions served by a script, the built-in read_file giving an image, a prompt
+// with an embedded resource and an image, and a subscription to a file that changes.
 //
 //   node content-interop.mjs PATH/TO/kelvara
 
@@ -57,6 +58,21 @@ writeFileSync(join(bundle, 'Prompts', 'city.json'), JSON.stringify({
   name: 'city', description: 'A city', template: 'Tell me about {{name}}',
   arguments: [{ name: 'name', description: 'The city', required: true, values: ['Paris', 'Parma', 'Lyon'] }],
 }));
+writeFileSync(join(bundle, 'Prompts', 'review.json'), JSON.stringify({
+  name: 'review', description: 'Review a document', template: '',
+  arguments: [{ name: 'doc', description: 'The document URI', required: true }],
+  messages: [
+    { role: 'user', content: { type: 'resource', resource: { uri: '{{doc}}', text: 'Body of {{doc}}', mimeType: 'text/plain' } } },
+    { role: 'assistant', content: { type: 'image', data: png, mimeType: 'image/png' } },
+    { role: 'user', content: { type: 'text', text: 'Review {{doc}}.' } },
+  ],
+}));
+const watched = join(bundle, 'items', 'watched.txt');
+writeFileSync(watched, 'first');
+writeFileSync(join(bundle, 'Resources', 'watched.json'), JSON.stringify({
+  uri: `file://${watched}`, name: 'watched', description: 'A file that changes', mimeType: 'text/plain', type: 'file',
+  contextTags: '', relatedResources: '', annotations,
+}));
 
 const env = sandbox(join(work, 'home'));
 const granted = await run(kelvara, ['access', 'grant', 'folder', work], env);
@@ -74,9 +90,34 @@ const { results } = await runScenario({ command: kelvara, args: ['serve', '--std
   { op: 'readResource', uri: 'forecast://city/Oslo' },
   { op: 'complete', ref: { type: 'ref/resource', uri: 'forecast://city/{city}' }, argument: { name: 'city', value: 'os' } },
   { op: 'callTool', name: 'read_image', arguments: { file_path: join(bundle, 'items', 'pixel.bin') } },
+  { op: 'getPrompt', name: 'review', arguments: { doc: 'doc://a' } },
+  { op: 'subscribeResource', uri: `file://${watched}` },
+  { op: 'writeFileAndListen', path: watched, text: 'second', uri: `file://${watched}` },
+  { op: 'unsubscribeResource', uri: `file://${watched}` },
+  // Nothing comes after unsubscribing: the wait runs out.
+  { op: 'writeFileAndListen', path: watched, text: 'third', uri: `file://${watched}`, ms: 1500 },
 ]);
-const [init, list, picture, refused, weather, templates, item, cities, ids, forecast, scripted, readImage] = results;
-check('initialize advertises completions', () => assert.deepEqual(init.result.capabilities.completions, {}));
+const [init, list, picture, refused, weather, templates, item, cities, ids, forecast, scripted, readImage,
+  review, subscribed, heard, unsubscribed, unheard] = results;
+check('initialize advertises completions and subscriptions', () => {
+  assert.deepEqual(init.result.capabilities.completions, {});
+  assert.equal(init.result.capabilities.resources.subscribe, true);
+});
+check('a prompt gives its messages with the argument filled in', () => {
+  assert.deepEqual(review.result.messages, [
+    { role: 'user', content: { type: 'resource', resource: { uri: 'doc://a', text: 'Body of doc://a', mimeType: 'text/plain' } } },
+    { role: 'assistant', content: { type: 'image', data: png, mimeType: 'image/png' } },
+    { role: 'user', content: { type: 'text', text: 'Review doc://a.' } },
+  ], JSON.stringify(review));
+});
+check('a subscribed file that changes is told', () => {
+  assert.deepEqual(subscribed.result, {}, JSON.stringify(subscribed));
+  assert.deepEqual(heard.result, { heard: true }, JSON.stringify(heard));
+});
+check('after unsubscribing a change is not told', () => {
+  assert.deepEqual(unsubscribed.result, {}, JSON.stringify(unsubscribed));
+  assert.deepEqual(unheard.result, { heard: false });
+});
 check('the tool list keeps the written schema and the hints', () => {
   const byName = Object.fromEntries(list.result.tools.map((t) => [t.name, t]));
   assert.deepEqual(byName.weather.inputSchema.properties.unit.enum, ['celsius', 'fahrenheit']);

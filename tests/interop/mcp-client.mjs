@@ -15,6 +15,10 @@
 //   {"op": "readResource", "uri": "..."}
 //   {"op": "getPrompt", "name": "...", "arguments": {...}}
 //   {"op": "listResourceTemplates"} | {"op": "complete", "ref": {...}, "argument": {...}}
+//   {"op": "subscribeResource", "uri": "..."} | {"op": "unsubscribeResource", "uri": "..."}
+//   {"op": "writeFileAndListen", "path": "...", "text": "...", "uri": "...", "ms": N}
+//       writes the file, then waits up to N ms for notifications/resources/updated of the
+//       URI caused by the write; the result is {"heard": true|false}
 // A step other than "initialize" connects first when not yet connected.
 //
 // Prints one JSON document: {"results": [{"op", "result"} or {"op", "error"}, ...]}.
@@ -24,6 +28,8 @@ import { readFileSync } from 'node:fs';
 import { Client } from '@modelcontextprotocol/sdk/client/index.js';
 import { StdioClientTransport } from '@modelcontextprotocol/sdk/client/stdio.js';
 import { StreamableHTTPClientTransport } from '@modelcontextprotocol/sdk/client/streamableHttp.js';
+import { ResourceUpdatedNotificationSchema } from '@modelcontextprotocol/sdk/types.js';
+import { writeFileSync } from 'node:fs';
 
 function usage(message) {
   process.stderr.write(`mcp-client: ${message}\nusage: node mcp-client.mjs URL SCENARIO|@FILE\n`);
@@ -42,6 +48,18 @@ function transportFor(target) {
 
 export async function runScenario(target, steps) {
   const client = new Client({ name: 'kelvara-interop', version: '1.0.0' });
+  const updated = [];
+  client.setNotificationHandler(ResourceUpdatedNotificationSchema, (notification) => { updated.push(notification.params.uri); });
+  const listen = async (uri, ms) => {
+    for (const end = Date.now() + ms; Date.now() < end; await new Promise((resolve) => setTimeout(resolve, 20))) {
+      const at = updated.indexOf(uri);
+      if (at >= 0) {
+        updated.splice(at, 1);
+        return true;
+      }
+    }
+    return false;
+  };
   const ops = {
     initialize: async () => ({
       serverInfo: client.getServerVersion(),
@@ -58,6 +76,16 @@ export async function runScenario(target, steps) {
     getPrompt: (step) => client.getPrompt({ name: step.name, arguments: step.arguments ?? {} }),
     listResourceTemplates: () => client.listResourceTemplates(),
     complete: (step) => client.complete({ ref: step.ref, argument: step.argument }),
+    subscribeResource: (step) => client.subscribeResource({ uri: step.uri }),
+    unsubscribeResource: (step) => client.unsubscribeResource({ uri: step.uri }),
+    writeFileAndListen: async (step) => {
+      // Only what the write causes counts: a write may be told more than once (truncation,
+      // then the data), and the SDK handles a notification a turn after the answer before it.
+      await new Promise((resolve) => setTimeout(resolve, 100));
+      updated.length = 0;
+      writeFileSync(step.path, step.text);
+      return { heard: await listen(step.uri, step.ms ?? 10000) };
+    },
   };
   let connected = false;
   const results = [];

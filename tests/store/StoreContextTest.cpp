@@ -252,6 +252,28 @@ TEST_F(StoreContextTest, StoreFromANewerVersionIsNotTouched)
     EXPECT_EQ(StoreTestUtil::sql(path, QStringLiteral("PRAGMA user_version")).toInt(), 99);
 }
 
+TEST_F(StoreContextTest, AVersionThreeStoreGainsPromptMessagesAndKeepsItsPrompts)
+{
+    PromptQueryService::createPrompt(context, 0)->setName(QStringLiteral("kept"));
+    ASSERT_TRUE(context->save().ok());
+    // The store as version 3 left it: no messages column.
+    StoreTestUtil::sql(path, QStringLiteral(R"(ALTER TABLE "PromptConfig" DROP COLUMN "messagesJson")"));
+    StoreTestUtil::sql(path, QStringLiteral("PRAGMA user_version = 3"));
+    const QString columns = QStringLiteral(R"(SELECT count(*) FROM pragma_table_info('PromptConfig') WHERE name = 'messagesJson')");
+    ASSERT_EQ(StoreTestUtil::sql(path, columns).toInt(), 0);
+    reopen();
+    EXPECT_EQ(StoreTestUtil::sql(path, columns).toInt(), 1);
+    ASSERT_FALSE(store->loadError()) << *store->loadError();
+    EXPECT_EQ(StoreTestUtil::sql(path, QStringLiteral("PRAGMA user_version")).toInt(), 4);
+    QList<PromptConfig *> prompts = PromptQueryService::fetchPrompts(context).valueOr({});
+    ASSERT_EQ(prompts.size(), 1);
+    EXPECT_EQ(prompts.first()->messagesJson(), std::nullopt);
+    prompts.first()->setMessagesJson(QStringLiteral("[]"));
+    ASSERT_TRUE(context->save().ok());
+    reopen();
+    EXPECT_EQ(PromptQueryService::fetchPrompts(context).valueOr({}).first()->messagesJson(), QStringLiteral("[]"));
+}
+
 TEST_F(StoreContextTest, RefreshTurnsOneRecordBack)
 {
     ResourceConfig *first = ResourceQueryService::createResourceConfig(context);

@@ -25,6 +25,7 @@
 #include <QSplitter>
 #include <QTableWidget>
 #include <QDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
@@ -472,6 +473,53 @@ TEST_F(ConfigScreensViewTest, ThePromptRowMenuAndNewArgument)
     clickInBox(QStringLiteral("Delete"));
     EXPECT_TRUE(waitUntil([&] { return controller->prompts().size() == before - 1; }));
     delete menu;
+}
+
+// Messages are typed as JSON: kept as typed even while not valid, with what is wrong shown
+// beside them, and carried by a duplicate.
+TEST_F(ConfigScreensViewTest, PromptMessagesAreKeptAsTypedAndTheirProblemShown)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuPromptConfig);
+    auto *view = qobject_cast<PromptConfigView *>(window->currentScreen());
+    ASSERT_NE(view, nullptr);
+    PromptConfigController *controller = view->controller();
+    view->button("add")->click();
+    ASSERT_TRUE(waitUntil([&] { return controller->selectedPrompt() != nullptr; }));
+    PromptConfig *prompt = controller->selectedPrompt();
+
+    const QString half = QStringLiteral(R"([{"role": "system", "content": {"type": "text", "text": "Hi"}}])");
+    view->messagesField()->setFocus();
+    view->messagesField()->setPlainText(half);
+    EXPECT_EQ(prompt->messagesJson(), half);
+    EXPECT_FALSE(view->messagesProblemLabel()->isHidden());
+    EXPECT_EQ(view->messagesProblemLabel()->text(),
+              QStringLiteral("\u26A0 The value of 'messages.0.role' is not \"user\" or \"assistant\"."));
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+    window->navigate(MenuDestination::menuResourceConfig);
+    window->navigate(MenuDestination::menuPromptConfig);
+    view = qobject_cast<PromptConfigView *>(window->currentScreen());
+    ASSERT_TRUE(waitUntil([&] { return view->messagesField()->toPlainText() == half; }));
+    EXPECT_FALSE(view->messagesProblemLabel()->isHidden());
+
+    QString whole = half;
+    whole.replace(QStringLiteral("system"), QStringLiteral("assistant"));
+    view->messagesField()->setFocus();
+    view->messagesField()->setPlainText(whole);
+    EXPECT_TRUE(view->messagesProblemLabel()->isHidden());
+    view->messagesField()->setPlainText(QStringLiteral("  "));
+    EXPECT_EQ(prompt->messagesJson(), std::nullopt);  // blank: a prompt of the template alone
+    view->messagesField()->setPlainText(whole);
+    view->button("save")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
+
+    QMenu *menu = view->makeRowMenu();
+    menu->findChild<QAction *>(QStringLiteral("duplicatePrompt"))->trigger();
+    ASSERT_TRUE(waitUntil([&] { return controller->selectedPrompt() != prompt; }));
+    EXPECT_EQ(controller->selectedPrompt()->messagesJson(), whole);
+    delete menu;
+    view->button("revert")->click();
+    ASSERT_TRUE(waitUntil([&] { return !controller->hasUnsavedChanges(); }));
 }
 
 // The values offered for completion: a template's per variable on the Resources screen, an

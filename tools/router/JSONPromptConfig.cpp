@@ -1,6 +1,7 @@
 #include "tools/router/JSONPromptConfig.h"
 
 #include "tools/router/JSONFieldReader.h"
+#include "tools/router/PromptMessages.h"
 
 #include <QJsonArray>
 #include <QVariantList>
@@ -10,6 +11,7 @@ const QString kName = QStringLiteral("name");
 const QString kDescription = QStringLiteral("description");
 const QString kArguments = QStringLiteral("arguments");
 const QString kTemplate = QStringLiteral("template");
+const QString kMessages = QStringLiteral("messages");
 }  // namespace
 
 QJsonObject JSONPromptConfig::toJson() const
@@ -17,7 +19,10 @@ QJsonObject JSONPromptConfig::toJson() const
     QJsonArray list;
     for (const JSONPromptArgument &argument : arguments)
         list.append(argument.toJson());
-    return QJsonObject{{kName, name}, {kDescription, promptDescription}, {kArguments, list}, {kTemplate, templateText}};
+    QJsonObject object{{kName, name}, {kDescription, promptDescription}, {kArguments, list}, {kTemplate, templateText}};
+    if (messages)
+        object.insert(kMessages, *messages);
+    return object;
 }
 
 QVariantMap JSONPromptConfig::toVariant() const
@@ -25,7 +30,10 @@ QVariantMap JSONPromptConfig::toVariant() const
     QVariantList list;
     for (const JSONPromptArgument &argument : arguments)
         list.append(argument.toVariant());
-    return QVariantMap{{kName, name}, {kDescription, promptDescription}, {kArguments, list}, {kTemplate, templateText}};
+    QVariantMap map{{kName, name}, {kDescription, promptDescription}, {kArguments, list}, {kTemplate, templateText}};
+    if (messages)
+        map.insert(kMessages, messages->toVariantList());
+    return map;
 }
 
 QVariant JSONPromptConfig::value(const QString &key) const
@@ -39,7 +47,12 @@ Result<JSONPromptConfig> JSONPromptConfig::fromJson(const QJsonObject &object)
     JSONPromptConfig config;
     config.name = reader.string(kName, true).value_or(QString());
     config.promptDescription = reader.string(kDescription, true).value_or(QString());
-    config.templateText = reader.string(kTemplate, true).value_or(QString());
+    config.messages = reader.array(kMessages, false);
+    if (config.messages) {
+        if (const auto problem = PromptMessages::problem(*config.messages, reader.pathOf(kMessages)))
+            reader.fail(*problem);
+    }
+    config.templateText = reader.string(kTemplate, !config.messages).value_or(QString());
     if (const auto list = reader.array(kArguments, true)) {
         JSONFieldReader listReader(QJsonObject(), reader.pathOf(kArguments));
         for (qsizetype i = 0; i < list->size() && listReader.ok(); ++i) {

@@ -4,6 +4,7 @@
 #include "tools/router/JSONPromptArgument.h"
 
 #include <QByteArray>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QList>
 #include <QString>
@@ -12,18 +13,21 @@
 #include <optional>
 
 // One prompt as it travels inside the application. The file key of promptDescription is
-// "description". The template is stored and listed, not rendered.
+// "description".
 struct JSONPromptConfig {
     QString name;
     QString promptDescription;
     QList<JSONPromptArgument> arguments;
     QString templateText;  // the file key "template"
+    // The prompt's messages (see PromptMessages); written only when set. A prompt with
+    // messages renders the template, when it is not empty, as a first user message.
+    std::optional<QJsonArray> messages;
 
     QJsonObject toJson() const;
     QVariantMap toVariant() const;
     QVariant value(const QString &key) const;
 
-    // Every key is required.
+    // Every key is required but "messages"; "template" may be left out when it is there.
     static Result<JSONPromptConfig> fromJson(const QJsonObject &object);
     static Result<JSONPromptConfig> fromJsonData(const QByteArray &data);
 

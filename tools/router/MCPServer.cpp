@@ -8,6 +8,7 @@
 #include "tools/plugins/ExternToolBridge.h"
 #include "tools/plugins/PluginController.h"
 #include "tools/router/BuiltinToolTable.h"
+#include "tools/router/ResourceFileWatcher.h"
 #include "tools/results/ToolError.h"
 #include "tools/scripting/PluginScripting.h"
 #include "tools/security/BookmarkController.h"
@@ -87,6 +88,7 @@ MCPServer::MCPServer(LogController *logger, MCPServerBridge *bridge, PluginContr
         std::fputc('\n', stderr);
         std::fflush(stderr);
     });
+    m_fileWatcher = std::make_unique<ResourceFileWatcher>(bridge);
 }
 
 MCPServer::~MCPServer()

@@ -18,6 +18,7 @@ class ExternToolBridge;
 class LogController;
 class MCPServerBridge;
 class PluginController;
+class ResourceFileWatcher;
 
 // The application's side of the engine's three callbacks: a tool call, a resource read and
 // a prompt request arrive here from the bridge, on an engine worker. The router checks what
@@ -95,6 +96,8 @@ private:
     std::atomic<bool> m_listenAtAll{false};
     std::once_flag m_httpBridgeOnce;
     std::unique_ptr<ExternToolBridge> m_httpBridge;
+    // The files of subscribed resources; made with the router, on its thread.
+    std::unique_ptr<ResourceFileWatcher> m_fileWatcher;
     // Shared with the bridge's log handler, which must not reach a router that is gone.
     std::shared_ptr<std::atomic<bool>> m_alive;
 };

@@ -113,6 +113,7 @@ QLayout *PromptConfigView::makeForm()
     form->addRow(QStringLiteral("Name:"), m_name);
     form->addRow(QStringLiteral("Description:"), m_description);
     form->addRow(QStringLiteral("Template:"), m_template);
+    form->addRow(QStringLiteral("Messages:"), makeMessagesEditor());
     auto *page = new QVBoxLayout;
     page->addLayout(form);
     page->addWidget(m_argumentsTitle);
@@ -120,6 +121,48 @@ QLayout *PromptConfigView::makeForm()
     page->addLayout(argumentButtons);
     page->addLayout(saveRow());
     return page;
+}
+
+QWidget *PromptConfigView::makeMessagesEditor()
+{
+    auto *editor = new QWidget(this);
+    m_messages = new QPlainTextEdit(editor);
+    m_messages->setObjectName(QStringLiteral("promptMessages"));
+    m_messages->setPlaceholderText(
+        QStringLiteral(R"([{"role": "user", "content": {"type": "text", "text": "About {{topic}}"}}])"));
+    m_messages->setToolTip(QStringLiteral(
+        "Optional: the messages the prompt gives, after the template, as a JSON list. Each is "
+        "{\"role\": \"user\" or \"assistant\", \"content\": ...} with content of type text, image "
+        "(data, mimeType), audio (data, mimeType) or resource (resource: uri, text or blob, mimeType)."));
+    m_messages->setTabChangesFocus(true);
+    // Room for a few lines; the argument list below keeps the rest of the height.
+    m_messages->setMaximumHeight(m_messages->fontMetrics().lineSpacing() * 6);
+    m_messagesProblem = new QLabel(editor);
+    m_messagesProblem->setObjectName(QStringLiteral("promptMessagesProblem"));
+    m_messagesProblem->setWordWrap(true);
+    m_messagesProblem->hide();
+    auto *column = new QVBoxLayout(editor);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->addWidget(m_messages);
+    column->addWidget(m_messagesProblem);
+    connect(m_messages, &QPlainTextEdit::textChanged, this, [this] {
+        if (m_showing)
+            return;
+        m_controller->setMessagesText(m_messages->toPlainText());
+        const std::optional<QString> problem = m_controller->messagesProblem();
+        m_messagesProblem->setText(QStringLiteral("\u26A0 ") + problem.value_or(QString()));
+        m_messagesProblem->setVisible(problem.has_value());
+    });
+    return editor;
+}
+
+void PromptConfigView::showMessages()
+{
+    if (!m_messages->hasFocus() && m_messages->toPlainText() != m_controller->messagesText())
+        m_messages->setPlainText(m_controller->messagesText());
+    const std::optional<QString> problem = m_controller->messagesProblem();
+    m_messagesProblem->setText(QStringLiteral("\u26A0 ") + problem.value_or(QString()));
+    m_messagesProblem->setVisible(problem.has_value());
 }
 
 QMenu *PromptConfigView::makeRowMenu()
@@ -172,6 +215,7 @@ void PromptConfigView::showSelection()
     }
     if (!m_template->hasFocus() && m_template->toPlainText() != prompt->templateText().value_or(QString()))
         m_template->setPlainText(prompt->templateText().value_or(QString()));
+    showMessages();
     const QList<PromptArguments *> arguments = PromptQueryService::sortedArguments(prompt);
     m_argumentsTitle->setText(arguments.isEmpty() ? QStringLiteral("No arguments defined")
                                                   : QStringLiteral("<b>Arguments (%1)</b>").arg(arguments.size()));

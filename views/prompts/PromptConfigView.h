@@ -23,6 +23,8 @@ public:
     QListWidget *argumentList() const { return m_arguments; }
     QLineEdit *nameField() const { return m_name; }
     QPlainTextEdit *templateField() const { return m_template; }
+    QPlainTextEdit *messagesField() const { return m_messages; }
+    QLabel *messagesProblemLabel() const { return m_messagesProblem; }
     // A list row's menu: "Paste", "Duplicate" and "Remove" for the row's prompt.
     QMenu *makeRowMenu();
 
@@ -32,11 +34,16 @@ private:
     void showSelection() override;
     void showArgumentSheet(bool editing);
     void confirmArgumentDeleteIfAsked();
+    // The messages editor: the list as JSON text, written as typed, with what is wrong with it.
+    QWidget *makeMessagesEditor();
+    void showMessages();
 
     PromptConfigController *m_controller;
     QLineEdit *m_name;
     QLineEdit *m_description;
     QPlainTextEdit *m_template;
+    QPlainTextEdit *m_messages = nullptr;
+    QLabel *m_messagesProblem = nullptr;
     QLabel *m_argumentsTitle;
     QListWidget *m_arguments;
 };
