@@ -1,5 +1,9 @@
 #include "views/app/BuiltinFeatures.h"
 
+#include "engine/bridge/ToolInvocation.h"
+
+#include "tools/router/MCPServer.h"
+
 #include "base/AppPaths.h"
 #include "app/ApplicationServices.h"
 #include "app/MenuCommandDispatcher.h"
@@ -85,7 +89,11 @@ void registerAll(ApplicationServices &services)
         return new ScriptEditorView(nullptr, parent);
     });
     DestinationScreenRegistry::registerScreen(MenuDestination::menuToolConfig, [root](QWidget *parent) -> DestinationScreen * {
-        return new ToolsConfigView(root->configControllers()->tools(), root->plugins(), parent);
+        auto *view = new ToolsConfigView(root->configControllers()->tools(), root->plugins(), parent);
+        view->setToolRunner([root](const JSONToolConfig &tool, const QJsonObject &arguments) {
+            return root->router().handleToolCall(arguments, tool, ToolInvocation{});
+        });
+        return view;
     });
     DestinationScreenRegistry::registerScreen(MenuDestination::menuPromptConfig, [root](QWidget *parent) -> DestinationScreen * {
         return new PromptConfigView(root->configControllers()->prompts(), parent);

@@ -345,7 +345,7 @@ void ToolsConfigView::runSelectedTool()
         return;
     }
     const QJsonObject arguments = parsed.object();
-    if (m_runner) {
+    if (m_runner && config->toolType == QLatin1String("CustomTool")) {
         m_result->showResult(m_runner(*config, arguments));
         return;
     }

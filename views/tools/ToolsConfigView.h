@@ -27,9 +27,9 @@ public:
     explicit ToolsConfigView(ToolsConfigController *controller, PluginController *plugins = nullptr,
                              QWidget *parent = nullptr);
 
-    // How "Run" carries a tool out: the tool as exported and the arguments typed. Without
-    // one a script tool runs as the workbench runs it and a built-in tool through its
-    // executor; a plug-in tool needs this (the router), since only it reaches the plug-ins.
+    // How "Run" carries out a plug-in tool: the tool as exported and the arguments typed.
+    // A script tool runs as the workbench runs it and a built-in tool through its executor;
+    // a plug-in tool needs this (the router), since only it reaches the plug-ins.
     using ToolRunner = std::function<JSONToolResult(const JSONToolConfig &tool, const QJsonObject &arguments)>;
     void setToolRunner(ToolRunner runner) { m_runner = std::move(runner); }
     void runSelectedTool();
