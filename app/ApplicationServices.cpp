@@ -51,6 +51,7 @@ ApplicationServices::~ApplicationServices()
     m_integrations.reset();
     m_integrationHost.reset();
     m_configuration.reset();
+    m_router->releaseBridge();
     m_bridge.reset();
     m_router.reset();
     m_plugins.reset();

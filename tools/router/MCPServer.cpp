@@ -96,6 +96,11 @@ MCPServer::~MCPServer()
     m_alive->store(false);
 }
 
+void MCPServer::releaseBridge()
+{
+    m_fileWatcher.reset();
+}
+
 ExternToolBridge &MCPServer::httpBridge()
 {
     std::call_once(m_httpBridgeOnce, [this] { m_httpBridge = std::make_unique<ExternToolBridge>(); });

@@ -33,6 +33,9 @@ public:
     // Installs a log handler in the bridge that passes each engine line to the log.
     MCPServer(LogController *logger, MCPServerBridge *bridge, PluginController *toolController);
     ~MCPServer();
+    // Takes back the resource watch the router gave the bridge; whoever destroys the bridge
+    // before the router calls this first.
+    void releaseBridge();
     MCPServer(const MCPServer &) = delete;
     MCPServer &operator=(const MCPServer &) = delete;
 
