@@ -39,6 +39,26 @@ QString systemDescription(int error)
     return QString::fromLocal8Bit(std::strerror(error));
 }
 
+// Reads to the end in 64 KiB chunks, going on after an interrupted read; each chunk goes to
+// `take`, which stops the read by returning false. The errno of a failed read, else 0.
+template <typename Take>
+int readChunks(int fd, Take &&take)
+{
+    char buffer[65536];
+    for (;;) {
+        const ssize_t got = ::read(fd, buffer, sizeof buffer);
+        if (got == 0)
+            return 0;
+        if (got < 0) {
+            if (errno == EINTR)
+                continue;
+            return errno;
+        }
+        if (!take(buffer, size_t(got)))
+            return 0;
+    }
+}
+
 }  // namespace
 
 bool Utf8TextFile::describesProcessLimit(const QString &description)
@@ -101,28 +121,27 @@ std::optional<QString> Utf8TextFile::read(const QString &path, QString *errorDes
     qint64 total = 0;
     char tail[4];
     size_t tailSize = 0;
-    char buffer[65536];
-    for (;;) {
-        const ssize_t got = ::read(fd, buffer, sizeof buffer);
-        if (got == 0)
-            break;
-        if (got < 0) {
-            if (errno == EINTR)
-                continue;
-            const int error = errno;
-            ::close(fd);
-            return fail("read", error);
+    bool grew = false;
+    const int readError = readChunks(fd, [&](const char *chunk, size_t got) {
+        total += qint64(got);
+        if (total > limit) {
+            grew = true;
+            return false;
         }
-        total += got;
-        if (total > limit)
-            return refuse(tooLarge);  // it grew while being read
         // A NUL byte is valid UTF-8 but no text: the engine would cut the text there.
-        hasNul = hasNul || std::memchr(buffer, 0, size_t(got)) != nullptr;
-        text.append(decoder(QByteArrayView(buffer, qsizetype(got))));
+        hasNul = hasNul || std::memchr(chunk, 0, got) != nullptr;
+        text.append(decoder(QByteArrayView(chunk, qsizetype(got))));
         // The last bytes, to see whether the file ends inside a sequence the decoder holds.
-        tailSize = std::min<size_t>(size_t(got), sizeof tail);
-        std::memcpy(tail, buffer + got - ssize_t(tailSize), tailSize);
+        tailSize = std::min(got, sizeof tail);
+        std::memcpy(tail, chunk + got - tailSize, tailSize);
+        return true;
+    });
+    if (readError) {
+        ::close(fd);
+        return fail("read", readError);
     }
+    if (grew)
+        return refuse(tooLarge);  // it grew while being read
     ::close(fd);
     if (decoder.hasError() || hasNul || endsInsideASequence(tail, tailSize)) {
         if (errorDescription)
@@ -164,25 +183,18 @@ std::optional<QByteArray> Utf8TextFile::readBytes(const QString &path, QString *
     }
     QByteArray bytes;
     bytes.reserve(qsizetype(st.st_size));
-    char buffer[65536];
-    for (;;) {
-        const ssize_t got = ::read(fd, buffer, sizeof buffer);
-        if (got == 0)
-            break;
-        if (got < 0) {
-            if (errno == EINTR)
-                continue;
-            const int error = errno;
-            ::close(fd);
-            return fail(systemDescription(error));
-        }
-        if (bytes.size() + got > limit) {
-            ::close(fd);
-            return fail(QStringLiteral("it is larger than %1 bytes, the limit of %2").arg(limit).arg(maxReadBytesKey));
-        }
-        bytes.append(buffer, qsizetype(got));
-    }
+    bool grew = false;
+    const int readError = readChunks(fd, [&](const char *chunk, size_t got) {
+        grew = bytes.size() + qint64(got) > limit;
+        if (!grew)
+            bytes.append(chunk, qsizetype(got));
+        return !grew;
+    });
     ::close(fd);
+    if (readError)
+        return fail(systemDescription(readError));
+    if (grew)
+        return fail(QStringLiteral("it is larger than %1 bytes, the limit of %2").arg(limit).arg(maxReadBytesKey));
     return bytes;
 }
 
