@@ -13,6 +13,10 @@
 #include "views/common/ReadOnlyTextView.h"
 #include "views/common/RecordRowDelegate.h"
 #include "views/monitor/SystemMonitorWindow.h"
+#include "views/prompts/PromptConfigView.h"
+#include "views/resources/ResourceConfigView.h"
+#include "app/config/PromptConfigController.h"
+#include "app/config/ResourceConfigController.h"
 #include "store/PersistenceController.h"
 #include "store/StoreContext.h"
 #include "store/ToolInputSchema.h"
@@ -33,6 +37,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
+#include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
 #include <QRadioButton>
@@ -179,6 +184,27 @@ TEST_F(LayoutFitTest, EveryDestinationFitsAt1024By720)
     window->resize(1400, 900);
     window->navigate(MenuDestination::menuAIChat);
     expectFits(window, QStringLiteral("AI Chat at 1400×900"));
+}
+
+// A new prompt's and a new resource's whole detail, with the messages' problem line shown.
+TEST_F(LayoutFitTest, ARecordsDetailFitsAt1024By720)
+{
+    AppMainWindow *window = launchedWindow(MenuDestination::menuPromptConfig);
+    window->resize(1024, 720);
+    auto *prompts = qobject_cast<PromptConfigView *>(window->currentScreen());
+    ASSERT_NE(prompts, nullptr);
+    prompts->button("add")->click();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return prompts->controller()->selectedPrompt() != nullptr; }));
+    prompts->messagesField()->setPlainText(QStringLiteral(R"([{"role": "system", "content": {"type": "text", "text": "Hi"}}])"));
+    ASSERT_FALSE(prompts->messagesProblemLabel()->isHidden());
+    expectFits(window, QStringLiteral("A new prompt"));
+
+    window->navigate(MenuDestination::menuResourceConfig);
+    auto *resources = qobject_cast<ResourceConfigView *>(window->currentScreen());
+    ASSERT_NE(resources, nullptr);
+    resources->button("add")->click();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return resources->controller()->selectedResourceConfig() != nullptr; }));
+    expectFits(window, QStringLiteral("A new resource"));
 }
 
 TEST_F(LayoutFitTest, SecondaryWindowsAndSheetsFitAtTheirOwnSize)

@@ -1,5 +1,7 @@
 #include "views/prompts/PromptConfigView.h"
 
+#include "views/common/OverflowRow.h"
+
 #include "views/common/CommandButton.h"
 
 #include "store/PromptArguments.h"
@@ -100,10 +102,12 @@ QLayout *PromptConfigView::makeForm()
     m_argumentsTitle = new QLabel(this);
     m_arguments = new QListWidget(this);
     m_arguments->setObjectName(QStringLiteral("promptArgList"));
-    auto *argumentButtons = new QHBoxLayout;
+    // With the messages beside the template the pane is narrow at 1024×720: the last
+    // commands fold into "⋯" rather than squeeze their labels.
+    auto *argumentButtons = new OverflowRow(this);
     for (const auto &[name, text] : {std::pair{"newArgument", "New Argument"}, {"addArgument", "Add Argument"},
                                      {"editArgument", "Edit Argument"}, {"deleteArgument", "Remove Argument"}})
-        argumentButtons->addWidget(makeButton(this, QString::fromLatin1(name), QString::fromUtf8(text)));
+        argumentButtons->addFoldable(makeButton(this, QString::fromLatin1(name), QString::fromUtf8(text)));
     const QKeySequence addKeys(QStringLiteral("Ctrl+T"));
     button(QStringLiteral("addArgument"))->setText(CommandButton::label(QStringLiteral("Add Argument"), addKeys));
     button(QStringLiteral("addArgument"))->setShortcut(addKeys);
