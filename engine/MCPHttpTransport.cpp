@@ -1064,11 +1064,23 @@ void serveStream(Shared &shared, const std::shared_ptr<HttpSession> &session, in
             std::string out;
             for (const auto &[id, text] : batch)
                 appendEvent(out, id, text);
+            uint64_t before = 0;
+            {
+                // Counted as delivered before it is written: a client that reads it and opens
+                // its next stream at once must not find it there again.
+                std::lock_guard lock(session->mutex);
+                before = session->delivered;
+                session->delivered = std::max(session->delivered, batch.back().first);
+            }
             open = sendAll(fd, out);
             from = batch.back().first;
             lastWrite = now;
-            std::lock_guard lock(session->mutex);
-            session->delivered = std::max(session->delivered, from);
+            if (!open) {
+                // It did not go out whole: unless a newer stream has begun, the next one starts with it.
+                std::lock_guard lock(session->mutex);
+                if (generation == session->generation && session->delivered == from)
+                    session->delivered = before;
+            }
         } else if (now - lastWrite >= kPingInterval) {
             open = sendAll(fd, ": ping\n\n");
             lastWrite = now;
