@@ -126,6 +126,8 @@ TEST_F(ServerScreenTest, StartsAndStopsFromTheScreenWithItsStatusWords)
     view->stopButton()->click();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return view->statusLabel()->text() == "MCP Server stopped"; }));
     EXPECT_EQ(window->serverStateLabel()->text(), "MCP Server stopped");
+    // Stopped reads muted, in a colour the window's background does not swallow.
+    EXPECT_EQ(window->serverStateLabel()->foregroundRole(), QPalette::PlaceholderText);
     EXPECT_TRUE(view->startButton()->isEnabled());
 }
 

@@ -150,7 +150,9 @@ void AppMainWindow::addServerState()
         m_serverState->setToolTip(text);
         // A start failure's reason can be long; the Server screen shows it whole.
         m_serverState->setText(m_serverState->fontMetrics().elidedText(text, Qt::ElideRight, 280));
-        m_serverState->setStyleSheet(server->isServerRunning() ? QString() : QStringLiteral("color: palette(mid);"));
+        // Muted when stopped, but in a role each scheme keeps readable ("mid" is near the
+        // window's own colour in dark ones).
+        m_serverState->setForegroundRole(server->isServerRunning() ? QPalette::WindowText : QPalette::PlaceholderText);
     };
     statusBar()->addPermanentWidget(m_serverState);
     show();
